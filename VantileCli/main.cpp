@@ -1,0 +1,63 @@
+#include "CommandLine.h"
+#include "Commands.h"
+
+#include <cstdio>
+#include <exception>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Command = std::function<int(const std::vector<std::string>&)>;
+
+struct CommandEntry {
+    Command run;
+    const char* usage;
+};
+
+const std::map<std::string, CommandEntry>& commands()
+{
+    using namespace vantile::cli;
+    static const std::map<std::string, CommandEntry> table = {
+        {"info", {runInfo, "info DIR [--json]"}},
+    };
+    return table;
+}
+
+void printUsage(std::FILE* stream)
+{
+    std::fprintf(stream, "usage: vantile-cli COMMAND [OPTIONS]\n\ncommands:\n");
+    for (const auto& [name, entry] : commands()) std::fprintf(stream, "  vantile-cli %s\n", entry.usage);
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc < 2) {
+        printUsage(stderr);
+        return 2;
+    }
+    const std::string name = argv[1];
+    if (name == "--help" || name == "-h" || name == "help") {
+        printUsage(stdout);
+        return 0;
+    }
+    const auto found = commands().find(name);
+    if (found == commands().end()) {
+        std::fprintf(stderr, "vantile-cli: unknown command \"%s\" (try vantile-cli --help)\n", name.c_str());
+        return 2;
+    }
+    try {
+        return found->second.run(std::vector<std::string>(argv + 2, argv + argc));
+    } catch (const vantile::cli::UsageError& error) {
+        std::fprintf(stderr, "vantile-cli %s: %s (usage: vantile-cli %s)\n", name.c_str(), error.what(),
+                     found->second.usage);
+        return 2;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "vantile-cli %s: %s\n", name.c_str(), error.what());
+        return 1;
+    }
+}

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "model/JsonCoding.h"
+
+namespace vantile {
+
+// One planned interval of the camera, in video pixels.
+struct FocusSegment {
+    enum class SegmentType { overview, clickFocus, typingFocus, scrollFocus };
+
+    double start = 0;
+    double end = 0;
+    SegmentType type = SegmentType::overview;
+    double centerX = 0;
+    double centerY = 0;
+    double scale = 1;
+
+    bool operator==(const FocusSegment&) const = default;
+};
+
+inline constexpr EnumTexts<FocusSegment::SegmentType, 4> segmentTypeTexts{{
+    "overview", "clickFocus", "typingFocus", "scrollFocus",
+}};
+inline const auto& enumTexts(FocusSegment::SegmentType) { return segmentTypeTexts; }
+inline void to_json(Json& json, FocusSegment::SegmentType type) { json = segmentTypeTexts.text(type); }
+
+void to_json(Json& json, const FocusSegment& segment);
+void decodeValue(const Json& json, FocusSegment& segment);
+
+}  // namespace vantile
+
+template <>
+struct std::hash<vantile::FocusSegment> {
+    std::size_t operator()(const vantile::FocusSegment& s) const
+    {
+        return vantile::hashValues(s.start, s.end, s.type, s.centerX, s.centerY, s.scale);
+    }
+};

@@ -1,0 +1,80 @@
+#include "model/JsonCoding.h"
+
+#include <cmath>
+#include <limits>
+
+namespace vantile {
+
+namespace {
+
+std::string describe(const std::string& path, const std::string& problem)
+{
+    return path.empty() ? problem : path + ": " + problem;
+}
+
+}  // namespace
+
+DecodingError::DecodingError(std::string path, std::string problem)
+    : std::runtime_error(describe(path, problem)), path_(std::move(path)), problem_(std::move(problem))
+{
+}
+
+DecodingError DecodingError::insideKey(std::string_view key) const
+{
+    std::string path(key);
+    if (!path_.empty()) path += (path_.front() == '[' ? "" : ".") + path_;
+    return DecodingError(path, problem_);
+}
+
+DecodingError DecodingError::insideIndex(std::size_t index) const
+{
+    std::string path = "[" + std::to_string(index) + "]";
+    if (!path_.empty()) path += (path_.front() == '[' ? "" : ".") + path_;
+    return DecodingError(path, problem_);
+}
+
+void decodeValue(const Json& json, double& value)
+{
+    if (!json.is_number()) throw DecodingError({}, "expected a number");
+    value = json.get<double>();
+    if (!std::isfinite(value)) throw DecodingError({}, "expected a finite number");
+}
+
+void decodeValue(const Json& json, std::int64_t& value)
+{
+    if (json.is_number_integer()) {
+        if (json.is_number_unsigned() && json.get<std::uint64_t>() > std::uint64_t(std::numeric_limits<std::int64_t>::max())) {
+            throw DecodingError({}, "integer out of range");
+        }
+        value = json.get<std::int64_t>();
+        return;
+    }
+    if (json.is_number_float()) {
+        // 1920.0 is an integer written by a tool that only knows doubles; 1920.5 is not.
+        const double number = json.get<double>();
+        if (std::isfinite(number) && std::trunc(number) == number && std::fabs(number) < 9.0e18) {
+            value = static_cast<std::int64_t>(number);
+            return;
+        }
+    }
+    throw DecodingError({}, "expected an integer");
+}
+
+void decodeValue(const Json& json, bool& value)
+{
+    if (!json.is_boolean()) throw DecodingError({}, "expected true or false");
+    value = json.get<bool>();
+}
+
+void decodeValue(const Json& json, std::string& value)
+{
+    if (!json.is_string()) throw DecodingError({}, "expected a string");
+    value = json.get<std::string>();
+}
+
+void requireObject(const Json& json)
+{
+    if (!json.is_object()) throw DecodingError({}, "expected an object");
+}
+
+}  // namespace vantile

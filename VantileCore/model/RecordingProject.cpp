@@ -1,0 +1,109 @@
+#include "model/RecordingProject.h"
+
+#include <cstdio>
+
+namespace vantile {
+
+std::string formatISO8601(Timestamp instant)
+{
+    using namespace std::chrono;
+    const auto seconds = floor<std::chrono::seconds>(instant);
+    const auto days = floor<std::chrono::days>(seconds);
+    const year_month_day date{days};
+    const hh_mm_ss time{seconds - days};
+    char text[32];
+    std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02dZ", static_cast<int>(date.year()),
+                  static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                  static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
+                  static_cast<int>(time.seconds().count()));
+    return text;
+}
+
+Timestamp parseISO8601(const std::string& text)
+{
+    using namespace std::chrono;
+    const DecodingError invalid({}, "expected an ISO 8601 date-time such as \"2026-11-15T17:57:21Z\"");
+    int year = 0;
+    unsigned month = 0, day = 0;
+    int hour = 0, minute = 0, second = 0, consumed = 0;
+    if (std::sscanf(text.c_str(), "%4d-%2u-%2uT%2d:%2d:%2d%n", &year, &month, &day, &hour, &minute, &second,
+                    &consumed) != 6 ||
+        consumed != 19) {
+        throw invalid;
+    }
+    const year_month_day date{std::chrono::year{year}, std::chrono::month{month}, std::chrono::day{day}};
+    if (!date.ok() || hour > 23 || minute > 59 || second > 60 || hour < 0 || minute < 0 || second < 0) throw invalid;
+
+    std::size_t position = 19;
+    nanoseconds fraction{0};
+    if (position < text.size() && text[position] == '.') {
+        ++position;
+        long long scale = 100'000'000;
+        const std::size_t digitsStart = position;
+        while (position < text.size() && text[position] >= '0' && text[position] <= '9') {
+            fraction += nanoseconds((text[position] - '0') * scale);
+            scale /= 10;
+            ++position;
+        }
+        if (position == digitsStart) throw invalid;
+    }
+    minutes offset{0};
+    const std::string zone = text.substr(position);
+    if (zone == "Z") {
+    } else if (zone.size() == 6 && (zone[0] == '+' || zone[0] == '-') && zone[3] == ':') {
+        int offsetHours = 0, offsetMinutes = 0;
+        if (std::sscanf(zone.c_str() + 1, "%2d:%2d", &offsetHours, &offsetMinutes) != 2) throw invalid;
+        offset = hours(offsetHours) + minutes(offsetMinutes);
+        if (zone[0] == '-') offset = -offset;
+    } else {
+        throw invalid;
+    }
+    const auto local = sys_days{date} + hours(hour) + minutes(minute) + seconds(second) + fraction;
+    return time_point_cast<system_clock::duration>(local - offset);
+}
+
+void to_json(Json& json, const RecordingProject& project)
+{
+    json = Json{
+        {"id", project.id},
+        {"createdAt", formatISO8601(project.createdAt)},
+        {"duration", project.duration},
+        {"capture", project.capture},
+        {"video", project.video},
+        {"events", project.events},
+        {"focusSegments", project.focusSegments},
+        {"cursorFrames", project.cursorFrames},
+        {"renderSettings", project.renderSettings},
+        {"audioSettings", project.audioSettings},
+        {"rawVideoPath", project.rawVideoPath},
+    };
+    encodeOptionalKey(json, "previewVideoPath", project.previewVideoPath);
+    encodeOptionalKey(json, "exportVideoPath", project.exportVideoPath);
+}
+
+void decodeValue(const Json& json, RecordingProject& project)
+{
+    requireObject(json);
+    project = RecordingProject{};
+    decodeKey(json, "id", project.id);
+    std::string createdAt;
+    decodeKey(json, "createdAt", createdAt);
+    try {
+        project.createdAt = parseISO8601(createdAt);
+    } catch (const DecodingError& error) {
+        throw error.insideKey("createdAt");
+    }
+    decodeKey(json, "duration", project.duration);
+    decodeKey(json, "capture", project.capture);
+    decodeKey(json, "video", project.video);
+    decodeKeyOrKeep(json, "events", project.events);
+    decodeKeyOrKeep(json, "focusSegments", project.focusSegments);
+    decodeKeyOrKeep(json, "cursorFrames", project.cursorFrames);
+    decodeKeyOrKeep(json, "renderSettings", project.renderSettings);
+    decodeKeyOrKeep(json, "audioSettings", project.audioSettings);
+    decodeKeyOrKeep(json, "rawVideoPath", project.rawVideoPath);
+    decodeOptionalKey(json, "previewVideoPath", project.previewVideoPath);
+    decodeOptionalKey(json, "exportVideoPath", project.exportVideoPath);
+}
+
+}  // namespace vantile

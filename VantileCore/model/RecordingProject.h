@@ -1,0 +1,58 @@
+#pragma once
+
+#include "model/AudioSettings.h"
+#include "model/CaptureInfo.h"
+#include "model/CursorFrame.h"
+#include "model/FocusSegment.h"
+#include "model/InputEvent.h"
+#include "model/RenderSettings.h"
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vantile {
+
+using Timestamp = std::chrono::system_clock::time_point;
+
+// ISO 8601 in UTC with whole seconds: "2026-11-15T17:57:21Z".
+std::string formatISO8601(Timestamp instant);
+// Accepts "Z" or a ±hh:mm offset and optional fractional seconds; throws DecodingError.
+Timestamp parseISO8601(const std::string& text);
+
+// The persisted record of one recording.
+struct RecordingProject {
+    std::string id;
+    Timestamp createdAt;
+    double duration = 0;
+    CaptureInfo capture;
+    VideoInfo video;
+    std::vector<InputEvent> events;
+    std::vector<FocusSegment> focusSegments;
+    std::vector<CursorFrame> cursorFrames;
+    RenderSettings renderSettings;
+    AudioCaptureSettings audioSettings;
+    std::string rawVideoPath = "raw.mov";  // a bare name is relative to the project directory
+    std::optional<std::string> previewVideoPath;
+    std::optional<std::string> exportVideoPath;
+
+    bool operator==(const RecordingProject&) const = default;
+};
+
+void to_json(Json& json, const RecordingProject& project);
+// Tolerant: only id, createdAt, duration, capture and video are required, so projects of
+// earlier versions still open; a present key of the wrong type still fails.
+void decodeValue(const Json& json, RecordingProject& project);
+
+}  // namespace vantile
+
+template <>
+struct std::hash<vantile::RecordingProject> {
+    std::size_t operator()(const vantile::RecordingProject& p) const
+    {
+        return vantile::hashValues(p.id, p.createdAt.time_since_epoch().count(), p.duration, p.capture, p.video,
+                                   p.events, p.focusSegments, p.cursorFrames, p.renderSettings, p.audioSettings,
+                                   p.rawVideoPath, p.previewVideoPath, p.exportVideoPath);
+    }
+};

@@ -1,0 +1,161 @@
+#include "model/RenderSettings.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+namespace vantile {
+
+std::string label(AspectRatio ratio)
+{
+    switch (ratio) {
+    case AspectRatio::landscape16x9: return "16:9";
+    case AspectRatio::ultrawide21x9: return "21:9";
+    case AspectRatio::source: return "原视频比例";
+    case AspectRatio::portrait9x16: return "9:16";
+    case AspectRatio::square1x1: return "1:1";
+    case AspectRatio::classic4x3: return "4:3";
+    }
+    return {};
+}
+
+std::string label(ResolutionPreset preset)
+{
+    return std::to_string(shortEdge(preset)) + "p";
+}
+
+std::int64_t shortEdge(ResolutionPreset preset)
+{
+    return 720 + 360 * static_cast<std::int64_t>(preset);
+}
+
+std::int64_t evenOutputDimension(double value)
+{
+    const double even = 2 * std::trunc(value * 0.5);
+    // A size that does not fit an integer is a programming error.
+    if (!std::isfinite(even) || std::fabs(even) >= 9.2e18) std::abort();
+    return std::max<std::int64_t>(static_cast<std::int64_t>(even), 2);
+}
+
+OutputSize outputSize(AspectRatio ratio, ResolutionPreset preset)
+{
+    const double s = static_cast<double>(shortEdge(preset));
+    switch (ratio) {
+    case AspectRatio::landscape16x9:
+    case AspectRatio::source: return {evenOutputDimension(s * 1.7777777777777777), evenOutputDimension(s)};
+    // 64/27 (2560 / 1080), not 21/9: the common "ultrawide" pixel size.
+    case AspectRatio::ultrawide21x9: return {evenOutputDimension(s * 2.3703703703703702), evenOutputDimension(s)};
+    case AspectRatio::portrait9x16: return {evenOutputDimension(s), evenOutputDimension(s / 0.5625)};
+    case AspectRatio::square1x1: return {evenOutputDimension(s), evenOutputDimension(s)};
+    case AspectRatio::classic4x3: return {evenOutputDimension(s * 1.3333333333333333), evenOutputDimension(s)};
+    }
+    return {};
+}
+
+OutputSize outputSize(AspectRatio ratio, const std::optional<VideoInfo>& sourceVideo, ResolutionPreset preset)
+{
+    if (ratio == AspectRatio::source && sourceVideo) {
+        return sourceMatchedOutputSize(sourceVideo->width, sourceVideo->height, preset);
+    }
+    return outputSize(ratio, preset);
+}
+
+OutputSize sourceMatchedOutputSize(std::int64_t width, std::int64_t height, ResolutionPreset preset)
+{
+    const double w = static_cast<double>(std::max<std::int64_t>(width, 2));
+    const double h = static_cast<double>(std::max<std::int64_t>(height, 2));
+    const double shortSide = std::min(w, h);
+    const double target = static_cast<double>(shortEdge(preset));
+    // A source smaller than the preset is never enlarged.
+    const double factor = target < shortSide ? target / shortSide : 1.0;
+    return {evenOutputDimension(factor * w), evenOutputDimension(factor * h)};
+}
+
+OutputSize scaledEvenOutputSize(std::int64_t width, std::int64_t height, std::int64_t maxLongEdge)
+{
+    const double w = static_cast<double>(std::max<std::int64_t>(width, 2));
+    const double h = static_cast<double>(std::max<std::int64_t>(height, 2));
+    const double longSide = std::max(w, h);
+    const double limit = maxLongEdge > 1 ? static_cast<double>(maxLongEdge) : 2.0;
+    const double factor = std::min(limit / longSide, 1.0);
+    return {evenOutputDimension(factor * w), evenOutputDimension(factor * h)};
+}
+
+RGBAColor RGBAColor::fromHex(std::uint32_t hex, double alpha)
+{
+    return {((hex >> 16) & 0xFF) / 255.0, ((hex >> 8) & 0xFF) / 255.0, (hex & 0xFF) / 255.0, alpha};
+}
+
+RenderPreset RenderPreset::preset(TemplateName name)
+{
+    switch (name) {
+    case TemplateName::minimalDark:
+        return {RenderBackground::solid(RGBAColor::fromHex(0x0B1020)), 18, 96, WindowChrome::browser};
+    case TemplateName::gradientBlue:
+        return {RenderBackground::linear(RGBAColor::fromHex(0x0F172A), RGBAColor::fromHex(0x312E81)), 24, 120,
+                WindowChrome::browser};
+    case TemplateName::cleanLight:
+        return {RenderBackground::solid(RGBAColor::fromHex(0xF5F7FA)), 20, 96, WindowChrome::macWindow};
+    }
+    return {};
+}
+
+RenderSettings RenderSettings::sizedFor(const std::optional<VideoInfo>& sourceVideo) const
+{
+    RenderSettings sized = *this;
+    const OutputSize size = outputSize(aspectRatio, sourceVideo, resolutionPreset);
+    sized.outputWidth = size.width;
+    sized.outputHeight = size.height;
+    return sized;
+}
+
+RenderSettings RenderSettings::previewVariant(std::int64_t maxLongEdge, std::int64_t maxFps) const
+{
+    RenderSettings reduced = *this;
+    const OutputSize size = scaledEvenOutputSize(outputWidth, outputHeight, maxLongEdge);
+    reduced.outputWidth = size.width;
+    reduced.outputHeight = size.height;
+    reduced.fps = std::max<std::int64_t>(std::min(fps, maxFps), 1);
+    return reduced;
+}
+
+void to_json(Json& json, const RenderSettings& settings)
+{
+    json = Json{
+        {"aspectRatio", settings.aspectRatio},
+        {"templateName", settings.templateName},
+        {"zoomIntensity", settings.zoomIntensity},
+        {"resolutionPreset", settings.resolutionPreset},
+        {"backgroundEnabled", settings.backgroundEnabled},
+        {"showCursor", settings.showCursor},
+        {"showClickRipple", settings.showClickRipple},
+        {"cursorTheme", settings.cursorTheme},
+        {"cursorEffect", settings.cursorEffect},
+        {"dynamicCursorScale", settings.dynamicCursorScale},
+        {"outputWidth", settings.outputWidth},
+        {"outputHeight", settings.outputHeight},
+        {"fps", settings.fps},
+    };
+}
+
+void decodeValue(const Json& json, RenderSettings& settings)
+{
+    requireObject(json);
+    settings = RenderSettings{};
+    decodeKey(json, "aspectRatio", settings.aspectRatio);
+    decodeKey(json, "templateName", settings.templateName);
+    decodeKey(json, "zoomIntensity", settings.zoomIntensity);
+    // Keys added after the first release fall back to their defaults.
+    decodeKeyOrKeep(json, "resolutionPreset", settings.resolutionPreset);
+    decodeKeyOrKeep(json, "backgroundEnabled", settings.backgroundEnabled);
+    decodeKeyOrKeep(json, "showCursor", settings.showCursor);
+    decodeKeyOrKeep(json, "showClickRipple", settings.showClickRipple);
+    decodeKeyOrKeep(json, "cursorTheme", settings.cursorTheme);
+    decodeKeyOrKeep(json, "cursorEffect", settings.cursorEffect);
+    decodeKeyOrKeep(json, "dynamicCursorScale", settings.dynamicCursorScale);
+    decodeKey(json, "outputWidth", settings.outputWidth);
+    decodeKey(json, "outputHeight", settings.outputHeight);
+    decodeKey(json, "fps", settings.fps);
+}
+
+}  // namespace vantile

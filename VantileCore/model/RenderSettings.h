@@ -1,0 +1,145 @@
+#pragma once
+
+#include "model/CaptureInfo.h"
+#include "model/JsonCoding.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace vantile {
+
+enum class AspectRatio { landscape16x9, ultrawide21x9, source, portrait9x16, square1x1, classic4x3 };
+enum class TemplateName { minimalDark, gradientBlue, cleanLight };
+enum class ZoomIntensity { light, standard, strong };
+enum class ResolutionPreset { p720, p1080, p1440 };
+enum class CursorTheme { systemWhite, graphite, electricBlue, rose, lime };
+enum class CursorEffect { macOS, halo, glow };
+enum class WindowChrome { browser, macWindow };
+
+inline constexpr EnumTexts<AspectRatio, 6> aspectRatioTexts{{
+    "landscape16x9", "ultrawide21x9", "source", "portrait9x16", "square1x1", "classic4x3",
+}};
+inline constexpr EnumTexts<TemplateName, 3> templateNameTexts{{"minimalDark", "gradientBlue", "cleanLight"}};
+inline constexpr EnumTexts<ZoomIntensity, 3> zoomIntensityTexts{{"light", "standard", "strong"}};
+inline constexpr EnumTexts<ResolutionPreset, 3> resolutionPresetTexts{{"p720", "p1080", "p1440"}};
+inline constexpr EnumTexts<CursorTheme, 5> cursorThemeTexts{{
+    "systemWhite", "graphite", "electricBlue", "rose", "lime",
+}};
+inline constexpr EnumTexts<CursorEffect, 3> cursorEffectTexts{{"macOS", "halo", "glow"}};
+inline constexpr EnumTexts<WindowChrome, 2> windowChromeTexts{{"browser", "macWindow"}};
+
+inline const auto& enumTexts(AspectRatio) { return aspectRatioTexts; }
+inline const auto& enumTexts(TemplateName) { return templateNameTexts; }
+inline const auto& enumTexts(ZoomIntensity) { return zoomIntensityTexts; }
+inline const auto& enumTexts(ResolutionPreset) { return resolutionPresetTexts; }
+inline const auto& enumTexts(CursorTheme) { return cursorThemeTexts; }
+inline const auto& enumTexts(CursorEffect) { return cursorEffectTexts; }
+inline const auto& enumTexts(WindowChrome) { return windowChromeTexts; }
+inline void to_json(Json& json, AspectRatio value) { json = aspectRatioTexts.text(value); }
+inline void to_json(Json& json, TemplateName value) { json = templateNameTexts.text(value); }
+inline void to_json(Json& json, ZoomIntensity value) { json = zoomIntensityTexts.text(value); }
+inline void to_json(Json& json, ResolutionPreset value) { json = resolutionPresetTexts.text(value); }
+inline void to_json(Json& json, CursorTheme value) { json = cursorThemeTexts.text(value); }
+inline void to_json(Json& json, CursorEffect value) { json = cursorEffectTexts.text(value); }
+inline void to_json(Json& json, WindowChrome value) { json = windowChromeTexts.text(value); }
+
+std::string label(AspectRatio ratio);         // "16:9", "原视频比例", ...
+std::string label(ResolutionPreset preset);   // "720p", "1080p", "1440p"
+std::int64_t shortEdge(ResolutionPreset preset);
+
+struct OutputSize {
+    std::int64_t width = 2;
+    std::int64_t height = 2;
+
+    bool operator==(const OutputSize&) const = default;
+};
+
+// even(v): rounded down to an even integer, at least 2.
+std::int64_t evenOutputDimension(double value);
+
+OutputSize outputSize(AspectRatio ratio, ResolutionPreset preset = ResolutionPreset::p1080);
+OutputSize outputSize(AspectRatio ratio, const std::optional<VideoInfo>& sourceVideo,
+                      ResolutionPreset preset = ResolutionPreset::p1080);
+OutputSize sourceMatchedOutputSize(std::int64_t width, std::int64_t height, ResolutionPreset preset);
+OutputSize scaledEvenOutputSize(std::int64_t width, std::int64_t height, std::int64_t maxLongEdge);
+
+struct RGBAColor {
+    double red = 0;
+    double green = 0;
+    double blue = 0;
+    double alpha = 1;
+
+    static RGBAColor fromHex(std::uint32_t hex, double alpha = 1.0);
+
+    bool operator==(const RGBAColor&) const = default;
+};
+
+// Either one solid colour or a linear gradient from `start` to `end`.
+struct RenderBackground {
+    enum class Kind { solid, linear };
+
+    Kind kind = Kind::solid;
+    RGBAColor start;
+    RGBAColor end;  // equals `start` for a solid background
+
+    static RenderBackground solid(RGBAColor color) { return {Kind::solid, color, color}; }
+    static RenderBackground linear(RGBAColor from, RGBAColor to) { return {Kind::linear, from, to}; }
+
+    bool operator==(const RenderBackground&) const = default;
+};
+
+struct RenderPreset {
+    RenderBackground background;
+    double cornerRadius = 0;
+    double padding = 0;
+    WindowChrome windowChrome = WindowChrome::browser;
+
+    static RenderPreset preset(TemplateName name);
+
+    bool operator==(const RenderPreset&) const = default;
+};
+
+struct RenderSettings {
+    AspectRatio aspectRatio = AspectRatio::landscape16x9;
+    TemplateName templateName = TemplateName::minimalDark;
+    ZoomIntensity zoomIntensity = ZoomIntensity::standard;
+    ResolutionPreset resolutionPreset = ResolutionPreset::p1080;
+    bool backgroundEnabled = true;
+    bool showCursor = true;
+    bool showClickRipple = true;
+    CursorTheme cursorTheme = CursorTheme::systemWhite;
+    CursorEffect cursorEffect = CursorEffect::macOS;
+    bool dynamicCursorScale = true;
+    std::int64_t outputWidth = 1920;
+    std::int64_t outputHeight = 1080;
+    std::int64_t fps = 30;
+
+    static RenderSettings defaultLandscape() { return {}; }
+
+    // These choices with the output size that the aspect ratio and resolution give,
+    // matched to the source video when the ratio is `source` and a video is known.
+    RenderSettings sizedFor(const std::optional<VideoInfo>& sourceVideo = std::nullopt) const;
+
+    // A reduced copy for previews: size fitted to maxLongEdge, fps at most `fps` and at least 1.
+    RenderSettings previewVariant(std::int64_t maxLongEdge, std::int64_t fps) const;
+
+    RenderPreset renderPreset() const { return RenderPreset::preset(templateName); }
+
+    bool operator==(const RenderSettings&) const = default;
+};
+
+void to_json(Json& json, const RenderSettings& settings);
+void decodeValue(const Json& json, RenderSettings& settings);
+
+}  // namespace vantile
+
+template <>
+struct std::hash<vantile::RenderSettings> {
+    std::size_t operator()(const vantile::RenderSettings& s) const
+    {
+        return vantile::hashValues(s.aspectRatio, s.templateName, s.zoomIntensity, s.resolutionPreset,
+                                   s.backgroundEnabled, s.showCursor, s.showClickRipple, s.cursorTheme,
+                                   s.cursorEffect, s.dynamicCursorScale, s.outputWidth, s.outputHeight, s.fps);
+    }
+};

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace vantile {
+
+// The store's failures, each carrying the sentence a user reads.
+class ProjectFileError : public std::runtime_error {
+public:
+    enum class Kind {
+        projectDirectoryMissing,  // the controller has no project directory to work with
+        fileSystem,               // creating, reading, writing or removing failed
+        decoding,                 // a file's JSON is malformed or does not fit the record
+    };
+
+    ProjectFileError(Kind kind, const std::string& message) : std::runtime_error(message), kind_(kind) {}
+
+    static ProjectFileError projectDirectoryMissing()
+    {
+        return {Kind::projectDirectoryMissing, "Project directory is missing."};
+    }
+
+    Kind kind() const { return kind_; }
+
+private:
+    Kind kind_;
+};
+
+}  // namespace vantile

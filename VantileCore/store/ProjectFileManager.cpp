@@ -1,0 +1,165 @@
+#include "store/ProjectFileManager.h"
+
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <regex>
+
+namespace vantile {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* metadataFileNames[] = {"project.json", "events.json", "focus_segments.json",
+                                             "cursor_path.json"};
+
+[[noreturn]] void throwFileSystemError(const std::string& action, const fs::path& path, const std::error_code& error)
+{
+    throw ProjectFileError(ProjectFileError::Kind::fileSystem, action + " " + path.string() + ": " + error.message());
+}
+
+void createDirectories(const fs::path& directory)
+{
+    std::error_code error;
+    fs::create_directories(directory, error);
+    if (error) throwFileSystemError("Cannot create directory", directory, error);
+    if (!fs::is_directory(directory, error)) {
+        throwFileSystemError("Cannot create directory", directory, std::make_error_code(std::errc::not_a_directory));
+    }
+}
+
+// XDG_VIDEOS_DIR from the environment or the user-dirs file, else ~/Videos.
+fs::path userVideosDirectory()
+{
+    const char* homeValue = std::getenv("HOME");
+    const fs::path home = homeValue && *homeValue ? fs::path(homeValue) : fs::path("/tmp");
+    const auto expand = [&](std::string value) {
+        if (value.rfind("$HOME", 0) == 0) value = home.string() + value.substr(5);
+        return fs::path(value);
+    };
+    if (const char* fromEnvironment = std::getenv("XDG_VIDEOS_DIR"); fromEnvironment && *fromEnvironment) {
+        return expand(fromEnvironment);
+    }
+    const char* configValue = std::getenv("XDG_CONFIG_HOME");
+    const fs::path config = configValue && *configValue ? fs::path(configValue) : home / ".config";
+    std::ifstream userDirs(config / "user-dirs.dirs");
+    static const std::regex line(R"re(^\s*XDG_VIDEOS_DIR\s*=\s*"([^"]*)"\s*$)re");
+    for (std::string text; std::getline(userDirs, text);) {
+        std::smatch match;
+        if (std::regex_match(text, match, line)) {
+            const fs::path videos = expand(match[1].str());
+            // A user-dirs entry equal to $HOME means "disabled".
+            if (!videos.empty() && videos != home && videos != home / "") return videos;
+        }
+    }
+    return home / "Videos";
+}
+
+}  // namespace
+
+ProjectFileManager::ProjectFileManager(std::optional<fs::path> rootDirectory)
+    : rootDirectory_(rootDirectory ? *rootDirectory : defaultRootDirectory())
+{
+}
+
+fs::path ProjectFileManager::defaultRootDirectory()
+{
+    return userVideosDirectory() / "VantileProjects";
+}
+
+std::string ProjectFileManager::projectDirectoryName(Timestamp now)
+{
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
+    std::tm local{};
+    localtime_r(&seconds, &local);
+    char text[64];
+    std::strftime(text, sizeof text, "project-%Y-%m-%d-%H%M%S", &local);
+    return text;
+}
+
+fs::path ProjectFileManager::createProjectDirectory(Timestamp now) const
+{
+    createDirectories(rootDirectory_);
+    // No collision handling: two projects created in the same second share a directory.
+    const fs::path directory = rootDirectory_ / projectDirectoryName(now);
+    createDirectories(directory);
+    return directory;
+}
+
+std::string ProjectFileManager::encodeDocument(const Json& json)
+{
+    // nlohmann's objects keep their keys sorted; dump() without indent is compact.
+    return json.dump(-1, ' ', false, Json::error_handler_t::strict);
+}
+
+Json ProjectFileManager::parseDocument(const fs::path& file)
+{
+    const std::string text = readWholeFile(file);
+    try {
+        return Json::parse(text);
+    } catch (const Json::parse_error& error) {
+        throw ProjectFileError(ProjectFileError::Kind::decoding,
+                               file.filename().string() + ": malformed JSON at byte " + std::to_string(error.byte));
+    }
+}
+
+void ProjectFileManager::saveProject(const RecordingProject& project, const fs::path& directory) const
+{
+    const fs::path metadata = directory / metadataFolderName;
+    createDirectories(metadata);
+    // The leading dot already hides the folder on Linux file managers.
+
+    RecordingProject header = project;
+    header.events.clear();
+    header.focusSegments.clear();
+    header.cursorFrames.clear();
+    save(header, metadata / "project.json");
+    save(project.events, metadata / "events.json");
+    save(project.focusSegments, metadata / "focus_segments.json");
+    save(project.cursorFrames, metadata / "cursor_path.json");
+    removeLegacyMetadataFiles(directory);
+}
+
+RecordingProject ProjectFileManager::loadProject(const fs::path& directory) const
+{
+    std::error_code error;
+    if (!fs::exists(directory, error)) {
+        throw ProjectFileError(ProjectFileError::Kind::fileSystem, "No project at " + directory.string());
+    }
+    if (!fs::is_directory(directory, error)) {
+        throw ProjectFileError(ProjectFileError::Kind::fileSystem, directory.string() + " is not a project directory");
+    }
+    RecordingProject project = load<RecordingProject>(existingMetadataURL("project.json", directory));
+    // A sidecar file replaces the list; without one, the list from project.json stays
+    // (empty for the current layout, inline data for the legacy one).
+    const auto replaceFrom = [&](const char* name, auto& list) {
+        const fs::path file = existingMetadataURL(name, directory);
+        if (fs::exists(file, error)) list = load<std::decay_t<decltype(list)>>(file);
+    };
+    replaceFrom("events.json", project.events);
+    replaceFrom("focus_segments.json", project.focusSegments);
+    replaceFrom("cursor_path.json", project.cursorFrames);
+    return project;
+}
+
+fs::path ProjectFileManager::existingMetadataURL(const std::string& name, const fs::path& directory) const
+{
+    const fs::path candidate = directory / metadataFolderName / name;
+    std::error_code error;
+    if (fs::exists(candidate, error)) return candidate;
+    return directory / name;
+}
+
+void ProjectFileManager::removeLegacyMetadataFiles(const fs::path& directory) const
+{
+    for (const char* name : metadataFileNames) {
+        const fs::path legacy = directory / name;
+        std::error_code error;
+        if (!fs::exists(legacy, error)) continue;
+        fs::remove(legacy, error);
+        if (error) throwFileSystemError("Cannot remove", legacy, error);
+    }
+}
+
+}  // namespace vantile

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "model/RecordingProject.h"
+#include "store/AtomicFile.h"
+#include "store/ProjectFileError.h"
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace vantile {
+
+// Owns the on-disk layout: a projects root, one directory per recording, and the project
+// split over four JSON files in the project's hidden ".vantile" folder.
+class ProjectFileManager {
+public:
+    // Without a root, projects live in the user's videos directory under "VantileProjects".
+    explicit ProjectFileManager(std::optional<std::filesystem::path> rootDirectory = std::nullopt);
+
+    const std::filesystem::path& rootDirectory() const { return rootDirectory_; }
+
+    // root/"project-yyyy-MM-dd-HHmmss" in local time; an existing directory is reused.
+    std::filesystem::path createProjectDirectory(Timestamp now = std::chrono::system_clock::now()) const;
+
+    void saveProject(const RecordingProject& project, const std::filesystem::path& directory) const;
+    RecordingProject loadProject(const std::filesystem::path& directory) const;
+
+    // Encodes with the store's encoder (sorted keys, compact) and writes atomically.
+    template <typename T>
+    void save(const T& value, const std::filesystem::path& file) const
+    {
+        writeFileAtomically(file, encodeDocument(Json(value)));
+    }
+
+    // Reads and decodes a file; errors name the file and the offending key.
+    template <typename T>
+    T load(const std::filesystem::path& file) const
+    {
+        const Json json = parseDocument(file);
+        try {
+            return decodeDocument<T>(json);
+        } catch (const DecodingError& error) {
+            throw ProjectFileError(ProjectFileError::Kind::decoding, file.filename().string() + ": " + error.what());
+        }
+    }
+
+    static std::string encodeDocument(const Json& json);
+    static std::filesystem::path defaultRootDirectory();
+    static std::string projectDirectoryName(Timestamp now);
+
+    static constexpr const char* metadataFolderName = ".vantile";
+
+private:
+    static Json parseDocument(const std::filesystem::path& file);
+    std::filesystem::path existingMetadataURL(const std::string& name, const std::filesystem::path& directory) const;
+    void removeLegacyMetadataFiles(const std::filesystem::path& directory) const;
+
+    std::filesystem::path rootDirectory_;
+};
+
+}  // namespace vantile
