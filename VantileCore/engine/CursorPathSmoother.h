@@ -1,0 +1,18 @@
+#pragma once
+
+#include "model/CursorFrame.h"
+#include "model/InputEvent.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace vantile {
+
+// Drops pointer jitter, low-pass filters the pointer path and resamples it at the frame rate:
+// one CursorFrame per output frame, times i / fps for i = 0 ... floor(fps * duration). Holds no state.
+class CursorPathSmoother {
+public:
+    std::vector<CursorFrame> smooth(const std::vector<InputEvent>& events, std::int64_t fps, double duration) const;
+};
+
+}  // namespace vantile
