@@ -11,7 +11,8 @@ namespace {
 
 std::int64_t evenDimension(double value)
 {
-    const double even = 2 * std::floor(value / 2);
+    // The nudge keeps a product such as 6000 x 0.576 = 3455.9999999999995 at its intended 3456.
+    const double even = 2 * std::floor(value / 2 + 1e-9);
     // A size that is not finite or does not fit an integer is a programming fault.
     if (!std::isfinite(even) || std::fabs(even) >= 9.2e18) std::abort();
     return std::max<std::int64_t>(static_cast<std::int64_t>(even), 2);

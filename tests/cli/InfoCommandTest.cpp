@@ -1,0 +1,84 @@
+#include "store/ProjectFileManager.h"
+
+#include "support/RunCommand.h"
+#include "support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+using namespace vantile;
+using namespace vantile::testing;
+namespace fs = std::filesystem;
+
+namespace {
+
+const fs::path examples = fs::path(VANTILE_SOURCE_DIR) / "examples";
+
+bool isOneLine(const std::string& text)
+{
+    return !text.empty() && text.find('\n') == text.size() - 1;
+}
+
+}  // namespace
+
+TEST(InfoCommand, SummarisesBothLayoutsAndJsonRoundTrips)
+{
+    const auto minimal = runCli({"info", (examples / "minimal").string()});
+    ASSERT_EQ(minimal.exitCode, 0) << minimal.standardError;
+    EXPECT_NE(minimal.standardOutput.find("2026-11-15T17:57:21Z"), std::string::npos);
+    EXPECT_NE(minimal.standardOutput.find("1280x720 at 30 fps"), std::string::npos);
+    EXPECT_NE(minimal.standardOutput.find("events        0"), std::string::npos);
+
+    TemporaryDirectory copy;
+    fs::copy(examples / "walkthrough", copy / "walkthrough", fs::copy_options::recursive);
+    const auto before = snapshotFiles(copy.path());
+    const auto summary = runCli({"info", (copy / "walkthrough").string()});
+    ASSERT_EQ(summary.exitCode, 0) << summary.standardError;
+    EXPECT_NE(summary.standardOutput.find("events        7"), std::string::npos);
+    EXPECT_NE(summary.standardOutput.find("gradientBlue"), std::string::npos);
+
+    const auto json = runCli({"info", (copy / "walkthrough").string(), "--json"});
+    ASSERT_EQ(json.exitCode, 0) << json.standardError;
+    const ProjectFileManager store(copy.path());
+    const RecordingProject loaded = store.loadProject(copy / "walkthrough");
+    EXPECT_EQ(decodeDocument<RecordingProject>(Json::parse(json.standardOutput)), loaded);
+    EXPECT_EQ(json.standardOutput, ProjectFileManager::encodeDocument(Json(loaded)) + "\n");
+    EXPECT_EQ(loaded.events.size(), 7u);
+    // info never writes.
+    EXPECT_EQ(snapshotFiles(copy.path()), before);
+}
+
+TEST(InfoCommand, BadProjectsGiveOneLineAndNonZeroExit)
+{
+    TemporaryDirectory root;
+    writeText(root / "file", "not a directory");
+    writeText(root / "broken" / ".vantile" / "project.json", "{\"id\": ");
+    fs::copy(examples / "walkthrough", root / "typed", fs::copy_options::recursive);
+    writeText(root / "typed" / ".vantile" / "events.json", R"([{"time":0,"type":"mouseMove","x":1,"y":2},
+        {"time":1,"type":"mouseMove","x":1,"y":2},{"time":2,"type":"mouseMove","x":1,"y":2},
+        {"time":"3","type":"mouseMove","x":1,"y":2}])");
+    const auto before = snapshotFiles(root.path());
+
+    struct Case {
+        std::vector<std::string> arguments;
+        std::string expected;
+    };
+    const Case cases[] = {
+        {{"info", (root / "missing").string()}, "No project at"},
+        {{"info", (root / "file").string()}, "not a project directory"},
+        {{"info", (root / "broken").string()}, "project.json: malformed JSON"},
+        {{"info", (root / "typed").string()}, "events.json: [3].time: expected a number"},
+        {{"info"}, "missing project directory"},
+        {{"info", (root / "typed").string(), "--verbose"}, "unknown option --verbose"},
+        {{"frobnicate"}, "unknown command"},
+    };
+    for (const auto& testCase : cases) {
+        std::string commandLine = quoteForShell(VANTILE_CLI);
+        for (const auto& argument : testCase.arguments) commandLine += " " + quoteForShell(argument);
+        const auto result = runShell(commandLine);
+        EXPECT_NE(result.exitCode, 0) << commandLine;
+        EXPECT_TRUE(isOneLine(result.standardError)) << result.standardError;
+        EXPECT_NE(result.standardError.find(testCase.expected), std::string::npos) << result.standardError;
+        EXPECT_TRUE(result.standardOutput.empty()) << result.standardOutput;
+    }
+    EXPECT_EQ(snapshotFiles(root.path()), before);
+}

@@ -1,0 +1,229 @@
+#include "model/CaptureSource.h"
+#include "model/RecordingProject.h"
+
+#include <gtest/gtest.h>
+
+#include <unordered_set>
+
+using namespace vantile;
+
+namespace {
+
+Json minimalProjectJson()
+{
+    return Json::parse(R"({
+        "id": "p1", "createdAt": "2026-11-15T17:57:21Z", "duration": 12.5,
+        "capture": {"sourceType": "display", "region": {"x": 0, "y": 0, "width": 1280, "height": 800},
+                    "scaleFactor": 1},
+        "video": {"path": "raw.mov", "width": 1280, "height": 800, "fps": 30}
+    })");
+}
+
+RecordingProject richProject()
+{
+    RecordingProject project;
+    project.id = "rich";
+    project.createdAt = parseISO8601("2026-01-02T03:04:05Z");
+    project.duration = 0.1 + 0.2;  // a double that needs all 17 digits to round-trip
+    project.capture = {CaptureInfo::SourceType::window, std::nullopt, "4194313", "Firefox", "Docs — Firefox",
+                       {10.5, 20.25, 800, 600}, 1};
+    project.video = {"raw.mov", 800, 600, 30};
+    project.events = {
+        {0.0, InputEvent::EventType::mouseMove, 1, 2, {}, {}, {}},
+        {0.5, InputEvent::EventType::leftMouseDown, 3, 4, {}, {}, "left"},
+        {0.75, InputEvent::EventType::scrollWheel, 3, 4, -1.0, 2.5, {}},
+        {1.0, InputEvent::EventType::typingActivityStart, 3, 4, {}, {}, {}},
+    };
+    project.focusSegments = {{0, 1.5, FocusSegment::SegmentType::clickFocus, 400, 300, 1.8}};
+    project.cursorFrames = {{0, 1, 2, true, false}, {1.0 / 30, 1.1, 2.2, false, true}};
+    project.renderSettings.aspectRatio = AspectRatio::portrait9x16;
+    project.renderSettings.cursorEffect = CursorEffect::glow;
+    project.audioSettings = {AudioCaptureMode::systemAndMicrophone, "alsa_input.usb-mic"};
+    project.rawVideoPath = "raw.mov";
+    project.exportVideoPath = "export.mp4";
+    return project;
+}
+
+std::string decodeFailure(const Json& json)
+{
+    try {
+        decodeDocument<RecordingProject>(json);
+    } catch (const DecodingError& error) {
+        return error.what();
+    }
+    return "decoded";
+}
+
+}  // namespace
+
+TEST(RecordCoding, ProjectWithOnlyRequiredKeysDecodesWithDefaults)
+{
+    const auto project = decodeDocument<RecordingProject>(minimalProjectJson());
+    EXPECT_EQ(project.id, "p1");
+    EXPECT_EQ(formatISO8601(project.createdAt), "2026-11-15T17:57:21Z");
+    EXPECT_TRUE(project.events.empty());
+    EXPECT_TRUE(project.focusSegments.empty());
+    EXPECT_TRUE(project.cursorFrames.empty());
+    EXPECT_EQ(project.renderSettings, RenderSettings::defaultLandscape());
+    EXPECT_EQ(project.audioSettings, AudioCaptureSettings{});
+    EXPECT_EQ(project.rawVideoPath, "raw.mov");
+    EXPECT_FALSE(project.previewVideoPath);
+    EXPECT_FALSE(project.exportVideoPath);
+
+    // null counts as missing for the tolerant keys.
+    Json withNulls = minimalProjectJson();
+    withNulls["events"] = nullptr;
+    withNulls["renderSettings"] = nullptr;
+    withNulls["rawVideoPath"] = nullptr;
+    EXPECT_EQ(decodeDocument<RecordingProject>(withNulls), project);
+}
+
+TEST(RecordCoding, ProjectDecodingFailsOnMissingRequiredKeysWrongTypesAndUnknownCases)
+{
+    for (const char* key : {"id", "createdAt", "duration", "capture", "video"}) {
+        Json json = minimalProjectJson();
+        json.erase(key);
+        EXPECT_EQ(decodeFailure(json), std::string(key) + ": missing required key");
+    }
+    Json json = minimalProjectJson();
+    json["rawVideoPath"] = 3;
+    EXPECT_EQ(decodeFailure(json), "rawVideoPath: expected a string");
+
+    json = minimalProjectJson();
+    json["events"] = Json::array({Json{{"time", 0}, {"type", "mouseMove"}, {"x", 0}, {"y", 0}},
+                                  Json{{"time", "soon"}, {"type", "mouseMove"}, {"x", 0}, {"y", 0}}});
+    EXPECT_EQ(decodeFailure(json), "events[1].time: expected a number");
+
+    json = minimalProjectJson();
+    json["events"] = Json::array({Json{{"time", 0}, {"type", "keyDown"}, {"x", 0}, {"y", 0}}});
+    EXPECT_EQ(decodeFailure(json), "events[0].type: unknown value \"keyDown\"");
+
+    json = minimalProjectJson();
+    json["capture"]["sourceType"] = "screen";
+    EXPECT_EQ(decodeFailure(json), "capture.sourceType: unknown value \"screen\"");
+
+    json = minimalProjectJson();
+    json["video"]["width"] = 1280.5;
+    EXPECT_EQ(decodeFailure(json), "video.width: expected an integer");
+
+    json = minimalProjectJson();
+    json["createdAt"] = "yesterday";
+    EXPECT_NE(decodeFailure(json).find("createdAt: expected an ISO 8601"), std::string::npos);
+
+    json = minimalProjectJson();
+    json["renderSettings"] = Json{{"aspectRatio", "landscape16x9"}};
+    EXPECT_EQ(decodeFailure(json), "renderSettings.templateName: missing required key");
+
+    EXPECT_EQ(decodeFailure(Json::array()), "expected an object");
+}
+
+TEST(RecordCoding, EncodingOmitsAbsentOptionalsAndRoundTrips)
+{
+    const InputEvent move{1.5, InputEvent::EventType::mouseMove, 3, 4, {}, {}, {}};
+    const Json moveJson = move;
+    EXPECT_EQ(moveJson, Json::parse(R"({"time":1.5,"type":"mouseMove","x":3,"y":4})"));
+
+    const Json rect = CGRectCodable{1, 2, 3, 4};
+    EXPECT_EQ(rect, Json::parse(R"({"x":1,"y":2,"width":3,"height":4})"));
+
+    RecordingProject project = richProject();
+    project.exportVideoPath.reset();
+    const Json encoded = project;
+    EXPECT_FALSE(encoded.contains("previewVideoPath"));
+    EXPECT_FALSE(encoded.contains("exportVideoPath"));
+    EXPECT_EQ(encoded.size(), 11u);
+    EXPECT_EQ(encoded["createdAt"], "2026-01-02T03:04:05Z");
+    EXPECT_EQ(decodeDocument<RecordingProject>(encoded), project);
+
+    // Through text, as the store writes it: every double survives exactly.
+    const RecordingProject rich = richProject();
+    EXPECT_EQ(decodeDocument<RecordingProject>(Json::parse(Json(rich).dump())), rich);
+    EXPECT_EQ(decodeDocument<RecordingProject>(Json::parse(Json(rich).dump())).duration, 0.1 + 0.2);
+}
+
+TEST(RecordCoding, StrictRecordsRejectWhatTheyCannotHold)
+{
+    EXPECT_THROW(decodeDocument<InputEvent>(Json::parse(R"({"time":1,"type":"mouseMove","x":1})")), DecodingError);
+    EXPECT_THROW(decodeDocument<CursorFrame>(Json::parse(R"({"time":1,"x":1,"y":1,"visible":1,"isClicking":false})")),
+                 DecodingError);
+    EXPECT_THROW(decodeDocument<FocusSegment>(Json::parse(
+                     R"({"start":0,"end":1,"type":"zoom","centerX":0,"centerY":0,"scale":1})")),
+                 DecodingError);
+    EXPECT_THROW(decodeDocument<AudioCaptureSettings>(Json::parse(R"({"mode":"stereo"})")), DecodingError);
+    // Optional keys may be null; integers written as 30.0 are still integers.
+    EXPECT_NO_THROW(decodeDocument<InputEvent>(
+        Json::parse(R"({"time":1,"type":"scrollWheel","x":1,"y":2,"deltaX":null,"button":null})")));
+    EXPECT_EQ(decodeDocument<VideoInfo>(Json::parse(R"({"path":"a","width":2.0,"height":4,"fps":30.0})")).fps, 30);
+}
+
+TEST(RecordCoding, DatesAreWholeSecondUtcAndAcceptOffsets)
+{
+    EXPECT_EQ(formatISO8601(parseISO8601("2026-11-15T17:57:21Z")), "2026-11-15T17:57:21Z");
+    EXPECT_EQ(formatISO8601(parseISO8601("2026-11-15T18:57:21+01:00")), "2026-11-15T17:57:21Z");
+    EXPECT_EQ(formatISO8601(parseISO8601("2026-11-15T17:57:21.900Z")), "2026-11-15T17:57:21Z");
+    EXPECT_EQ(formatISO8601(parseISO8601("2024-02-29T00:00:00-00:30")), "2024-02-29T00:30:00Z");
+    for (const char* bad : {"2026-11-15 17:57:21Z", "2026-02-30T00:00:00Z", "2026-11-15T17:57:21", "2026-11-15T25:00:00Z",
+                            "2026-11-15T17:57:21Zjunk", ""}) {
+        EXPECT_THROW(parseISO8601(bad), DecodingError) << bad;
+    }
+}
+
+TEST(RecordCoding, EqualRecordsHashEqual)
+{
+    const RecordingProject a = richProject();
+    RecordingProject b = richProject();
+    EXPECT_EQ(std::hash<RecordingProject>{}(a), std::hash<RecordingProject>{}(b));
+    b.cursorFrames[1].isClicking = false;
+    EXPECT_NE(a, b);
+    std::unordered_set<InputEvent> events(a.events.begin(), a.events.end());
+    EXPECT_EQ(events.size(), a.events.size());
+    EXPECT_EQ(events.count(a.events[2]), 1u);
+}
+
+TEST(RecordingDimensions, FitsBetweenLimitsAndIsAlwaysEven)
+{
+    const auto dimensions = [](double width, double height, double scale) {
+        CaptureSource source;
+        source.region = {0, 0, width, height};
+        source.scaleFactor = scale;
+        return source.recordingDimensions(640, 360, 4096, 2304);
+    };
+    EXPECT_EQ(dimensions(1280, 800, 2), (RecordingDimensions{2560, 1600}));
+    EXPECT_EQ(dimensions(400, 300, 1), (RecordingDimensions{640, 480}));
+    EXPECT_EQ(dimensions(3000, 2000, 2), (RecordingDimensions{3456, 2304}));
+    EXPECT_EQ(dimensions(0, 0, 0), (RecordingDimensions{640, 640}));
+    EXPECT_EQ(dimensions(801, 601, 0.5), (RecordingDimensions{800, 600}));  // below 1 keeps points
+
+    std::uint64_t state = 12345;
+    const auto next = [&] {
+        state = state * 6364136223846793005ULL + 1442695040888963407ULL;
+        return static_cast<double>(state >> 33) / static_cast<double>(1ULL << 31);
+    };
+    for (int trial = 0; trial < 2000; ++trial) {
+        CaptureSource source;
+        source.region = {0, 0, next() * 7000, next() * 5000};
+        source.scaleFactor = next() * 3;
+        const double minWidth = next() * 1000, minHeight = next() * 1000;
+        const double maxWidth = next() * 5000, maxHeight = next() * 5000;
+        const auto size = source.recordingDimensions(minWidth, minHeight, maxWidth, maxHeight);
+        ASSERT_EQ(size.width % 2, 0);
+        ASSERT_EQ(size.height % 2, 0);
+        ASSERT_GE(size.width, 2);
+        ASSERT_GE(size.height, 2);
+        ASSERT_LE(size.width, std::max(maxWidth, 2.0) + 1e-9);
+        ASSERT_LE(size.height, std::max(maxHeight, 2.0) + 1e-9);
+    }
+}
+
+TEST(CaptureSourceRecord, CaptureInfoCopiesTheSource)
+{
+    const CaptureSource source{"window-42", CaptureSource::SourceKind::window, std::nullopt, "42", "gedit",
+                               "notes.txt", {5, 6, 700, 500}, 1};
+    const CaptureInfo info = source.captureInfo();
+    EXPECT_EQ(info.sourceType, CaptureInfo::SourceType::window);
+    EXPECT_EQ(info.windowId, "42");
+    EXPECT_EQ(info.appName, "gedit");
+    EXPECT_EQ(info.windowTitle, "notes.txt");
+    EXPECT_EQ(info.region, source.region);
+    EXPECT_EQ(decodeDocument<CaptureSource>(Json(source)), source);
+}
