@@ -22,6 +22,14 @@ const std::map<std::string, CommandEntry>& commands()
     using namespace vantile::cli;
     static const std::map<std::string, CommandEntry> table = {
         {"info", {runInfo, "info DIR [--json]"}},
+        {"sources", {runSources, "sources [--json]"}},
+        {"record", {runRecord, "record [--source ID] [--audio MODE] [--microphone ID] [--duration S] [--root DIR]"}},
+        {"demo", {runDemo, "demo [--root DIR]"}},
+        {"sample", {runSample, "sample DIR [--duration S] [--width W] [--height H] [--audio MODE]"}},
+        {"export", {runExport, "export DIR [-o FILE] [--aspect A] [--resolution R] [--template T] [--zoom Z] [--fps N] "
+                               "[--cursor-theme C] [--cursor-effect E] [--no-background] [--no-cursor] [--no-ripple] "
+                               "[--no-dynamic-cursor]"}},
+        {"plan", {runPlan, "plan --events FILE --duration S --width W --height H [--intensity light|standard|strong] [--fps N]"}},
     };
     return table;
 }

@@ -1,0 +1,182 @@
+#include "render/AudioMerger.h"
+
+#include "render/FfmpegHandles.h"
+#include "render/MovieWriter.h"
+#include "render/VideoFileWriter.h"
+
+#include <cmath>
+#include <vector>
+
+namespace vantile::AudioMerger {
+
+namespace {
+
+InputFormatHandle openInput(const std::filesystem::path& path)
+{
+    AVFormatContext* opened = nullptr;
+    if (avformat_open_input(&opened, path.c_str(), nullptr, nullptr) < 0) return nullptr;
+    InputFormatHandle format(opened);
+    if (avformat_find_stream_info(format.get(), nullptr) < 0) return nullptr;
+    return format;
+}
+
+std::vector<int> streamsOfType(const AVFormatContext& format, AVMediaType type)
+{
+    std::vector<int> streams;
+    for (unsigned i = 0; i < format.nb_streams; ++i) {
+        if (format.streams[i]->codecpar->codec_type == type) streams.push_back(static_cast<int>(i));
+    }
+    return streams;
+}
+
+double durationOf(const AVFormatContext& format)
+{
+    return format.duration > 0 ? static_cast<double>(format.duration) / AV_TIME_BASE : 0;
+}
+
+// Reads packets of the wanted streams of one input, one ahead, so two inputs can be interleaved.
+class PacketSource {
+public:
+    PacketSource(AVFormatContext& format, std::vector<int> wanted) : format_(format), wanted_(std::move(wanted))
+    {
+        advance();
+    }
+
+    AVPacket* current() { return hasPacket_ ? packet_.get() : nullptr; }
+    double currentSeconds() const
+    {
+        const AVStream* stream = format_.streams[packet_->stream_index];
+        const int64_t stamp = packet_->dts != AV_NOPTS_VALUE ? packet_->dts : packet_->pts;
+        return stamp == AV_NOPTS_VALUE ? 0 : static_cast<double>(stamp) * av_q2d(stream->time_base);
+    }
+    void advance()
+    {
+        hasPacket_ = false;
+        av_packet_unref(packet_.get());
+        while (av_read_frame(&format_, packet_.get()) >= 0) {
+            for (std::size_t i = 0; i < wanted_.size(); ++i) {
+                if (packet_->stream_index == wanted_[i]) {
+                    outputSlot_ = static_cast<int>(i);
+                    hasPacket_ = true;
+                    return;
+                }
+            }
+            av_packet_unref(packet_.get());
+        }
+    }
+    int outputSlot() const { return outputSlot_; }
+
+private:
+    AVFormatContext& format_;
+    std::vector<int> wanted_;
+    PacketHandle packet_ = allocatePacket();
+    bool hasPacket_ = false;
+    int outputSlot_ = 0;
+};
+
+std::filesystem::path temporaryMergeURL(const std::filesystem::path& outputURL)
+{
+    std::filesystem::path name = VideoFileWriter::temporaryRenderedVideoURL(outputURL).filename();
+    std::string text = name.stem().string();
+    const auto marker = text.rfind("-video-");
+    if (marker != std::string::npos) text.replace(marker, 7, "-merge-");
+    return outputURL.parent_path() / (text + outputURL.extension().string());
+}
+
+void writeMerged(AVFormatContext& rendered, int videoStream, AVFormatContext& raw, const std::vector<int>& audioStreams,
+                 double duration, const std::filesystem::path& target, const std::filesystem::path& outputURL)
+{
+    const std::string container = containerFormatName(outputURL);
+    AVFormatContext* allocated = nullptr;
+    checkAv(avformat_alloc_output_context2(&allocated, nullptr, container.c_str(), target.c_str()),
+            "Cannot create the movie " + outputURL.filename().string());
+    OutputFormatHandle output(allocated);
+
+    const auto addStream = [&](const AVStream& source) {
+        AVStream* stream = avformat_new_stream(output.get(), nullptr);
+        if (!stream) throw RenderError::cannotAddWriterInput();
+        checkAv(avcodec_parameters_copy(stream->codecpar, source.codecpar), "Cannot copy a track");
+        stream->codecpar->codec_tag = 0;
+        stream->time_base = source.time_base;
+        stream->avg_frame_rate = source.avg_frame_rate;
+        av_dict_copy(&stream->metadata, source.metadata, 0);
+        return stream;
+    };
+    std::vector<AVStream*> videoOut{addStream(*rendered.streams[videoStream])};
+    std::vector<AVStream*> audioOut;
+    for (const int index : audioStreams) audioOut.push_back(addStream(*raw.streams[index]));
+
+    const std::string name = outputURL.filename().string();
+    checkAv(avio_open(&output->pb, target.c_str(), AVIO_FLAG_WRITE), "Cannot write the movie " + name);
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "movflags", container == "mp4" ? "+faststart+write_colr" : "+write_colr", 0);
+    const int header = avformat_write_header(output.get(), &options);
+    av_dict_free(&options);
+    checkAv(header, "Cannot write the movie " + name);
+
+    PacketSource video(rendered, {videoStream});
+    PacketSource audio(raw, audioStreams);
+    while (video.current() || audio.current()) {
+        const bool takeVideo = video.current() && (!audio.current() || video.currentSeconds() <= audio.currentSeconds());
+        PacketSource& source = takeVideo ? video : audio;
+        AVPacket* packet = source.current();
+        const AVFormatContext& input = takeVideo ? rendered : raw;
+        const AVStream* inputStream = input.streams[packet->stream_index];
+        AVStream* outputStream = takeVideo ? videoOut[0] : audioOut[static_cast<std::size_t>(source.outputSlot())];
+        const int64_t stamp = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
+        const double seconds = stamp == AV_NOPTS_VALUE ? 0 : static_cast<double>(stamp) * av_q2d(inputStream->time_base);
+        if (seconds < duration - 1e-9) {
+            av_packet_rescale_ts(packet, inputStream->time_base, outputStream->time_base);
+            packet->stream_index = outputStream->index;
+            packet->pos = -1;
+            checkAv(av_interleaved_write_frame(output.get(), packet), "Cannot write the movie " + name);
+        }
+        source.advance();
+    }
+    checkAv(av_write_trailer(output.get()), "Cannot write the movie " + name);
+    checkAv(avio_closep(&output->pb), "Cannot write the movie " + name);
+}
+
+}  // namespace
+
+std::optional<double> audioMergeDuration(const std::filesystem::path& rawVideoURL)
+{
+    std::error_code error;
+    if (!std::filesystem::exists(rawVideoURL, error)) return std::nullopt;
+    InputFormatHandle raw = openInput(rawVideoURL);
+    if (!raw || streamsOfType(*raw, AVMEDIA_TYPE_AUDIO).empty()) return std::nullopt;
+    const double duration = durationOf(*raw);
+    if (!(duration > 0)) return std::nullopt;
+    return duration;
+}
+
+void mergeAudioTracksIfPresent(const std::filesystem::path& renderedVideoURL, const std::filesystem::path& rawVideoURL,
+                               const std::filesystem::path& outputURL)
+{
+    const auto moveIntoPlace = [&] { VideoFileWriter::replace(outputURL, renderedVideoURL); };
+    std::error_code error;
+    if (!std::filesystem::exists(rawVideoURL, error)) return moveIntoPlace();
+    InputFormatHandle raw = openInput(rawVideoURL);
+    if (!raw) return moveIntoPlace();
+    const std::vector<int> audioStreams = streamsOfType(*raw, AVMEDIA_TYPE_AUDIO);
+    if (audioStreams.empty()) return moveIntoPlace();
+    InputFormatHandle rendered = openInput(renderedVideoURL);
+    if (!rendered) throw RenderError::writerFailed();
+    const std::vector<int> videoStreams = streamsOfType(*rendered, AVMEDIA_TYPE_VIDEO);
+    if (videoStreams.empty()) return moveIntoPlace();
+    const double duration = std::min(durationOf(*raw), durationOf(*rendered));
+    if (!std::isfinite(duration) || duration <= 0) return moveIntoPlace();
+
+    const std::filesystem::path merged = temporaryMergeURL(outputURL);
+    try {
+        writeMerged(*rendered, videoStreams.front(), *raw, audioStreams, duration, merged, outputURL);
+        VideoFileWriter::replace(outputURL, merged);
+    } catch (...) {
+        std::filesystem::remove(merged, error);
+        throw;
+    }
+    rendered.reset();
+    std::filesystem::remove(renderedVideoURL, error);
+}
+
+}  // namespace vantile::AudioMerger

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+
+namespace vantile {
+
+// Puts the raw recording's audio tracks beside the rendered video by stream copy (no
+// re-encode), each source track its own output track, cut to the shorter of the two movies.
+namespace AudioMerger {
+
+// Writes `outputURL` (MPEG-4 with its index in front when the name ends in "mp4", otherwise
+// QuickTime) and removes the rendered movie; without a raw movie, audio tracks, video or a
+// common duration, the rendered movie is simply moved into place. A previous file at the
+// destination is replaced only once the new one is complete.
+void mergeAudioTracksIfPresent(const std::filesystem::path& renderedVideoURL, const std::filesystem::path& rawVideoURL,
+                               const std::filesystem::path& outputURL);
+
+// The raw movie's duration in seconds when it has audio tracks that a merge would copy.
+std::optional<double> audioMergeDuration(const std::filesystem::path& rawVideoURL);
+
+}  // namespace AudioMerger
+
+}  // namespace vantile

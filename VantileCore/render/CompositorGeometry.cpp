@@ -1,0 +1,106 @@
+#include "render/CompositorGeometry.h"
+
+#include "engine/Easing.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace vantile::CompositorGeometry {
+
+double barHeight(WindowChrome chrome)
+{
+    return chrome == WindowChrome::browser ? 44 : 38;
+}
+
+CGRectCodable aspectFitRect(double sourceWidth, double sourceHeight, const CGRectCodable& inside)
+{
+    const double aspect = std::max(sourceWidth, 1.0) / std::max(sourceHeight, 1.0);
+    const double insideAspect = inside.height < 1 ? inside.width : inside.width / inside.height;
+    double width = 0;
+    double height = 0;
+    if (aspect < insideAspect) {
+        height = inside.height;
+        width = aspect * height;
+    } else {
+        width = inside.width;
+        height = width / aspect;
+    }
+    return {inside.x + (inside.width - width) / 2, inside.y + (inside.height - height) / 2, width, height};
+}
+
+CGRectCodable cropRect(double sourceWidth, double sourceHeight, const CGRectCodable& target,
+                       const CameraKeyframe& camera)
+{
+    double targetAspect = target.height >= 1 ? target.width / target.height : target.width;
+    if (targetAspect < 0.001) targetAspect = 0.001;
+    const double sourceAspect = sourceHeight > 0 ? sourceWidth / sourceHeight : sourceWidth;
+    double width = sourceWidth;
+    double height = sourceWidth / targetAspect;
+    if (targetAspect < sourceAspect) {
+        width = targetAspect * sourceHeight;
+        height = sourceHeight;
+    }
+    if (camera.scale >= 1) {
+        width = std::min(width / camera.scale, sourceWidth);
+        height = std::min(height / camera.scale, sourceHeight);
+    } else {
+        width = std::min(width, sourceWidth);
+        height = std::min(height, sourceHeight);
+    }
+    const double x = std::min(std::max(sourceWidth - width, 0.0), std::max(camera.centerX - width / 2, 0.0));
+    const double y = std::min(std::max(sourceHeight - height, 0.0), std::max(camera.centerY - height / 2, 0.0));
+    return {x, y, width, height};
+}
+
+FrameLayout frameLayout(const CGRectCodable& canvas, double videoWidth, double videoHeight, bool backgroundEnabled,
+                        const RenderPreset& preset)
+{
+    FrameLayout layout;
+    if (!backgroundEnabled) {
+        layout.video = aspectFitRect(videoWidth, videoHeight, canvas);
+        return layout;
+    }
+    layout.hasCard = true;
+    layout.barHeight = barHeight(preset.windowChrome);
+    const CGRectCodable inner{canvas.x + preset.padding, canvas.y + preset.padding, canvas.width - 2 * preset.padding,
+                              canvas.height - 2 * preset.padding};
+    const double availableWidth = std::max(inner.width - 2 * cardMarginX, 2.0);
+    const double availableHeight = std::max(inner.height - layout.barHeight - cardMarginBottom, 2.0);
+    const double aspect = videoWidth / std::max(videoHeight, 1.0);
+    double width = availableWidth;
+    double height = availableWidth / aspect;
+    if (availableHeight < availableWidth / aspect) {
+        height = availableHeight;
+        width = aspect * availableHeight;
+    }
+    const double cardWidth = width + 2 * cardMarginX;
+    const double cardHeight = layout.barHeight + height + cardMarginBottom;
+    const double midX = canvas.x + canvas.width / 2;
+    const double midY = canvas.y + canvas.height / 2;
+    layout.card = {midX - cardWidth / 2, midY - cardHeight / 2, cardWidth, cardHeight};
+    layout.video = {layout.card.x + cardMarginX, layout.card.y + layout.barHeight, width, height};
+    return layout;
+}
+
+CodablePoint mapToCanvas(double x, double y, const CGRectCodable& crop, const CGRectCodable& videoRect)
+{
+    return {videoRect.x + (x - crop.x) / crop.width * videoRect.width,
+            videoRect.y + (y - crop.y) / crop.height * videoRect.height};
+}
+
+double cursorScale(bool dynamicScale, double speed, bool isClicking, double videoWidth, double videoHeight)
+{
+    if (!dynamicScale) return 0.84;
+    const double diagonal = std::max(std::hypot(videoWidth, videoHeight), 1.0);
+    const double normalized = speed / (diagonal * 0.85);
+    const double u = normalized <= 0 ? 0 : std::min(normalized, 1.0);
+    return 0.84 + 0.34 * Easing::smootherStep(u) + (isClicking ? 0.2 : 0);
+}
+
+Ripple rippleAt(double time)
+{
+    const double phase = std::fmod(time, 0.35) / 0.35;
+    return {12 + 30 * phase, 0.35 - 0.35 * phase};
+}
+
+}  // namespace vantile::CompositorGeometry

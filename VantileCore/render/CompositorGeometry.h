@@ -1,0 +1,57 @@
+#pragma once
+
+#include "model/CursorFrame.h"
+#include "model/Geometry.h"
+#include "model/RenderSettings.h"
+
+namespace vantile {
+
+// The compositor's layout arithmetic, in output pixels (origin top left, y down) and
+// raw-video pixels. Plain functions so the live preview can place its overlays the same way.
+namespace CompositorGeometry {
+
+inline constexpr double cardMarginX = 12;        // video inset from the card's left and right edges
+inline constexpr double cardMarginBottom = 12;   // video inset from the card's bottom edge
+inline constexpr double shadowCasterRadius = 24;
+inline constexpr double shadowOffsetY = 12;
+inline constexpr double shadowBlur = 36;
+
+double barHeight(WindowChrome chrome);
+
+// Largest rectangle of the source's aspect centred in `inside`.
+CGRectCodable aspectFitRect(double sourceWidth, double sourceHeight, const CGRectCodable& inside);
+
+// The part of a W × H source that the camera shows in a target of `target`'s aspect.
+CGRectCodable cropRect(double sourceWidth, double sourceHeight, const CGRectCodable& target,
+                       const CameraKeyframe& camera);
+
+struct FrameLayout {
+    bool hasCard = false;
+    CGRectCodable card;   // meaningful only with a card
+    CGRectCodable video;  // where the camera crop lands
+    double barHeight = 0;
+
+    bool operator==(const FrameLayout&) const = default;
+};
+
+FrameLayout frameLayout(const CGRectCodable& canvas, double videoWidth, double videoHeight, bool backgroundEnabled,
+                        const RenderPreset& preset);
+
+// A source-video point mapped through the crop into the video rectangle (not clipped).
+CodablePoint mapToCanvas(double x, double y, const CGRectCodable& crop, const CGRectCodable& videoRect);
+
+// 0.84 still, up to 1.18 at speed, +0.2 while clicking; 0.84 always without dynamic scaling.
+double cursorScale(bool dynamicScale, double speed, bool isClicking, double videoWidth, double videoHeight);
+
+struct Ripple {
+    double radius = 12;
+    double alpha = 0.35;
+
+    bool operator==(const Ripple&) const = default;
+};
+// The ripple repeats every 0.35 s of movie time.
+Ripple rippleAt(double time);
+
+}  // namespace CompositorGeometry
+
+}  // namespace vantile

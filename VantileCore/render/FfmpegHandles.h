@@ -1,0 +1,68 @@
+#pragma once
+
+#include "render/RenderError.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/frame.h>
+#include <libswscale/swscale.h>
+}
+
+#include <memory>
+#include <string>
+
+namespace vantile {
+
+// One owning handle per FFmpeg object type, so no business code frees anything by hand.
+struct CodecContextDeleter {
+    void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
+};
+struct FrameDeleter {
+    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
+};
+struct PacketDeleter {
+    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+};
+struct SwsContextDeleter {
+    void operator()(SwsContext* context) const { sws_freeContext(context); }
+};
+// Input contexts are closed; output contexts are freed after their file is closed.
+struct InputFormatDeleter {
+    void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
+};
+struct OutputFormatDeleter {
+    void operator()(AVFormatContext* context) const
+    {
+        if (context->pb && !(context->oformat->flags & AVFMT_NOFILE)) avio_closep(&context->pb);
+        avformat_free_context(context);
+    }
+};
+
+using CodecContextHandle = std::unique_ptr<AVCodecContext, CodecContextDeleter>;
+using FrameHandle = std::unique_ptr<AVFrame, FrameDeleter>;
+using PacketHandle = std::unique_ptr<AVPacket, PacketDeleter>;
+using SwsContextHandle = std::unique_ptr<SwsContext, SwsContextDeleter>;
+using InputFormatHandle = std::unique_ptr<AVFormatContext, InputFormatDeleter>;
+using OutputFormatHandle = std::unique_ptr<AVFormatContext, OutputFormatDeleter>;
+
+// av_strerror's text for an AVERROR code.
+std::string averrorText(int code);
+
+// Throws RenderError(media) "<step>: <reason>" when `code` is negative; returns it otherwise.
+int checkAv(int code, const std::string& step);
+
+FrameHandle allocateFrame();
+PacketHandle allocatePacket();
+// A frame with its own buffers of the given format and size.
+FrameHandle allocateFrame(AVPixelFormat format, int width, int height);
+
+}  // namespace vantile
+
+namespace vantile {
+
+// FFmpeg prints encoder statistics and notices on stderr by default; command-line tools keep
+// only real errors.
+void quietMediaLibraryLogs();
+
+}  // namespace vantile

@@ -1,0 +1,270 @@
+#include "render/FrameCompositor.h"
+
+#include "render/ShadowPainter.h"
+
+#include <QLinearGradient>
+#include <QPainterPath>
+#include <QPolygonF>
+
+#include <cmath>
+
+namespace vantile {
+
+namespace {
+
+QColor color(const RGBAColor& value)
+{
+    return QColor::fromRgbF(static_cast<float>(value.red), static_cast<float>(value.green),
+                            static_cast<float>(value.blue), static_cast<float>(value.alpha));
+}
+
+QColor color(const RGBAColor& value, double alpha)
+{
+    return color(RGBAColor{value.red, value.green, value.blue, alpha});
+}
+
+QColor rgb(int red, int green, int blue, double alpha = 1)
+{
+    return color(RGBAColor{red / 255.0, green / 255.0, blue / 255.0, alpha});
+}
+
+QRectF toQt(const CGRectCodable& rect)
+{
+    return {rect.x, rect.y, rect.width, rect.height};
+}
+
+CGRectCodable fromQt(const QRectF& rect)
+{
+    return {rect.x(), rect.y(), rect.width(), rect.height()};
+}
+
+QPainterPath roundedRect(const QRectF& rect, double radius)
+{
+    QPainterPath path;
+    path.addRoundedRect(rect, radius, radius);
+    return path;
+}
+
+const QPolygonF& pointerOutline()
+{
+    static const QPolygonF outline{QVector<QPointF>{
+        {0, 0}, {0, 28}, {8, 21}, {14, 34}, {20, 31}, {14, 18}, {25, 18}}};
+    return outline;
+}
+
+}  // namespace
+
+FrameCompositor::FrameCompositor(CompositorScene scene, SourceImageLookup source)
+    : scene_(std::move(scene)),
+      preset_(RenderPreset::preset(scene_.settings.templateName)),
+      palette_(CursorPalette::forTheme(scene_.settings.cursorTheme)),
+      source_(std::move(source)),
+      camera_(scene_.keyframes),
+      cursor_(scene_.cursorFrames)
+{
+}
+
+const CompositorGeometry::FrameLayout& FrameCompositor::layout(const QRectF& canvas)
+{
+    if (canvas != layoutCanvas_ || layoutCanvas_.isNull()) {
+        layoutCanvas_ = canvas;
+        layout_ = CompositorGeometry::frameLayout(fromQt(canvas), scene_.videoWidth, scene_.videoHeight,
+                                                  scene_.settings.backgroundEnabled, preset_);
+        staticLayer_ = QImage();
+    }
+    return layout_;
+}
+
+void FrameCompositor::drawStaticLayer(QPainter& painter, const QRectF& canvas,
+                                      const CompositorGeometry::FrameLayout& layout, const RenderPreset& preset)
+{
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    if (!layout.hasCard) {
+        painter.fillRect(canvas, Qt::black);
+        painter.restore();
+        return;
+    }
+    const RenderBackground& background = preset.background;
+    if (background.kind == RenderBackground::Kind::solid) {
+        painter.fillRect(canvas, color(background.start));
+    } else {
+        QLinearGradient gradient(QPointF(canvas.center().x(), canvas.top()),
+                                 QPointF(canvas.center().x(), canvas.bottom()));
+        gradient.setColorAt(0, color(background.start));
+        gradient.setColorAt(1, color(background.end));
+        painter.fillRect(canvas, gradient);
+    }
+
+    const QRectF card = toQt(layout.card);
+    const QPainterPath caster = roundedRect(card, CompositorGeometry::shadowCasterRadius);
+    const QColor casterColor = rgb(0, 0, 0, 0.4);
+    ShadowPainter::drawShadow(painter, painter.transform().mapRect(card), rgb(0, 0, 0, 0.35),
+                              QPointF(0, CompositorGeometry::shadowOffsetY), CompositorGeometry::shadowBlur,
+                              [&](QPainter& shape) { shape.fillPath(caster, casterColor); });
+    painter.fillPath(caster, casterColor);
+    painter.fillPath(roundedRect(card, preset.cornerRadius), rgb(17, 24, 39));
+    drawWindowChrome(painter, preset.windowChrome, card);
+    painter.restore();
+}
+
+void FrameCompositor::drawWindowChrome(QPainter& painter, WindowChrome chrome, const QRectF& card)
+{
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    const double barHeight = CompositorGeometry::barHeight(chrome) + 18;
+    painter.fillPath(roundedRect(QRectF(card.x(), card.y(), card.width(), barHeight), 18), rgb(31, 41, 55));
+    const QColor dots[] = {rgb(239, 68, 68), rgb(245, 158, 11), rgb(34, 197, 94)};
+    painter.setPen(Qt::NoPen);
+    for (int i = 0; i < 3; ++i) {
+        painter.setBrush(dots[i]);
+        painter.drawEllipse(QRectF(card.x() + 22 + 22 * i, card.y() + 15, 11, 11));
+    }
+    painter.restore();
+}
+
+void FrameCompositor::drawSourcePlaceholder(QPainter& painter, const QRectF& videoRect, const CameraKeyframe& camera,
+                                            double videoWidth, double videoHeight)
+{
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.fillRect(videoRect, rgb(248, 250, 252));
+    const CGRectCodable crop = CompositorGeometry::cropRect(videoWidth, videoHeight, fromQt(videoRect), camera);
+    const double spacing = std::max(videoRect.width() / 12, 32.0);
+    QPainterPath grid;
+    const double width = videoWidth != 0 ? videoWidth : 1;
+    const double height = videoHeight != 0 ? videoHeight : 1;
+    for (double x = videoRect.left() - std::fmod(crop.x / width * videoRect.width(), spacing); x < videoRect.right();
+         x += spacing) {
+        grid.moveTo(x, videoRect.top());
+        grid.lineTo(x, videoRect.bottom());
+    }
+    for (double y = videoRect.top() - std::fmod(crop.y / height * videoRect.height(), spacing);
+         y < videoRect.bottom(); y += spacing) {
+        grid.moveTo(videoRect.left(), y);
+        grid.lineTo(videoRect.right(), y);
+    }
+    painter.setPen(QPen(rgb(203, 213, 225), 1));
+    painter.setBrush(Qt::NoBrush);
+    painter.drawPath(grid);
+    const CodablePoint focus =
+        CompositorGeometry::mapToCanvas(camera.centerX, camera.centerY, crop, fromQt(videoRect));
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(rgb(37, 99, 235, 0.12));
+    painter.drawEllipse(QPointF(focus.x, focus.y), 72, 72);
+    painter.restore();
+}
+
+void FrameCompositor::drawGrid(QPainter& painter, const QRectF& rect, double time)
+{
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    const double offset = std::fmod(time * 24, 48);
+    QPainterPath grid;
+    for (double x = rect.left() - offset; x < rect.right(); x += 48) {
+        grid.moveTo(x, rect.top());
+        grid.lineTo(x, rect.bottom());
+    }
+    for (double y = rect.top() - offset; y < rect.bottom(); y += 48) {
+        grid.moveTo(rect.left(), y);
+        grid.lineTo(rect.right(), y);
+    }
+    painter.setPen(QPen(rgb(51, 65, 85, 0.5), 1));
+    painter.setBrush(Qt::NoBrush);
+    painter.drawPath(grid);
+    painter.restore();
+}
+
+void FrameCompositor::drawCursor(QPainter& painter, QPointF position, double scale, const CursorPalette& palette,
+                                 CursorEffect effect)
+{
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.translate(position);
+    painter.scale(scale, scale);
+    QPainterPath outline;
+    outline.addPolygon(pointerOutline());
+    outline.closeSubpath();
+    outline.setFillRule(Qt::WindingFill);
+    const QPen pen(color(palette.stroke), 2, Qt::SolidLine, Qt::FlatCap, Qt::MiterJoin);
+    const QBrush brush(color(palette.fill));
+    const auto drawPointer = [&](QPainter& target) {
+        target.setPen(pen);
+        target.setBrush(brush);
+        target.drawPath(outline);
+    };
+    const QRectF bounds = painter.transform().mapRect(outline.boundingRect().adjusted(-2, -2, 2, 2));
+    switch (effect) {
+    case CursorEffect::macOS:
+        ShadowPainter::drawShadow(painter, bounds, rgb(0, 0, 0, 0.22), QPointF(0, 2), 5, drawPointer);
+        break;
+    case CursorEffect::halo:
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(color(palette.accentBase, 0.18));
+        painter.drawEllipse(QRectF(-16, -16, 48, 48));
+        break;
+    case CursorEffect::glow:
+        ShadowPainter::drawShadow(painter, bounds, color(palette.accentBase, 0.72), QPointF(0, 0), 12, drawPointer);
+        break;
+    }
+    drawPointer(painter);
+    painter.restore();
+}
+
+void FrameCompositor::drawStatic(QPainter& painter, const QRectF& canvas)
+{
+    if (!cachesStaticLayer_) {
+        drawStaticLayer(painter, canvas, layout_, preset_);
+        return;
+    }
+    if (staticLayer_.isNull()) {
+        const QSize size(static_cast<int>(std::ceil(canvas.right())), static_cast<int>(std::ceil(canvas.bottom())));
+        staticLayer_ = QImage(size, QImage::Format_RGB32);
+        staticLayer_.fill(Qt::black);
+        QPainter layerPainter(&staticLayer_);
+        drawStaticLayer(layerPainter, canvas, layout_, preset_);
+    }
+    painter.drawImage(QPointF(0, 0), staticLayer_);
+}
+
+void FrameCompositor::drawFrame(QPainter& painter, const QRectF& canvas, double time)
+{
+    layout(canvas);
+    drawStatic(painter, canvas);
+
+    const QRectF videoRect = toQt(layout_.video);
+    const CameraKeyframe camera = camera_.state(time);
+    const QImage* image = source_ ? source_(time) : nullptr;
+    if (!image || image->isNull()) {
+        drawSourcePlaceholder(painter, videoRect, camera, scene_.videoWidth, scene_.videoHeight);
+    } else {
+        const CGRectCodable crop = CompositorGeometry::cropRect(image->width(), image->height(), layout_.video, camera);
+        painter.save();
+        painter.setRenderHint(QPainter::SmoothPixmapTransform);
+        painter.drawImage(videoRect, *image, toQt(crop));
+        painter.restore();
+    }
+
+    if (!scene_.settings.showCursor || cursor_.empty()) return;
+    cursor_.advance(time);
+    const auto index = cursor_.nearestIndex(time);
+    const CursorFrame& frame = cursor_.frame(index);
+    const double speed = cursor_.speed(index);
+    const CGRectCodable crop =
+        CompositorGeometry::cropRect(scene_.videoWidth, scene_.videoHeight, layout_.video, camera);
+    const CodablePoint point = CompositorGeometry::mapToCanvas(frame.x, frame.y, crop, layout_.video);
+    const double scale = CompositorGeometry::cursorScale(scene_.settings.dynamicCursorScale, speed, frame.isClicking,
+                                                         scene_.videoWidth, scene_.videoHeight);
+    if (scene_.settings.showClickRipple && frame.isClicking) {
+        const CompositorGeometry::Ripple ripple = CompositorGeometry::rippleAt(time);
+        painter.save();
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(QPen(color(palette_.accentBase, ripple.alpha), 4));
+        painter.setBrush(Qt::NoBrush);
+        painter.drawEllipse(QPointF(point.x, point.y), ripple.radius, ripple.radius);
+        painter.restore();
+    }
+    drawCursor(painter, QPointF(point.x, point.y), scale, palette_, scene_.settings.cursorEffect);
+}
+
+}  // namespace vantile

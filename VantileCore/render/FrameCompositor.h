@@ -1,0 +1,69 @@
+#pragma once
+
+#include "model/CursorFrame.h"
+#include "model/RenderSettings.h"
+#include "render/CompositorGeometry.h"
+#include "render/CursorPalette.h"
+#include "render/FrameProviders.h"
+
+#include <QImage>
+#include <QPainter>
+
+#include <functional>
+#include <vector>
+
+namespace vantile {
+
+// Everything one export draws from, fixed while its frames are drawn.
+struct CompositorScene {
+    double videoWidth = 0;   // the project's raw-video size
+    double videoHeight = 0;
+    RenderSettings settings;
+    std::vector<CameraKeyframe> keyframes;
+    std::vector<CursorFrame> cursorFrames;
+};
+
+// The raw-movie image shown at a time, or null when there is none (a placeholder is drawn).
+using SourceImageLookup = std::function<const QImage*(double time)>;
+
+// Draws output frames: background, shadowed card with chrome, the camera crop of the source
+// frame, click ripple and cursor. Frames must be drawn in increasing time (the camera and
+// cursor read cursors only move forward). What never changes (background, shadow, card,
+// chrome) is drawn once per canvas size and blitted.
+class FrameCompositor {
+public:
+    FrameCompositor(CompositorScene scene, SourceImageLookup source);
+
+    void drawFrame(QPainter& painter, const QRectF& canvas, double time);
+
+    // Off: the static parts are drawn again for every frame (slow; the reference for the cache).
+    void setCachesStaticLayer(bool caches) { cachesStaticLayer_ = caches; }
+
+    const CompositorGeometry::FrameLayout& layout(const QRectF& canvas);
+
+    static void drawStaticLayer(QPainter& painter, const QRectF& canvas, const CompositorGeometry::FrameLayout& layout,
+                                const RenderPreset& preset);
+    static void drawWindowChrome(QPainter& painter, WindowChrome chrome, const QRectF& card);
+    static void drawSourcePlaceholder(QPainter& painter, const QRectF& videoRect, const CameraKeyframe& camera,
+                                      double videoWidth, double videoHeight);
+    // The drifting grid of the placeholder movie.
+    static void drawGrid(QPainter& painter, const QRectF& rect, double time);
+    static void drawCursor(QPainter& painter, QPointF position, double scale, const CursorPalette& palette,
+                           CursorEffect effect);
+
+private:
+    void drawStatic(QPainter& painter, const QRectF& canvas);
+
+    CompositorScene scene_;
+    RenderPreset preset_;
+    CursorPalette palette_;
+    SourceImageLookup source_;
+    CameraFrameProvider camera_;
+    CursorFrameProvider cursor_;
+    bool cachesStaticLayer_ = true;
+    QRectF layoutCanvas_;
+    CompositorGeometry::FrameLayout layout_;
+    QImage staticLayer_;
+};
+
+}  // namespace vantile

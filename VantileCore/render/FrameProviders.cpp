@@ -1,0 +1,67 @@
+#include "render/FrameProviders.h"
+
+#include "engine/Easing.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace vantile {
+
+CameraFrameProvider::CameraFrameProvider(std::vector<CameraKeyframe> keyframes) : keyframes_(std::move(keyframes))
+{
+    std::stable_sort(keyframes_.begin(), keyframes_.end(),
+                     [](const CameraKeyframe& a, const CameraKeyframe& b) { return a.time < b.time; });
+}
+
+CameraKeyframe CameraFrameProvider::state(double time)
+{
+    if (keyframes_.empty()) return {time, 0, 0, 1};
+    if (time <= keyframes_.front().time) return keyframes_.front();
+    if (time >= keyframes_.back().time) return keyframes_.back();
+    const auto count = static_cast<std::ptrdiff_t>(keyframes_.size());
+    while (index_ + 1 < count - 1 && keyframes_[static_cast<std::size_t>(index_ + 1)].time < time) ++index_;
+    const CameraKeyframe& a = keyframes_[static_cast<std::size_t>(index_)];
+    const CameraKeyframe& b = keyframes_[static_cast<std::size_t>(std::min(index_ + 1, count - 1))];
+    const double u = std::clamp((time - a.time) / std::max(b.time - a.time, 0.001), 0.0, 1.0);
+    const double e = Easing::smootherStep(u);
+    return {time, a.centerX + (b.centerX - a.centerX) * e, a.centerY + (b.centerY - a.centerY) * e,
+            a.scale + (b.scale - a.scale) * e};
+}
+
+CursorFrameProvider::CursorFrameProvider(std::vector<CursorFrame> frames) : frames_(std::move(frames))
+{
+    std::stable_sort(frames_.begin(), frames_.end(),
+                     [](const CursorFrame& a, const CursorFrame& b) { return a.time < b.time; });
+}
+
+void CursorFrameProvider::advance(double time)
+{
+    const auto count = static_cast<std::ptrdiff_t>(frames_.size());
+    while (index_ + 1 < count && frames_[static_cast<std::size_t>(index_ + 1)].time <= time) ++index_;
+}
+
+std::ptrdiff_t CursorFrameProvider::nearestIndex(double time) const
+{
+    const auto count = static_cast<std::ptrdiff_t>(frames_.size());
+    if (index_ + 1 >= count) return index_;
+    const double nextDistance = std::abs(frame(index_ + 1).time - time);
+    return nextDistance < std::abs(frame(index_).time - time) ? index_ + 1 : index_;
+}
+
+double CursorFrameProvider::speed(std::ptrdiff_t index) const
+{
+    const auto count = static_cast<std::ptrdiff_t>(frames_.size());
+    std::ptrdiff_t first = 0;
+    if (index + 1 < count) {
+        first = index;
+    } else if (index >= 1) {
+        first = index - 1;
+    } else {
+        return 0;
+    }
+    const CursorFrame& a = frame(first);
+    const CursorFrame& b = frame(first + 1);
+    return std::hypot(b.x - a.x, b.y - a.y) / std::max(b.time - a.time, 0.001);
+}
+
+}  // namespace vantile

@@ -1,0 +1,70 @@
+#include "render/ImageConversion.h"
+
+#include "render/FfmpegHandles.h"
+
+#include <libyuv/convert_argb.h>
+#include <libyuv/convert_from_argb.h>
+
+extern "C" {
+#include <libswscale/swscale.h>
+}
+
+namespace vantile {
+
+void convertImageToYuv420(const QImage& image, AVFrame& frame)
+{
+    if (image.width() != frame.width || image.height() != frame.height || image.depth() != 32 ||
+        frame.format != AV_PIX_FMT_YUV420P) {
+        throw RenderError::pixelBufferCreationFailed();
+    }
+    libyuv::ARGBToI420(image.constBits(), static_cast<int>(image.bytesPerLine()), frame.data[0], frame.linesize[0],
+                       frame.data[1], frame.linesize[1], frame.data[2], frame.linesize[2], frame.width,
+                       frame.height);
+}
+
+namespace {
+
+const libyuv::YuvConstants* yuvConstants(const AVFrame& frame)
+{
+    const bool full = frame.color_range == AVCOL_RANGE_JPEG || frame.format == AV_PIX_FMT_YUVJ420P;
+    switch (frame.colorspace) {
+    case AVCOL_SPC_BT709:
+        return full ? &libyuv::kYuvF709Constants : &libyuv::kYuvH709Constants;
+    case AVCOL_SPC_BT2020_NCL:
+    case AVCOL_SPC_BT2020_CL:
+        return full ? &libyuv::kYuvV2020Constants : &libyuv::kYuv2020Constants;
+    default:
+        // Untagged streams are read as BT.601, as players do for standard-definition defaults.
+        return full ? &libyuv::kYuvJPEGConstants : &libyuv::kYuvI601Constants;
+    }
+}
+
+void convertWithSwscale(const AVFrame& frame, QImage& image)
+{
+    SwsContextHandle context(sws_getContext(frame.width, frame.height, static_cast<AVPixelFormat>(frame.format),
+                                            frame.width, frame.height, AV_PIX_FMT_BGRA, SWS_BILINEAR, nullptr,
+                                            nullptr, nullptr));
+    if (!context) throw RenderError(RenderError::Kind::unreadableMovie, "Unsupported pixel format in the raw movie.");
+    uint8_t* destination[4] = {image.bits(), nullptr, nullptr, nullptr};
+    int strides[4] = {static_cast<int>(image.bytesPerLine()), 0, 0, 0};
+    sws_scale(context.get(), frame.data, frame.linesize, 0, frame.height, destination, strides);
+}
+
+}  // namespace
+
+void convertFrameToImage(const AVFrame& frame, QImage& image)
+{
+    if (image.width() != frame.width || image.height() != frame.height || image.format() != QImage::Format_RGB32) {
+        image = QImage(frame.width, frame.height, QImage::Format_RGB32);
+        if (image.isNull()) throw RenderError::pixelBufferCreationFailed();
+    }
+    if (frame.format == AV_PIX_FMT_YUV420P || frame.format == AV_PIX_FMT_YUVJ420P) {
+        libyuv::I420ToARGBMatrix(frame.data[0], frame.linesize[0], frame.data[1], frame.linesize[1], frame.data[2],
+                                 frame.linesize[2], image.bits(), static_cast<int>(image.bytesPerLine()),
+                                 yuvConstants(frame), frame.width, frame.height);
+        return;
+    }
+    convertWithSwscale(frame, image);
+}
+
+}  // namespace vantile

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QImage>
+
+extern "C" {
+#include <libavutil/frame.h>
+#include <libavutil/pixfmt.h>
+}
+
+namespace vantile {
+
+// What RGB→YUV conversion for the encoder really produces (libyuv's fast path: BT.601
+// coefficients, limited range, sRGB/BT.709 primaries and transfer), so the stream is
+// tagged with exactly that and players undo it with the same matrix.
+struct YuvTagging {
+    AVColorSpace colorSpace = AVCOL_SPC_SMPTE170M;
+    AVColorRange range = AVCOL_RANGE_MPEG;
+    AVColorPrimaries primaries = AVCOL_PRI_BT709;
+    AVColorTransferCharacteristic transfer = AVCOL_TRC_BT709;
+};
+
+inline constexpr YuvTagging encoderYuvTagging{};
+
+// Converts a 32-bit image (QImage::Format_RGB32 or ARGB32 kinds: B,G,R,A bytes) into the
+// yuv420p planes of `frame`, which must have the image's even size. Alpha is ignored.
+void convertImageToYuv420(const QImage& image, AVFrame& frame);
+
+// Converts a decoded frame into `image` (reallocated as Format_RGB32 of the frame's size
+// when it does not fit), honouring the frame's own matrix and range tags.
+void convertFrameToImage(const AVFrame& frame, QImage& image);
+
+}  // namespace vantile

@@ -1,0 +1,115 @@
+#include "render/ProjectSettingsEditor.h"
+
+#include "engine/CursorPathSmoother.h"
+#include "engine/FocusPlanner.h"
+
+namespace vantile {
+
+ProjectSettingsEditor::ProjectSettingsEditor(RecordingProject project, std::filesystem::path directory,
+                                             ProjectFileManager files)
+    : project_(std::move(project)),
+      directory_(std::move(directory)),
+      files_(std::move(files)),
+      renderSettings_(project_.renderSettings)
+{
+}
+
+void ProjectSettingsEditor::saveQuietly() const
+{
+    try {
+        files_.saveProject(project_, directory_);
+    } catch (const std::exception&) {
+        // Settings saves are best effort; the next successful save catches up.
+    }
+}
+
+void ProjectSettingsEditor::updateAspectRatio(AspectRatio ratio)
+{
+    RenderSettings settings = renderSettings_;
+    settings.aspectRatio = ratio;
+    const OutputSize size = outputSize(ratio, project_.video, settings.resolutionPreset);
+    settings.outputWidth = size.width;
+    settings.outputHeight = size.height;
+    applyRenderSettings(settings);
+}
+
+void ProjectSettingsEditor::updateResolutionPreset(ResolutionPreset preset)
+{
+    RenderSettings settings = renderSettings_;
+    settings.resolutionPreset = preset;
+    const OutputSize size = outputSize(settings.aspectRatio, project_.video, preset);
+    settings.outputWidth = size.width;
+    settings.outputHeight = size.height;
+    applyRenderSettings(settings);
+}
+
+void ProjectSettingsEditor::applyRenderSettings(const RenderSettings& settings)
+{
+    renderSettings_ = settings;
+    project_.renderSettings = settings;
+    project_.previewVideoPath.reset();
+    project_.exportVideoPath.reset();
+    saveQuietly();
+}
+
+void ProjectSettingsEditor::rebuildFocusSegments()
+{
+    FocusPlannerInput input;
+    input.duration = project_.duration;
+    input.videoWidth = static_cast<double>(project_.video.width);
+    input.videoHeight = static_cast<double>(project_.video.height);
+    input.events = project_.events;
+    input.zoomIntensity = renderSettings_.zoomIntensity;
+    project_.focusSegments = FocusPlanner().plan(input).segments;
+    saveQuietly();
+}
+
+void ProjectSettingsEditor::rebuildCursorFrames()
+{
+    project_.cursorFrames = CursorPathSmoother().smooth(project_.events, renderSettings_.fps, project_.duration);
+    saveQuietly();
+}
+
+void ProjectSettingsEditor::changeZoomIntensity(ZoomIntensity intensity)
+{
+    RenderSettings settings = renderSettings_;
+    settings.zoomIntensity = intensity;
+    applyRenderSettings(settings);
+    rebuildFocusSegments();
+}
+
+void ProjectSettingsEditor::changeFps(std::int64_t fps)
+{
+    RenderSettings settings = renderSettings_;
+    settings.fps = fps;
+    applyRenderSettings(settings);
+    rebuildCursorFrames();
+}
+
+std::filesystem::path ProjectSettingsEditor::rawVideoURL() const
+{
+    const std::filesystem::path raw(project_.rawVideoPath);
+    return raw.is_absolute() ? raw : directory_ / raw;
+}
+
+RenderJob ProjectSettingsEditor::makeExportJob(const std::filesystem::path& outputURL) const
+{
+    return RenderJob{project_, rawVideoURL(), project_.focusSegments, project_.cursorFrames, renderSettings_,
+                     outputURL};
+}
+
+void ProjectSettingsEditor::recordExport(const std::filesystem::path& outputURL)
+{
+    RecordingProject updated = project_;
+    const std::filesystem::path absoluteOutput = std::filesystem::absolute(outputURL).lexically_normal();
+    std::filesystem::path absoluteDirectory = std::filesystem::absolute(directory_).lexically_normal();
+    if (!absoluteDirectory.has_filename()) absoluteDirectory = absoluteDirectory.parent_path();
+    // A movie inside the project is recorded by name, as the application writes it; one
+    // exported elsewhere by its full path.
+    updated.exportVideoPath = absoluteOutput.parent_path() == absoluteDirectory ? absoluteOutput.filename().string()
+                                                                                 : absoluteOutput.string();
+    files_.saveProject(updated, directory_);
+    project_ = std::move(updated);
+}
+
+}  // namespace vantile

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "render/RenderJob.h"
+#include "store/ProjectFileManager.h"
+
+#include <filesystem>
+
+namespace vantile {
+
+// How the preview panel applies setting changes to the open project and prepares its export:
+// every change is saved (a failed save is ignored, as it is only a convenience), a zoom
+// change re-plans the focus segments, a frame-rate change re-smooths the cursor, and a
+// finished export is recorded in the project. Shared by the application and the CLI.
+class ProjectSettingsEditor {
+public:
+    // The current settings start as the project's own.
+    ProjectSettingsEditor(RecordingProject project, std::filesystem::path directory, ProjectFileManager files);
+
+    const RecordingProject& project() const { return project_; }
+    const RenderSettings& renderSettings() const { return renderSettings_; }
+    const std::filesystem::path& directory() const { return directory_; }
+
+    // The output size follows the ratio (or preset) and the project's video.
+    void updateAspectRatio(AspectRatio ratio);
+    void updateResolutionPreset(ResolutionPreset preset);
+    // Stores the settings in the project, drops its now stale preview and export, and saves.
+    void applyRenderSettings(const RenderSettings& settings);
+    void rebuildFocusSegments();
+    void rebuildCursorFrames();
+
+    // The preview panel's own handlers for the two settings that recompute project data.
+    void changeZoomIntensity(ZoomIntensity intensity);
+    void changeFps(std::int64_t fps);
+
+    std::filesystem::path rawVideoURL() const;
+    std::filesystem::path defaultExportURL() const { return directory_ / "export.mp4"; }
+    RenderJob makeExportJob(const std::filesystem::path& outputURL) const;
+    // Remembers a finished export in the project and saves it; a failed save throws.
+    void recordExport(const std::filesystem::path& outputURL);
+
+private:
+    void saveQuietly() const;
+
+    RecordingProject project_;
+    std::filesystem::path directory_;
+    ProjectFileManager files_;
+    RenderSettings renderSettings_;
+};
+
+}  // namespace vantile

@@ -1,0 +1,205 @@
+#include "render/VideoFileWriter.h"
+
+#include "engine/CameraPathBuilder.h"
+#include "render/AudioMerger.h"
+#include "render/FrameCompositor.h"
+#include "render/ImageConversion.h"
+#include "render/MovieWriter.h"
+#include "render/RenderFrameQueue.h"
+#include "render/SourceFrameProvider.h"
+
+#include <cmath>
+#include <cstdio>
+#include <limits>
+#include <random>
+#include <thread>
+
+namespace vantile::VideoFileWriter {
+
+namespace {
+
+struct RenderedFrame {
+    std::int64_t index = 0;
+    FrameHandle frame;
+};
+
+std::string uppercaseUuid()
+{
+    std::random_device device;
+    std::mt19937_64 generator((static_cast<std::uint64_t>(device()) << 32) ^ device());
+    std::uint64_t high = generator();
+    std::uint64_t low = generator();
+    high = (high & 0xFFFFFFFFFFFF0FFFULL) | 0x0000000000004000ULL;  // version 4
+    low = (low & 0x3FFFFFFFFFFFFFFFULL) | 0x8000000000000000ULL;    // RFC 4122 variant
+    char text[37];
+    std::snprintf(text, sizeof text, "%08X-%04X-%04X-%04X-%012llX", static_cast<unsigned>(high >> 32),
+                  static_cast<unsigned>((high >> 16) & 0xFFFF), static_cast<unsigned>(high & 0xFFFF),
+                  static_cast<unsigned>(low >> 48), static_cast<unsigned long long>(low & 0xFFFFFFFFFFFFULL));
+    return text;
+}
+
+std::size_t queueCapacity()
+{
+    return std::thread::hardware_concurrency() > 7 ? 6 : 4;
+}
+
+void produceFrames(std::int64_t count, int width, int height, int fps, const DrawFrame& draw,
+                   RenderFrameQueue<RenderedFrame>& rendered, RenderFrameQueue<FrameHandle>& spare)
+{
+    QImage canvas(width, height, QImage::Format_RGB32);
+    if (canvas.isNull()) throw RenderError::pixelBufferCreationFailed();
+    canvas.fill(Qt::black);
+    const QRectF canvasRect(0, 0, width, height);
+    for (std::int64_t index = 0; index < count; ++index) {
+        std::optional<FrameHandle> frame = spare.dequeue();
+        if (!frame || rendered.isClosed()) return;
+        {
+            QPainter painter(&canvas);
+            draw(painter, canvasRect, static_cast<double>(index) / fps);
+        }
+        // The encoder normally copies a frame on submission; should it still hold this
+        // buffer, writing would corrupt a frame in flight, so take a fresh one then.
+        if (av_frame_make_writable(frame->get()) < 0) throw RenderError::pixelBufferCreationFailed();
+        convertImageToYuv420(canvas, **frame);
+        rendered.enqueue(RenderedFrame{index, std::move(*frame)});
+    }
+    rendered.finish();
+}
+
+}  // namespace
+
+std::int64_t frameCount(double duration, std::int64_t fps)
+{
+    const double product = duration * static_cast<double>(fps);
+    if (!std::isfinite(product) || product > static_cast<double>(std::numeric_limits<std::int64_t>::max())) {
+        throw RenderError::writerFailed();
+    }
+    return std::max<std::int64_t>(1, static_cast<std::int64_t>(std::ceil(product)));
+}
+
+void writeMovie(const std::filesystem::path& url, int width, int height, double duration, int fps,
+                const DrawFrame& draw, const VideoPassOptions& options)
+{
+    const std::int64_t count = std::max<std::int64_t>(1, std::min(frameCount(duration, fps), options.frameLimit));
+    ExportMonitor* monitor = options.monitor;
+    MovieWriter writer(url, VideoEncoderSettings{width, height, fps, {}, -1});
+
+    const std::size_t capacity = queueCapacity();
+    RenderFrameQueue<RenderedFrame> rendered(capacity);
+    // Frames circulate between the two threads instead of being allocated per frame.
+    RenderFrameQueue<FrameHandle> spare(capacity + 2);
+    for (std::size_t i = 0; i < capacity + 2; ++i) spare.enqueue(writer.makeVideoFrame());
+
+    std::thread producer([&] {
+        try {
+            produceFrames(count, width, height, fps, draw, rendered, spare);
+        } catch (...) {
+            rendered.fail(std::current_exception());
+        }
+    });
+    try {
+        for (std::int64_t expected = 0; expected < count; ++expected) {
+            if (monitor && monitor->isCancelled()) throw RenderError::cancelled();
+            std::optional<RenderedFrame> frame = rendered.dequeue();
+            if (!frame || frame->index != expected) throw RenderError::writerFailed();
+            writer.appendVideo(*frame->frame, frame->index);
+            spare.enqueue(std::move(frame->frame));
+            if (monitor) {
+                monitor->report(options.progressStart + (options.progressEnd - options.progressStart) *
+                                                            static_cast<double>(expected + 1) /
+                                                            static_cast<double>(count));
+            }
+        }
+        writer.finish();
+    } catch (...) {
+        rendered.fail(std::current_exception());
+        spare.fail(std::current_exception());
+        producer.join();
+        throw;
+    }
+    spare.finish();
+    producer.join();
+}
+
+void writeRenderedVideoOnly(const RenderJob& job, const VideoPassOptions& options)
+{
+    removeExisting(job.outputURL);
+    const RecordingProject& project = job.project;
+    SourceFrameProvider source(job.rawVideoURL);
+    if (source.hasMovie() && (source.width() != project.video.width || source.height() != project.video.height)) {
+        throw RenderError(RenderError::Kind::sizeMismatch,
+                          "The raw movie is " + std::to_string(source.width()) + " x " +
+                              std::to_string(source.height()) + " but the project records " +
+                              std::to_string(project.video.width) + " x " + std::to_string(project.video.height) +
+                              ".");
+    }
+    CompositorScene scene;
+    scene.videoWidth = static_cast<double>(project.video.width);
+    scene.videoHeight = static_cast<double>(project.video.height);
+    scene.settings = job.renderSettings;
+    scene.keyframes = CameraPathBuilder::buildKeyframes(job.focusSegments, project.duration, scene.videoWidth,
+                                                        scene.videoHeight);
+    scene.cursorFrames = job.cursorFrames;
+    FrameCompositor compositor(std::move(scene), [&source](double time) { return source.frame(time); });
+    const auto fps = job.renderSettings.fps;
+    if (fps < 1 || fps > std::numeric_limits<int>::max()) throw RenderError::writerFailed();
+    writeMovie(
+        job.outputURL, static_cast<int>(job.renderSettings.outputWidth), static_cast<int>(job.renderSettings.outputHeight),
+        project.duration, static_cast<int>(fps),
+        [&compositor](QPainter& painter, const QRectF& canvas, double time) {
+            compositor.drawFrame(painter, canvas, time);
+        },
+        options);
+}
+
+void writeRenderedDemo(const RenderJob& job, ExportMonitor* monitor)
+{
+    const std::filesystem::path temporary = temporaryRenderedVideoURL(job.outputURL);
+    try {
+        RenderJob videoJob = job;
+        videoJob.outputURL = temporary;
+        VideoPassOptions options{monitor, 0, 0.97};
+        // With audio to merge, the result is cut to the raw movie's length; frames past it
+        // are not drawn, so no encoded frame (and no frame another one refers to) is dropped.
+        if (const auto rawDuration = AudioMerger::audioMergeDuration(job.rawVideoURL)) {
+            const double product = std::ceil(*rawDuration * static_cast<double>(job.renderSettings.fps) - 1e-9);
+            if (product >= 1 && product < 9e18) options.frameLimit = static_cast<std::int64_t>(product);
+        }
+        writeRenderedVideoOnly(videoJob, options);
+        if (monitor && monitor->isCancelled()) throw RenderError::cancelled();
+        AudioMerger::mergeAudioTracksIfPresent(temporary, job.rawVideoURL, job.outputURL);
+        if (monitor) monitor->report(1);
+    } catch (...) {
+        std::error_code ignored;
+        std::filesystem::remove(temporary, ignored);
+        throw;
+    }
+}
+
+std::filesystem::path temporaryRenderedVideoURL(const std::filesystem::path& outputURL)
+{
+    return outputURL.parent_path() / ("." + outputURL.stem().string() + "-video-" + uppercaseUuid() + ".mov");
+}
+
+void removeExisting(const std::filesystem::path& url)
+{
+    std::error_code error;
+    std::filesystem::remove(url, error);
+    if (error) {
+        throw RenderError(RenderError::Kind::fileSystem, "Cannot remove " + url.string() + ": " + error.message());
+    }
+}
+
+void replace(const std::filesystem::path& destination, const std::filesystem::path& source)
+{
+    std::error_code error;
+    // rename() replaces an existing destination atomically, so a previous export stays whole
+    // until the new one takes its place.
+    std::filesystem::rename(source, destination, error);
+    if (error) {
+        throw RenderError(RenderError::Kind::fileSystem,
+                          "Cannot move the movie to " + destination.string() + ": " + error.message());
+    }
+}
+
+}  // namespace vantile::VideoFileWriter
