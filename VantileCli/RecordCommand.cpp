@@ -1,0 +1,61 @@
+#include "CommandLine.h"
+#include "Commands.h"
+
+#include "capture/RecordingRun.h"
+
+#include <csignal>
+#include <iostream>
+
+namespace vantile::cli {
+
+namespace {
+
+volatile std::sig_atomic_t stopSignal = 0;
+
+void requestStop(int signal) { stopSignal = signal; }
+
+AudioCaptureMode parseAudioMode(const std::string& text)
+{
+    try {
+        return audioCaptureModeTexts.parse(text);
+    } catch (const DecodingError&) {
+        throw UsageError("unknown --audio value \"" + text + "\" (none, system, microphone, systemAndMicrophone)");
+    }
+}
+
+}  // namespace
+
+int runRecord(const std::vector<std::string>& arguments)
+{
+    const Arguments parsed(arguments, {"--source", "--audio", "--microphone", "--duration", "--root"}, {});
+    parsed.expectPositionalCount(0);
+    RecordingRequest request;
+    request.sourceId = parsed.value("--source");
+    if (const auto audio = parsed.value("--audio")) request.audioSettings.mode = parseAudioMode(*audio);
+    request.audioSettings.microphoneDeviceID = parsed.value("--microphone");
+    if (request.audioSettings.microphoneDeviceID && !capturesMicrophone(request.audioSettings.mode))
+        throw UsageError("--microphone needs --audio microphone or systemAndMicrophone");
+    request.duration = parsed.number("--duration");
+    if (request.duration && *request.duration <= 0) throw UsageError("--duration must be positive");
+    if (const auto root = parsed.value("--root")) request.projectsRoot = *root;
+
+    // Ctrl-C and SIGTERM end the recording the normal way: the project is still built and saved.
+    struct sigaction action {};
+    action.sa_handler = requestStop;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+
+    RecordingRun run(request, [](const std::string& status) { std::cerr << status << "\n"; });
+    const RecordingOutcome outcome = run.run([] { return stopSignal != 0; });
+    std::cerr << "Captured " << outcome.statistics.capturedFrames << " frames, dropped "
+              << outcome.statistics.droppedFrames << "\n";
+    std::cout << outcome.projectDirectory.string() << "\n";
+    if (outcome.captureFailure) {
+        std::cerr << "vantile-cli record: " << *outcome.captureFailure << " (recorded up to then)\n";
+        return 1;
+    }
+    return 0;
+}
+
+}  // namespace vantile::cli

@@ -1,0 +1,37 @@
+#include "CommandLine.h"
+#include "Commands.h"
+
+#include "capture/CaptureSourceProvider.h"
+#include "capture/X11Connection.h"
+#include "capture/X11SourceLister.h"
+#include "store/ProjectFileManager.h"
+
+#include <cstdio>
+#include <iostream>
+
+namespace vantile::cli {
+
+int runSources(const std::vector<std::string>& arguments)
+{
+    const Arguments parsed(arguments, {}, {"--json"});
+    parsed.expectPositionalCount(0);
+    // Without an X server the lister would quietly fall back to nothing; say why instead.
+    { const X11Connection probe; }
+    X11SourceLister lister;
+    const std::vector<CaptureSource> sources = CaptureSourceProvider(lister).loadSources();
+    if (parsed.flag("--json")) {
+        std::cout << ProjectFileManager::encodeDocument(Json(sources)) << "\n";
+        return 0;
+    }
+    for (const CaptureSource& source : sources) {
+        char region[96];
+        std::snprintf(region, sizeof region, "%gx%g at %g,%g", source.region.width, source.region.height,
+                      source.region.x, source.region.y);
+        std::cout << source.id << "  " << source.title;
+        if (source.kind == CaptureSource::SourceKind::window) std::cout << " (" << source.appName << ")";
+        std::cout << "  " << region << "\n";
+    }
+    return 0;
+}
+
+}  // namespace vantile::cli

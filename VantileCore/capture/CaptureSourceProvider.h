@@ -1,0 +1,28 @@
+#pragma once
+
+#include "capture/SourceLister.h"
+#include "model/CaptureSource.h"
+
+#include <vector>
+
+namespace vantile {
+
+// Lists the displays and ordinary application windows a user can record.
+class CaptureSourceProvider {
+public:
+    explicit CaptureSourceProvider(SourceLister& lister) : lister_(lister) {}
+
+    // Displays first, then the windows the filter keeps, in the platform's order. When the
+    // platform cannot be asked, the screens known otherwise (which cannot be recorded).
+    std::vector<CaptureSource> loadSources();
+
+    std::vector<CaptureSource> fallbackDisplaySources();
+
+    // The scale of the screen that overlaps rect the most (the earlier screen on a tie).
+    static double scaleFactor(const CGRectCodable& rect, const std::vector<ListedDisplay>& screens);
+
+private:
+    SourceLister& lister_;
+};
+
+}  // namespace vantile

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "capture/InputSource.h"
+#include "capture/Timebase.h"
+#include "model/Geometry.h"
+#include "model/InputEvent.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace vantile {
+
+// Turns global input activity into time-sorted InputEvents local to the captured region.
+// Keyboard input only opens and closes typing bursts; which key was pressed never leaves
+// the handler. Single-threaded: use it from the thread that dispatches the input source.
+class InputEventRecorder {
+public:
+    using EventObserver = std::function<void(const InputEvent&)>;
+
+    explicit InputEventRecorder(InputSource* source, Timebase::Clock clock = nullptr);
+    ~InputEventRecorder();
+
+    InputEventRecorder(const InputEventRecorder&) = delete;
+    InputEventRecorder& operator=(const InputEventRecorder&) = delete;
+
+    // captureRegion is in global screen coordinates.
+    void start(const CGRectCodable& captureRegion);
+    std::vector<InputEvent> stop();
+    std::vector<InputEvent> snapshot() const;
+
+    // Called with every event as it is appended (also late typing ends), e.g. to journal it.
+    void setEventObserver(EventObserver observer) { observer_ = std::move(observer); }
+
+    bool isMonitoring() const { return monitoring_; }
+
+    // The monitor's entry point; public so other monitors can feed it.
+    void handle(const RawInput& input);
+
+    static constexpr double mouseMoveInterval = 1.0 / 30.0;
+    static constexpr double typingPause = 1.0;
+    static constexpr double typingTail = 0.2;
+
+private:
+    void handleKeyDown(double time);
+    void closeTypingIfNeeded();
+    void append(InputEvent event);
+    CodablePoint localPoint(const CodablePoint& global) const;
+
+    InputSource* source_;
+    Timebase::Clock clock_;
+    bool monitoring_ = false;
+    std::optional<Timebase> timebase_;
+    CGRectCodable captureRegion_;
+    double lastMouseMoveTime_ = -1;
+    CodablePoint lastPointerPoint_;
+    bool typingActive_ = false;
+    double lastKeyTime_ = -1;
+    std::vector<InputEvent> events_;
+    EventObserver observer_;
+    // Lets a handler installed in the source notice that the recorder is gone.
+    std::shared_ptr<InputEventRecorder*> self_;
+};
+
+}  // namespace vantile

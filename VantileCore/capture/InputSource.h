@@ -1,0 +1,52 @@
+#pragma once
+
+#include "model/Geometry.h"
+
+#include <functional>
+
+namespace vantile {
+
+// What a global input monitor reports. Key events carry no key identity on purpose: the
+// recorder only learns that a key went down or up.
+struct RawInput {
+    enum class Kind {
+        leftMouseDown,
+        leftMouseUp,
+        rightMouseDown,
+        rightMouseUp,
+        mouseMoved,
+        leftMouseDragged,
+        rightMouseDragged,
+        keyDown,
+        keyUp,
+        scrollWheel,
+    };
+
+    Kind kind = Kind::mouseMoved;
+    double scrollingDeltaX = 0;  // scrollWheel only; up and left are positive
+    double scrollingDeltaY = 0;
+
+    bool operator==(const RawInput&) const = default;
+};
+
+// A global input monitor of one display server. Events are delivered from dispatchPending()
+// on the thread that calls it, so the recorder needs no lock.
+class InputSource {
+public:
+    using Handler = std::function<void(const RawInput&)>;
+
+    virtual ~InputSource() = default;
+
+    // Returns false when the display server refuses to deliver global input.
+    virtual bool install(Handler handler) = 0;
+    virtual void remove() = 0;
+
+    // Global screen coordinates (origin top left, y down, pixels).
+    virtual CodablePoint pointerLocation() = 0;
+
+    // A descriptor that becomes readable when events wait, or -1 when there is none.
+    virtual int fileDescriptor() const = 0;
+    virtual void dispatchPending() = 0;
+};
+
+}  // namespace vantile

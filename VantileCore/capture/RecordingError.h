@@ -1,0 +1,47 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace vantile {
+
+// The screen recorder's failures, each carrying the sentence a user reads.
+class RecordingError : public std::runtime_error {
+public:
+    enum class Kind {
+        captureStartFailed,
+        captureStopFailed,
+        notRecording,
+        unsupportedSystem,
+        sourceUnavailable,
+        writerSetupFailed,
+    };
+
+    static RecordingError captureStartFailed(const std::string& message)
+    {
+        return {Kind::captureStartFailed, "Could not start capture: " + message};
+    }
+    static RecordingError captureStopFailed(const std::string& message)
+    {
+        return {Kind::captureStopFailed, "Could not stop capture: " + message};
+    }
+    static RecordingError notRecording() { return {Kind::notRecording, "Recording has not started."}; }
+    static RecordingError unsupportedSystem()
+    {
+        return {Kind::unsupportedSystem, "Screen capture is not supported on this display server."};
+    }
+    static RecordingError sourceUnavailable()
+    {
+        return {Kind::sourceUnavailable, "The selected capture source is no longer available."};
+    }
+    static RecordingError writerSetupFailed() { return {Kind::writerSetupFailed, "Could not set up video writer."}; }
+
+    Kind kind() const { return kind_; }
+
+private:
+    RecordingError(Kind kind, const std::string& message) : std::runtime_error(message), kind_(kind) {}
+
+    Kind kind_;
+};
+
+}  // namespace vantile

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "engine/CursorPathSmoother.h"
+#include "engine/FocusPlanner.h"
+#include "model/CaptureSource.h"
+#include "model/RecordingProject.h"
+#include "store/ProjectFileManager.h"
+
+#include <filesystem>
+#include <vector>
+
+namespace vantile {
+
+// What the recorders handed back when a recording stopped.
+struct StoppedRecording {
+    std::vector<InputEvent> events;  // capture-local, as the input recorder returned them
+    RecordingResult result;
+    CaptureSource source;
+    AudioCaptureSettings audioSettings;
+    std::filesystem::path projectDirectory;
+
+    bool operator==(const StoppedRecording&) const = default;
+};
+
+// The steps after the recorders stop, shared by the application and the command line: map the
+// events into video pixels, fix the output size, plan the focus segments, smooth the cursor,
+// build the project and save it into its directory.
+class RecordingFinisher {
+public:
+    RecordingFinisher(const ProjectFileManager& projectFiles, const FocusPlanner& focusPlanner,
+                      const CursorPathSmoother& cursorSmoother)
+        : projectFiles_(projectFiles), focusPlanner_(focusPlanner), cursorSmoother_(cursorSmoother)
+    {
+    }
+
+    // `renderSettings` are the user's current choices; the project gets them with the output
+    // size fitted to the recorded video. Throws the store's error when saving fails.
+    RecordingProject finish(const StoppedRecording& recording, const RenderSettings& renderSettings,
+                            Timestamp now = std::chrono::system_clock::now()) const;
+
+private:
+    const ProjectFileManager& projectFiles_;
+    const FocusPlanner& focusPlanner_;
+    const CursorPathSmoother& cursorSmoother_;
+};
+
+}  // namespace vantile

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "capture/CaptureStatistics.h"
+#include "model/AudioSettings.h"
+#include "model/CaptureSource.h"
+#include "model/RecordingProject.h"
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace vantile {
+
+struct RecordingRequest {
+    std::optional<std::string> sourceId;  // absent: the first listed source
+    AudioCaptureSettings audioSettings;
+    std::optional<double> duration;       // absent: until stopRequested says so (at most maxDuration)
+    std::optional<std::filesystem::path> projectsRoot;
+    std::optional<std::string> displayName;  // absent: $DISPLAY
+    RenderSettings renderSettings;
+
+    static constexpr double maxDuration = 600;
+};
+
+struct RecordingOutcome {
+    std::filesystem::path projectDirectory;
+    RecordingProject project;
+    std::optional<std::string> captureFailure;  // why capture ended early, if it did
+    CaptureStatistics statistics;
+    double wallSeconds = 0;
+};
+
+// One recording on X11 without a user interface: checks permissions, records the chosen
+// source with its input until the duration, a stop request or a capture failure, then runs the
+// stop flow and saves the project. Input events are dispatched on the calling thread.
+class RecordingRun {
+public:
+    using Progress = std::function<void(const std::string&)>;
+
+    explicit RecordingRun(RecordingRequest request, Progress progress = nullptr);
+
+    // Polled about twenty times a second; onStarted runs once capture and input logging run.
+    RecordingOutcome run(const std::function<bool()>& stopRequested, const std::function<void()>& onStarted = nullptr);
+
+private:
+    CaptureSource chooseSource() const;
+
+    RecordingRequest request_;
+    Progress progress_;
+};
+
+}  // namespace vantile

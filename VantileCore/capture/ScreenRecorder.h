@@ -1,0 +1,40 @@
+#pragma once
+
+#include "capture/CapturePlatform.h"
+#include "capture/CaptureStatistics.h"
+#include "model/AudioSettings.h"
+#include "model/CaptureInfo.h"
+#include "model/CaptureSource.h"
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace vantile {
+
+class ScreenCaptureSession;
+
+// Records one display or window into a raw movie and hands back the RecordingResult.
+class ScreenRecorder {
+public:
+    explicit ScreenRecorder(CapturePlatform& platform);
+    ~ScreenRecorder();
+
+    void start(const CaptureSource& source, const std::filesystem::path& outputURL,
+               const AudioCaptureSettings& audioSettings);
+    // Throws RecordingError::notRecording without a prior start.
+    RecordingResult stop();
+
+    bool isRecording() const;
+    // Why the running capture ended on its own, if it did; the caller should then stop.
+    std::optional<std::string> failure() const;
+    CaptureStatistics statistics() const;
+
+private:
+    CapturePlatform& platform_;
+    std::unique_ptr<ScreenCaptureSession> session_;
+    bool recording_ = false;
+};
+
+}  // namespace vantile
