@@ -1,10 +1,157 @@
 #include "engine/CursorPathSmoother.h"
 
+#include "engine/MathUtils.h"
+
+#include <algorithm>
+#include <cmath>
+
 namespace vantile {
 
-std::vector<CursorFrame> CursorPathSmoother::smooth(const std::vector<InputEvent>&, std::int64_t, double) const
+namespace {
+
+using EventType = InputEvent::EventType;
+
+constexpr double jitterRadius = 2.0;
+constexpr double normalSmoothing = 0.25;
+// A fast, far jump is usually a tracking glitch or a warp: follow it only slowly.
+constexpr double jumpSmoothing = 0.08;
+constexpr double fastInterval = 0.05;
+constexpr double farJump = 600.0;
+constexpr double clickWindow = 0.12;
+constexpr double smallestSpan = 0.001;
+
+struct PointerSample {
+    double time;
+    EventType type;
+    double x;
+    double y;
+};
+
+bool isPointerEvent(EventType type)
 {
-    return {};
+    return type != EventType::typingActivityStart && type != EventType::typingActivityEnd;
+}
+
+bool isPress(EventType type)
+{
+    return type == EventType::leftMouseDown || type == EventType::rightMouseDown;
+}
+
+// Only pointer moves are ever dropped; clicks, drags and scrolls always pass.
+std::vector<PointerSample> removeJitter(const std::vector<PointerSample>& samples)
+{
+    std::vector<PointerSample> kept;
+    kept.reserve(samples.size());
+    for (const PointerSample& sample : samples) {
+        if (kept.empty() || sample.type != EventType::mouseMove ||
+            MathUtils::distance(kept.back().x, kept.back().y, sample.x, sample.y) >= jitterRadius) {
+            kept.push_back(sample);
+        }
+    }
+    return kept;
+}
+
+void lowPass(std::vector<PointerSample>& samples)
+{
+    for (std::size_t index = 1; index < samples.size(); ++index) {
+        const PointerSample& previous = samples[index - 1];
+        PointerSample& sample = samples[index];
+        const double jump = MathUtils::distance(previous.x, previous.y, sample.x, sample.y);
+        const double interval = sample.time - previous.time;
+        const double weight = interval < fastInterval && jump > farJump ? jumpSmoothing : normalSmoothing;
+        sample.x = sample.x * weight + previous.x * (1 - weight);
+        sample.y = sample.y * weight + previous.y * (1 - weight);
+    }
+}
+
+// Walks the path forward as frame times increase, so resampling is linear in frames + events.
+class PathCursor {
+public:
+    explicit PathCursor(const std::vector<PointerSample>& path) : path_(path) {}
+
+    // Straight-line blend between the samples around t, held at both ends.
+    std::pair<double, double> positionAt(double t)
+    {
+        if (path_.empty()) return {0, 0};
+        const PointerSample& first = path_.front();
+        const PointerSample& last = path_.back();
+        if (t <= first.time) return {first.x, first.y};
+        if (path_.size() == 1 || t >= last.time) return {last.x, last.y};
+        // The first pair (a, b) with a.time <= t <= b.time ends at the first sample not before t.
+        while (next_ < path_.size() && path_[next_].time < t) ++next_;
+        const PointerSample& a = path_[next_ - 1];
+        const PointerSample& b = path_[next_];
+        double span = b.time - a.time;
+        if (span <= smallestSpan) span = smallestSpan;
+        const double u = (t - a.time) / span;
+        return {a.x + (b.x - a.x) * u, a.y + (b.y - a.y) * u};
+    }
+
+private:
+    const std::vector<PointerSample>& path_;
+    std::size_t next_ = 1;
+};
+
+double quantized(double time, double fps)
+{
+    return std::trunc(time * fps) / fps;
+}
+
+// True when some press lies within the click window of t. The presses passing the literal test
+// |p - t| <= window form one run around t, so the neighbours of t decide.
+bool pressNear(const std::vector<double>& pressTimes, double t)
+{
+    const auto above = std::lower_bound(pressTimes.begin(), pressTimes.end(), t);
+    if (above != pressTimes.end() && std::abs(*above - t) <= clickWindow) return true;
+    return above != pressTimes.begin() && std::abs(*std::prev(above) - t) <= clickWindow;
+}
+
+}  // namespace
+
+std::vector<CursorFrame> CursorPathSmoother::smooth(const std::vector<InputEvent>& events, std::int64_t fps,
+                                                    double duration) const
+{
+    std::vector<PointerSample> sorted;
+    sorted.reserve(events.size());
+    for (const InputEvent& event : events) {
+        // A time that is not a number has no place on the path.
+        if (isPointerEvent(event.type) && !std::isnan(event.time)) {
+            sorted.push_back({event.time, event.type, event.x, event.y});
+        }
+    }
+    // Nothing to draw without a finite frame count.
+    if (sorted.empty() || fps < 1 || !(duration > 0) || !std::isfinite(duration)) return {};
+    const auto earlier = [](const PointerSample& a, const PointerSample& b) { return a.time < b.time; };
+    if (!std::is_sorted(sorted.begin(), sorted.end(), earlier)) std::stable_sort(sorted.begin(), sorted.end(), earlier);
+
+    std::vector<PointerSample> path = removeJitter(sorted);
+    lowPass(path);
+
+    const double rate = static_cast<double>(fps);
+    std::vector<double> pressTimes;
+    for (const PointerSample& sample : sorted) {
+        if (isPress(sample.type)) pressTimes.push_back(sample.time);
+    }
+    std::vector<double> pressFrames;
+    pressFrames.reserve(pressTimes.size());
+    for (double time : pressTimes) pressFrames.push_back(quantized(time, rate));
+    std::sort(pressFrames.begin(), pressFrames.end());
+
+    const double frameSpan = std::trunc(rate * duration);
+    // Beyond 64 bits there is no frame index; no real recording gets anywhere near it.
+    if (!(frameSpan < 9.2e18)) return {};
+    const auto lastIndex = static_cast<std::int64_t>(frameSpan);
+    std::vector<CursorFrame> frames;
+    frames.reserve(static_cast<std::size_t>(lastIndex) + 1);
+    PathCursor cursor(path);
+    for (std::int64_t index = 0; index <= lastIndex; ++index) {
+        const double t = static_cast<double>(index) / rate;
+        const auto [x, y] = cursor.positionAt(t);
+        // -0 and +0 compare equal, so a press quantised to -0 matches frame 0.
+        const bool onPressFrame = std::binary_search(pressFrames.begin(), pressFrames.end(), quantized(t, rate));
+        frames.push_back({t, x, y, true, onPressFrame || pressNear(pressTimes, t)});
+    }
+    return frames;
 }
 
 }  // namespace vantile

@@ -1,0 +1,111 @@
+#include "engine/CoordinateMapper.h"
+#include "engine/Easing.h"
+#include "engine/MathUtils.h"
+#include "engine/RecordingDurationFormatter.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+namespace vantile {
+namespace {
+
+TEST(CoordinateMapperTest, RootPointsBecomeRegionLocalWithoutFlipAndClampToTheRegion)
+{
+    const CGRectCodable region{100, 200, 1440, 700};
+    EXPECT_EQ(CoordinateMapper::mapGlobalToCaptureLocal({100, 200}, region), (CodablePoint{0, 0}));
+    EXPECT_EQ(CoordinateMapper::mapGlobalToCaptureLocal({1540, 900}, region), (CodablePoint{1440, 700}));
+    EXPECT_EQ(CoordinateMapper::mapGlobalToCaptureLocal({150, 230}, region), (CodablePoint{50, 30}));
+
+    // Outside the region the pointer sits on its nearest edge.
+    EXPECT_EQ(CoordinateMapper::clampToCapture({-5, 900}, region), (CodablePoint{0, 700}));
+    EXPECT_EQ(CoordinateMapper::clampToCapture({2000, -1}, region), (CodablePoint{1440, 0}));
+}
+
+TEST(CoordinateMapperTest, CaptureLocalPointsScaleIntoTheVideoAndStayInside)
+{
+    const CGRectCodable region{0, 0, 1440, 900};
+    const VideoInfo video{"raw.mov", 2880, 1800, 30};
+    EXPECT_EQ(CoordinateMapper::mapCaptureLocalToVideo({720, 450}, region, video), (CodablePoint{1440, 900}));
+    EXPECT_EQ(CoordinateMapper::mapCaptureLocalToVideo({1500, 950}, region, video), (CodablePoint{2880, 1800}));
+    EXPECT_EQ(CoordinateMapper::mapCaptureLocalToVideo({-3, 0}, region, video), (CodablePoint{0, 0}));
+
+    // A degenerate region counts as one pixel instead of dividing by zero.
+    const CGRectCodable empty{0, 0, 0, 0.5};
+    EXPECT_EQ(CoordinateMapper::mapCaptureLocalToVideo({0.25, 0.25}, empty, video), (CodablePoint{720, 450}));
+}
+
+TEST(CoordinateMapperTest, MappedEventsKeepOrderCountAndEveryOtherField)
+{
+    InputEvent scroll{3.5, InputEvent::EventType::scrollWheel, 100, 50, 1.0, -2.0, std::nullopt};
+    InputEvent click{1.25, InputEvent::EventType::leftMouseDown, 800, 600, std::nullopt, std::nullopt, "left"};
+    const std::vector<InputEvent> mapped =
+        CoordinateMapper::mapEventsToVideo({scroll, click}, {0, 0, 800, 600}, {"raw.mov", 1600, 1200, 30});
+    ASSERT_EQ(mapped.size(), 2u);
+    scroll.x = 200;
+    scroll.y = 100;
+    click.x = 1600;
+    click.y = 1200;
+    EXPECT_EQ(mapped[0], scroll);
+    EXPECT_EQ(mapped[1], click);
+}
+
+TEST(EasingTest, CurvesHitTheirKnownValuesAndClampTheirArgument)
+{
+    EXPECT_EQ(Easing::smootherStep(0.5), 0.5);
+    EXPECT_EQ(Easing::smootherStep(-1), 0);
+    EXPECT_EQ(Easing::smootherStep(2), 1);
+    EXPECT_EQ(Easing::smootherStep(std::nan("")), 0);
+    EXPECT_DOUBLE_EQ(Easing::smootherStep(0.25), 0.103515625);
+    EXPECT_EQ(Easing::easeInOutCubic(0.25), 0.0625);
+    EXPECT_EQ(Easing::easeInOutCubic(0.75), 0.9375);
+    EXPECT_EQ(Easing::easeInOutCubic(7), 1);
+    EXPECT_EQ(Easing::easeOutCubic(0.5), 0.875);
+    EXPECT_EQ(Easing::easeOutCubic(-0.5), 0);
+
+    // Each curve rises from 0 to 1 without ever stepping back.
+    for (auto curve : {Easing::smootherStep, Easing::easeInOutCubic, Easing::easeOutCubic}) {
+        double previous = 0;
+        for (int step = 0; step <= 1000; ++step) {
+            const double value = curve(step / 1000.0);
+            EXPECT_GE(value, previous);
+            previous = value;
+        }
+        EXPECT_EQ(previous, 1);
+    }
+}
+
+TEST(MathUtilsTest, DistanceLerpAndClampFollowTheirFormulas)
+{
+    EXPECT_EQ(MathUtils::distance(0, 0, 3, 4), 5);
+    EXPECT_EQ(MathUtils::distance(-1, 2, -1, 2), 0);
+    EXPECT_EQ(MathUtils::lerp(10, 20, 1.5), 25);  // not clamped
+    EXPECT_EQ(MathUtils::clamp(5, 0, 3), 3);
+    EXPECT_EQ(MathUtils::clamp(-2.0, 0.0, 3.0), 0.0);
+    EXPECT_EQ(MathUtils::clamp(1, 4, 2), 2);  // inverted bounds give the upper one
+}
+
+TEST(RecordingDurationFormatterTest, ClockTextAndLimits)
+{
+    using namespace RecordingDurationFormatter;
+    EXPECT_EQ(formatDuration(75.9), "01:15");
+    EXPECT_EQ(formatDuration(600), "10:00");
+    EXPECT_EQ(formatDuration(-3), "00:00");
+    EXPECT_EQ(formatDuration(59.99), "00:59");
+    EXPECT_EQ(formatDuration(3600), "60:00");
+    EXPECT_EQ(formatDuration(6000 * 60 + 7), "6000:07");
+    EXPECT_EQ(formatDuration(std::numeric_limits<double>::infinity()), "00:00");
+
+    EXPECT_EQ(maximumRecordingDuration, 600.0);
+    EXPECT_TRUE(hasReachedMax(600, 600));
+    EXPECT_FALSE(hasReachedMax(599.99, 600));
+    EXPECT_EQ(remaining(700, 600), 0);
+    EXPECT_EQ(remaining(450.5, 600), 149.5);
+    EXPECT_EQ(clampToMax(700, 600), 600);
+    EXPECT_EQ(clampToMax(-1, 600), 0);
+    EXPECT_EQ(clampToMax(12.5, 600), 12.5);
+}
+
+}  // namespace
+}  // namespace vantile

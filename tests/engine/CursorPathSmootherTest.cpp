@@ -1,0 +1,175 @@
+#include "engine/CursorPathSmoother.h"
+
+#include "engine/EngineTestSupport.h"
+#include "engine/EventStreams.h"
+#include "engine/ReferenceEngine.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+namespace vantile {
+namespace {
+
+using testing::makeEvent;
+using testing::sameList;
+using Type = InputEvent::EventType;
+
+std::vector<CursorFrame> smooth(const std::vector<InputEvent>& events, std::int64_t fps, double duration)
+{
+    return CursorPathSmoother().smooth(events, fps, duration);
+}
+
+TEST(CursorPathSmootherTest, NoPointerOrNoTimeGivesNoFrames)
+{
+    EXPECT_TRUE(smooth({makeEvent(0.5, Type::typingActivityStart), makeEvent(1, Type::typingActivityEnd)}, 30, 2).empty());
+    const std::vector<InputEvent> moves = {makeEvent(0.5, Type::mouseMove, 10, 10)};
+    EXPECT_TRUE(smooth(moves, 0, 2).empty());
+    EXPECT_TRUE(smooth(moves, -30, 2).empty());
+    EXPECT_TRUE(smooth(moves, 30, 0).empty());
+    EXPECT_TRUE(smooth(moves, 30, -1).empty());
+    EXPECT_TRUE(smooth(moves, 30, std::nan("")).empty());
+    EXPECT_TRUE(smooth({}, 30, 2).empty());
+}
+
+TEST(CursorPathSmootherTest, OneVisibleFramePerOutputFrameIncludingTheEnd)
+{
+    const auto frames = smooth({makeEvent(0.4, Type::mouseMove, 10, 20)}, 30, 1.0);
+    ASSERT_EQ(frames.size(), 31u);
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        EXPECT_EQ(frames[i].time, static_cast<double>(i) / 30);
+        EXPECT_TRUE(frames[i].visible);
+        EXPECT_EQ(frames[i].x, 10);
+        EXPECT_EQ(frames[i].y, 20);
+    }
+    EXPECT_EQ(smooth({makeEvent(0, Type::mouseMove)}, 60, 2.999).size(), 180u);  // floor(179.94) + 1
+    EXPECT_EQ(smooth({makeEvent(0, Type::mouseMove)}, 24, 0.01).size(), 1u);
+}
+
+TEST(CursorPathSmootherTest, TrembleIsDroppedButClicksInsideItAreKept)
+{
+    // Moves within 1.5 px of the first are dropped; the click is kept and pulls the filtered path.
+    const std::vector<InputEvent> events = {
+        makeEvent(0.0, Type::mouseMove, 100, 100), makeEvent(0.1, Type::mouseMove, 101.5, 100),
+        makeEvent(0.2, Type::mouseMove, 100, 101.2), makeEvent(0.3, Type::leftMouseDown, 101, 101),
+        makeEvent(0.4, Type::mouseMove, 100.5, 100),
+    };
+    const auto frames = smooth(events, 10, 0.6);
+    ASSERT_EQ(frames.size(), 7u);
+    // Kept: (0, 100, 100) and the press, smoothed to 100 + 1 * 0.25.
+    EXPECT_EQ(frames[0].x, 100);
+    EXPECT_DOUBLE_EQ(frames[1].x, 100 + 0.25 * (1.0 / 3.0));  // a third of the way towards the press
+    EXPECT_DOUBLE_EQ(frames[3].x, 100.25);
+    EXPECT_DOUBLE_EQ(frames[3].y, 100.25);
+    EXPECT_DOUBLE_EQ(frames[6].x, 100.25);  // the last move was within 2 px of the press: dropped
+}
+
+TEST(CursorPathSmootherTest, FastFarJumpsAreDampedHarderThanSlowOnes)
+{
+    const auto fast = smooth({makeEvent(0, Type::mouseMove, 0, 0), makeEvent(0.02, Type::mouseMove, 800, 0)}, 50, 0.1);
+    EXPECT_DOUBLE_EQ(fast[1].x, 64);  // 8 % of 800
+    EXPECT_DOUBLE_EQ(fast.back().x, 64);  // and held after the last event
+    const auto slow = smooth({makeEvent(0, Type::mouseMove, 0, 0), makeEvent(0.1, Type::mouseMove, 800, 0)}, 10, 0.3);
+    EXPECT_DOUBLE_EQ(slow[1].x, 200);  // 25 %
+    // A fast but short move uses the normal factor.
+    const auto nearby = smooth({makeEvent(0, Type::mouseMove, 0, 0), makeEvent(0.02, Type::mouseMove, 500, 0)}, 50, 0.1);
+    EXPECT_DOUBLE_EQ(nearby[1].x, 125);
+}
+
+TEST(CursorPathSmootherTest, PositionsHoldOutsideThePathAndBlendLinearlyInside)
+{
+    const auto frames = smooth({makeEvent(0.5, Type::mouseMove, 40, 80), makeEvent(1.0, Type::mouseMove, 440, 80)}, 10, 2);
+    EXPECT_EQ(frames[0].x, 40);
+    EXPECT_EQ(frames[5].x, 40);
+    // Second event smoothed to 40 + 400 * 0.25 = 140; at 0.8 s the blend is 60 % of the way.
+    EXPECT_DOUBLE_EQ(frames[8].x, 40 + 100 * ((0.8 - 0.5) / 0.5));
+    EXPECT_EQ(frames[10].x, 140);
+    EXPECT_EQ(frames[20].x, 140);
+}
+
+TEST(CursorPathSmootherTest, ClickFlagsOnlyAroundPresses)
+{
+    const auto pressAt = [](double time, std::int64_t fps, Type type = Type::leftMouseDown) {
+        return smooth({makeEvent(0, Type::mouseMove), makeEvent(time, type)}, fps, 2);
+    };
+    EXPECT_TRUE(pressAt(1.11, 10)[10].isClicking);
+    EXPECT_FALSE(pressAt(1.13, 10)[10].isClicking);
+    EXPECT_TRUE(pressAt(0.95, 10, Type::rightMouseDown)[10].isClicking);
+    EXPECT_FALSE(pressAt(1.0, 10, Type::leftMouseUp)[10].isClicking);
+    EXPECT_FALSE(pressAt(1.0, 10, Type::mouseDragged)[10].isClicking);
+
+    // At 2 fps a press anywhere in a frame's half second marks that frame, far outside the window.
+    EXPECT_TRUE(pressAt(1.4, 2)[2].isClicking);
+    EXPECT_FALSE(pressAt(1.3, 2)[3].isClicking);
+    EXPECT_TRUE(pressAt(1.4, 2)[3].isClicking);  // 0.1 s before the frame at 1.5
+    // A press just before zero quantises to minus zero, which is frame 0's time.
+    EXPECT_TRUE(pressAt(-0.3, 2)[0].isClicking);
+    EXPECT_FALSE(pressAt(-0.6, 2)[0].isClicking);
+}
+
+TEST(CursorPathSmootherTest, MatchesTheLiteralSmootherOnGeneratedStreams)
+{
+    for (std::uint64_t seed = 1; seed <= 40; ++seed) {
+        testing::RandomStreamOptions options;
+        options.eventCount = 10 + (seed * 53) % 500;
+        options.duration = 12;
+        options.gridTimes = seed % 2 == 1;
+        const std::vector<InputEvent> events = testing::randomStream(seed, options);
+        for (std::int64_t fps : {1, 7, 24, 30, 60}) {
+            for (double duration : {12.0, 5.55, 0.01}) {
+                ASSERT_TRUE(sameList(smooth(events, fps, duration), reference::smooth(events, fps, duration)))
+                    << "seed " << seed << " fps " << fps << " duration " << duration;
+            }
+        }
+    }
+    const auto session = testing::demoSession(40, 1920, 1080, 3);
+    EXPECT_TRUE(sameList(smooth(session, 60, 40), reference::smooth(session, 60, 40)));
+}
+
+TEST(CursorPathSmootherTest, FramesCoverTheRecordingAndClicksSitNearPresses)
+{
+    for (std::uint64_t seed = 1; seed <= 6; ++seed) {
+        const double duration = 30 + static_cast<double>(seed);
+        const auto events = testing::demoSession(duration, 2560, 1600, seed);
+        std::vector<double> presses;
+        for (const InputEvent& e : events) {
+            if (e.type == Type::leftMouseDown || e.type == Type::rightMouseDown) presses.push_back(e.time);
+        }
+        for (std::int64_t fps : {24, 30, 60}) {
+            const auto frames = smooth(events, fps, duration);
+            ASSERT_EQ(frames.size(), static_cast<std::size_t>(std::floor(fps * duration)) + 1);
+            std::size_t clicking = 0;
+            for (const CursorFrame& frame : frames) {
+                EXPECT_TRUE(frame.visible);
+                EXPECT_GE(frame.x, 0);
+                EXPECT_LE(frame.x, 2560);
+                if (!frame.isClicking) continue;
+                ++clicking;
+                const bool nearPress = std::any_of(presses.begin(), presses.end(), [&](double p) {
+                    return std::abs(p - frame.time) <= 0.12 + 1.0 / static_cast<double>(fps);
+                });
+                EXPECT_TRUE(nearPress) << frame.time;
+            }
+            // Every press shows on at least the frames within the click window.
+            EXPECT_GE(clicking, presses.size());
+        }
+    }
+}
+
+TEST(CursorPathSmootherTest, BadCoordinatesAndOddTimesDoNotCrash)
+{
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const double infinity = std::numeric_limits<double>::infinity();
+    const std::vector<InputEvent> events = {
+        makeEvent(nan, Type::leftMouseDown, 1, 1),     makeEvent(0.5, Type::mouseMove, nan, 3),
+        makeEvent(infinity, Type::mouseMove, 5, 5),    makeEvent(-infinity, Type::rightMouseDown, 5, 5),
+        makeEvent(0.7, Type::scrollWheel, 1e300, -1e300), makeEvent(99, Type::leftMouseDown, 5, 5),
+    };
+    const auto frames = smooth(events, 30, 2);
+    EXPECT_EQ(frames.size(), 61u);
+    EXPECT_TRUE(smooth(events, 30, infinity).empty());
+}
+
+}  // namespace
+}  // namespace vantile

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "model/CursorFrame.h"
+#include "model/FocusSegment.h"
+#include "model/InputEvent.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace vantile::testing {
+
+inline InputEvent makeEvent(double time, InputEvent::EventType type, double x = 0, double y = 0)
+{
+    InputEvent event;
+    event.time = time;
+    event.type = type;
+    event.x = x;
+    event.y = y;
+    return event;
+}
+
+inline std::string describe(const FocusSegment& s)
+{
+    std::ostringstream text;
+    text.precision(17);
+    text << rawValue(s.type) << " " << s.start << ".." << s.end << " at (" << s.centerX << ", " << s.centerY
+         << ") x" << s.scale;
+    return text.str();
+}
+
+inline std::string describe(const CameraKeyframe& k)
+{
+    std::ostringstream text;
+    text.precision(17);
+    text << k.time << ": (" << k.centerX << ", " << k.centerY << ") x" << k.scale;
+    return text.str();
+}
+
+inline std::string describe(const CursorFrame& f)
+{
+    std::ostringstream text;
+    text.precision(17);
+    text << f.time << ": (" << f.x << ", " << f.y << ")" << (f.visible ? "" : " hidden") << (f.isClicking ? " click" : "");
+    return text.str();
+}
+
+// Exact equality of two lists, naming the first element that differs.
+template <typename T>
+::testing::AssertionResult sameList(const std::vector<T>& actual, const std::vector<T>& expected)
+{
+    for (std::size_t index = 0; index < std::min(actual.size(), expected.size()); ++index) {
+        if (!(actual[index] == expected[index])) {
+            return ::testing::AssertionFailure() << "element " << index << ": " << describe(actual[index])
+                                                 << " but expected " << describe(expected[index]);
+        }
+    }
+    if (actual.size() != expected.size()) {
+        return ::testing::AssertionFailure() << actual.size() << " elements but expected " << expected.size();
+    }
+    return ::testing::AssertionSuccess();
+}
+
+}  // namespace vantile::testing

@@ -1,0 +1,265 @@
+#include "engine/FocusPlanner.h"
+
+#include "engine/EngineTestSupport.h"
+#include "engine/EventStreams.h"
+#include "engine/ReferenceEngine.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+namespace vantile {
+namespace {
+
+using testing::makeEvent;
+using testing::sameList;
+using Type = InputEvent::EventType;
+using Kind = FocusSegment::SegmentType;
+
+FocusPlannerInput inputWith(std::vector<InputEvent> events, double duration = 10,
+                            ZoomIntensity intensity = ZoomIntensity::standard)
+{
+    return {duration, 1920, 1080, std::move(events), intensity};
+}
+
+std::vector<FocusSegment> planSegments(const FocusPlannerInput& input)
+{
+    return FocusPlanner().plan(input).segments;
+}
+
+TEST(FocusPlannerTest, QuietRecordingIsOneWholeFrameOverview)
+{
+    const FocusSegment whole{0, 10, Kind::overview, 960, 540, 1.0};
+    EXPECT_TRUE(sameList(planSegments(inputWith({})), {whole}));
+    EXPECT_TRUE(sameList(planSegments(inputWith({makeEvent(1, Type::mouseMove, 5, 5), makeEvent(2, Type::mouseMove)})),
+                         {whole}));
+    const FocusPlannerOutput output = FocusPlanner().plan(inputWith({}));
+    // The "move" into the overview starts at 0 and takes its base 0.72 s without going anywhere.
+    EXPECT_TRUE(sameList(output.cameraKeyframes, {{0, 960, 540, 1}, {0.72, 960, 540, 1}, {10, 960, 540, 1}}));
+}
+
+TEST(FocusPlannerTest, LoneClickZoomsAroundItThenClosingOverview)
+{
+    const auto segments = planSegments(inputWith({makeEvent(0.2, Type::leftMouseDown, 700, 400)}));
+    EXPECT_TRUE(sameList(segments, {
+                                       {0, 0.2 + 0.95, Kind::clickFocus, 700, 400, 1.52},
+                                       {0.2 + 0.95 + 0.2, 10, Kind::overview, 960, 540, 1.0},
+                                   }));
+}
+
+TEST(FocusPlannerTest, BusyNeighbourhoodStartsEarlierEndsSoonerAndZoomsLess)
+{
+    // Five clicks in one spot, all within 1.4 s of each other.
+    std::vector<InputEvent> events;
+    for (double t : {4.0, 4.3, 4.6, 4.9, 5.2}) events.push_back(makeEvent(t, Type::leftMouseDown, 800, 500));
+    FocusPlannerInput input = inputWith(events, 20, ZoomIntensity::strong);
+    const std::vector<FocusSegment> segments = planSegments(input);
+    ASSERT_EQ(segments.size(), 3u);
+    EXPECT_EQ(segments[0].type, Kind::overview);
+    EXPECT_EQ(segments[1].type, Kind::clickFocus);
+    // Every click sees all five (k = 3): lead 0.5 - 0.12, tail 0.95 - 0.21, scale 1.72 - 0.165; all merge.
+    EXPECT_DOUBLE_EQ(segments[1].start, 4.0 - (0.5 - 0.04 * 3));
+    EXPECT_DOUBLE_EQ(segments[1].end, 5.2 + (0.95 - 0.07 * 3));
+    EXPECT_DOUBLE_EQ(segments[1].scale, 1.72 - 0.055 * 3);
+    EXPECT_EQ(segments[1].centerX, 800);
+    EXPECT_DOUBLE_EQ(segments[0].start, 0.28);  // gap 3.62 > 2.4 takes the wide pad
+}
+
+TEST(FocusPlannerTest, ClicksMergeOnlyWhenCloseAndScrollsReachFurther)
+{
+    // 0.5 s apart, 100 px apart: one segment, centred by duration weights, with the larger scale.
+    const auto near = planSegments(inputWith({makeEvent(2.0, Type::leftMouseDown, 600, 500),
+                                              makeEvent(2.5, Type::leftMouseDown, 700, 500)}));
+    ASSERT_EQ(near.size(), 3u);
+    EXPECT_EQ(near[1].type, Kind::clickFocus);
+    EXPECT_DOUBLE_EQ(near[1].start, 1.5);
+    EXPECT_DOUBLE_EQ(near[1].end, 3.45);
+    EXPECT_DOUBLE_EQ(near[1].centerX, (600 * 1.45 + 700 * 1.45) / 2.9);
+    EXPECT_DOUBLE_EQ(near[1].scale, 1.52);
+
+    const auto far = planSegments(inputWith({makeEvent(2.0, Type::leftMouseDown, 600, 500),
+                                             makeEvent(2.5, Type::leftMouseDown, 900, 500)}));
+    EXPECT_EQ(std::count_if(far.begin(), far.end(), [](auto& s) { return s.type == Kind::clickFocus; }), 2);
+
+    const auto scrolls = planSegments(inputWith({makeEvent(2.0, Type::scrollWheel, 600, 500),
+                                                 makeEvent(2.9, Type::scrollWheel, 900, 500)}));
+    EXPECT_EQ(std::count_if(scrolls.begin(), scrolls.end(), [](auto& s) { return s.type == Kind::scrollFocus; }), 1);
+}
+
+TEST(FocusPlannerTest, MergeGapLimitDependsOnBothBeingScrolls)
+{
+    const FocusSegment scrollA{1, 2, Kind::scrollFocus, 500, 500, 1.2};
+    const FocusSegment scrollB{2.9, 3.5, Kind::scrollFocus, 520, 500, 1.2};
+    const FocusSegment click{2.9, 3.5, Kind::clickFocus, 520, 500, 1.2};
+    EXPECT_EQ(FocusPlanner::mergeNearbySegments({scrollA, scrollB}).size(), 1u);
+    EXPECT_EQ(FocusPlanner::mergeNearbySegments({scrollA, click}).size(), 2u);
+    // Zoom levels 0.35 apart never merge; the earlier kind wins unless it is an overview.
+    EXPECT_EQ(FocusPlanner::mergeNearbySegments({{1, 2, Kind::clickFocus, 500, 500, 1.0},
+                                                 {2.1, 3, Kind::clickFocus, 500, 500, 1.35}})
+                  .size(),
+              2u);
+    const auto typed = FocusPlanner::mergeNearbySegments(
+        {{2.1, 3, Kind::typingFocus, 500, 500, 1.3}, {1, 2, Kind::overview, 500, 500, 1.0}});
+    ASSERT_EQ(typed.size(), 1u);
+    EXPECT_EQ(typed[0].type, Kind::typingFocus);
+    EXPECT_EQ(typed[0].start, 1);
+    EXPECT_EQ(typed[0].end, 3);
+    EXPECT_TRUE(FocusPlanner::mergeNearbySegments({}).empty());
+}
+
+TEST(FocusPlannerTest, TypingEndsAtItsMarkerOrASecondLaterAndCentresOnTheLastClick)
+{
+    // No end marker: te = min(t + 1, D), then the tail, capped at the duration.
+    auto segments = planSegments(inputWith({makeEvent(3, Type::typingActivityStart, 700, 500)}));
+    ASSERT_EQ(segments.size(), 3u);
+    EXPECT_EQ(segments[1].type, Kind::typingFocus);
+    EXPECT_DOUBLE_EQ(segments[1].start, 3 - 0.55);
+    EXPECT_DOUBLE_EQ(segments[1].end, 4 + 0.65);
+    EXPECT_EQ(segments[1].centerX, 700);  // no click yet: its own position
+    segments = planSegments(inputWith({makeEvent(9.5, Type::typingActivityStart, 300, 200)}));
+    EXPECT_EQ(segments.back().end, 10);
+
+    // An earlier end marker does not count; the first one at or after the start does.
+    segments = planSegments(inputWith({makeEvent(0.5, Type::leftMouseDown, 1000, 700),
+                                       makeEvent(1.0, Type::typingActivityEnd), makeEvent(5, Type::typingActivityStart),
+                                       makeEvent(6.5, Type::typingActivityEnd), makeEvent(8, Type::typingActivityEnd)},
+                                      20));
+    const auto typing = std::find_if(segments.begin(), segments.end(), [](auto& s) { return s.type == Kind::typingFocus; });
+    ASSERT_NE(typing, segments.end());
+    EXPECT_DOUBLE_EQ(typing->end, 6.5 + 0.65);
+    // Centred on the click 4.5 s earlier, not on the typing start's own place.
+    EXPECT_EQ(typing->centerX, 1000);
+    EXPECT_EQ(typing->centerY, 700);
+}
+
+TEST(FocusPlannerTest, ZoomedViewStaysInsideTheVideoAndScaleNeverPassesTheCap)
+{
+    auto segments = planSegments(inputWith({makeEvent(2, Type::leftMouseDown, 1915, 5)}, 10, ZoomIntensity::strong));
+    // Scale 1.72: the view is 1920 / 1.72 wide, so the centre keeps half of that from the edges.
+    EXPECT_DOUBLE_EQ(segments[1].centerX, 1920 - (1920 / 1.72) * 0.5);
+    EXPECT_DOUBLE_EQ(segments[1].centerY, (1080 / 1.72) * 0.5);
+
+    // A strong typing burst reaches the cap exactly.
+    segments = planSegments(inputWith({makeEvent(3, Type::typingActivityStart, 1919, 1079)}, 10, ZoomIntensity::strong));
+    EXPECT_EQ(segments[1].scale, 1.8);
+    EXPECT_DOUBLE_EQ(segments[1].centerX, 1920 - (1920 / 1.8) * 0.5);
+}
+
+TEST(FocusPlannerTest, OverviewPadsFollowTheGapLength)
+{
+    const auto overviewsBefore = [](double start) {
+        const std::vector<FocusSegment> result =
+            FocusPlanner::insertOverviewSegments({{start, start + 1, Kind::clickFocus, 1, 1, 1.5}}, start + 1.5, 100, 50);
+        return result;
+    };
+    EXPECT_EQ(overviewsBefore(1.35).size(), 1u);  // exactly 1.35: none
+    auto result = overviewsBefore(2.4);
+    ASSERT_EQ(result.size(), 2u);
+    EXPECT_TRUE(sameList(result, {{0.16, 2.4 - 0.16, Kind::overview, 50, 25, 1}, {2.4, 3.4, Kind::clickFocus, 1, 1, 1.5}}));
+    result = overviewsBefore(2.41);
+    EXPECT_EQ(result[0].start, 0.28);
+    EXPECT_EQ(result[0].end, 2.41 - 0.28);
+
+    // Overlapping segments: the running end is the furthest one, and the tail starts 0.2 s after it.
+    result = FocusPlanner::insertOverviewSegments(
+        {{0.5, 6, Kind::clickFocus, 1, 1, 1.5}, {1, 2, Kind::scrollFocus, 1, 1, 1.2}, {6.5, 7, Kind::clickFocus, 1, 1, 1.5}},
+        8.21, 100, 50);
+    ASSERT_EQ(result.size(), 4u);
+    EXPECT_TRUE(sameList(std::vector<FocusSegment>{result[3]}, {{7.2, 8.21, Kind::overview, 50, 25, 1}}));
+    EXPECT_EQ(FocusPlanner::insertOverviewSegments({{0, 7, Kind::clickFocus, 1, 1, 1.5}}, 8.2, 100, 50).size(), 1u);
+}
+
+TEST(FocusPlannerTest, MatchesTheLiteralPlannerOnGeneratedStreams)
+{
+    int compared = 0;
+    for (std::uint64_t seed = 1; seed <= 60; ++seed) {
+        testing::RandomStreamOptions options;
+        options.eventCount = 20 + (seed * 37) % 400;
+        options.duration = seed % 7 == 0 ? 4 : 25;
+        options.gridTimes = seed % 3 != 0;
+        options.shuffled = seed % 2 == 0;
+        const std::vector<InputEvent> events = testing::randomStream(seed, options);
+        for (ZoomIntensity intensity : zoomIntensityTexts.allCases()) {
+            // The duration is sometimes shorter than the stream, sometimes zero or negative.
+            for (double duration : {options.duration, options.duration * 0.5, 0.0, -1.0}) {
+                const FocusPlannerInput input{duration, seed % 5 == 0 ? 0.0 : 1280.0, 720, events, intensity};
+                const FocusPlannerOutput expected = reference::plan(input);
+                const FocusPlannerOutput actual = FocusPlanner().plan(input);
+                ASSERT_TRUE(sameList(actual.segments, expected.segments)) << "seed " << seed << " duration " << duration;
+                ASSERT_TRUE(sameList(actual.cameraKeyframes, expected.cameraKeyframes)) << "seed " << seed;
+                ++compared;
+            }
+        }
+    }
+    EXPECT_EQ(compared, 60 * 3 * 4);
+
+    const std::vector<InputEvent> session = testing::demoSession(90, 2560, 1440, 7);
+    for (ZoomIntensity intensity : zoomIntensityTexts.allCases()) {
+        const FocusPlannerInput input{90, 2560, 1440, session, intensity};
+        const FocusPlannerOutput actual = FocusPlanner().plan(input);
+        EXPECT_GT(actual.segments.size(), 20u);
+        EXPECT_TRUE(sameList(actual.segments, reference::plan(input).segments));
+    }
+}
+
+TEST(FocusPlannerTest, SegmentsAreSortedInsideTheRecordingAndTheirViewsInsideTheVideo)
+{
+    for (std::uint64_t seed = 100; seed < 160; ++seed) {
+        testing::RandomStreamOptions options;
+        options.eventCount = 200;
+        options.duration = 20;
+        const std::vector<InputEvent> events = testing::randomStream(seed, options);
+        for (ZoomIntensity intensity : zoomIntensityTexts.allCases()) {
+            const double width = 1000 + static_cast<double>(seed);
+            const double height = 600;
+            const auto segments = planSegments({20, width, height, events, intensity});
+            ASSERT_FALSE(segments.empty());
+            for (std::size_t i = 0; i < segments.size(); ++i) {
+                const FocusSegment& s = segments[i];
+                SCOPED_TRACE(testing::describe(s));
+                EXPECT_LT(s.start, s.end);
+                EXPECT_GE(s.start, 0);
+                EXPECT_LE(s.end, 20);
+                EXPECT_GE(s.scale, 1.0);
+                EXPECT_LE(s.scale, 1.8);
+                const double halfWidth = width / s.scale * 0.5;
+                const double halfHeight = height / s.scale * 0.5;
+                EXPECT_GE(s.centerX - halfWidth, -1e-9);
+                EXPECT_LE(s.centerX + halfWidth, width + 1e-9);
+                EXPECT_GE(s.centerY - halfHeight, -1e-9);
+                EXPECT_LE(s.centerY + halfHeight, height + 1e-9);
+                if (s.type == Kind::overview) {
+                    EXPECT_EQ(s.scale, 1.0);
+                }
+                if (i > 0) {
+                    EXPECT_LE(segments[i - 1].start, s.start);
+                }
+            }
+        }
+    }
+}
+
+TEST(FocusPlannerTest, DegenerateInputGivesEmptyOrDefaultOutput)
+{
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const double infinity = std::numeric_limits<double>::infinity();
+    const std::vector<InputEvent> odd = {
+        makeEvent(1, Type::leftMouseDown, nan, 300),   makeEvent(nan, Type::scrollWheel, 10, 10),
+        makeEvent(2, Type::typingActivityStart, -5e9, 5e9), makeEvent(infinity, Type::typingActivityEnd),
+        makeEvent(50, Type::leftMouseDown, 10, 10),    makeEvent(-infinity, Type::leftMouseDown, 10, 10),
+    };
+    for (double duration : {0.0, -3.0, 5.0, nan, infinity}) {
+        for (auto [width, height] : {std::pair{0.0, 0.0}, std::pair{1920.0, 1080.0}, std::pair{-4.0, 2.0}}) {
+            const FocusPlannerOutput output = FocusPlanner().plan({duration, width, height, odd, ZoomIntensity::strong});
+            EXPECT_FALSE(output.cameraKeyframes.empty());
+            for (const FocusSegment& s : output.segments) EXPECT_LT(s.start, s.end);
+        }
+    }
+    // Nothing fits into a recording without length.
+    EXPECT_TRUE(planSegments(inputWith({makeEvent(0.5, Type::leftMouseDown, 5, 5)}, 0)).empty());
+    EXPECT_EQ(FocusPlanner().plan(inputWith({}, -2)).cameraKeyframes.size(), 1u);
+}
+
+}  // namespace
+}  // namespace vantile
