@@ -1,0 +1,88 @@
+#pragma once
+
+#include "PermissionStatus.h"
+#include "model/AudioSettings.h"
+#include "model/CaptureSource.h"
+#include "model/RecordingProject.h"
+#include "render/ExportMonitor.h"
+#include "render/RenderJob.h"
+
+#include <filesystem>
+#include <functional>
+#include <vector>
+
+namespace vantile {
+
+// The collaborators AppState drives, each behind a small interface so the flows can be
+// exercised with fakes. Operations marked "worker" are called off the main thread; the
+// others on the main thread.
+
+class PermissionService {
+public:
+    virtual ~PermissionService() = default;
+
+    virtual PermissionStatus currentStatus() = 0;
+    virtual bool requestScreenRecordingIfNeeded() = 0;
+    virtual void requestAccessibilityPrompt() = 0;
+    virtual bool requestInputMonitoringIfNeeded() = 0;
+    virtual void openPrivacySettings() = 0;
+    virtual void openAccessibilitySettings() = 0;
+    virtual void openInputMonitoringSettings() = 0;
+    virtual void openMicrophoneSettings() = 0;
+    // Worker: whether a microphone may be recorded now (asking the user when the system can).
+    virtual bool microphoneAccessGranted() = 0;
+};
+
+class SourceService {
+public:
+    virtual ~SourceService() = default;
+
+    // Worker: displays, then windows.
+    virtual std::vector<CaptureSource> loadSources() = 0;
+    // Microphones in any order; throws when the sound server cannot be asked.
+    virtual std::vector<AudioInputDevice> listMicrophones() = 0;
+};
+
+class ScreenRecorderService {
+public:
+    virtual ~ScreenRecorderService() = default;
+
+    // Worker; throws with the user's sentence.
+    virtual void start(const CaptureSource& source, const std::filesystem::path& outputURL,
+                       const AudioCaptureSettings& audioSettings) = 0;
+    // Worker; throws with the user's sentence.
+    virtual RecordingResult stop() = 0;
+};
+
+class InputRecorderService {
+public:
+    virtual ~InputRecorderService() = default;
+
+    virtual void start(const CGRectCodable& captureRegion) = 0;
+    virtual std::vector<InputEvent> stop() = 0;
+};
+
+class ExportService {
+public:
+    virtual ~ExportService() = default;
+
+    // Worker; reports progress and notices cancellation through `monitor`, and throws with
+    // the user's sentence on failure or cancellation.
+    virtual void exportMovie(const RenderJob& job, ExportMonitor& monitor) = 0;
+};
+
+// The windows, hint and file manager around the controller.
+class DesktopShell {
+public:
+    virtual ~DesktopShell() = default;
+
+    // Brings the main window to front; false when it no longer exists.
+    virtual bool showMainWindow() = 0;
+    virtual void hideMainWindow() = 0;
+    // The four-second "recording" hint; `recorded` tells which area must not show it.
+    virtual void showRecordingHint(const CaptureSource& recorded) = 0;
+    virtual void dismissRecordingHint() = 0;
+    virtual void revealFile(const std::filesystem::path& file) = 0;
+};
+
+}  // namespace vantile

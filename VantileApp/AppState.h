@@ -1,0 +1,253 @@
+#pragma once
+
+#include "AppServices.h"
+#include "PermissionStatus.h"
+#include "Route.h"
+#include "engine/CursorPathSmoother.h"
+#include "engine/FocusPlanner.h"
+#include "model/RecordingProject.h"
+#include "store/ProjectFileManager.h"
+
+#include <QDateTime>
+#include <QObject>
+#include <QThreadPool>
+#include <QTimer>
+#include <QUrl>
+#include <QVariant>
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vantile {
+
+// Everything AppState drives; handed over once at construction.
+struct AppCollaborators {
+    std::unique_ptr<PermissionService> permissions;
+    std::unique_ptr<SourceService> sourceProvider;
+    std::unique_ptr<ScreenRecorderService> recorder;
+    std::unique_ptr<InputRecorderService> inputRecorder;
+    std::unique_ptr<ExportService> exporter;
+    std::optional<std::filesystem::path> projectsRoot;  // absent: the user's videos directory
+    std::function<Timestamp()> wallClock = [] { return std::chrono::system_clock::now(); };
+    std::chrono::milliseconds recordingTick{1000};
+};
+
+// The one controller of the application: it owns every capture, planning, storage and
+// export component, publishes the whole user-visible state and carries out every flow.
+// Lives on the main thread; slow steps run on its worker pool and resume here.
+class AppState : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(QString route READ routeName WRITE setRouteName NOTIFY routeChanged)
+    Q_PROPERTY(QVariantMap permissionStatus READ permissionStatusValue NOTIFY permissionStatusChanged)
+    Q_PROPERTY(QVariantList sources READ sourcesValue NOTIFY sourcesChanged)
+    Q_PROPERTY(QString selectedSourceId READ selectedSourceId WRITE selectSource NOTIFY selectedSourceChanged)
+    Q_PROPERTY(QVariantMap currentProject READ currentProjectValue NOTIFY currentProjectChanged)
+    Q_PROPERTY(bool hasProject READ hasProject NOTIFY currentProjectChanged)
+    Q_PROPERTY(QString projectDirectory READ projectDirectoryText NOTIFY projectDirectoryChanged)
+    Q_PROPERTY(bool isBusy READ isBusy NOTIFY isBusyChanged)
+    Q_PROPERTY(QString statusMessage READ statusMessageText NOTIFY statusMessageChanged)
+    Q_PROPERTY(QString errorMessage READ errorMessageText NOTIFY errorMessageChanged)
+    Q_PROPERTY(QVariantMap renderSettings READ renderSettingsValue NOTIFY renderSettingsChanged)
+    Q_PROPERTY(QDateTime recordingStartTime READ recordingStartTimeValue NOTIFY recordingStartTimeChanged)
+    Q_PROPERTY(double recordingElapsed READ recordingElapsed NOTIFY recordingElapsedChanged)
+    Q_PROPERTY(QString recordingElapsedText READ recordingElapsedText NOTIFY recordingElapsedChanged)
+    Q_PROPERTY(double recordingMaxDuration READ recordingMaxDuration NOTIFY recordingMaxDurationChanged)
+    Q_PROPERTY(bool previewIsPartial READ previewIsPartial NOTIFY previewIsPartialChanged)
+    Q_PROPERTY(QString audioCaptureMode READ audioCaptureModeName WRITE setAudioCaptureModeName NOTIFY
+                   audioCaptureModeChanged)
+    Q_PROPERTY(QVariantList availableMicrophones READ availableMicrophonesValue NOTIFY availableMicrophonesChanged)
+    Q_PROPERTY(QString selectedMicrophoneDeviceID READ selectedMicrophoneDeviceIDText WRITE
+                   setSelectedMicrophoneDeviceIDText NOTIFY selectedMicrophoneDeviceIDChanged)
+    Q_PROPERTY(QUrl previewVideoURL READ previewVideoURLValue NOTIFY previewVideoURLChanged)
+    Q_PROPERTY(QString videoReferenceText READ videoReferenceTextValue NOTIFY videoReferenceTextChanged)
+    Q_PROPERTY(double exportProgress READ exportProgress NOTIFY exportProgressChanged)
+    Q_PROPERTY(bool isExporting READ isExporting NOTIFY isExportingChanged)
+    Q_PROPERTY(QString exportedFilePath READ exportedFilePath NOTIFY currentProjectChanged)
+
+public:
+    explicit AppState(AppCollaborators collaborators, QObject* parent = nullptr);
+    ~AppState() override;
+
+    // Not owned; until set, window operations do nothing and showMainWindow() returns false.
+    void setDesktopShell(DesktopShell* shell) { shell_ = shell; }
+
+    // Published state.
+    Route route() const { return route_; }
+    const PermissionStatus& permissionStatus() const { return permissionStatus_; }
+    const std::vector<CaptureSource>& sources() const { return sources_; }
+    const std::optional<CaptureSource>& selectedSource() const { return selectedSource_; }
+    const std::optional<RecordingProject>& currentProject() const { return currentProject_; }
+    const std::optional<std::filesystem::path>& projectDirectory() const { return projectDirectory_; }
+    bool isBusy() const { return isBusy_; }
+    const std::string& statusMessage() const { return statusMessage_; }
+    const std::optional<std::string>& errorMessage() const { return errorMessage_; }
+    const RenderSettings& renderSettings() const { return renderSettings_; }
+    const std::optional<Timestamp>& recordingStartTime() const { return recordingStartTime_; }
+    double recordingElapsed() const { return recordingElapsed_; }
+    double recordingMaxDuration() const { return recordingMaxDuration_; }
+    bool previewIsPartial() const { return previewIsPartial_; }
+    AudioCaptureMode audioCaptureMode() const { return audioCaptureMode_; }
+    const std::vector<AudioInputDevice>& availableMicrophones() const { return availableMicrophones_; }
+    const std::optional<std::string>& selectedMicrophoneDeviceID() const { return selectedMicrophoneDeviceID_; }
+    double exportProgress() const { return exportProgress_; }
+    bool isExporting() const { return exportMonitor_ != nullptr; }
+
+    std::optional<std::filesystem::path> previewVideoURL() const;
+    std::string videoReferenceText() const;
+
+    // Setters the screens use.
+    void setRoute(Route route);
+    void setSelectedSource(std::optional<CaptureSource> source);
+    void setAudioCaptureMode(AudioCaptureMode mode);
+    void setSelectedMicrophoneDeviceID(std::optional<std::string> id);
+    void setRecordingMaxDuration(double seconds);
+
+    // Flows.
+    Q_INVOKABLE void loadSources();
+    Q_INVOKABLE void loadAudioInputs();
+    Q_INVOKABLE void startRecording();
+    Q_INVOKABLE void stopRecording();
+    void updateAspectRatio(AspectRatio ratio);
+    void updateResolutionPreset(ResolutionPreset preset);
+    void applyRenderSettings(const RenderSettings& settings);
+    Q_INVOKABLE void rebuildFocusSegmentsForCurrentProject();
+    Q_INVOKABLE void rebuildCursorFramesForCurrentProject();
+    Q_INVOKABLE void exportCurrentProject();
+    Q_INVOKABLE void cancelExport();
+    Q_INVOKABLE void revealExportInFinder();
+    Q_INVOKABLE bool showMainWindow();
+    Q_INVOKABLE void hideMainWindow();
+
+    // The settings panel: one field changed by its raw name and value, handed on as the
+    // whole settings, with the re-plan after a zoom change and the re-smooth after an fps change.
+    Q_INVOKABLE void changeRenderSetting(const QString& field, const QVariant& value);
+    Q_INVOKABLE void updateAspectRatio(const QString& ratio);
+    Q_INVOKABLE void updateResolutionPreset(const QString& preset);
+
+    // The permission screen's row actions: "screenRecording", "accessibility", "inputMonitoring".
+    Q_INVOKABLE void requestPermission(const QString& permission);
+    Q_INVOKABLE void openPermissionSettings(const QString& permission);
+    Q_INVOKABLE void refreshPermissionStatus();
+    Q_INVOKABLE void openMicrophoneSettings();
+
+    // QML views of the published state.
+    QString routeName() const;
+    void setRouteName(const QString& name);
+    QVariantMap permissionStatusValue() const;
+    QVariantList sourcesValue() const;
+    QString selectedSourceId() const;
+    void selectSource(const QString& id);
+    QVariantMap currentProjectValue() const;
+    bool hasProject() const { return currentProject_.has_value(); }
+    QString projectDirectoryText() const;
+    QString statusMessageText() const { return QString::fromStdString(statusMessage_); }
+    QString errorMessageText() const { return QString::fromStdString(errorMessage_.value_or("")); }
+    QVariantMap renderSettingsValue() const;
+    QDateTime recordingStartTimeValue() const;
+    QString recordingElapsedText() const;
+    QString audioCaptureModeName() const;
+    void setAudioCaptureModeName(const QString& name);
+    QVariantList availableMicrophonesValue() const;
+    QString selectedMicrophoneDeviceIDText() const;
+    void setSelectedMicrophoneDeviceIDText(const QString& id);
+    QUrl previewVideoURLValue() const;
+    QString videoReferenceTextValue() const { return QString::fromStdString(videoReferenceText()); }
+    QString exportedFilePath() const;
+
+signals:
+    void routeChanged();
+    void permissionStatusChanged();
+    void sourcesChanged();
+    void selectedSourceChanged();
+    void currentProjectChanged();
+    void projectDirectoryChanged();
+    void isBusyChanged();
+    void statusMessageChanged();
+    void errorMessageChanged();
+    void renderSettingsChanged();
+    void recordingStartTimeChanged();
+    void recordingElapsedChanged();
+    void recordingMaxDurationChanged();
+    void previewIsPartialChanged();
+    void audioCaptureModeChanged();
+    void availableMicrophonesChanged();
+    void selectedMicrophoneDeviceIDChanged();
+    void previewVideoURLChanged();
+    void videoReferenceTextChanged();
+    void exportProgressChanged();
+    void isExportingChanged();
+
+private:
+    struct StopOutcome;
+
+    void setPermissionStatus(const PermissionStatus& status);
+    void setSources(std::vector<CaptureSource> sources);
+    void setCurrentProject(std::optional<RecordingProject> project);
+    void setProjectDirectory(std::optional<std::filesystem::path> directory);
+    void setBusy(bool busy);
+    void setStatusMessage(const std::string& message);
+    void setErrorMessage(std::optional<std::string> message);
+    void setRenderSettings(const RenderSettings& settings);
+    void setRecordingStartTime(std::optional<Timestamp> time);
+    void setRecordingElapsed(double seconds);
+    void setPreviewIsPartial(bool partial);
+    void setAvailableMicrophones(std::vector<AudioInputDevice> devices);
+    void setExportProgress(double fraction);
+    void notifyDerivedTexts();
+
+    void beginCapture(const AudioCaptureSettings& audioSettings);
+    void finishStart(const AudioCaptureSettings& audioSettings, const std::optional<std::string>& failure);
+    void finishStop(StopOutcome outcome);
+    void startRecordingTimer();
+    void cancelRecordingTimer();
+    void recordingTimerTick();
+    void showRecordingStartedHint();
+    void dismissRecordingHint();
+    void saveSilently();
+
+    // Runs `work` on the worker pool and `done` with its result back on the main thread.
+    template <typename Work, typename Done>
+    void runInBackground(Work work, Done done);
+
+    Route route_ = Route::home;
+    PermissionStatus permissionStatus_;
+    std::vector<CaptureSource> sources_;
+    std::optional<CaptureSource> selectedSource_;
+    std::optional<RecordingProject> currentProject_;
+    std::optional<std::filesystem::path> projectDirectory_;
+    bool isBusy_ = false;
+    std::string statusMessage_;
+    std::optional<std::string> errorMessage_;
+    RenderSettings renderSettings_ = RenderSettings::defaultLandscape();
+    std::optional<Timestamp> recordingStartTime_;
+    double recordingElapsed_ = 0;
+    double recordingMaxDuration_ = 600;
+    bool previewIsPartial_ = false;
+    AudioCaptureMode audioCaptureMode_ = AudioCaptureMode::none;
+    std::vector<AudioInputDevice> availableMicrophones_;
+    std::optional<std::string> selectedMicrophoneDeviceID_;
+    double exportProgress_ = 0;
+
+    std::unique_ptr<QTimer> recordingTimerTask_;
+    std::unique_ptr<PermissionService> permissions_;
+    std::unique_ptr<SourceService> sourceProvider_;
+    std::unique_ptr<ScreenRecorderService> recorder_;
+    std::unique_ptr<InputRecorderService> inputRecorder_;
+    ProjectFileManager projectFiles_;
+    FocusPlanner focusPlanner_;
+    CursorPathSmoother cursorSmoother_;
+    std::unique_ptr<ExportService> exporter_;
+    std::optional<AudioCaptureSettings> activeAudioSettings_;
+    std::shared_ptr<ExportMonitor> exportMonitor_;
+    DesktopShell* shell_ = nullptr;
+    std::function<Timestamp()> wallClock_;
+    std::chrono::milliseconds recordingTick_;
+    QThreadPool workers_;
+};
+
+}  // namespace vantile

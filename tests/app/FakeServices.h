@@ -1,0 +1,354 @@
+#pragma once
+
+#include "AppServices.h"
+#include "AppState.h"
+#include "support/TemporaryDirectory.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QThread>
+
+#include <atomic>
+#include <condition_variable>
+#include <fstream>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace vantile::testing {
+
+// The calls every fake saw, in order, across threads.
+class CallLog {
+public:
+    void add(std::string entry)
+    {
+        std::lock_guard lock(mutex_);
+        entries_.push_back(std::move(entry));
+    }
+    std::vector<std::string> entries() const
+    {
+        std::lock_guard lock(mutex_);
+        return entries_;
+    }
+    bool contains(const std::string& entry) const
+    {
+        const auto all = entries();
+        return std::find(all.begin(), all.end(), entry) != all.end();
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::vector<std::string> entries_;
+};
+
+// Holds a worker inside a fake until the test lets it go, so busy states can be observed.
+class Gate {
+public:
+    void close()
+    {
+        std::lock_guard lock(mutex_);
+        open_ = false;
+    }
+    void open()
+    {
+        {
+            std::lock_guard lock(mutex_);
+            open_ = true;
+        }
+        changed_.notify_all();
+    }
+    void pass()
+    {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [&] { return open_; });
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool open_ = true;
+};
+
+class FakePermissions : public PermissionService {
+public:
+    explicit FakePermissions(CallLog& log) : log_(log) {}
+
+    PermissionStatus currentStatus() override { return status; }
+    bool requestScreenRecordingIfNeeded() override
+    {
+        log_.add("permissions.requestScreenRecording");
+        return status.screenRecordingGranted;
+    }
+    void requestAccessibilityPrompt() override { log_.add("permissions.requestAccessibility"); }
+    bool requestInputMonitoringIfNeeded() override
+    {
+        log_.add("permissions.requestInputMonitoring");
+        return status.inputMonitoringGranted;
+    }
+    void openPrivacySettings() override { log_.add("permissions.openPrivacySettings"); }
+    void openAccessibilitySettings() override { log_.add("permissions.openAccessibilitySettings"); }
+    void openInputMonitoringSettings() override { log_.add("permissions.openInputMonitoringSettings"); }
+    void openMicrophoneSettings() override { log_.add("permissions.openMicrophoneSettings"); }
+    bool microphoneAccessGranted() override
+    {
+        log_.add("permissions.microphoneAccess");
+        return microphoneGranted;
+    }
+
+    PermissionStatus status{true, true, true};
+    std::atomic<bool> microphoneGranted{true};
+
+private:
+    CallLog& log_;
+};
+
+class FakeSources : public SourceService {
+public:
+    explicit FakeSources(CallLog& log) : log_(log) {}
+
+    std::vector<CaptureSource> loadSources() override
+    {
+        gate.pass();
+        log_.add("sources.load");
+        std::lock_guard lock(mutex);
+        if (failure) throw std::runtime_error(*failure);
+        return sources;
+    }
+    std::vector<AudioInputDevice> listMicrophones() override
+    {
+        log_.add("sources.microphones");
+        std::lock_guard lock(mutex);
+        if (microphonesFail) throw std::runtime_error("no sound server");
+        return microphones;
+    }
+
+    std::mutex mutex;
+    std::vector<CaptureSource> sources;
+    std::vector<AudioInputDevice> microphones;
+    std::optional<std::string> failure;
+    bool microphonesFail = false;
+    Gate gate;
+
+private:
+    CallLog& log_;
+};
+
+class FakeRecorder : public ScreenRecorderService {
+public:
+    explicit FakeRecorder(CallLog& log) : log_(log) {}
+
+    void start(const CaptureSource& source, const std::filesystem::path& outputURL,
+               const AudioCaptureSettings& audioSettings) override
+    {
+        startGate.pass();
+        log_.add("recorder.start " + source.id);
+        std::lock_guard lock(mutex);
+        startedOutput = outputURL;
+        startedAudio = audioSettings;
+        if (startFailure) throw std::runtime_error(*startFailure);
+        std::ofstream(outputURL) << "raw";
+    }
+    RecordingResult stop() override
+    {
+        stopGate.pass();
+        log_.add("recorder.stop");
+        std::lock_guard lock(mutex);
+        if (stopFailure) throw std::runtime_error(*stopFailure);
+        return {startedOutput, duration, VideoInfo{startedOutput.filename().string(), videoWidth, videoHeight, 30}};
+    }
+
+    std::mutex mutex;
+    std::optional<std::string> startFailure;
+    std::optional<std::string> stopFailure;
+    std::filesystem::path startedOutput;
+    AudioCaptureSettings startedAudio;
+    double duration = 6;
+    std::int64_t videoWidth = 1600;
+    std::int64_t videoHeight = 900;
+    Gate startGate;
+    Gate stopGate;
+
+private:
+    CallLog& log_;
+};
+
+class FakeInputRecorder : public InputRecorderService {
+public:
+    explicit FakeInputRecorder(CallLog& log) : log_(log) {}
+
+    void start(const CGRectCodable& region) override
+    {
+        log_.add("input.start");
+        startedRegion = region;
+        if (startFailure) throw std::runtime_error(*startFailure);
+    }
+    std::vector<InputEvent> stop() override
+    {
+        log_.add("input.stop");
+        return events;
+    }
+
+    std::vector<InputEvent> events;
+    CGRectCodable startedRegion;
+    std::optional<std::string> startFailure;
+
+private:
+    CallLog& log_;
+};
+
+class FakeExporter : public ExportService {
+public:
+    explicit FakeExporter(CallLog& log) : log_(log) {}
+
+    void exportMovie(const RenderJob& job, ExportMonitor& monitor) override
+    {
+        log_.add("exporter.export");
+        {
+            std::lock_guard lock(mutex);
+            lastJob = job;
+        }
+        monitor.report(0.5);
+        while (holdUntilCancelled && !monitor.isCancelled()) QThread::msleep(2);
+        if (monitor.isCancelled()) throw std::runtime_error("Export cancelled.");
+        if (failure) throw std::runtime_error(*failure);
+        std::ofstream(job.outputURL) << "movie";
+        monitor.report(1);
+    }
+
+    std::mutex mutex;
+    std::optional<RenderJob> lastJob;
+    std::optional<std::string> failure;
+    std::atomic<bool> holdUntilCancelled{false};
+
+private:
+    CallLog& log_;
+};
+
+class FakeShell : public DesktopShell {
+public:
+    explicit FakeShell(CallLog& log) : log_(log) {}
+
+    bool showMainWindow() override
+    {
+        log_.add("shell.showMainWindow");
+        return windowExists;
+    }
+    void hideMainWindow() override { log_.add("shell.hideMainWindow"); }
+    void showRecordingHint(const CaptureSource& recorded) override { log_.add("shell.showHint " + recorded.id); }
+    void dismissRecordingHint() override { log_.add("shell.dismissHint"); }
+    void revealFile(const std::filesystem::path& file) override { log_.add("shell.reveal " + file.string()); }
+
+    bool windowExists = true;
+
+private:
+    CallLog& log_;
+};
+
+// A wall clock the test moves by hand; read from worker threads too.
+class FakeClock {
+public:
+    Timestamp now() const { return start_ + std::chrono::milliseconds(offsetMilliseconds_.load()); }
+    void advance(double seconds) { offsetMilliseconds_ += static_cast<long long>(seconds * 1000); }
+
+private:
+    Timestamp start_ = std::chrono::system_clock::from_time_t(1'800'000'000);
+    std::atomic<long long> offsetMilliseconds_{0};
+};
+
+inline CaptureSource sampleDisplay(const std::string& id = "display-42")
+{
+    CaptureSource source;
+    source.id = id;
+    source.kind = CaptureSource::SourceKind::display;
+    source.displayId = id.substr(id.find('-') + 1);
+    source.appName = "Display";
+    source.title = "screen";
+    source.region = {100, 50, 800, 450};
+    return source;
+}
+
+inline CaptureSource sampleWindow(const std::string& id = "window-7")
+{
+    CaptureSource source;
+    source.id = id;
+    source.kind = CaptureSource::SourceKind::window;
+    source.windowId = id.substr(id.find('-') + 1);
+    source.appName = "Editor";
+    source.title = "notes.txt";
+    source.region = {0, 0, 640, 480};
+    return source;
+}
+
+// Pumps the main thread's events until `condition` holds or the time is up.
+template <typename Condition>
+bool waitFor(Condition condition, int milliseconds = 5000)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!condition()) {
+        if (timer.elapsed() > milliseconds) return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+        QThread::msleep(1);
+    }
+    return true;
+}
+
+// An AppState over fakes, with its projects under a temporary root.
+struct AppFixture {
+    TemporaryDirectory root;
+    CallLog log;
+    FakeClock clock;
+    FakePermissions* permissions = new FakePermissions(log);
+    FakeSources* sources = new FakeSources(log);
+    FakeRecorder* recorder = new FakeRecorder(log);
+    FakeInputRecorder* input = new FakeInputRecorder(log);
+    FakeExporter* exporter = new FakeExporter(log);
+    FakeShell shell{log};
+    std::unique_ptr<AppState> state;
+
+    explicit AppFixture(std::chrono::milliseconds tick = std::chrono::milliseconds(1000))
+    {
+        AppCollaborators collaborators;
+        collaborators.permissions.reset(permissions);
+        collaborators.sourceProvider.reset(sources);
+        collaborators.recorder.reset(recorder);
+        collaborators.inputRecorder.reset(input);
+        collaborators.exporter.reset(exporter);
+        collaborators.projectsRoot = root.path() / "projects";
+        collaborators.wallClock = [this] { return clock.now(); };
+        collaborators.recordingTick = tick;
+        state = std::make_unique<AppState>(std::move(collaborators));
+        state->setDesktopShell(&shell);
+    }
+    ~AppFixture() { state.reset(); }
+
+    void loadSources(std::vector<CaptureSource> list = {sampleDisplay(), sampleWindow()})
+    {
+        {
+            std::lock_guard lock(sources->mutex);
+            sources->sources = std::move(list);
+        }
+        state->loadSources();
+        waitFor([&] { return !state->isBusy(); });
+    }
+
+    // Starts a recording of the first listed source and waits until it runs.
+    bool record()
+    {
+        loadSources();
+        state->startRecording();
+        return waitFor([&] { return !state->isBusy(); }) && state->route() == Route::recording;
+    }
+
+    // Records and stops, leaving the preview of a saved project.
+    bool recordAndStop()
+    {
+        if (!record()) return false;
+        clock.advance(6);
+        state->stopRecording();
+        return waitFor([&] { return !state->isBusy(); }) && state->route() == Route::preview;
+    }
+};
+
+}  // namespace vantile::testing
