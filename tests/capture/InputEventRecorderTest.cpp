@@ -1,0 +1,207 @@
+#include "capture/InputEventRecorder.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace vantile {
+namespace {
+
+using Type = InputEvent::EventType;
+using Kind = RawInput::Kind;
+
+// A monitor whose events and pointer the test sets, on a clock the test moves.
+class FakeInput : public InputSource {
+public:
+    bool install(Handler handler) override
+    {
+        handler_ = std::move(handler);
+        return refuse_ ? false : true;
+    }
+    void remove() override { handler_ = nullptr; }
+    CodablePoint pointerLocation() override { return pointer; }
+    int fileDescriptor() const override { return -1; }
+    void dispatchPending() override {}
+
+    void send(Kind kind, double at, CodablePoint where = {}, double dx = 0, double dy = 0)
+    {
+        now = at;
+        pointer = where;
+        if (handler_) handler_({kind, dx, dy});
+    }
+
+    bool installed() const { return handler_ != nullptr; }
+
+    CodablePoint pointer;
+    double now = 0;
+    bool refuse_ = false;
+
+private:
+    Handler handler_;
+};
+
+struct Harness {
+    FakeInput input;
+    std::chrono::steady_clock::time_point epoch = std::chrono::steady_clock::now();
+    InputEventRecorder recorder{&input, [this] {
+                                    return epoch + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                                                       std::chrono::duration<double>(input.now));
+                                }};
+};
+
+std::vector<Type> typesOf(const std::vector<InputEvent>& events)
+{
+    std::vector<Type> types;
+    for (const InputEvent& event : events) types.push_back(event.type);
+    return types;
+}
+
+TEST(InputEventRecorderTest, MovesAreThrottledToThirtyPerSecondButTheFirstIsAlwaysKept)
+{
+    Harness harness;
+    harness.recorder.start({0, 0, 800, 600});
+    for (int step = 0; step <= 100; ++step) harness.input.send(Kind::mouseMoved, step * 0.010, {double(step), 10});
+    const auto events = harness.recorder.stop();
+    ASSERT_FALSE(events.empty());
+    EXPECT_EQ(events.front().time, 0.0);
+    for (std::size_t index = 1; index < events.size(); ++index)
+        EXPECT_GE(events[index].time - events[index - 1].time, 1.0 / 30.0 - 1e-12);
+    // Moves at 0, .04, .08 ... (every fourth 10 ms step): 26 over one second.
+    EXPECT_EQ(events.size(), 26u);
+    EXPECT_EQ(events[1].x, 4);
+}
+
+TEST(InputEventRecorderTest, PositionsAreLocalToTheRegionAndClampedToItsEdges)
+{
+    Harness harness;
+    harness.recorder.start({100, 50, 400, 300});
+    harness.input.send(Kind::leftMouseDown, 0.1, {150, 80});
+    harness.input.send(Kind::leftMouseUp, 0.2, {20, 10});
+    harness.input.send(Kind::rightMouseDown, 0.3, {900, 700});
+    harness.input.send(Kind::rightMouseUp, 0.4, {500, 350});
+    harness.input.send(Kind::leftMouseDragged, 0.5, {300, 200});
+    harness.input.send(Kind::scrollWheel, 0.6, {120, 60}, 0, -1);
+    const auto events = harness.recorder.stop();
+    ASSERT_EQ(events.size(), 6u);
+    EXPECT_EQ(events[0], (InputEvent{0.1, Type::leftMouseDown, 50, 30, {}, {}, "left"}));
+    EXPECT_EQ(events[1], (InputEvent{0.2, Type::leftMouseUp, 0, 0, {}, {}, "left"}));
+    EXPECT_EQ(events[2], (InputEvent{0.3, Type::rightMouseDown, 400, 300, {}, {}, "right"}));
+    EXPECT_EQ(events[3], (InputEvent{0.4, Type::rightMouseUp, 400, 300, {}, {}, "right"}));
+    EXPECT_EQ(events[4], (InputEvent{0.5, Type::mouseDragged, 200, 150}));
+    EXPECT_EQ(events[5], (InputEvent{0.6, Type::scrollWheel, 20, 10, 0.0, -1.0, {}}));
+}
+
+TEST(InputEventRecorderTest, TypingBurstsOpenAndCloseAroundPausesLongerThanOneSecond)
+{
+    Harness harness;
+    harness.recorder.start({0, 0, 100, 100});
+    harness.input.send(Kind::keyDown, 1.0, {5, 5});
+    harness.input.send(Kind::keyUp, 1.1, {5, 5});
+    harness.input.send(Kind::keyDown, 1.3, {5, 5});
+    harness.input.send(Kind::keyUp, 1.4, {5, 5});
+    harness.input.send(Kind::keyDown, 2.9, {7, 7});  // 1.5 s after the last release
+    harness.input.send(Kind::keyUp, 3.0, {7, 7});
+    const auto snapshot = harness.recorder.snapshot();
+    EXPECT_EQ(typesOf(snapshot), (std::vector{Type::typingActivityStart, Type::typingActivityEnd,
+                                              Type::typingActivityStart}));
+    const auto events = harness.recorder.stop();
+    ASSERT_EQ(events.size(), 4u);
+    EXPECT_DOUBLE_EQ(events[0].time, 1.0);
+    EXPECT_DOUBLE_EQ(events[1].time, 1.6);  // last release + 0.2
+    EXPECT_EQ(events[1].x, 7);              // the end is placed where the pointer was last seen
+    EXPECT_DOUBLE_EQ(events[2].time, 2.9);
+    EXPECT_DOUBLE_EQ(events[3].time, 3.2);
+    EXPECT_EQ(events[3].type, Type::typingActivityEnd);
+}
+
+TEST(InputEventRecorderTest, KeysExactlyOneSecondApartStayInOneBurst)
+{
+    Harness harness;
+    harness.recorder.start({0, 0, 100, 100});
+    for (int key = 0; key < 4; ++key) harness.input.send(Kind::keyDown, 2.0 + key * 1.0);
+    const auto events = harness.recorder.stop();
+    EXPECT_EQ(typesOf(events), (std::vector{Type::typingActivityStart, Type::typingActivityEnd}));
+    EXPECT_DOUBLE_EQ(events.back().time, 5.2);
+}
+
+TEST(InputEventRecorderTest, StopWithoutStartAndRestartsLeaveNoStaleState)
+{
+    Harness harness;
+    EXPECT_TRUE(harness.recorder.stop().empty());
+    harness.input.send(Kind::leftMouseDown, 0.5);
+    EXPECT_TRUE(harness.recorder.snapshot().empty());
+
+    harness.recorder.start({0, 0, 100, 100});
+    EXPECT_TRUE(harness.input.installed());
+    harness.input.send(Kind::keyDown, 0.5);
+    harness.recorder.start({0, 0, 100, 100});  // restart closes the burst and empties the list
+    EXPECT_TRUE(harness.recorder.snapshot().empty());
+    harness.input.send(Kind::mouseMoved, 0.6);
+    EXPECT_EQ(harness.recorder.stop().size(), 1u);
+    EXPECT_FALSE(harness.input.installed());
+    harness.input.send(Kind::leftMouseDown, 0.7);
+    EXPECT_EQ(harness.recorder.snapshot().size(), 1u);  // nothing arrives after stop
+}
+
+TEST(InputEventRecorderTest, ObserverSeesEveryEventAsItIsAppended)
+{
+    Harness harness;
+    std::vector<InputEvent> observed;
+    harness.recorder.setEventObserver([&](const InputEvent& event) { observed.push_back(event); });
+    harness.recorder.start({0, 0, 100, 100});
+    harness.input.send(Kind::keyDown, 0.1);
+    harness.input.send(Kind::leftMouseDown, 0.2);
+    harness.recorder.stop();
+    EXPECT_EQ(typesOf(observed), (std::vector{Type::typingActivityStart, Type::leftMouseDown, Type::typingActivityEnd}));
+}
+
+// Generated streams: whatever arrives, the output is time-sorted, inside the region, moves
+// are spaced, bursts alternate start/end, and buttons are only on presses and releases.
+TEST(InputEventRecorderTest, GeneratedStreamsKeepTheInvariants)
+{
+    std::mt19937 random(7);
+    for (int round = 0; round < 200; ++round) {
+        Harness harness;
+        const CGRectCodable region{double(random() % 500), double(random() % 500), 50.0 + random() % 900,
+                                   50.0 + random() % 700};
+        harness.recorder.start(region);
+        double time = 0;
+        for (int step = 0; step < 300; ++step) {
+            time += std::uniform_real_distribution(0.0, 0.6)(random);
+            const auto kind = static_cast<Kind>(random() % 10);
+            harness.input.send(kind, time, {double(random() % 2000) - 200, double(random() % 1500) - 200}, 0,
+                               kind == Kind::scrollWheel ? 1 : 0);
+        }
+        const auto events = harness.recorder.stop();
+        double lastMove = -1;
+        int openBursts = 0;
+        for (std::size_t index = 0; index < events.size(); ++index) {
+            const InputEvent& event = events[index];
+            if (index > 0) {
+                EXPECT_LE(events[index - 1].time, event.time);
+            }
+            EXPECT_GE(event.x, 0);
+            EXPECT_LE(event.x, region.width);
+            EXPECT_GE(event.y, 0);
+            EXPECT_LE(event.y, region.height);
+            const bool buttonEvent = event.type == Type::leftMouseDown || event.type == Type::leftMouseUp ||
+                                     event.type == Type::rightMouseDown || event.type == Type::rightMouseUp;
+            EXPECT_EQ(event.button.has_value(), buttonEvent);
+            EXPECT_EQ(event.deltaY.has_value(), event.type == Type::scrollWheel);
+            if (event.type == Type::mouseMove) {
+                EXPECT_GE(event.time - lastMove, 1.0 / 30.0 - 1e-12);
+                lastMove = event.time;
+            }
+            if (event.type == Type::typingActivityStart) {
+                EXPECT_EQ(openBursts++, 0);
+            }
+            if (event.type == Type::typingActivityEnd) {
+                EXPECT_EQ(openBursts--, 1);
+            }
+        }
+        EXPECT_EQ(openBursts, 0);
+    }
+}
+
+}  // namespace
+}  // namespace vantile

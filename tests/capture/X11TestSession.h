@@ -1,0 +1,91 @@
+#pragma once
+
+#include "capture/VirtualDisplay.h"
+#include "capture/X11Connection.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <thread>
+
+// A private Xvfb for one test and plain coloured windows on it.
+namespace vantile::testing {
+
+class X11TestSession : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        display = std::make_unique<VirtualDisplay>(1280, 720);
+        setenv("DISPLAY", display->name().c_str(), 1);
+        directory = std::filesystem::temp_directory_path() /
+                    ("vantile-x11-" + std::to_string(::getpid()) + "-" +
+                     ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        std::filesystem::create_directories(directory);
+    }
+    void TearDown() override
+    {
+        display.reset();
+        std::filesystem::remove_all(directory);
+    }
+
+    // Runs an xdotool command line against the test's display.
+    static void xdotool(const std::string& arguments)
+    {
+        const int status = std::system(("xdotool " + arguments + " >/dev/null 2>&1").c_str());
+        ASSERT_EQ(status, 0) << "xdotool " << arguments;
+    }
+
+    std::unique_ptr<VirtualDisplay> display;
+    std::filesystem::path directory;
+};
+
+// A top-level window filled with one colour, with a title and class so it is listed.
+class ColouredWindow {
+public:
+    ColouredWindow(int x, int y, int width, int height, std::uint32_t rgb, const std::string& title)
+    {
+        window_ = xcb_generate_id(connection_.get());
+        const std::uint32_t values[] = {rgb};
+        xcb_create_window(connection_.get(), XCB_COPY_FROM_PARENT, window_, connection_.root(),
+                          static_cast<std::int16_t>(x), static_cast<std::int16_t>(y),
+                          static_cast<std::uint16_t>(width), static_cast<std::uint16_t>(height), 0,
+                          XCB_WINDOW_CLASS_INPUT_OUTPUT, connection_.screen()->root_visual, XCB_CW_BACK_PIXEL, values);
+        xcb_change_property(connection_.get(), XCB_PROP_MODE_REPLACE, window_, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8,
+                            static_cast<std::uint32_t>(title.size()), title.data());
+        const char windowClass[] = "testapp\0Test App";
+        xcb_change_property(connection_.get(), XCB_PROP_MODE_REPLACE, window_, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
+                            sizeof windowClass, windowClass);
+        xcb_map_window(connection_.get(), window_);
+        settle();
+    }
+
+    std::uint32_t id() const { return window_; }
+
+    void move(int x, int y)
+    {
+        const std::uint32_t values[] = {static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y)};
+        xcb_configure_window(connection_.get(), window_, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, values);
+        settle();
+    }
+
+    void destroy()
+    {
+        xcb_destroy_window(connection_.get(), window_);
+        settle();
+    }
+
+private:
+    void settle()
+    {
+        xcb_flush(connection_.get());
+        free(xcb_get_input_focus_reply(connection_.get(), xcb_get_input_focus(connection_.get()), nullptr));
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+
+    X11Connection connection_;
+    xcb_window_t window_ = 0;
+};
+
+}  // namespace vantile::testing
