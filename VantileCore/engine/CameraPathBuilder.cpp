@@ -1,6 +1,7 @@
 #include "engine/CameraPathBuilder.h"
 
 #include "engine/Easing.h"
+#include "engine/TimeOrder.h"
 
 #include <algorithm>
 #include <array>
@@ -62,8 +63,7 @@ std::vector<CameraKeyframe> CameraPathBuilder::buildKeyframes(const std::vector<
     kept.reserve(segments.size());
     std::copy_if(segments.begin(), segments.end(), std::back_inserter(kept),
                  [](const FocusSegment& segment) { return segment.start < segment.end; });
-    std::stable_sort(kept.begin(), kept.end(),
-                     [](const FocusSegment& a, const FocusSegment& b) { return a.start < b.start; });
+    stableSortByStart(kept);
 
     std::vector<CameraKeyframe> keyframes;
     keyframes.reserve(2 * kept.size() + 2);

@@ -1,6 +1,7 @@
 #include "engine/CursorPathSmoother.h"
 
 #include "engine/MathUtils.h"
+#include "engine/TimeOrder.h"
 
 #include <algorithm>
 #include <cmath>
@@ -37,18 +38,19 @@ bool isPress(EventType type)
     return type == EventType::leftMouseDown || type == EventType::rightMouseDown;
 }
 
-// Only pointer moves are ever dropped; clicks, drags and scrolls always pass.
-std::vector<PointerSample> removeJitter(const std::vector<PointerSample>& samples)
+// Only pointer moves are ever dropped; clicks, drags and scrolls always pass. Filters in place.
+void removeJitter(std::vector<PointerSample>& samples)
 {
-    std::vector<PointerSample> kept;
-    kept.reserve(samples.size());
-    for (const PointerSample& sample : samples) {
-        if (kept.empty() || sample.type != EventType::mouseMove ||
-            MathUtils::distance(kept.back().x, kept.back().y, sample.x, sample.y) >= jitterRadius) {
-            kept.push_back(sample);
+    std::size_t keptCount = 0;
+    for (std::size_t index = 0; index < samples.size(); ++index) {
+        const PointerSample& sample = samples[index];
+        if (keptCount == 0 || sample.type != EventType::mouseMove ||
+            MathUtils::distance(samples[keptCount - 1].x, samples[keptCount - 1].y, sample.x, sample.y) >=
+                jitterRadius) {
+            samples[keptCount++] = sample;
         }
     }
-    return kept;
+    samples.resize(keptCount);
 }
 
 void lowPass(std::vector<PointerSample>& samples)
@@ -97,59 +99,74 @@ double quantized(double time, double fps)
     return std::trunc(time * fps) / fps;
 }
 
-// True when some press lies within the click window of t. The presses passing the literal test
-// |p - t| <= window form one run around t, so the neighbours of t decide.
-bool pressNear(const std::vector<double>& pressTimes, double t)
-{
-    const auto above = std::lower_bound(pressTimes.begin(), pressTimes.end(), t);
-    if (above != pressTimes.end() && std::abs(*above - t) <= clickWindow) return true;
-    return above != pressTimes.begin() && std::abs(*std::prev(above) - t) <= clickWindow;
-}
+// Whether a frame shows a click, for frame times that only increase: the frame's quantised time
+// equals a press's, or a press lies within the click window. The presses passing the literal test
+// |p - t| <= window form one run around t, so the presses on either side of t decide.
+class ClickDetector {
+public:
+    ClickDetector(std::vector<double> pressTimes, double fps) : pressTimes_(std::move(pressTimes)), fps_(fps)
+    {
+        pressFrames_.reserve(pressTimes_.size());
+        for (double time : pressTimes_) pressFrames_.push_back(quantized(time, fps_));
+        std::sort(pressFrames_.begin(), pressFrames_.end());
+    }
+
+    bool isClickingAt(double t)
+    {
+        // The quantised frame time never decreases with t; -0 and +0 compare equal.
+        const double frame = quantized(t, fps_);
+        while (nextFrame_ < pressFrames_.size() && pressFrames_[nextFrame_] < frame) ++nextFrame_;
+        if (nextFrame_ < pressFrames_.size() && pressFrames_[nextFrame_] == frame) return true;
+
+        while (nextPress_ < pressTimes_.size() && pressTimes_[nextPress_] < t) ++nextPress_;
+        if (nextPress_ < pressTimes_.size() && std::abs(pressTimes_[nextPress_] - t) <= clickWindow) return true;
+        return nextPress_ > 0 && std::abs(pressTimes_[nextPress_ - 1] - t) <= clickWindow;
+    }
+
+private:
+    std::vector<double> pressTimes_;  // sorted
+    std::vector<double> pressFrames_;  // sorted
+    double fps_;
+    std::size_t nextFrame_ = 0;
+    std::size_t nextPress_ = 0;
+};
 
 }  // namespace
 
 std::vector<CursorFrame> CursorPathSmoother::smooth(const std::vector<InputEvent>& events, std::int64_t fps,
                                                     double duration) const
 {
-    std::vector<PointerSample> sorted;
-    sorted.reserve(events.size());
+    std::vector<PointerSample> path;
+    path.reserve(events.size());
     for (const InputEvent& event : events) {
         // A time that is not a number has no place on the path.
-        if (isPointerEvent(event.type) && !std::isnan(event.time)) {
-            sorted.push_back({event.time, event.type, event.x, event.y});
-        }
+        if (isPointerEvent(event.type) && !std::isnan(event.time)) path.push_back({event.time, event.type, event.x, event.y});
     }
     // Nothing to draw without a finite frame count.
-    if (sorted.empty() || fps < 1 || !(duration > 0) || !std::isfinite(duration)) return {};
-    const auto earlier = [](const PointerSample& a, const PointerSample& b) { return a.time < b.time; };
-    if (!std::is_sorted(sorted.begin(), sorted.end(), earlier)) std::stable_sort(sorted.begin(), sorted.end(), earlier);
-
-    std::vector<PointerSample> path = removeJitter(sorted);
-    lowPass(path);
-
+    if (path.empty() || fps < 1 || !(duration > 0) || !std::isfinite(duration)) return {};
     const double rate = static_cast<double>(fps);
-    std::vector<double> pressTimes;
-    for (const PointerSample& sample : sorted) {
-        if (isPress(sample.type)) pressTimes.push_back(sample.time);
-    }
-    std::vector<double> pressFrames;
-    pressFrames.reserve(pressTimes.size());
-    for (double time : pressTimes) pressFrames.push_back(quantized(time, rate));
-    std::sort(pressFrames.begin(), pressFrames.end());
-
     const double frameSpan = std::trunc(rate * duration);
     // Beyond 64 bits there is no frame index; no real recording gets anywhere near it.
     if (!(frameSpan < 9.2e18)) return {};
     const auto lastIndex = static_cast<std::int64_t>(frameSpan);
+
+    stableSortByTime(path);
+    std::vector<double> pressTimes;
+    for (const PointerSample& sample : path) {
+        if (isPress(sample.type)) pressTimes.push_back(sample.time);
+    }
+    ClickDetector clicks(std::move(pressTimes), rate);
+
+    removeJitter(path);
+    lowPass(path);
+
     std::vector<CursorFrame> frames;
     frames.reserve(static_cast<std::size_t>(lastIndex) + 1);
     PathCursor cursor(path);
     for (std::int64_t index = 0; index <= lastIndex; ++index) {
         const double t = static_cast<double>(index) / rate;
         const auto [x, y] = cursor.positionAt(t);
-        // -0 and +0 compare equal, so a press quantised to -0 matches frame 0.
-        const bool onPressFrame = std::binary_search(pressFrames.begin(), pressFrames.end(), quantized(t, rate));
-        frames.push_back({t, x, y, true, onPressFrame || pressNear(pressTimes, t)});
+        frames.push_back({t, x, y, true, clicks.isClickingAt(t)});
     }
     return frames;
 }

@@ -2,6 +2,7 @@
 
 #include "engine/CameraPathBuilder.h"
 #include "engine/MathUtils.h"
+#include "engine/TimeOrder.h"
 
 #include <algorithm>
 #include <cmath>
@@ -73,17 +74,28 @@ bool isInteraction(EventType type)
            type == EventType::typingActivityStart;
 }
 
-// Number of sorted times within `radius` of t, by the literal test |e - t| <= radius.
-// That set is one contiguous run of the sorted times (rounding of e - t is monotone in e),
-// so two binary searches find it exactly.
-std::int64_t countWithin(const std::vector<double>& sortedTimes, double t, double radius)
-{
-    const auto within = [t, radius](double e) { return std::abs(e - t) <= radius; };
-    const auto first = std::partition_point(sortedTimes.begin(), sortedTimes.end(),
-                                            [&](double e) { return e < t && !within(e); });
-    const auto last = std::partition_point(first, sortedTimes.end(), within);
-    return last - first;
-}
+// Counts the sorted times e with |e - t| <= radius for queries t that never decrease.
+// For one t the passing times form one contiguous run (rounding of e - t is monotone in e), and
+// both ends of that run only move forward as t grows, so the literal test drives a sliding window.
+class SlidingWindowCount {
+public:
+    SlidingWindowCount(const std::vector<double>& sortedTimes, double radius) : times_(sortedTimes), radius_(radius) {}
+
+    std::int64_t around(double t)
+    {
+        const auto within = [&](double e) { return std::abs(e - t) <= radius_; };
+        while (first_ < times_.size() && times_[first_] < t && !within(times_[first_])) ++first_;
+        if (last_ < first_) last_ = first_;
+        while (last_ < times_.size() && within(times_[last_])) ++last_;
+        return static_cast<std::int64_t>(last_ - first_);
+    }
+
+private:
+    const std::vector<double>& times_;
+    double radius_;
+    std::size_t first_ = 0;
+    std::size_t last_ = 0;
+};
 
 class CandidateBuilder {
 public:
@@ -98,24 +110,36 @@ public:
 
     std::vector<FocusSegment> build(const std::vector<TimedPoint>& events) const
     {
+        // Events come in time order, so every lookup below only moves forward.
+        SlidingWindowCount interactionDensity(interactionTimes_, interactionRadius);
+        SlidingWindowCount scrollDensity(scrollTimes_, scrollRadius);
+        auto nextTypingEnd = typingEndTimes_.begin();
+
         std::vector<FocusSegment> candidates;
         candidates.reserve(interactionTimes_.size());
         std::optional<TimedPoint> lastClick;
         for (const TimedPoint& event : events) {
+            const double t = event.time;
             switch (event.type) {
             case EventType::leftMouseDown:
                 lastClick = event;
-                candidates.push_back(candidate(clickShape, SegmentType::clickFocus, interactionDensity(event.time),
-                                               event.time, event.time, event));
+                candidates.push_back(
+                    candidate(clickShape, SegmentType::clickFocus, interactionDensity.around(t), t, t, event));
                 break;
             case EventType::scrollWheel:
-                candidates.push_back(candidate(scrollShape, SegmentType::scrollFocus, scrollDensity(event.time),
-                                               event.time, event.time, event));
+                candidates.push_back(
+                    candidate(scrollShape, SegmentType::scrollFocus, scrollDensity.around(t), t, t, event));
                 break;
-            case EventType::typingActivityStart:
-                candidates.push_back(candidate(typingShape, SegmentType::typingFocus, interactionDensity(event.time),
-                                               event.time, typingEnd(event.time), lastClick.value_or(event)));
+            case EventType::typingActivityStart: {
+                // The burst ends at the earliest end marker at or after its start, else a second later.
+                while (nextTypingEnd != typingEndTimes_.end() && *nextTypingEnd < t) ++nextTypingEnd;
+                const double typingEnd = nextTypingEnd != typingEndTimes_.end()
+                                             ? *nextTypingEnd
+                                             : std::min(t + typingWithoutEnd, input_.duration);
+                candidates.push_back(candidate(typingShape, SegmentType::typingFocus, interactionDensity.around(t), t,
+                                               typingEnd, lastClick.value_or(event)));
                 break;
+            }
             default:
                 break;
             }
@@ -124,17 +148,6 @@ public:
     }
 
 private:
-    std::int64_t interactionDensity(double t) const { return countWithin(interactionTimes_, t, interactionRadius); }
-    std::int64_t scrollDensity(double t) const { return countWithin(scrollTimes_, t, scrollRadius); }
-
-    // The earliest typing end at or after t; without one the burst counts as a second long.
-    double typingEnd(double t) const
-    {
-        const auto found = std::lower_bound(typingEndTimes_.begin(), typingEndTimes_.end(), t);
-        if (found != typingEndTimes_.end()) return *found;
-        return std::min(t + typingWithoutEnd, input_.duration);
-    }
-
     // Busier neighbourhoods start earlier, end sooner and zoom less.
     FocusSegment candidate(const CandidateShape& shape, SegmentType type, std::int64_t density, double actionStart,
                            double actionEnd, const TimedPoint& anchor) const
@@ -160,23 +173,24 @@ private:
     std::vector<double> typingEndTimes_;
 };
 
-std::vector<TimedPoint> sortedByTime(const std::vector<InputEvent>& events)
+bool mattersToPlanning(EventType type)
 {
-    std::vector<TimedPoint> points;
-    points.reserve(events.size());
-    for (const InputEvent& event : events) {
-        // A time that is not a number has no place on the timeline.
-        if (std::isnan(event.time)) continue;
-        points.push_back({event.time, event.type, event.x, event.y});
-    }
-    const auto earlier = [](const TimedPoint& a, const TimedPoint& b) { return a.time < b.time; };
-    if (!std::is_sorted(points.begin(), points.end(), earlier)) std::stable_sort(points.begin(), points.end(), earlier);
-    return points;
+    return isInteraction(type) || type == EventType::typingActivityEnd;
 }
 
-bool startsEarlier(const FocusSegment& a, const FocusSegment& b)
+// Pointer moves, releases, right clicks and drags make no candidate and count in no density, so
+// they are left out before sorting; a stable sort orders the remaining events the same either way.
+std::vector<TimedPoint> planningEventsByTime(const std::vector<InputEvent>& events)
 {
-    return a.start < b.start;
+    std::vector<TimedPoint> points;
+    points.reserve(events.size());  // pages beyond those filled are never touched
+    for (const InputEvent& event : events) {
+        // A time that is not a number has no place on the timeline.
+        if (!mattersToPlanning(event.type) || std::isnan(event.time)) continue;
+        points.push_back({event.time, event.type, event.x, event.y});
+    }
+    stableSortByTime(points);
+    return points;
 }
 
 // Keeps the zoomed view inside the video. The half extents use the scale before its upper cap.
@@ -199,13 +213,13 @@ FocusSegment overview(double start, double end, double width, double height)
 
 FocusPlannerOutput FocusPlanner::plan(const FocusPlannerInput& input) const
 {
-    const std::vector<TimedPoint> events = sortedByTime(input.events);
+    const std::vector<TimedPoint> events = planningEventsByTime(input.events);
     const std::vector<FocusSegment> candidates = CandidateBuilder(events, input).build(events);
     std::vector<FocusSegment> segments = insertOverviewSegments(mergeNearbySegments(candidates), input.duration,
                                                                 input.videoWidth, input.videoHeight);
     for (FocusSegment& segment : segments) constrain(segment, input.videoWidth, input.videoHeight);
     std::erase_if(segments, [](const FocusSegment& segment) { return !(segment.start < segment.end); });
-    std::stable_sort(segments.begin(), segments.end(), startsEarlier);
+    stableSortByStart(segments);
 
     FocusPlannerOutput output;
     output.cameraKeyframes =
@@ -217,7 +231,7 @@ FocusPlannerOutput FocusPlanner::plan(const FocusPlannerInput& input) const
 std::vector<FocusSegment> FocusPlanner::mergeNearbySegments(const std::vector<FocusSegment>& segments)
 {
     std::vector<FocusSegment> sorted = segments;
-    std::stable_sort(sorted.begin(), sorted.end(), startsEarlier);
+    stableSortByStart(sorted);
     std::vector<FocusSegment> merged;
     if (sorted.empty()) return merged;
 

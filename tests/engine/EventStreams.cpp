@@ -111,7 +111,7 @@ std::vector<InputEvent> demoSession(double seconds, double width, double height,
 
     while (t < seconds - 1) {
         const double choice = unit(random);
-        glide(between(0.05, 0.95) * width, between(0.05, 0.95) * height, between(0.25, 1.2), Type::mouseMove);
+        glide(between(0.05, 0.95) * width, between(0.05, 0.95) * height, between(0.3, 1.6), Type::mouseMove);
         if (choice < 0.35) {
             press(Type::leftMouseDown, Type::leftMouseUp, "left");
             if (unit(random) < 0.3) {
@@ -128,23 +128,36 @@ std::vector<InputEvent> demoSession(double seconds, double width, double height,
             InputEvent released = event(t + 0.01, Type::leftMouseUp, x, y);
             released.button = "left";
             events.push_back(released);
-        } else if (choice < 0.75) {
-            const double end = t + between(0.4, 2.5);
-            for (; t < end; t += between(0.015, 0.06)) {
+        } else if (choice < 0.8) {
+            // Trackpad scrolling: wheel events at about 100 Hz while the pointer drifts at 120 Hz.
+            const double end = t + between(0.5, 3.0);
+            double nextMove = t;
+            for (; t < end; t += between(0.006, 0.014)) {
                 InputEvent scroll = event(t, Type::scrollWheel, x, y);
                 scroll.deltaX = 0.0;
                 scroll.deltaY = std::round(between(-3, 3));
                 events.push_back(scroll);
+                for (; nextMove <= t; nextMove += pointerInterval) {
+                    x += between(-0.6, 0.6);
+                    y += between(-0.6, 0.6);
+                    events.push_back(event(nextMove, Type::mouseMove, x, y));
+                }
             }
         } else if (choice < 0.9) {
             press(Type::leftMouseDown, Type::leftMouseUp, "left");
             t += between(0.2, 0.6);
             events.push_back(event(t, Type::typingActivityStart, x, y));
-            t += between(0.8, 6.0);
+            t += between(0.8, 3.5);
             // Now and then the recording stops mid-burst and the end never comes.
             if (unit(random) < 0.9) events.push_back(event(t, Type::typingActivityEnd, x, y));
         }
-        t += between(0.05, 3.0);
+        // Between actions the hand rests on the mouse: the pointer mostly drifts a little, sometimes stays still.
+        const double pause = between(0.05, 3.0);
+        if (unit(random) < 0.95) {
+            glide(x + between(-60, 60), y + between(-40, 40), pause, Type::mouseMove);
+        } else {
+            t += pause;
+        }
     }
     std::erase_if(events, [&](const InputEvent& e) { return e.time > seconds; });
     return events;
