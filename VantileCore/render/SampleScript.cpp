@@ -188,15 +188,19 @@ bool SampleScript::isPressed(double time) const
 std::string SampleScript::typedText(double time) const
 {
     double typingSeconds = 0;
-    std::optional<double> burstStart;
+    double burstStart = 0;
+    bool typing = false;
     for (std::size_t i = 0, count = lastEventAtOrBefore(time); i < count; ++i) {
-        if (events[i].type == InputEvent::EventType::typingActivityStart) burstStart = events[i].time;
-        if (events[i].type == InputEvent::EventType::typingActivityEnd && burstStart) {
-            typingSeconds += events[i].time - *burstStart;
-            burstStart.reset();
+        if (events[i].type == InputEvent::EventType::typingActivityStart) {
+            burstStart = events[i].time;
+            typing = true;
+        }
+        if (events[i].type == InputEvent::EventType::typingActivityEnd && typing) {
+            typingSeconds += events[i].time - burstStart;
+            typing = false;
         }
     }
-    if (burstStart) typingSeconds += time - *burstStart;
+    if (typing) typingSeconds += time - burstStart;
     const auto typed = static_cast<std::size_t>(typingSeconds * typingCharactersPerSecond);
     const std::string& sentence = sampleSentence();
     const std::size_t visible = typed % (sentence.size() * 2);

@@ -1,0 +1,262 @@
+#include "RenderTestSupport.h"
+
+#include "render/CompositorGeometry.h"
+#include "render/ExportManager.h"
+#include "render/PlaceholderMovie.h"
+#include "render/RenderError.h"
+#include "render/VideoFileWriter.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/mount.h>
+
+#include <cmath>
+#include <fstream>
+#include <sstream>
+
+namespace vantile {
+namespace {
+
+using test::TemporaryDirectory;
+
+void paintQuadrants(QImage& image, int index)
+{
+    image.fill(QColor(30, 60, 220));
+    QPainter painter(&image);
+    painter.fillRect(QRect(index % image.width(), 0, 16, 16), Qt::white);  // something moves
+}
+
+std::string readFile(const std::filesystem::path& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    std::stringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+void writeFile(const std::filesystem::path& path, const std::string& contents)
+{
+    std::ofstream(path, std::ios::binary) << contents;
+}
+
+RenderJob makeJob(const std::filesystem::path& directory, const RecordingProject& project, const std::string& output)
+{
+    return RenderJob{project, directory / "raw.mov", {}, project.cursorFrames, project.renderSettings,
+                     directory / output};
+}
+
+double number(const Json& value)
+{
+    return value.is_string() ? std::stod(value.get<std::string>()) : value.get<double>();
+}
+
+TEST(ExportManagerTest, MergesEveryAudioTrackAndCutsToTheShorterMovie)
+{
+    TemporaryDirectory directory;
+    test::writeRawMovie(directory.path() / "raw.mov", 320, 180, 1.0, 2, paintQuadrants);
+    RecordingProject project = test::makeProject(320, 180, 1.5);  // the recording claims more than the movie has
+    std::vector<double> progress;
+    ExportMonitor monitor([&](double fraction) { progress.push_back(fraction); });
+    const auto output = ExportManager().exportMovie(makeJob(directory.path(), project, "export.mp4"), &monitor);
+    EXPECT_EQ(output, directory.path() / "export.mp4");
+
+    const Json raw = test::probe(directory.path() / "raw.mov");
+    const Json movie = test::probe(output);
+    ASSERT_TRUE(movie.contains("streams"));
+    EXPECT_EQ(movie["format"]["tags"]["major_brand"], "isom");
+    const auto& streams = movie["streams"];
+    ASSERT_EQ(streams.size(), 3U);
+    EXPECT_EQ(streams[0]["codec_type"], "video");
+    EXPECT_EQ(streams[0]["codec_name"], "h264");
+    EXPECT_EQ(streams[0]["width"], 640);
+    EXPECT_EQ(streams[0]["height"], 360);
+    EXPECT_EQ(streams[0]["pix_fmt"], "yuv420p");
+    EXPECT_EQ(streams[0]["avg_frame_rate"], "30/1");
+    for (int i = 1; i <= 2; ++i) {
+        EXPECT_EQ(streams[static_cast<std::size_t>(i)]["codec_type"], "audio");
+        EXPECT_EQ(streams[static_cast<std::size_t>(i)]["codec_name"], "aac");
+    }
+    // The raw movie (about 1.02 s with its audio) is shorter than the 1.5 s project: the video
+    // stops at the first frame at or past the raw movie's end, the audio at that end too.
+    const double rawDuration = number(raw["format"]["duration"]);
+    EXPECT_EQ(test::countVideoFrames(output), static_cast<int>(std::ceil(rawDuration * 30 - 1e-9)));
+    EXPECT_LE(number(streams[1]["duration"]), rawDuration + 0.03);
+    EXPECT_LE(number(movie["format"]["duration"]), 1.1);
+
+    // Index in front (faststart), and the temporary files are gone.
+    const std::string bytes = readFile(output);
+    EXPECT_LT(bytes.find("moov"), bytes.find("mdat"));
+    EXPECT_EQ(directory.fileNames(), (std::vector<std::string>{"export.mp4", "raw.mov"}));
+
+    ASSERT_FALSE(progress.empty());
+    EXPECT_TRUE(std::is_sorted(progress.begin(), progress.end()));
+    EXPECT_DOUBLE_EQ(progress.back(), 1.0);
+}
+
+TEST(ExportManagerTest, TemplateColoursSurviveEncodingWithinThreeLevels)
+{
+    TemporaryDirectory directory;
+    test::writeRawMovie(directory.path() / "raw.mov", 320, 180, 0.2, 0, paintQuadrants);
+    for (const TemplateName name : {TemplateName::minimalDark, TemplateName::cleanLight, TemplateName::gradientBlue}) {
+        RecordingProject project = test::makeProject(320, 180, 0.2);
+        project.renderSettings.templateName = name;
+        const auto output = ExportManager().exportMovie(makeJob(directory.path(), project, "colour.mp4"));
+        EXPECT_EQ(test::probe(output)["streams"][0]["color_space"], "smpte170m");
+        const QImage frame = test::decodeFrame(output, 0);
+        ASSERT_FALSE(frame.isNull());
+        const RGBAColor expected = RenderPreset::preset(name).background.start;
+        const QColor wanted(qRound(expected.red * 255), qRound(expected.green * 255), qRound(expected.blue * 255));
+        // A pixel away from edges and the gradient's change (the gradient's top row is its first colour).
+        const QColor measured = frame.pixelColor(8, name == TemplateName::gradientBlue ? 1 : 8);
+        EXPECT_TRUE(test::near(measured, wanted, 3))
+            << templateNameTexts.text(name) << ": " << test::describe(measured) << " vs " << test::describe(wanted);
+    }
+}
+
+TEST(ExportManagerTest, FrameCountContainerAndPlaceholderWithoutRawMovie)
+{
+    TemporaryDirectory directory;
+    RecordingProject project = test::makeProject(320, 180, 0.51);
+    project.renderSettings.fps = 24;
+    // No raw movie: not an error; every frame shows the placeholder and nothing is merged.
+    const auto output = ExportManager().exportMovie(makeJob(directory.path(), project, "a.b.MOV"));
+    const Json movie = test::probe(output);
+    EXPECT_EQ(movie["format"]["tags"]["major_brand"], "qt  ");
+    ASSERT_EQ(movie["streams"].size(), 1U);
+    EXPECT_EQ(movie["streams"][0]["avg_frame_rate"], "24/1");
+    EXPECT_EQ(test::countVideoFrames(output), 13);  // ceil(0.51 × 24)
+    const QImage frame = test::decodeFrame(output, 0);
+    const auto layout = CompositorGeometry::frameLayout({0, 0, 640, 360}, 320, 180, true,
+                                                        RenderPreset::preset(TemplateName::minimalDark));
+    const QColor inside = frame.pixelColor(static_cast<int>(layout.video.x + layout.video.width - 6),
+                                           static_cast<int>(layout.video.y + layout.video.height - 6));
+    EXPECT_GT(inside.lightness(), 200) << test::describe(inside);
+
+    project.duration = 0;  // still one frame
+    const auto single = ExportManager().exportMovie(makeJob(directory.path(), project, "single.mp4"));
+    EXPECT_EQ(test::countVideoFrames(single), 1);
+    EXPECT_EQ(VideoFileWriter::frameCount(10.01, 30), 301);
+    EXPECT_EQ(VideoFileWriter::frameCount(0.001, 30), 1);
+
+    const auto temporary = VideoFileWriter::temporaryRenderedVideoURL("/x/a.b.mp4");
+    EXPECT_EQ(temporary.parent_path(), "/x");
+    EXPECT_EQ(temporary.filename().string().rfind(".a.b-video-", 0), 0U);
+    EXPECT_EQ(temporary.extension(), ".mov");
+    EXPECT_EQ(temporary.filename().string().size(), std::string(".a.b-video-").size() + 36 + 4);
+}
+
+TEST(ExportManagerTest, FailuresAndCancelLeaveThePreviousExportAndNoStrayFiles)
+{
+    TemporaryDirectory directory;
+    test::writeRawMovie(directory.path() / "raw.mov", 320, 180, 1.0, 1, paintQuadrants);
+    writeFile(directory.path() / "export.mp4", "previous export");
+    const auto expectUntouched = [&] {
+        EXPECT_EQ(readFile(directory.path() / "export.mp4"), "previous export");
+        EXPECT_EQ(directory.fileNames(), (std::vector<std::string>{"export.mp4", "raw.mov"}));
+    };
+
+    // Cancelled halfway.
+    RecordingProject project = test::makeProject(320, 180, 1.0);
+    ExportMonitor* monitorPointer = nullptr;
+    ExportMonitor monitor([&](double fraction) {
+        if (fraction > 0.3) monitorPointer->cancel();
+    });
+    monitorPointer = &monitor;
+    try {
+        ExportManager().exportMovie(makeJob(directory.path(), project, "export.mp4"), &monitor);
+        FAIL() << "expected a cancel";
+    } catch (const RenderError& error) {
+        EXPECT_EQ(error.kind(), RenderError::Kind::cancelled);
+    }
+    expectUntouched();
+
+    // The project records another size than the raw movie has.
+    RecordingProject mismatched = test::makeProject(640, 360, 1.0);
+    try {
+        ExportManager().exportMovie(makeJob(directory.path(), mismatched, "export.mp4"));
+        FAIL() << "expected a size mismatch";
+    } catch (const RenderError& error) {
+        EXPECT_EQ(error.kind(), RenderError::Kind::sizeMismatch);
+        EXPECT_NE(std::string(error.what()).find("320 x 180"), std::string::npos) << error.what();
+    }
+    expectUntouched();
+
+    // Unwritable destination (its directory does not exist).
+    RenderJob nowhere = makeJob(directory.path(), project, "export.mp4");
+    nowhere.outputURL = directory.path() / "missing" / "export.mp4";
+    EXPECT_THROW(ExportManager().exportMovie(nowhere), RenderError);
+    expectUntouched();
+
+    // Raw movies that exist but are not movies, or are cut short before their index.
+    for (const std::string& contents : {std::string(), std::string("not a movie at all"),
+                                        readFile(directory.path() / "raw.mov").substr(0, 2000)}) {
+        TemporaryDirectory broken;
+        writeFile(broken.path() / "raw.mov", contents);
+        try {
+            ExportManager().exportMovie(makeJob(broken.path(), project, "export.mp4"));
+            FAIL() << "expected an unreadable movie";
+        } catch (const RenderError& error) {
+            EXPECT_EQ(error.kind(), RenderError::Kind::unreadableMovie) << error.what();
+        }
+        EXPECT_EQ(broken.fileNames(), std::vector<std::string>{"raw.mov"});
+    }
+
+    // Success replaces the previous export.
+    ExportManager().exportMovie(makeJob(directory.path(), project, "export.mp4"));
+    EXPECT_NE(readFile(directory.path() / "export.mp4"), "previous export");
+    EXPECT_EQ(directory.fileNames(), (std::vector<std::string>{"export.mp4", "raw.mov"}));
+}
+
+TEST(ExportManagerTest, FullDiskFailsCleanly)
+{
+    TemporaryDirectory directory;
+    const std::filesystem::path disk = directory.path() / "disk";
+    std::filesystem::create_directories(disk);
+    if (mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=128k") != 0) GTEST_SKIP() << "cannot mount a small tmpfs here";
+    struct Unmount {
+        std::filesystem::path path;
+        ~Unmount() { umount(path.c_str()); }
+    } unmount{disk};
+    // Noise compresses badly, so the movie outgrows the small disk within a second.
+    test::writeRawMovie(directory.path() / "raw.mov", 320, 180, 2.0, 1, [](QImage& image, int index) {
+        std::uint32_t state = 2654435761U * static_cast<std::uint32_t>(index + 1);
+        for (int y = 0; y < image.height(); ++y) {
+            auto* line = reinterpret_cast<QRgb*>(image.scanLine(y));
+            for (int x = 0; x < image.width(); ++x) {
+                state = state * 1664525U + 1013904223U;
+                line[x] = 0xFF000000U | (state >> 8);
+            }
+        }
+    });
+    RecordingProject project = test::makeProject(320, 180, 2.0);
+    project.renderSettings.outputWidth = 1280;
+    project.renderSettings.outputHeight = 720;
+    RenderJob job = makeJob(directory.path(), project, "export.mp4");
+    job.outputURL = disk / "export.mp4";
+    try {
+        ExportManager().exportMovie(job);
+        FAIL() << "expected the disk to be full";
+    } catch (const RenderError& error) {
+        EXPECT_NE(std::string(error.what()).find("No space left"), std::string::npos) << error.what();
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(disk));
+}
+
+TEST(ExportManagerTest, PlaceholderMovieHasTheRequestedShape)
+{
+    TemporaryDirectory directory;
+    const auto path = directory.path() / "placeholder.mov";
+    writeFile(path, "old");
+    PlaceholderMovie::write(path, 320, 240, 0.5, 30, "ignored");
+    const Json movie = test::probe(path);
+    ASSERT_EQ(movie["streams"].size(), 1U);
+    EXPECT_EQ(movie["streams"][0]["width"], 320);
+    EXPECT_EQ(movie["streams"][0]["height"], 240);
+    EXPECT_EQ(test::countVideoFrames(path), 15);
+    const QImage frame = test::decodeFrame(path, 0);
+    EXPECT_TRUE(test::near(frame.pixelColor(20, 20), QColor(16, 24, 39), 4)) << test::describe(frame.pixelColor(20, 20));
+    EXPECT_TRUE(test::near(frame.pixelColor(60, 180), QColor(37, 48, 68), 6)) << test::describe(frame.pixelColor(60, 180));
+}
+
+}  // namespace
+}  // namespace vantile

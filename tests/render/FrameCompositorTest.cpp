@@ -1,0 +1,223 @@
+#include "RenderTestSupport.h"
+
+#include "render/FrameCompositor.h"
+
+#include <gtest/gtest.h>
+
+namespace vantile {
+namespace {
+
+using test::describe;
+using test::near;
+
+const QColor red(220, 30, 30);
+const QColor green(30, 200, 60);
+const QColor blue(30, 60, 220);
+const QColor yellow(240, 220, 40);
+
+QImage quadrantSource()
+{
+    QImage image(1920, 1080, QImage::Format_RGB32);
+    QPainter painter(&image);
+    painter.fillRect(0, 0, 960, 540, red);
+    painter.fillRect(960, 0, 960, 540, green);
+    painter.fillRect(0, 540, 960, 540, blue);
+    painter.fillRect(960, 540, 960, 540, yellow);
+    return image;
+}
+
+struct Render {
+    RenderSettings settings = RenderSettings::defaultLandscape();
+    std::vector<CameraKeyframe> keyframes;
+    std::vector<CursorFrame> cursor;
+    bool withSource = true;
+    QSize size{960, 540};
+
+    QImage draw(double time = 0, bool cached = true) const
+    {
+        static const QImage source = quadrantSource();
+        FrameCompositor compositor(CompositorScene{1920, 1080, settings, keyframes, cursor},
+                                   [this](double) { return withSource ? &source : nullptr; });
+        compositor.setCachesStaticLayer(cached);
+        QImage canvas(size, QImage::Format_RGB32);
+        canvas.fill(Qt::magenta);
+        QPainter painter(&canvas);
+        compositor.drawFrame(painter, QRectF(QPointF(0, 0), QSizeF(size)), time);
+        return canvas;
+    }
+
+    CompositorGeometry::FrameLayout layout() const
+    {
+        return CompositorGeometry::frameLayout({0, 0, static_cast<double>(size.width()), static_cast<double>(size.height())},
+                                               1920, 1080, settings.backgroundEnabled,
+                                               RenderPreset::preset(settings.templateName));
+    }
+};
+
+QColor pixel(const QImage& image, double x, double y)
+{
+    return image.pixelColor(static_cast<int>(x), static_cast<int>(y));
+}
+
+QColor hex(std::uint32_t value)
+{
+    return QColor((value >> 16) & 0xFF, (value >> 8) & 0xFF, value & 0xFF);
+}
+
+TEST(FrameCompositorTest, TemplatesDrawBackgroundCardChromeAndShadow)
+{
+    for (const TemplateName name : templateNameTexts.allCases()) {
+        SCOPED_TRACE(std::string(templateNameTexts.text(name)));
+        Render render;
+        render.settings.templateName = name;
+        const QImage frame = render.draw();
+        const auto layout = render.layout();
+        const RenderPreset preset = RenderPreset::preset(name);
+        const auto& background = preset.background;
+        const QColor top(qRound(background.start.red * 255), qRound(background.start.green * 255),
+                         qRound(background.start.blue * 255));
+        const QColor bottom(qRound(background.end.red * 255), qRound(background.end.green * 255),
+                            qRound(background.end.blue * 255));
+        EXPECT_TRUE(near(pixel(frame, 2, 0), top, 2)) << describe(pixel(frame, 2, 0));
+        EXPECT_TRUE(near(pixel(frame, 2, 539), bottom, 3)) << describe(pixel(frame, 2, 539));
+
+        const auto& card = layout.card;
+        const auto& video = layout.video;
+        // Card body in the margin beside the video, chrome bar above it, the three dots.
+        EXPECT_TRUE(near(pixel(frame, card.x + 6, video.y + video.height / 2), QColor(17, 24, 39), 1));
+        EXPECT_TRUE(near(pixel(frame, card.x + card.width / 2, card.y + 8), QColor(31, 41, 55), 1));
+        EXPECT_TRUE(near(pixel(frame, card.x + 27.5, card.y + 20.5), QColor(239, 68, 68), 2));
+        EXPECT_TRUE(near(pixel(frame, card.x + 49.5, card.y + 20.5), QColor(245, 158, 11), 2));
+        EXPECT_TRUE(near(pixel(frame, card.x + 71.5, card.y + 20.5), QColor(34, 197, 94), 2));
+        // Chrome height: bar colour just above the video, video just below the bar.
+        EXPECT_TRUE(near(pixel(frame, card.x + card.width / 2, video.y - 2), QColor(31, 41, 55), 1));
+        EXPECT_TRUE(near(pixel(frame, video.x + 4, video.y + 1), red, 12));
+        // The shadow darkens the background below the card and not far away from it.
+        const QColor belowCard = pixel(frame, card.x + card.width / 2, card.y + card.height + 8);
+        const QColor farAway = pixel(frame, card.x + card.width / 2, 539);
+        EXPECT_LT(belowCard.lightness(), pixel(frame, 2, card.y + card.height + 8).lightness());
+        EXPECT_TRUE(near(farAway, bottom, 4)) << describe(farAway);
+    }
+    EXPECT_EQ(CompositorGeometry::barHeight(WindowChrome::macWindow), 38);
+    EXPECT_TRUE(near(pixel(Render().draw(), 0, 0), hex(0x0B1020), 1));
+}
+
+TEST(FrameCompositorTest, CameraCropLandsInTheVideoRectangle)
+{
+    Render whole;
+    const QImage frame = whole.draw();
+    const auto video = whole.layout().video;
+    EXPECT_TRUE(near(pixel(frame, video.x + video.width * 0.25, video.y + video.height * 0.25), red, 12));
+    EXPECT_TRUE(near(pixel(frame, video.x + video.width * 0.75, video.y + video.height * 0.25), green, 12));
+    EXPECT_TRUE(near(pixel(frame, video.x + video.width * 0.25, video.y + video.height * 0.75), blue, 12));
+    EXPECT_TRUE(near(pixel(frame, video.x + video.width * 0.75, video.y + video.height * 0.75), yellow, 12));
+
+    // Zoom 2.5 on the bottom-right quadrant: the whole video is yellow.
+    Render zoomed;
+    zoomed.keyframes = {{0, 1440, 810, 2.5}};
+    const QImage closeUp = zoomed.draw();
+    for (const double u : {0.05, 0.5, 0.95}) {
+        for (const double v : {0.05, 0.5, 0.95}) {
+            EXPECT_TRUE(near(pixel(closeUp, video.x + video.width * u, video.y + video.height * v), yellow, 12))
+                << u << "," << v << " " << describe(pixel(closeUp, video.x + video.width * u, video.y + video.height * v));
+        }
+    }
+
+    // Without a background the video is fitted on black; a portrait output gets bars.
+    Render bare;
+    bare.settings.backgroundEnabled = false;
+    bare.size = QSize(540, 960);
+    const QImage portrait = bare.draw();
+    EXPECT_EQ(pixel(portrait, 270, 10), QColor(0, 0, 0));
+    EXPECT_EQ(pixel(portrait, 270, 950), QColor(0, 0, 0));
+    EXPECT_TRUE(near(pixel(portrait, 60, 480 - 60), red, 12));
+    EXPECT_TRUE(near(pixel(portrait, 480, 480 + 60), yellow, 12));
+}
+
+TEST(FrameCompositorTest, CursorAndRippleAreDrawnWhereTheCursorFramesSay)
+{
+    Render render;
+    render.settings.cursorTheme = CursorTheme::electricBlue;
+    render.settings.cursorEffect = CursorEffect::halo;
+    render.settings.dynamicCursorScale = false;  // scale 0.84
+    render.cursor = {{0, 480, 270, true, true}, {1, 480, 270, true, true}};
+    const auto video = render.layout().video;
+    const double px = video.x + video.width * 0.25;
+    const double py = video.y + video.height * 0.25;
+    const QImage frame = render.draw(0);
+    // Inside the pointer just below its tip: the theme's fill.
+    EXPECT_TRUE(near(pixel(frame, px + 6 * 0.84, py + 12 * 0.84), QColor(37, 99, 235), 20))
+        << describe(pixel(frame, px + 6 * 0.84, py + 12 * 0.84));
+    // Up and left of the tip there is no pointer, only the source (tinted by the halo).
+    EXPECT_TRUE(near(pixel(frame, px - 30, py - 30), red, 12));
+
+    // The ripple ring (radius 12 at t = 0) lies to the left of the tip; nothing of it at 24.
+    Render quiet = render;
+    quiet.settings.showClickRipple = false;
+    const QImage without = quiet.draw(0);
+    EXPECT_NE(pixel(frame, px - 12, py), pixel(without, px - 12, py));
+    EXPECT_EQ(pixel(frame, px - 24, py - 24), pixel(without, px - 24, py - 24));
+
+    // No cursor frames, or cursor off: nothing of cursor or ripple is drawn.
+    Render none = render;
+    none.cursor.clear();
+    Render hidden = render;
+    hidden.settings.showCursor = false;
+    Render plain = render;
+    plain.cursor.clear();
+    plain.settings.showClickRipple = false;
+    EXPECT_EQ(none.draw(0), hidden.draw(0));
+    EXPECT_TRUE(near(pixel(none.draw(0), px + 6 * 0.84, py + 12 * 0.84), red, 12));
+}
+
+TEST(FrameCompositorTest, MissingSourceFrameDrawsPlaceholderInsideTheCard)
+{
+    Render render;
+    render.withSource = false;
+    render.settings.templateName = TemplateName::cleanLight;
+    const QImage frame = render.draw();
+    const auto layout = render.layout();
+    // Near the top-left corner of the video, away from the focus disc: the light fill or a grid line.
+    const QColor corner = pixel(frame, layout.video.x + 5, layout.video.y + 5);
+    EXPECT_TRUE(near(corner, QColor(248, 250, 252), 2) || near(corner, QColor(203, 213, 225), 30)) << describe(corner);
+    // The camera centre (0, 0) with no keyframes puts the disc at the video's top-left corner.
+    EXPECT_TRUE(near(pixel(frame, layout.video.x + 30, layout.video.y + 40), QColor(222, 231, 249), 6))
+        << describe(pixel(frame, layout.video.x + 30, layout.video.y + 40));
+    EXPECT_TRUE(near(pixel(frame, layout.card.x + layout.card.width / 2, layout.card.y + 8), QColor(31, 41, 55), 1));
+}
+
+TEST(FrameCompositorTest, CachedStaticLayerMatchesDrawingEveryFrame)
+{
+    for (const TemplateName name : templateNameTexts.allCases()) {
+        for (const CursorEffect effect : cursorEffectTexts.allCases()) {
+            Render render;
+            render.settings.templateName = name;
+            render.settings.cursorEffect = effect;
+            render.keyframes = {{0, 960, 540, 1}, {0.5, 600, 300, 2}, {1, 1300, 700, 1.5}};
+            render.cursor = {{0, 400, 300, true, false}, {0.5, 900, 500, true, true}, {1, 1500, 800, true, false}};
+            FrameCompositor cached(CompositorScene{1920, 1080, render.settings, render.keyframes, render.cursor},
+                                   [](double) { return nullptr; });
+            static const QImage source = quadrantSource();
+            FrameCompositor drawn(CompositorScene{1920, 1080, render.settings, render.keyframes, render.cursor},
+                                  [](double) { return &source; });
+            FrameCompositor cachedWithSource(CompositorScene{1920, 1080, render.settings, render.keyframes, render.cursor},
+                                             [](double) { return &source; });
+            drawn.setCachesStaticLayer(false);
+            QImage first(960, 540, QImage::Format_RGB32);
+            QImage second(960, 540, QImage::Format_RGB32);
+            for (int i = 0; i < 4; ++i) {
+                const double t = i * 0.3;
+                {
+                    QPainter a(&first);
+                    cachedWithSource.drawFrame(a, QRectF(0, 0, 960, 540), t);
+                    QPainter b(&second);
+                    drawn.drawFrame(b, QRectF(0, 0, 960, 540), t);
+                }
+                ASSERT_EQ(first, second) << "frame " << i;
+            }
+        }
+    }
+}
+
+}  // namespace
+}  // namespace vantile
