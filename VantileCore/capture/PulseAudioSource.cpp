@@ -5,6 +5,7 @@
 #include <pulse/pulseaudio.h>
 
 #include <chrono>
+#include <algorithm>
 #include <cstring>
 
 namespace vantile {
@@ -96,12 +97,18 @@ void readAvailable(pa_stream* stream, std::size_t, void* userdata)
         if (pa_stream_peek(stream, &data, &bytes) < 0 || bytes == 0) return;
         const auto now = std::chrono::steady_clock::now();
         const std::size_t frames = bytes / (sizeof(float) * AudioSource::channelCount);
+        // The stream's latency is the age of the oldest unread sample, so a late wake-up of this
+        // thread does not shift the sound against the picture.
+        auto age = std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+            std::chrono::duration<double>(static_cast<double>(frames) / AudioSource::sampleRate));
+        pa_usec_t latency = 0;
+        int negative = 0;
+        if (pa_stream_get_latency(stream, &latency, &negative) == 0 && !negative)
+            age = std::max(age, std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                                    std::chrono::microseconds(latency)));
         // A hole (no data) is skipped; the writer's sample clock keeps running on the next chunk.
-        if (data && frames > 0 && !connection->stopping && connection->handler) {
-            const auto span = std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-                std::chrono::duration<double>(static_cast<double>(frames) / AudioSource::sampleRate));
-            connection->handler(static_cast<const float*>(data), frames, now - span);
-        }
+        if (data && frames > 0 && !connection->stopping && connection->handler)
+            connection->handler(static_cast<const float*>(data), frames, now - age);
         pa_stream_drop(stream);
     }
 }
@@ -145,7 +152,8 @@ void PulseAudioSource::start(Handler handler)
         attributes.fragsize = static_cast<std::uint32_t>(pa_usec_to_bytes(20000, &spec));
         const std::string device = kind_ == AudioSourceKind::systemAudio ? "@DEFAULT_MONITOR@"
                                                                           : deviceName_.value_or("@DEFAULT_SOURCE@");
-        if (pa_stream_connect_record(connection->stream, device.c_str(), &attributes, PA_STREAM_ADJUST_LATENCY) < 0)
+        if (pa_stream_connect_record(connection->stream, device.c_str(), &attributes, static_cast<pa_stream_flags_t>(PA_STREAM_ADJUST_LATENCY | PA_STREAM_INTERPOLATE_TIMING |
+                                                                   PA_STREAM_AUTO_TIMING_UPDATE)) < 0)
             throw RecordingError::captureStartFailed("cannot record from audio device " + device);
         for (;;) {
             const pa_stream_state_t state = pa_stream_get_state(connection->stream);

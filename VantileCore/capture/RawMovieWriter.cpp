@@ -110,6 +110,9 @@ RawMovieWriter::RawMovieWriter(const std::filesystem::path& file, int width, int
     // A keyframe each second starts a fragment each second and keeps seeking in the preview cheap.
     codec->gop_size = fps;
     codec->thread_count = 0;
+    // No B-frames: a fragmented movie has no edit list, so reordering would start the video a
+    // few frames after the audio.
+    codec->max_b_frames = 0;
     // The BGRA to YUV conversion uses BT.601 limited range; tag what it produced.
     codec->colorspace = AVCOL_SPC_SMPTE170M;
     codec->color_range = AVCOL_RANGE_MPEG;
@@ -164,6 +167,9 @@ RawMovieWriter::RawMovieWriter(const std::filesystem::path& file, int width, int
     av_dict_set(&rawOptions, "movflags", "frag_keyframe+empty_moov+default_base_moof", 0);
     const std::unique_ptr<AVDictionary*, void (*)(AVDictionary**)> options(&rawOptions, av_dict_free);
     if (avformat_write_header(output, &rawOptions) < 0) throw RecordingError::writerSetupFailed();
+    // Hand every fragment to the kernel as soon as it is complete, so a killed process leaves it behind.
+    output->flags |= AVFMT_FLAG_FLUSH_PACKETS;
+    avio_flush(output->pb);
     state_->headerWritten = true;
 }
 
@@ -203,7 +209,13 @@ void RawMovieWriter::writeAudio(int track, std::int64_t firstSample, const float
                                 std::size_t frameCount)
 {
     Track& audio = state_->audio.at(static_cast<std::size_t>(track));
-    if (audio.nextPts < 0) audio.nextPts = std::max<std::int64_t>(firstSample, 0);
+    if (audio.nextPts < 0) audio.nextPts = 0;
+    // Every track starts at the first video frame and stays on its clock: a late start or a pause
+    // in delivery (an idle monitor sends nothing) becomes silence; small jitter is ignored.
+    const std::int64_t expected = audio.nextPts + static_cast<std::int64_t>(audio.pending[0].size());
+    if (firstSample > expected + AudioSource::sampleRate / 20) {
+        for (auto& channel : audio.pending) channel.resize(channel.size() + static_cast<std::size_t>(firstSample - expected), 0.0f);
+    }
     for (std::size_t index = 0; index < frameCount; ++index) {
         for (int channel = 0; channel < AudioSource::channelCount; ++channel)
             audio.pending[channel].push_back(interleaved[index * AudioSource::channelCount + static_cast<std::size_t>(channel)]);

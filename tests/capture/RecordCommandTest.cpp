@@ -1,0 +1,162 @@
+#include "MediaProbe.h"
+#include "X11TestSession.h"
+
+#include "capture/ChildProcess.h"
+#include "capture/EventJournal.h"
+#include "capture/NullSinkSoundServer.h"
+#include "capture/PulseAudioPlayer.h"
+#include "capture/PulseAudioSource.h"
+#include "capture/RecordingError.h"
+#include "capture/ScreenRecorder.h"
+#include "capture/X11CapturePlatform.h"
+#include "capture/X11SourceLister.h"
+#include "store/ProjectFileManager.h"
+
+#include <signal.h>
+#include <sys/wait.h>
+
+#include <cmath>
+
+namespace vantile {
+namespace {
+
+using namespace std::chrono_literals;
+using vantile::testing::probe;
+using vantile::testing::streamOfType;
+
+class RecordCommandTest : public vantile::testing::X11TestSession {
+protected:
+    std::filesystem::path onlyProject() const
+    {
+        std::vector<std::filesystem::path> projects;
+        for (const auto& entry : std::filesystem::directory_iterator(directory / "projects"))
+            projects.push_back(entry.path());
+        EXPECT_EQ(projects.size(), 1u);
+        return projects.empty() ? directory : projects.front();
+    }
+};
+
+TEST_F(RecordCommandTest, AKilledRecorderLeavesAPlayableMovieAndItsEventsOnDisk)
+{
+    ChildProcess recorder({VANTILE_CLI, "record", "--duration", "60", "--root", (directory / "projects").string()},
+                          {});
+    std::this_thread::sleep_for(1500ms);
+    xdotool("mousemove 300 200 click 1");
+    std::this_thread::sleep_for(2500ms);
+    kill(recorder.pid(), SIGKILL);
+    recorder.stop();
+
+    const std::filesystem::path project = onlyProject();
+    const auto video = streamOfType(probe(project / "raw.mov"), "video");
+    ASSERT_FALSE(video.is_null()) << "ffprobe cannot read the movie of a killed recorder";
+    EXPECT_EQ(video["width"], 1280);
+    EXPECT_GE(std::stod(video["nb_read_frames"].get<std::string>()), 45);
+    const auto events =
+        EventJournal::read(project / ProjectFileManager::metadataFolderName / EventJournal::fileName);
+    ASSERT_GE(events.size(), 2u);
+    EXPECT_EQ(events[events.size() - 2].type, InputEvent::EventType::leftMouseDown);
+    EXPECT_EQ(events[events.size() - 2].x, 300);
+}
+
+TEST_F(RecordCommandTest, InterruptStopsLikeTheAppAndSavesThePlannedProject)
+{
+    ChildProcess recorder({VANTILE_CLI, "record", "--root", (directory / "projects").string()},
+                          {.captureOutput = true});
+    std::this_thread::sleep_for(1500ms);
+    for (int click = 0; click < 3; ++click) {
+        xdotool("mousemove " + std::to_string(200 + click * 300) + " 400 click 1");
+        std::this_thread::sleep_for(400ms);
+    }
+    kill(recorder.pid(), SIGINT);
+    const auto printed = recorder.readLine(30s);
+    ASSERT_TRUE(printed);
+    int status = -1;
+    ASSERT_EQ(waitpid(recorder.pid(), &status, 0), recorder.pid());
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+
+    const std::filesystem::path project = onlyProject();
+    EXPECT_EQ(std::filesystem::path(*printed), project);
+    const RecordingProject saved = ProjectFileManager(directory / "projects").loadProject(project);
+    EXPECT_EQ(saved.id, project.filename().string());
+    EXPECT_EQ(saved.rawVideoPath, "raw.mov");
+    EXPECT_EQ(saved.video, (VideoInfo{"raw.mov", 1280, 720, 30}));
+    EXPECT_GE(saved.duration, 2.0);
+    const auto downs = std::count_if(saved.events.begin(), saved.events.end(), [](const InputEvent& event) {
+        return event.type == InputEvent::EventType::leftMouseDown;
+    });
+    EXPECT_EQ(downs, 3);
+    EXPECT_FALSE(saved.focusSegments.empty());
+    EXPECT_NEAR(static_cast<double>(saved.cursorFrames.size()), saved.duration * 30, 2);
+    EXPECT_EQ(saved.renderSettings.outputWidth, 1920);
+}
+
+TEST_F(RecordCommandTest, SystemAudioPlayedIntoTheNullSinkLandsInItsOwnTrack)
+{
+    NullSinkSoundServer sound(directory / "pulse");
+    setenv("PULSE_SERVER", sound.serverAddress().c_str(), 1);
+    X11SourceLister lister;
+    const ListedDisplay screen = lister.screens().front();
+    const CaptureSource display{.id = "display-" + std::to_string(screen.number), .region = screen.frame};
+    X11CapturePlatform platform;
+    ScreenRecorder recorder(platform);
+    PulseAudioPlayer player;
+    recorder.start(display, directory / "raw.mov", {AudioCaptureMode::system, std::nullopt});
+    const auto started = std::chrono::steady_clock::now();
+    std::this_thread::sleep_for(1000ms);
+    const double playedAt = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+    player.play(PulseAudioPlayer::tone(1000, 0.8, 0.5));
+    player.drain();
+    std::this_thread::sleep_for(1000ms);
+    recorder.stop();
+    unsetenv("PULSE_SERVER");
+
+    const auto probed = probe(directory / "raw.mov");
+    const auto audio = streamOfType(probed, "audio");
+    ASSERT_FALSE(audio.is_null());
+    EXPECT_EQ(audio["codec_name"], "aac");
+    EXPECT_EQ(audio["sample_rate"], "48000");
+    EXPECT_EQ(audio["channels"], 2);
+
+    EXPECT_TRUE(streamOfType(probed, "audio", 1).is_null());
+
+    const auto samples = vantile::testing::audioSamples(directory / "raw.mov");
+    const auto loudness = [&](double from, double to) {
+        double energy = 0;
+        const auto first = static_cast<std::size_t>(from * 48000);
+        const auto last = std::min(samples.size(), static_cast<std::size_t>(to * 48000));
+        for (std::size_t index = first; index < last; ++index) energy += samples[index] * samples[index];
+        return last > first ? std::sqrt(energy / double(last - first)) : 0.0;
+    };
+    EXPECT_LT(loudness(0.0, 0.7), 0.01);
+    // The first frame follows the start within a frame or two; the player's and the null sink's
+    // buffering put the sound about a quarter second after the call that played it.
+    double onset = -1;
+    for (double time = 0; time < 3; time += 0.01) {
+        if (loudness(time, time + 0.01) > 0.2) {
+            onset = time;
+            break;
+        }
+    }
+    EXPECT_GT(onset, playedAt - 0.1);
+    EXPECT_LT(onset, playedAt + 0.4);
+    EXPECT_NEAR(loudness(onset + 0.1, onset + 0.6), 0.5 / std::sqrt(2), 0.06);
+}
+
+TEST_F(RecordCommandTest, AMissingSoundServerFailsTheStartWithAMessage)
+{
+    setenv("PULSE_SERVER", (directory / "nowhere").c_str(), 1);
+    PulseAudioSource source(AudioSourceKind::systemAudio, std::nullopt);
+    try {
+        source.start([](const float*, std::size_t, std::chrono::steady_clock::time_point) {});
+        FAIL() << "recorded without a sound server";
+    } catch (const RecordingError& error) {
+        EXPECT_EQ(error.kind(), RecordingError::Kind::captureStartFailed);
+    }
+    const std::string output = vantile::testing::commandOutput(
+        std::string(VANTILE_CLI) + " record --audio system --duration 1 --root " + (directory / "p").string() + " 2>&1");
+    unsetenv("PULSE_SERVER");
+    EXPECT_NE(output.find("Could not start capture: no audio server is running"), std::string::npos) << output;
+}
+
+}  // namespace
+}  // namespace vantile
