@@ -7,6 +7,7 @@
 #include <QPolygonF>
 
 #include <cmath>
+#include <cstring>
 
 namespace vantile {
 
@@ -231,12 +232,61 @@ void FrameCompositor::drawFrame(QPainter& painter, const QRectF& canvas, double 
 {
     layout(canvas);
     drawStatic(painter, canvas);
+    drawDynamic(painter, time);
+}
 
+QRegion FrameCompositor::drawFrame(QImage& canvas, double time)
+{
+    const QRectF canvasRect(0, 0, canvas.width(), canvas.height());
+    layout(canvasRect);
+    const bool reuses = cachesStaticLayer_ && !staticLayer_.isNull() && canvas.constBits() == lastCanvasBits_ &&
+                        canvas.size() == staticLayer_.size() && canvas.format() == staticLayer_.format();
+    QRegion changed;
+    {
+        QPainter painter(&canvas);
+        if (reuses) {
+            // The video's inner pixels are painted over whole, so they need no restoring.
+            const QRectF video = toQt(layout_.video);
+            const QRect inner(QPoint(static_cast<int>(std::ceil(video.left())), static_cast<int>(std::ceil(video.top()))),
+                              QPoint(static_cast<int>(std::floor(video.right())) - 1,
+                                     static_cast<int>(std::floor(video.bottom())) - 1));
+            restoreStaticLayer(canvas, lastChanged_.subtracted(QRegion(inner)));
+        } else {
+            drawStatic(painter, canvasRect);
+        }
+        changed = drawDynamic(painter, time);
+    }
+    lastCanvasBits_ = cachesStaticLayer_ ? canvas.constBits() : nullptr;
+    lastChanged_ = changed;
+    return cachesStaticLayer_ ? changed : QRegion(canvas.rect());
+}
+
+void FrameCompositor::restoreStaticLayer(QImage& canvas, const QRegion& region) const
+{
+    const QRegion bounded = region.intersected(canvas.rect());
+    for (const QRect& rect : bounded) {
+        const auto bytes = static_cast<std::size_t>(rect.width()) * 4;
+        for (int y = rect.top(); y <= rect.bottom(); ++y) {
+            std::memcpy(canvas.scanLine(y) + rect.left() * 4, staticLayer_.constScanLine(y) + rect.left() * 4, bytes);
+        }
+    }
+}
+
+QRegion FrameCompositor::drawDynamic(QPainter& painter, double time)
+{
     const QRectF videoRect = toQt(layout_.video);
+    QRegion touched(videoRect.toAlignedRect());
     const CameraKeyframe camera = camera_.state(time);
     const QImage* image = source_ ? source_(time) : nullptr;
     if (!image || image->isNull()) {
         drawSourcePlaceholder(painter, videoRect, camera, scene_.videoWidth, scene_.videoHeight);
+        // Neither the focus disc nor the grid's first lines (up to one spacing before the
+        // video's edges) are clipped to the video.
+        const double spacing = std::max(videoRect.width() / 12, 32.0);
+        touched += videoRect.adjusted(-spacing - 2, -spacing - 2, 2, 2).toAlignedRect();
+        const CGRectCodable crop = CompositorGeometry::cropRect(scene_.videoWidth, scene_.videoHeight, layout_.video, camera);
+        const CodablePoint focus = CompositorGeometry::mapToCanvas(camera.centerX, camera.centerY, crop, layout_.video);
+        touched += QRectF(focus.x - 74, focus.y - 74, 148, 148).toAlignedRect();
     } else {
         const CGRectCodable crop = CompositorGeometry::cropRect(image->width(), image->height(), layout_.video, camera);
         painter.save();
@@ -245,7 +295,7 @@ void FrameCompositor::drawFrame(QPainter& painter, const QRectF& canvas, double 
         painter.restore();
     }
 
-    if (!scene_.settings.showCursor || cursor_.empty()) return;
+    if (!scene_.settings.showCursor || cursor_.empty()) return touched;
     cursor_.advance(time);
     const auto index = cursor_.nearestIndex(time);
     const CursorFrame& frame = cursor_.frame(index);
@@ -265,6 +315,13 @@ void FrameCompositor::drawFrame(QPainter& painter, const QRectF& canvas, double 
         painter.restore();
     }
     drawCursor(painter, QPointF(point.x, point.y), scale, palette_, scene_.settings.cursorEffect);
+    // Ripple (radius up to 42 plus half its line), halo, and a blurred shadow's reach around
+    // the pointer's 25 × 34 outline at this scale.
+    const double reach = std::max(48.0, 16 * scale + 4);
+    const double right = std::max(48.0, 27 * scale + 24);
+    const double bottom = std::max(48.0, 36 * scale + 24);
+    touched += QRectF(point.x - reach, point.y - reach, reach + right, reach + bottom).toAlignedRect();
+    return touched;
 }
 
 }  // namespace vantile

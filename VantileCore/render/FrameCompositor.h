@@ -8,6 +8,7 @@
 
 #include <QImage>
 #include <QPainter>
+#include <QRegion>
 
 #include <functional>
 #include <vector>
@@ -35,6 +36,10 @@ public:
     FrameCompositor(CompositorScene scene, SourceImageLookup source);
 
     void drawFrame(QPainter& painter, const QRectF& canvas, double time);
+    // The export's path: `canvas` keeps its pixels from the previous call, so only what the
+    // last frame changed is restored from the static layer. Returns the area where this frame
+    // differs from the static layer (the whole canvas when it is not cached).
+    QRegion drawFrame(QImage& canvas, double time);
 
     // Off: the static parts are drawn again for every frame (slow; the reference for the cache).
     void setCachesStaticLayer(bool caches) { cachesStaticLayer_ = caches; }
@@ -53,6 +58,9 @@ public:
 
 private:
     void drawStatic(QPainter& painter, const QRectF& canvas);
+    // Video and cursor; returns the area they may have touched.
+    QRegion drawDynamic(QPainter& painter, double time);
+    void restoreStaticLayer(QImage& canvas, const QRegion& region) const;
 
     CompositorScene scene_;
     RenderPreset preset_;
@@ -64,6 +72,8 @@ private:
     QRectF layoutCanvas_;
     CompositorGeometry::FrameLayout layout_;
     QImage staticLayer_;
+    const uchar* lastCanvasBits_ = nullptr;
+    QRegion lastChanged_;
 };
 
 }  // namespace vantile

@@ -5,6 +5,8 @@
 #include <libyuv/convert_argb.h>
 #include <libyuv/convert_from_argb.h>
 
+#include <algorithm>
+
 extern "C" {
 #include <libswscale/swscale.h>
 }
@@ -20,6 +22,28 @@ void convertImageToYuv420(const QImage& image, AVFrame& frame)
     libyuv::ARGBToI420(image.constBits(), static_cast<int>(image.bytesPerLine()), frame.data[0], frame.linesize[0],
                        frame.data[1], frame.linesize[1], frame.data[2], frame.linesize[2], frame.width,
                        frame.height);
+}
+
+void convertImageToYuv420(const QImage& image, AVFrame& frame, const QRect& area)
+{
+    if (image.width() != frame.width || image.height() != frame.height || image.depth() != 32 ||
+        frame.format != AV_PIX_FMT_YUV420P) {
+        throw RenderError::pixelBufferCreationFailed();
+    }
+    const QRect bounded = area.intersected(image.rect());
+    if (bounded.isEmpty()) return;
+    const int left = bounded.left() & ~1;
+    const int top = bounded.top() & ~1;
+    const int right = std::min((bounded.right() + 2) & ~1, frame.width);
+    const int bottom = std::min((bounded.bottom() + 2) & ~1, frame.height);
+    const auto stride = static_cast<int>(image.bytesPerLine());
+    libyuv::ARGBToI420(image.constBits() + static_cast<std::ptrdiff_t>(top) * stride + left * 4, stride,
+                       frame.data[0] + static_cast<std::ptrdiff_t>(top) * frame.linesize[0] + left,
+                       frame.linesize[0],
+                       frame.data[1] + static_cast<std::ptrdiff_t>(top / 2) * frame.linesize[1] + left / 2,
+                       frame.linesize[1],
+                       frame.data[2] + static_cast<std::ptrdiff_t>(top / 2) * frame.linesize[2] + left / 2,
+                       frame.linesize[2], right - left, bottom - top);
 }
 
 namespace {

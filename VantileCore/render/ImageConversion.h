@@ -24,6 +24,9 @@ inline constexpr YuvTagging encoderYuvTagging{};
 // Converts a 32-bit image (QImage::Format_RGB32 or ARGB32 kinds: B,G,R,A bytes) into the
 // yuv420p planes of `frame`, which must have the image's even size. Alpha is ignored.
 void convertImageToYuv420(const QImage& image, AVFrame& frame);
+// Converts only `area` (widened to even coordinates, so each 2 × 2 chroma block is whole);
+// the result there is exactly what the full conversion gives.
+void convertImageToYuv420(const QImage& image, AVFrame& frame, const QRect& area);
 
 // Converts a decoded frame into `image` (reallocated as Format_RGB32 of the frame's size
 // when it does not fit), honouring the frame's own matrix and range tags.

@@ -12,7 +12,9 @@ namespace vantile::PlaceholderMovie {
 void write(const std::filesystem::path& url, int width, int height, double duration, int fps, const std::string&)
 {
     VideoFileWriter::removeExisting(url);
-    const auto draw = [](QPainter& painter, const QRectF& canvas, double time) {
+    const auto draw = [](QImage& image, double time) {
+        const QRectF canvas(0, 0, image.width(), image.height());
+        QPainter painter(&image);
         painter.setRenderHint(QPainter::Antialiasing);
         painter.fillRect(canvas, QColor(16, 24, 39));
         FrameCompositor::drawGrid(painter, canvas, time);
@@ -23,6 +25,7 @@ void write(const std::filesystem::path& url, int width, int height, double durat
         painter.setPen(Qt::NoPen);
         painter.setBrush(QColor::fromRgbF(96 / 255.0F, 165 / 255.0F, 250 / 255.0F, 0.25F));
         painter.drawEllipse(canvas.center(), radius, radius);
+        return QRegion(image.rect());
     };
     try {
         VideoFileWriter::writeMovie(url, width, height, duration, fps, draw);

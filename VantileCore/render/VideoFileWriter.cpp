@@ -18,9 +18,16 @@ namespace vantile::VideoFileWriter {
 
 namespace {
 
+// An encoder frame that circulates between the threads. Outside `content` its pixels are the
+// movie's unchanging parts, so the next use converts only what differs there or now.
+struct PooledFrame {
+    FrameHandle frame;
+    std::optional<QRegion> content;  // unknown before its first use
+};
+
 struct RenderedFrame {
     std::int64_t index = 0;
-    FrameHandle frame;
+    PooledFrame pooled;
 };
 
 std::string uppercaseUuid()
@@ -44,24 +51,27 @@ std::size_t queueCapacity()
 }
 
 void produceFrames(std::int64_t count, int width, int height, int fps, const DrawFrame& draw,
-                   RenderFrameQueue<RenderedFrame>& rendered, RenderFrameQueue<FrameHandle>& spare)
+                   RenderFrameQueue<RenderedFrame>& rendered, RenderFrameQueue<PooledFrame>& spare)
 {
     QImage canvas(width, height, QImage::Format_RGB32);
     if (canvas.isNull()) throw RenderError::pixelBufferCreationFailed();
     canvas.fill(Qt::black);
-    const QRectF canvasRect(0, 0, width, height);
     for (std::int64_t index = 0; index < count; ++index) {
-        std::optional<FrameHandle> frame = spare.dequeue();
-        if (!frame || rendered.isClosed()) return;
-        {
-            QPainter painter(&canvas);
-            draw(painter, canvasRect, static_cast<double>(index) / fps);
-        }
+        std::optional<PooledFrame> pooled = spare.dequeue();
+        if (!pooled || rendered.isClosed()) return;
+        const QRegion changed = draw(canvas, static_cast<double>(index) / fps);
         // The encoder normally copies a frame on submission; should it still hold this
         // buffer, writing would corrupt a frame in flight, so take a fresh one then.
-        if (av_frame_make_writable(frame->get()) < 0) throw RenderError::pixelBufferCreationFailed();
-        convertImageToYuv420(canvas, **frame);
-        rendered.enqueue(RenderedFrame{index, std::move(*frame)});
+        AVFrame& frame = *pooled->frame;
+        const uint8_t* before = frame.data[0];
+        if (av_frame_make_writable(&frame) < 0) throw RenderError::pixelBufferCreationFailed();
+        if (!pooled->content || frame.data[0] != before) {
+            convertImageToYuv420(canvas, frame);
+        } else {
+            for (const QRect& rect : changed.united(*pooled->content)) convertImageToYuv420(canvas, frame, rect);
+        }
+        pooled->content = changed;
+        rendered.enqueue(RenderedFrame{index, std::move(*pooled)});
     }
     rendered.finish();
 }
@@ -87,8 +97,8 @@ void writeMovie(const std::filesystem::path& url, int width, int height, double 
     const std::size_t capacity = queueCapacity();
     RenderFrameQueue<RenderedFrame> rendered(capacity);
     // Frames circulate between the two threads instead of being allocated per frame.
-    RenderFrameQueue<FrameHandle> spare(capacity + 2);
-    for (std::size_t i = 0; i < capacity + 2; ++i) spare.enqueue(writer.makeVideoFrame());
+    RenderFrameQueue<PooledFrame> spare(capacity + 2);
+    for (std::size_t i = 0; i < capacity + 2; ++i) spare.enqueue(PooledFrame{writer.makeVideoFrame(), std::nullopt});
 
     std::thread producer([&] {
         try {
@@ -102,8 +112,8 @@ void writeMovie(const std::filesystem::path& url, int width, int height, double 
             if (monitor && monitor->isCancelled()) throw RenderError::cancelled();
             std::optional<RenderedFrame> frame = rendered.dequeue();
             if (!frame || frame->index != expected) throw RenderError::writerFailed();
-            writer.appendVideo(*frame->frame, frame->index);
-            spare.enqueue(std::move(frame->frame));
+            writer.appendVideo(*frame->pooled.frame, frame->index);
+            spare.enqueue(std::move(frame->pooled));
             if (monitor) {
                 monitor->report(options.progressStart + (options.progressEnd - options.progressStart) *
                                                             static_cast<double>(expected + 1) /
@@ -146,9 +156,7 @@ void writeRenderedVideoOnly(const RenderJob& job, const VideoPassOptions& option
     writeMovie(
         job.outputURL, static_cast<int>(job.renderSettings.outputWidth), static_cast<int>(job.renderSettings.outputHeight),
         project.duration, static_cast<int>(fps),
-        [&compositor](QPainter& painter, const QRectF& canvas, double time) {
-            compositor.drawFrame(painter, canvas, time);
-        },
+        [&compositor](QImage& canvas, double time) { return compositor.drawFrame(canvas, time); },
         options);
 }
 

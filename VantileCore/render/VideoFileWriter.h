@@ -3,7 +3,8 @@
 #include "render/ExportMonitor.h"
 #include "render/RenderJob.h"
 
-#include <QPainter>
+#include <QImage>
+#include <QRegion>
 
 #include <cstdint>
 #include <filesystem>
@@ -16,7 +17,10 @@ namespace vantile {
 // encodes them, joined by a small bounded queue.
 namespace VideoFileWriter {
 
-using DrawFrame = std::function<void(QPainter& painter, const QRectF& canvas, double time)>;
+// Draws the frame at `time` into `canvas`, which holds the previous frame's pixels, and
+// returns the area where it may differ from the parts that stay the same for the whole
+// movie (return the canvas's rectangle when there are none).
+using DrawFrame = std::function<QRegion(QImage& canvas, double time)>;
 
 // How one video pass reports and how far it goes.
 struct VideoPassOptions {

@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <QPainter>
+
 #include <sys/mount.h>
 
 #include <cmath>

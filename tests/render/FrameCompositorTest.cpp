@@ -1,6 +1,10 @@
 #include "RenderTestSupport.h"
 
+#include "render/FfmpegHandles.h"
 #include "render/FrameCompositor.h"
+#include "render/ImageConversion.h"
+
+#include <cstring>
 
 #include <gtest/gtest.h>
 
@@ -188,33 +192,64 @@ TEST(FrameCompositorTest, MissingSourceFrameDrawsPlaceholderInsideTheCard)
 
 TEST(FrameCompositorTest, CachedStaticLayerMatchesDrawingEveryFrame)
 {
+    static const QImage source = quadrantSource();
     for (const TemplateName name : templateNameTexts.allCases()) {
         for (const CursorEffect effect : cursorEffectTexts.allCases()) {
-            Render render;
-            render.settings.templateName = name;
-            render.settings.cursorEffect = effect;
-            render.keyframes = {{0, 960, 540, 1}, {0.5, 600, 300, 2}, {1, 1300, 700, 1.5}};
-            render.cursor = {{0, 400, 300, true, false}, {0.5, 900, 500, true, true}, {1, 1500, 800, true, false}};
-            FrameCompositor cached(CompositorScene{1920, 1080, render.settings, render.keyframes, render.cursor},
-                                   [](double) { return nullptr; });
-            static const QImage source = quadrantSource();
-            FrameCompositor drawn(CompositorScene{1920, 1080, render.settings, render.keyframes, render.cursor},
-                                  [](double) { return &source; });
-            FrameCompositor cachedWithSource(CompositorScene{1920, 1080, render.settings, render.keyframes, render.cursor},
-                                             [](double) { return &source; });
-            drawn.setCachesStaticLayer(false);
-            QImage first(960, 540, QImage::Format_RGB32);
-            QImage second(960, 540, QImage::Format_RGB32);
-            for (int i = 0; i < 4; ++i) {
-                const double t = i * 0.3;
-                {
-                    QPainter a(&first);
-                    cachedWithSource.drawFrame(a, QRectF(0, 0, 960, 540), t);
-                    QPainter b(&second);
-                    drawn.drawFrame(b, QRectF(0, 0, 960, 540), t);
+            for (const bool withSource : {true, false}) {
+                SCOPED_TRACE(std::string(templateNameTexts.text(name)) + " " +
+                             std::string(cursorEffectTexts.text(effect)) + (withSource ? " source" : " placeholder"));
+                RenderSettings settings;
+                settings.templateName = name;
+                settings.cursorEffect = effect;
+                const CompositorScene scene{1920,
+                                            1080,
+                                            settings,
+                                            {{0, 960, 540, 1}, {0.5, 600, 300, 2}, {1, 1300, 700, 1.5}},
+                                            {{0, 400, 300, true, false},
+                                             {0.3, 200, 100, true, true},
+                                             {0.6, 900, 500, true, true},
+                                             {1, 1500, 800, true, false}}};
+                const SourceImageLookup lookup = [withSource](double) { return withSource ? &source : nullptr; };
+                FrameCompositor cached(scene, lookup);
+                FrameCompositor drawn(scene, lookup);
+                drawn.setCachesStaticLayer(false);
+                // The export's canvas keeps the previous frame; only what changed is restored.
+                QImage persistent(960, 540, QImage::Format_RGB32);
+                for (int i = 0; i < 5; ++i) {
+                    const double t = i * 0.25;
+                    const QRegion changed = cached.drawFrame(persistent, t);
+                    QImage fresh(960, 540, QImage::Format_RGB32);
+                    fresh.fill(Qt::magenta);
+                    {
+                        QPainter painter(&fresh);
+                        drawn.drawFrame(painter, QRectF(0, 0, 960, 540), t);
+                    }
+                    ASSERT_EQ(persistent, fresh) << "frame " << i;
+                    EXPECT_FALSE(changed.contains(QPoint(1, 1)));  // the background never changes
                 }
-                ASSERT_EQ(first, second) << "frame " << i;
             }
+        }
+    }
+}
+
+TEST(FrameCompositorTest, PartialYuvConversionEqualsFullConversion)
+{
+    QImage image = quadrantSource().scaled(322, 182);
+    FrameHandle full = allocateFrame(AV_PIX_FMT_YUV420P, 322, 182);
+    FrameHandle partial = allocateFrame(AV_PIX_FMT_YUV420P, 322, 182);
+    convertImageToYuv420(image, *full);
+    convertImageToYuv420(image, *partial);
+    QPainter(&image).fillRect(QRectF(33.5, 17.2, 101.3, 60.7), QColor(10, 200, 90));
+    convertImageToYuv420(image, *full);
+    convertImageToYuv420(image, *partial, QRect(33, 17, 102, 62));
+    for (int plane = 0; plane < 3; ++plane) {
+        const int rows = plane == 0 ? 182 : 91;
+        const int columns = plane == 0 ? 322 : 161;
+        for (int y = 0; y < rows; ++y) {
+            ASSERT_EQ(std::memcmp(full->data[plane] + y * full->linesize[plane],
+                                  partial->data[plane] + y * partial->linesize[plane], static_cast<std::size_t>(columns)),
+                      0)
+                << "plane " << plane << " row " << y;
         }
     }
 }
