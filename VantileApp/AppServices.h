@@ -1,6 +1,6 @@
 #pragma once
 
-#include "PermissionStatus.h"
+#include "capture/PermissionStatus.h"
 #include "model/AudioSettings.h"
 #include "model/CaptureSource.h"
 #include "model/RecordingProject.h"
@@ -9,6 +9,8 @@
 
 #include <filesystem>
 #include <functional>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace vantile {
@@ -52,13 +54,17 @@ public:
                        const AudioCaptureSettings& audioSettings) = 0;
     // Worker; throws with the user's sentence.
     virtual RecordingResult stop() = 0;
+    // Why a running capture ended on its own (a window closed, a microphone unplugged), if it did.
+    virtual std::optional<std::string> failure() = 0;
 };
 
 class InputRecorderService {
 public:
     virtual ~InputRecorderService() = default;
 
-    virtual void start(const CGRectCodable& captureRegion) = 0;
+    // The events are also journalled into the project directory as they come, so a crash
+    // loses at most the last moment of them.
+    virtual void start(const CGRectCodable& captureRegion, const std::filesystem::path& projectDirectory) = 0;
     virtual std::vector<InputEvent> stop() = 0;
 };
 

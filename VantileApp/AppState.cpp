@@ -1,7 +1,8 @@
 #include "AppState.h"
 
 #include "AppFlowError.h"
-#include "engine/CoordinateMapper.h"
+#include "SettingsOptions.h"
+#include "capture/RecordingFinisher.h"
 #include "engine/RecordingDurationFormatter.h"
 
 #include <QCollator>
@@ -365,7 +366,7 @@ void AppState::finishStart(const AudioCaptureSettings& audioSettings, const std:
     }
     activeAudioSettings_ = audioSettings;
     try {
-        inputRecorder_->start(selectedSource_->region);
+        inputRecorder_->start(selectedSource_->region, *projectDirectory_);
     } catch (...) {
         // Without the input log there is no auto-direction: stop the capture again.
         const std::string reason = describe(std::current_exception());
@@ -414,6 +415,15 @@ void AppState::recordingTimerTick()
     if (recordingStartTime_) {
         setRecordingElapsed(std::chrono::duration<double>(wallClock_() - *recordingStartTime_).count());
     }
+    if (!captureFailure_) {
+        captureFailure_ = recorder_->failure();
+        if (captureFailure_) {
+            // The capture ended on its own: keep what was recorded and say why afterwards.
+            if (recordingTimerTask_) recordingTimerTask_.release()->deleteLater();
+            QMetaObject::invokeMethod(this, &AppState::stopRecording, Qt::QueuedConnection);
+            return;
+        }
+    }
     if (recordingMaxDuration_ <= recordingElapsed_) {
         setStatusMessage("Reached max duration; stopping.");
         if (recordingTimerTask_) recordingTimerTask_.release()->deleteLater();
@@ -442,33 +452,15 @@ void AppState::stopRecording()
             try {
                 const RecordingResult result = recorder_->stop();
                 if (!source || !directory) throw AppFlowError::missingProjectContext();
-                const auto mapped = CoordinateMapper::mapEventsToVideo(events, source->region, result.videoInfo);
-
+                // The published settings take the recorded size even when saving fails below.
                 RenderSettings sized = settings;
                 const OutputSize size = outputSize(sized.aspectRatio, result.videoInfo, sized.resolutionPreset);
                 sized.outputWidth = size.width;
                 sized.outputHeight = size.height;
                 outcome.sizedSettings = sized;
-
-                RecordingProject project;
-                project.id = directory->filename().string();
-                project.createdAt = wallClock_();
-                project.duration = result.duration;
-                project.capture = source->captureInfo();
-                project.video = result.videoInfo;
-                project.events = mapped;
-                project.renderSettings = sized;
-                project.audioSettings = audio;
-                project.rawVideoPath = result.rawVideoURL.filename().string();
-                project.focusSegments = focusPlanner_
-                                            .plan(FocusPlannerInput{result.duration,
-                                                                    static_cast<double>(result.videoInfo.width),
-                                                                    static_cast<double>(result.videoInfo.height),
-                                                                    mapped, sized.zoomIntensity})
-                                            .segments;
-                project.cursorFrames = cursorSmoother_.smooth(mapped, sized.fps, result.duration);
-                projectFiles_.saveProject(project, *directory);
-                outcome.project = std::move(project);
+                const RecordingFinisher finisher(projectFiles_, focusPlanner_, cursorSmoother_);
+                outcome.project = finisher.finish(StoppedRecording{events, result, *source, audio, *directory},
+                                                  settings, wallClock_());
             } catch (...) {
                 outcome.failure = describe(std::current_exception());
             }
@@ -492,6 +484,8 @@ void AppState::finishStop(StopOutcome outcome)
     setRecordingStartTime(std::nullopt);
     setRecordingElapsed(0);
     activeAudioSettings_.reset();
+    if (!outcome.failure && captureFailure_) setErrorMessage(captureFailure_);
+    captureFailure_.reset();
     if (!outcome.failure) showMainWindow();
 }
 
@@ -628,6 +622,21 @@ void AppState::revealExportInFinder()
 {
     if (!projectDirectory_ || !currentProject_ || !currentProject_->exportVideoPath) return;
     if (shell_) shell_->revealFile(*projectDirectory_ / *currentProject_->exportVideoPath);
+}
+
+void AppState::openProject(const fs::path& directory)
+{
+    if (isBusy_ || route_ == Route::recording) return;
+    try {
+        RecordingProject project = projectFiles_.loadProject(directory);
+        setProjectDirectory(directory);
+        setRenderSettings(project.renderSettings);
+        setCurrentProject(std::move(project));
+        setStatusMessage("Ready");
+        setRoute(Route::preview);
+    } catch (...) {
+        setErrorMessage(describe(std::current_exception()));
+    }
 }
 
 // MARK: windows
@@ -872,6 +881,15 @@ QString AppState::exportedFilePath() const
 {
     if (!projectDirectory_ || !currentProject_ || !currentProject_->exportVideoPath) return {};
     return QString::fromStdString((*projectDirectory_ / *currentProject_->exportVideoPath).string());
+}
+
+}  // namespace vantile
+
+namespace vantile {
+
+QVariantMap AppState::settingOptions() const
+{
+    return SettingsOptions::all();
 }
 
 }  // namespace vantile

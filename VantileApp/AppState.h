@@ -1,7 +1,7 @@
 #pragma once
 
 #include "AppServices.h"
-#include "PermissionStatus.h"
+#include "capture/PermissionStatus.h"
 #include "Route.h"
 #include "engine/CursorPathSmoother.h"
 #include "engine/FocusPlanner.h"
@@ -68,6 +68,7 @@ class AppState : public QObject {
     Q_PROPERTY(double exportProgress READ exportProgress NOTIFY exportProgressChanged)
     Q_PROPERTY(bool isExporting READ isExporting NOTIFY isExportingChanged)
     Q_PROPERTY(QString exportedFilePath READ exportedFilePath NOTIFY currentProjectChanged)
+    Q_PROPERTY(QVariantMap settingOptions READ settingOptions CONSTANT)
 
 public:
     explicit AppState(AppCollaborators collaborators, QObject* parent = nullptr);
@@ -121,6 +122,8 @@ public:
     Q_INVOKABLE void cancelExport();
     Q_INVOKABLE void revealExportInFinder();
     Q_INVOKABLE bool showMainWindow();
+    // Opens an earlier recording's directory in the preview (`vantile DIR`).
+    void openProject(const std::filesystem::path& directory);
     Q_INVOKABLE void hideMainWindow();
 
     // The settings panel: one field changed by its raw name and value, handed on as the
@@ -158,6 +161,7 @@ public:
     QUrl previewVideoURLValue() const;
     QString videoReferenceTextValue() const { return QString::fromStdString(videoReferenceText()); }
     QString exportedFilePath() const;
+    QVariantMap settingOptions() const;
 
 signals:
     void routeChanged();
@@ -243,6 +247,7 @@ private:
     CursorPathSmoother cursorSmoother_;
     std::unique_ptr<ExportService> exporter_;
     std::optional<AudioCaptureSettings> activeAudioSettings_;
+    std::optional<std::string> captureFailure_;
     std::shared_ptr<ExportMonitor> exportMonitor_;
     DesktopShell* shell_ = nullptr;
     std::function<Timestamp()> wallClock_;

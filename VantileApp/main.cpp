@@ -1,1 +1,48 @@
-int main() { return 0; }
+#include "AppState.h"
+#include "MainWindowLoader.h"
+#include "MainWindowShell.h"
+#include "PlatformServices.h"
+#include "ProductMark.h"
+#include "StatusItemController.h"
+
+#include <QApplication>
+#include <QTimer>
+
+#include <cstdio>
+
+using namespace vantile;
+
+int main(int argc, char** argv)
+{
+    QApplication application(argc, argv);
+    application.setApplicationName("Vantile");
+    application.setDesktopFileName("vantile");
+    application.setWindowIcon(QIcon(":/resources/vantile.svg"));
+    // Closing the main window keeps the application and its tray icon running.
+    application.setQuitOnLastWindowClosed(false);
+
+    AppState appState(makePlatformCollaborators());
+    MainWindowShell shell;
+    appState.setDesktopShell(&shell);
+
+    const QStringList arguments = application.arguments();
+    if (arguments.size() > 1) appState.openProject(arguments.at(1).toStdString());
+
+    std::unique_ptr<QQmlApplicationEngine> engine = loadMainWindow(appState);
+    if (!engine) {
+        std::fprintf(stderr, "vantile: cannot load the main window\n");
+        return 1;
+    }
+
+    StatusItemController statusItem;
+    std::function<void()> openMainWindow;
+    openMainWindow = [&] {
+        if (appState.showMainWindow()) return;
+        // The window is gone: open a new one and bring it to front once it exists.
+        engine = loadMainWindow(appState);
+        QTimer::singleShot(0, &appState, [&] { appState.showMainWindow(); });
+    };
+    statusItem.configure(&appState, openMainWindow);
+
+    return application.exec();
+}

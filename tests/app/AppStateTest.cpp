@@ -500,14 +500,8 @@ TEST(AppStateTest, ShowingTheWindowDismissesTheHintAndScreensMoveOnlyBetweenTheF
     EXPECT_EQ(app.state->route(), Route::permissions);
 }
 
-TEST(AppStateTest, PermissionMessagesNameTheMissingPermissionsInOrder)
+TEST(AppStateTest, MissingProjectContextHasItsSentence)
 {
-    EXPECT_EQ((PermissionStatus{true, true, true}).missingPermissionMessage(), "Recording permissions are ready.");
-    EXPECT_EQ((PermissionStatus{false, true, true}).missingPermissionMessage(), "请先开启“屏幕录制”权限后再开始录制。");
-    EXPECT_EQ((PermissionStatus{true, false, false}).missingPermissionMessage(),
-              "请先开启“辅助功能”和“输入监控”权限后再开始录制。");
-    EXPECT_EQ((PermissionStatus{false, true, false}).missingRequiredPermissionNames(),
-              (std::vector<std::string>{"屏幕录制", "输入监控"}));
     EXPECT_STREQ(AppFlowError::missingProjectContext().what(), "Project context is missing.");
 }
 

@@ -157,10 +157,16 @@ public:
         if (stopFailure) throw std::runtime_error(*stopFailure);
         return {startedOutput, duration, VideoInfo{startedOutput.filename().string(), videoWidth, videoHeight, 30}};
     }
+    std::optional<std::string> failure() override
+    {
+        std::lock_guard lock(mutex);
+        return captureFailure;
+    }
 
     std::mutex mutex;
     std::optional<std::string> startFailure;
     std::optional<std::string> stopFailure;
+    std::optional<std::string> captureFailure;
     std::filesystem::path startedOutput;
     AudioCaptureSettings startedAudio;
     double duration = 6;
@@ -177,7 +183,7 @@ class FakeInputRecorder : public InputRecorderService {
 public:
     explicit FakeInputRecorder(CallLog& log) : log_(log) {}
 
-    void start(const CGRectCodable& region) override
+    void start(const CGRectCodable& region, const std::filesystem::path&) override
     {
         log_.add("input.start");
         startedRegion = region;
@@ -329,6 +335,7 @@ struct AppFixture {
             std::lock_guard lock(sources->mutex);
             sources->sources = std::move(list);
         }
+        waitFor([&] { return !state->isBusy(); });
         state->loadSources();
         waitFor([&] { return !state->isBusy(); });
     }

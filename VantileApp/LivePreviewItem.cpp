@@ -1,0 +1,164 @@
+#include "LivePreviewItem.h"
+
+#include "AppState.h"
+#include "PreviewGeometry.h"
+
+#include <QQuickWindow>
+#include <QSGImageNode>
+
+namespace vantile {
+
+LivePreviewItem::LivePreviewItem(QQuickItem* parent) : QQuickItem(parent)
+{
+    setFlag(ItemHasContents);
+    connect(&player_, &PreviewPlayer::frameReady, this, [this] {
+        if (!ready_) {
+            ready_ = true;
+            emit readyChanged();
+        }
+        emit playbackChanged();
+        update();
+    });
+    connect(&player_, &PreviewPlayer::stateChanged, this, &LivePreviewItem::playbackChanged);
+}
+
+void LivePreviewItem::setAppState(AppState* state)
+{
+    if (appState_ == state) return;
+    if (appState_) disconnect(appState_, nullptr, this, nullptr);
+    appState_ = state;
+    if (appState_) {
+        connect(appState_, &AppState::currentProjectChanged, this, [this] {
+            reloadMovie();
+            updateScene();
+        });
+        connect(appState_, &AppState::previewVideoURLChanged, this, &LivePreviewItem::reloadMovie);
+        connect(appState_, &AppState::renderSettingsChanged, this, [this] {
+            updateCanvas();
+            updateScene();
+        });
+    }
+    reloadMovie();
+    updateCanvas();
+    updateScene();
+    emit appStateChanged();
+}
+
+QString LivePreviewItem::failureText() const
+{
+    const auto failure = player_.failure();
+    return failure ? QString::fromStdString(*failure) : QString();
+}
+
+void LivePreviewItem::reloadMovie()
+{
+    if (!appState_) return;
+    const QUrl movie = appState_->previewVideoURLValue();
+    const auto& project = appState_->currentProject();
+    const QString projectId = project ? QString::fromStdString(project->id) : QString();
+    // Settings changes replace the project value; only a new movie or project reopens.
+    if (movie == loadedMovie_ && projectId == loadedProjectId_) return;
+    loadedMovie_ = movie;
+    loadedProjectId_ = projectId;
+    const auto path = appState_->previewVideoURL();
+    player_.open(path, project ? project->duration : 0);
+    if (ready_) {
+        ready_ = false;
+        emit readyChanged();
+    }
+}
+
+void LivePreviewItem::updateScene()
+{
+    if (!appState_ || !appState_->currentProject()) {
+        player_.setScene(std::nullopt);
+        return;
+    }
+    player_.setScene(PreviewFrameRenderer::sceneFor(*appState_->currentProject(), appState_->renderSettings()));
+}
+
+void LivePreviewItem::updateCanvas()
+{
+    if (!appState_) return;
+    const RenderSettings& settings = appState_->renderSettings();
+    const QSize available(static_cast<int>(width()), static_cast<int>(height()));
+    if (available.width() < 2 || available.height() < 2) return;
+    const QSize logical = PreviewGeometry::fittedCanvasSize(static_cast<double>(settings.outputWidth),
+                                                            static_cast<double>(settings.outputHeight), available);
+    const QRectF rect((width() - logical.width()) / 2, (height() - logical.height()) / 2, logical.width(),
+                      logical.height());
+    if (rect != canvasRect_) {
+        canvasRect_ = rect;
+        emit canvasRectChanged();
+    }
+    const double ratio = window() ? window()->effectiveDevicePixelRatio() : 1.0;
+    player_.setCanvasSize(QSize(static_cast<int>(logical.width() * ratio), static_cast<int>(logical.height() * ratio)));
+}
+
+void LivePreviewItem::geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry)
+{
+    QQuickItem::geometryChange(newGeometry, oldGeometry);
+    if (newGeometry.size() != oldGeometry.size()) updateCanvas();
+}
+
+void LivePreviewItem::togglePlayback()
+{
+    if (player_.isPlaying()) {
+        player_.pause();
+    } else {
+        player_.play();
+    }
+}
+
+void LivePreviewItem::handleScrubbing(bool editing, double time)
+{
+    if (editing) {
+        wasPlayingBeforeScrub_ = player_.isPlaying();
+        isScrubbing_ = true;
+        scrubTime_ = time;
+        player_.pause();
+    } else {
+        isScrubbing_ = false;
+        player_.seek(time);
+        if (wasPlayingBeforeScrub_) player_.play();
+    }
+    emit playbackChanged();
+}
+
+void LivePreviewItem::scrubTo(double time)
+{
+    scrubTime_ = time;
+    emit playbackChanged();
+}
+
+QString LivePreviewItem::formatPlaybackTime(double time) const
+{
+    return QString::fromStdString(PreviewGeometry::formatPlaybackTime(time));
+}
+
+QSGNode* LivePreviewItem::updatePaintNode(QSGNode* node, UpdatePaintNodeData*)
+{
+    bool isNew = false;
+    const QImage frame = player_.latestFrame(&isNew);
+    if (frame.isNull() || canvasRect_.isEmpty()) {
+        delete node;
+        return nullptr;
+    }
+    auto* imageNode = static_cast<QSGImageNode*>(node);
+    if (!imageNode) {
+        imageNode = window()->createImageNode();
+        imageNode->setOwnsTexture(true);
+        imageNode->setFiltering(QSGTexture::Linear);
+        isNew = true;
+    }
+    if (isNew) imageNode->setTexture(window()->createTextureFromImage(frame));
+    imageNode->setRect(canvasRect_);
+    return imageNode;
+}
+
+void LivePreviewItem::releaseResources()
+{
+    QQuickItem::releaseResources();
+}
+
+}  // namespace vantile

@@ -1,0 +1,76 @@
+#pragma once
+
+#include "PreviewPlayer.h"
+
+#include <QPointer>
+#include <QQuickItem>
+#include <QUrl>
+
+namespace vantile {
+
+class AppState;
+
+// The preview canvas of the preview screen: plays the current project's raw movie with the
+// camera, cursor and ripples of the current settings, at the movie's frame rate, and can be
+// scrubbed. Frames reach the scene graph as a texture.
+class LivePreviewItem : public QQuickItem {
+    Q_OBJECT
+    Q_PROPERTY(vantile::AppState* controller READ appState WRITE setAppState NOTIFY appStateChanged)
+    Q_PROPERTY(bool playing READ isPlaying NOTIFY playbackChanged)
+    Q_PROPERTY(double currentTime READ currentTime NOTIFY playbackChanged)
+    Q_PROPERTY(double duration READ duration NOTIFY playbackChanged)
+    Q_PROPERTY(bool ready READ isReady NOTIFY readyChanged)
+    Q_PROPERTY(bool scrubbing READ isScrubbing NOTIFY playbackChanged)
+    Q_PROPERTY(QString failure READ failureText NOTIFY playbackChanged)
+    Q_PROPERTY(QRectF canvasRect READ canvasRect NOTIFY canvasRectChanged)
+
+public:
+    explicit LivePreviewItem(QQuickItem* parent = nullptr);
+
+    AppState* appState() const { return appState_; }
+    void setAppState(AppState* state);
+    bool isPlaying() const { return player_.isPlaying(); }
+    double currentTime() const { return isScrubbing_ ? scrubTime_ : player_.currentTime(); }
+    double duration() const { return player_.duration(); }
+    bool isReady() const { return ready_; }
+    bool isScrubbing() const { return isScrubbing_; }
+    QString failureText() const;
+    QRectF canvasRect() const { return canvasRect_; }
+    PreviewPlayer& player() { return player_; }
+
+    Q_INVOKABLE void togglePlayback();
+    Q_INVOKABLE void play() { player_.play(); }
+    Q_INVOKABLE void pause() { player_.pause(); }
+    // The time slider: pause while dragging, seek at the end, and play on only if it played before.
+    Q_INVOKABLE void handleScrubbing(bool editing, double time);
+    Q_INVOKABLE void scrubTo(double time);
+    Q_INVOKABLE QString formatPlaybackTime(double time) const;
+
+signals:
+    void appStateChanged();
+    void playbackChanged();
+    void readyChanged();
+    void canvasRectChanged();
+
+protected:
+    QSGNode* updatePaintNode(QSGNode* node, UpdatePaintNodeData* data) override;
+    void geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry) override;
+    void releaseResources() override;
+
+private:
+    void reloadMovie();
+    void updateScene();
+    void updateCanvas();
+
+    QPointer<AppState> appState_;
+    PreviewPlayer player_;
+    QUrl loadedMovie_;
+    QString loadedProjectId_;
+    bool ready_ = false;
+    bool isScrubbing_ = false;
+    bool wasPlayingBeforeScrub_ = false;
+    double scrubTime_ = 0;
+    QRectF canvasRect_;
+};
+
+}  // namespace vantile

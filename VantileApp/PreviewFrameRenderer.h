@@ -1,0 +1,35 @@
+#pragma once
+
+#include "render/FrameCompositor.h"
+#include "model/RecordingProject.h"
+
+#include <QImage>
+
+#include <memory>
+#include <optional>
+
+namespace vantile {
+
+// Draws preview frames with the export's own compositor, laid out at the output size and
+// scaled down to the preview canvas, so crop, card, cursor and ripples land where the
+// exported movie has them.
+class PreviewFrameRenderer {
+public:
+    // The scene an export of `project` with `settings` draws from.
+    static CompositorScene sceneFor(const RecordingProject& project, const RenderSettings& settings);
+
+    void setScene(CompositorScene scene);
+    bool hasScene() const { return scene_.has_value(); }
+
+    // Draws the output frame at `time` over the whole of `target`; `source` is the raw
+    // movie's picture at that time, or null for the placeholder.
+    void render(QImage& target, const QImage* source, double time);
+
+private:
+    std::optional<CompositorScene> scene_;
+    std::unique_ptr<FrameCompositor> compositor_;
+    const QImage* source_ = nullptr;
+    double lastTime_ = 0;
+};
+
+}  // namespace vantile

@@ -1,0 +1,65 @@
+#include "PreviewGeometry.h"
+
+#include "engine/CameraPathBuilder.h"
+#include "render/CompositorGeometry.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+namespace vantile::PreviewGeometry {
+
+VideoSize sourceVideoSize(const std::optional<RecordingProject>& project)
+{
+    if (!project) return {};
+    return {std::max(static_cast<double>(project->video.width), 1.0),
+            std::max(static_cast<double>(project->video.height), 1.0)};
+}
+
+CameraKeyframe cameraState(const std::optional<RecordingProject>& project, double time)
+{
+    const VideoSize video = sourceVideoSize(project);
+    if (!project) return {time, video.width / 2, video.height / 2, 1};
+    const auto keyframes =
+        CameraPathBuilder::buildKeyframes(project->focusSegments, project->duration, video.width, video.height);
+    return CameraPathBuilder::cameraStateAt(time, keyframes);
+}
+
+CGRectCodable sourceCropRect(const VideoSize& video, const CameraKeyframe& camera, double contentWidth,
+                             double contentHeight)
+{
+    return CompositorGeometry::cropRect(video.width, video.height, {0, 0, contentWidth, contentHeight}, camera);
+}
+
+CGRectCodable playerFrame(const VideoSize& video, const CGRectCodable& crop, double contentWidth,
+                          double contentHeight)
+{
+    const double cropWidth = std::max(crop.width, 1.0);
+    const double cropHeight = std::max(crop.height, 1.0);
+    return {-crop.x / cropWidth * contentWidth, -crop.y / cropHeight * contentHeight,
+            video.width * contentWidth / cropWidth, video.height * contentHeight / cropHeight};
+}
+
+std::string formatPlaybackTime(double time)
+{
+    if (!std::isfinite(time) || time < 0) return "0:00";
+    const auto seconds = static_cast<long long>(std::floor(time));
+    const long long minutes = seconds / 60;
+    char text[32];
+    std::snprintf(text, sizeof text, "%lld:%02lld", minutes, seconds - 60 * minutes);
+    return text;
+}
+
+QSize fittedCanvasSize(double outputWidth, double outputHeight, QSize available)
+{
+    const double aspect = outputWidth / std::max(outputHeight, 1.0);
+    double width = std::max(available.width(), 2);
+    double height = width / aspect;
+    if (height > available.height()) {
+        height = std::max(available.height(), 2);
+        width = height * aspect;
+    }
+    return {std::max(static_cast<int>(std::floor(width)), 2), std::max(static_cast<int>(std::floor(height)), 2)};
+}
+
+}  // namespace vantile::PreviewGeometry

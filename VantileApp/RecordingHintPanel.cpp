@@ -1,0 +1,68 @@
+#include "RecordingHintPanel.h"
+
+#include "ProductMark.h"
+#include "RecordingHintPlacement.h"
+
+#include <QFontMetrics>
+#include <QPainter>
+#include <QPainterPath>
+
+namespace vantile {
+
+RecordingHintPanel::RecordingHintPanel()
+    : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus |
+                           Qt::WindowTransparentForInput | Qt::X11BypassWindowManagerHint)
+{
+    setAttribute(Qt::WA_TranslucentBackground);
+    setAttribute(Qt::WA_ShowWithoutActivating);
+    setFocusPolicy(Qt::NoFocus);
+    setFixedSize(hintWidth, hintHeight);
+    setWindowTitle("Vantile 正在录制");
+}
+
+void RecordingHintPanel::paintEvent(QPaintEvent*)
+{
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    QPainterPath outline;
+    outline.addRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 10, 10);
+    // A dark heads-up material: translucent enough to hint at what lies below.
+    painter.fillPath(outline, QColor(24, 24, 27, 225));
+    painter.setPen(QPen(QColor(255, 255, 255, 40), 1));
+    painter.drawPath(outline);
+    painter.setClipPath(outline);
+
+    const QColor label(245, 245, 247);
+    const QRectF markRect(16, (height() - 22) / 2.0, 22, 22);
+    painter.drawPixmap(markRect.toRect(), ProductMark::pixmap(22, label, devicePixelRatioF()));
+
+    QFont titleFont = font();
+    titleFont.setPixelSize(13);
+    titleFont.setWeight(QFont::DemiBold);
+    const QFontMetrics titleMetrics(titleFont);
+    const double titleTop = 15;
+    const double dotX = markRect.right() + 13;
+    const double titleCentre = titleTop + titleMetrics.height() / 2.0;
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(QColor(255, 59, 48));
+    painter.drawRoundedRect(QRectF(dotX, titleCentre - 4, 8, 8), 4, 4);
+
+    const double textX = dotX + 8 + 8;
+    const double textWidth = width() - textX - 16;
+    painter.setPen(label);
+    painter.setFont(titleFont);
+    painter.drawText(QRectF(textX, titleTop, textWidth, titleMetrics.height()), Qt::AlignLeft | Qt::AlignVCenter,
+                     "正在录制");
+
+    QFont subtitleFont = font();
+    subtitleFont.setPixelSize(11);
+    const QFontMetrics subtitleMetrics(subtitleFont);
+    const QString subtitle = subtitleMetrics.elidedText("主窗口已隐藏，可从菜单栏 Vantile 图标停止或打开。",
+                                                        Qt::ElideRight, static_cast<int>(textWidth));
+    painter.setFont(subtitleFont);
+    painter.setPen(QColor(235, 235, 245, 153));
+    painter.drawText(QRectF(textX, titleTop + titleMetrics.height() + 4, textWidth, subtitleMetrics.height()),
+                     Qt::AlignLeft | Qt::AlignVCenter, subtitle);
+}
+
+}  // namespace vantile

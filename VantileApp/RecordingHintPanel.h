@@ -1,0 +1,19 @@
+#pragma once
+
+#include <QWidget>
+
+namespace vantile {
+
+// The small "正在录制" panel: frameless, above other windows, never focused, and letting
+// every click through to what lies below.
+class RecordingHintPanel : public QWidget {
+    Q_OBJECT
+
+public:
+    RecordingHintPanel();
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+};
+
+}  // namespace vantile

@@ -1,0 +1,50 @@
+#include "SettingsOptions.h"
+
+#include "model/AudioSettings.h"
+#include "model/RenderSettings.h"
+
+#include <QVariantList>
+
+namespace vantile::SettingsOptions {
+
+namespace {
+
+QVariantMap option(std::string_view value, const QString& label)
+{
+    return {{"value", QString::fromUtf8(value.data(), static_cast<qsizetype>(value.size()))}, {"label", label}};
+}
+
+}  // namespace
+
+QVariantMap all()
+{
+    QVariantList aspectRatios;
+    for (const AspectRatio ratio : aspectRatioTexts.allCases()) {
+        aspectRatios.append(option(aspectRatioTexts.text(ratio), QString::fromStdString(label(ratio))));
+    }
+    QVariantList resolutions;
+    for (const ResolutionPreset preset : resolutionPresetTexts.allCases()) {
+        resolutions.append(option(resolutionPresetTexts.text(preset), QString::fromStdString(label(preset))));
+    }
+    const QVariantList templates{option("minimalDark", "极简深色"), option("gradientBlue", "渐变蓝紫"),
+                                 option("cleanLight", "干净浅色")};
+    const QVariantList zoomIntensities{option("light", "轻"), option("standard", "标准"), option("strong", "强")};
+    const QVariantList cursorThemes{option("systemWhite", "系统白"), option("graphite", "石墨"),
+                                    option("electricBlue", "电光蓝"), option("rose", "玫瑰"), option("lime", "青柠")};
+    const QVariantList cursorEffects{option("macOS", "经典"), option("halo", "光环"), option("glow", "辉光")};
+    QVariantList frameRates;
+    for (const int fps : exportFrameRates) frameRates.append(QVariantMap{{"value", fps}, {"label", QString("%1 fps").arg(fps)}});
+    const QVariantList audioModes{
+        QVariantMap{{"value", "none"}, {"label", "仅画面"}, {"detail", "只录画面和交互事件。"}},
+        QVariantMap{{"value", "system"}, {"label", "媒体声音"}, {"detail", "录制应用、网页或播放器发出的声音。"}},
+        QVariantMap{{"value", "microphone"}, {"label", "麦克风"}, {"detail", "录制旁白、外接麦克风或 iPhone 输入。"}},
+        QVariantMap{{"value", "systemAndMicrophone"}, {"label", "媒体 + 麦克风"}, {"detail", "同时录制媒体声音和麦克风输入。"}},
+    };
+    return {
+        {"aspectRatios", aspectRatios},   {"resolutions", resolutions},     {"templates", templates},
+        {"zoomIntensities", zoomIntensities}, {"cursorThemes", cursorThemes}, {"cursorEffects", cursorEffects},
+        {"frameRates", frameRates},       {"audioModes", audioModes},
+    };
+}
+
+}  // namespace vantile::SettingsOptions

@@ -1,0 +1,80 @@
+import QtQuick
+import QtQuick.Layouts
+import "."
+
+Item {
+    Component.onCompleted: appState.loadSources()
+
+    ColumnLayout {
+        anchors.centerIn: parent
+        width: Math.min(parent.width - 96, 820)
+        spacing: 16
+
+        Text { text: "录制权限"; color: Theme.text; font.pixelSize: 30; font.weight: Font.Bold }
+        Text {
+            text: "Vantile需要录制屏幕，并记录鼠标点击、滚动和键盘活动时间点，用来自动生成缩放镜头。我们不会记录你输入的具体文字，也不会读取密码、剪贴板或网页内容。"
+            color: Theme.secondaryText
+            font.pixelSize: 15
+            lineHeight: 1.3
+            wrapMode: Text.WordWrap
+            Layout.fillWidth: true
+            Layout.bottomMargin: 8
+        }
+        PermissionRow {
+            Layout.fillWidth: true
+            title: "屏幕录制"
+            detail: "用于录制你的产品操作画面。"
+            granted: appState.permissionStatus.screenRecordingGranted
+            onPrimaryAction: appState.requestPermission("screenRecording")
+            onSettingsAction: appState.openPermissionSettings("screenRecording")
+        }
+        PermissionRow {
+            Layout.fillWidth: true
+            title: "辅助功能"
+            detail: "用于记录鼠标点击、滚动和键盘活动时间点。"
+            granted: appState.permissionStatus.accessibilityGranted
+            onPrimaryAction: appState.requestPermission("accessibility")
+            onSettingsAction: appState.openPermissionSettings("accessibility")
+        }
+        PermissionRow {
+            Layout.fillWidth: true
+            title: "输入监控"
+            detail: "用于监听键盘/鼠标事件时序。"
+            granted: appState.permissionStatus.inputMonitoringGranted
+            onPrimaryAction: appState.requestPermission("inputMonitoring")
+            onSettingsAction: appState.openPermissionSettings("inputMonitoring")
+        }
+        Text {
+            Layout.topMargin: 8
+            text: "录制和导出默认在你的电脑本地完成。"
+            color: Theme.tertiaryText
+            font.pixelSize: 13
+        }
+        Text {
+            text: "如果刚刚在系统设置中开启权限后仍显示未开启，请退出并重新打开Vantile，然后点击刷新状态。"
+            color: Theme.tertiaryText
+            font.pixelSize: 13
+            wrapMode: Text.WordWrap
+            Layout.fillWidth: true
+        }
+        RowLayout {
+            Layout.topMargin: 12
+            spacing: 12
+            VantileButton {
+                text: "刷新状态"
+                onClicked: { appState.refreshPermissionStatus(); appState.loadSources() }
+            }
+            VantileButton {
+                text: "继续"
+                variant: "primary"
+                onClicked: appState.route = "sourcePicker"
+            }
+            Item { Layout.fillWidth: true }
+            VantileButton {
+                text: "返回"
+                variant: "darkSecondary"
+                onClicked: appState.route = "home"
+            }
+        }
+    }
+}

@@ -1,0 +1,93 @@
+import QtQuick
+import QtQuick.Controls.Basic
+import QtQuick.Layouts
+import "."
+
+// Every control edits one render setting and hands it to the controller.
+ScrollView {
+    id: panel
+    contentWidth: availableWidth
+    clip: true
+    readonly property var settings: appState.renderSettings
+    readonly property var options: appState.settingOptions
+
+    ColumnLayout {
+        width: panel.availableWidth
+        spacing: 16
+
+        Text { text: "输出设置"; color: Theme.text; font.pixelSize: 17; font.weight: Font.Bold }
+        SettingPicker {
+            Layout.fillWidth: true
+            title: "画面比例"
+            options: panel.options.aspectRatios
+            current: panel.settings.aspectRatio
+            onPicked: value => appState.updateAspectRatio(value)
+        }
+        SettingPicker {
+            Layout.fillWidth: true
+            title: "分辨率"
+            options: panel.options.resolutions
+            current: panel.settings.resolutionPreset
+            onPicked: value => appState.updateResolutionPreset(value)
+        }
+        SettingPicker {
+            Layout.fillWidth: true
+            title: "帧率"
+            options: panel.options.frameRates
+            current: panel.settings.fps
+            onPicked: value => appState.changeRenderSetting("fps", value)
+        }
+        SettingPicker {
+            Layout.fillWidth: true
+            title: "模板"
+            options: panel.options.templates
+            current: panel.settings.templateName
+            onPicked: value => appState.changeRenderSetting("templateName", value)
+        }
+        SettingPicker {
+            Layout.fillWidth: true
+            title: "缩放强度"
+            options: panel.options.zoomIntensities
+            current: panel.settings.zoomIntensity
+            onPicked: value => appState.changeRenderSetting("zoomIntensity", value)
+        }
+        SettingSwitch {
+            Layout.fillWidth: true
+            title: "背景"
+            checked: panel.settings.backgroundEnabled
+            onToggled: value => appState.changeRenderSetting("backgroundEnabled", value)
+        }
+        SettingSwitch {
+            Layout.fillWidth: true
+            title: "显示光标"
+            checked: panel.settings.showCursor
+            onToggled: value => appState.changeRenderSetting("showCursor", value)
+        }
+        SettingSwitch {
+            Layout.fillWidth: true
+            title: "点击波纹"
+            checked: panel.settings.showClickRipple
+            onToggled: value => appState.changeRenderSetting("showClickRipple", value)
+        }
+        SettingSwitch {
+            Layout.fillWidth: true
+            title: "动态光标大小"
+            checked: panel.settings.dynamicCursorScale
+            onToggled: value => appState.changeRenderSetting("dynamicCursorScale", value)
+        }
+        SettingPicker {
+            Layout.fillWidth: true
+            title: "光标主题"
+            options: panel.options.cursorThemes
+            current: panel.settings.cursorTheme
+            onPicked: value => appState.changeRenderSetting("cursorTheme", value)
+        }
+        SettingPicker {
+            Layout.fillWidth: true
+            title: "光标效果"
+            options: panel.options.cursorEffects
+            current: panel.settings.cursorEffect
+            onPicked: value => appState.changeRenderSetting("cursorEffect", value)
+        }
+    }
+}

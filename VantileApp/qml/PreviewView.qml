@@ -1,0 +1,178 @@
+import QtQuick
+import QtQuick.Controls.Basic
+import QtQuick.Layouts
+import Vantile
+import "."
+
+Item {
+    RowLayout {
+        anchors.fill: parent
+        anchors.margins: 24
+        spacing: 22
+
+        ColumnLayout {
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+            spacing: 12
+
+            RowLayout {
+                Layout.fillWidth: true
+                Text { text: "预览"; color: Theme.text; font.pixelSize: 24; font.weight: Font.Bold }
+                Text {
+                    text: appState.currentProject.id || ""
+                    color: Theme.tertiaryText
+                    font.pixelSize: 13
+                    Layout.leftMargin: 8
+                    Layout.fillWidth: true
+                    elide: Text.ElideRight
+                }
+                VantileButton { text: "新录制"; variant: "darkSecondary"; enabled: !appState.isBusy; onClicked: appState.route = "sourcePicker" }
+            }
+
+            Rectangle {
+                Layout.fillWidth: true
+                Layout.fillHeight: true
+                radius: Theme.radius
+                color: "#070b16"
+                border.color: Theme.border
+                clip: true
+
+                LivePreview {
+                    id: preview
+                    objectName: "livePreview"
+                    anchors.fill: parent
+                    anchors.margins: 12
+                    controller: appState
+                }
+                Text {
+                    anchors.centerIn: parent
+                    visible: !preview.ready
+                    text: "正在生成预览..."
+                    color: Theme.secondaryText
+                    font.pixelSize: 15
+                }
+            }
+
+            RowLayout {
+                Layout.fillWidth: true
+                spacing: 12
+                VantileButton {
+                    objectName: "playButton"
+                    text: preview.playing ? "暂停" : "播放"
+                    variant: "primary"
+                    Layout.preferredWidth: 92
+                    onClicked: preview.togglePlayback()
+                }
+                Slider {
+                    id: timeline
+                    Layout.fillWidth: true
+                    from: 0
+                    to: Math.max(preview.duration, 0.001)
+                    onPressedChanged: preview.handleScrubbing(pressed, value)
+                    onMoved: preview.scrubTo(value)
+                    Binding on value {
+                        when: !timeline.pressed
+                        value: preview.currentTime
+                    }
+                }
+                Text {
+                    objectName: "playbackTime"
+                    text: preview.formatPlaybackTime(preview.currentTime) + " / " + preview.formatPlaybackTime(preview.duration)
+                    color: Theme.secondaryText
+                    font.pixelSize: 13
+                    font.family: "DejaVu Sans Mono"
+                }
+            }
+
+            Text {
+                text: "实时预览使用原始录制；点击导出时生成最终镜头。"
+                color: Theme.secondaryText
+                font.pixelSize: 13
+            }
+            Text {
+                objectName: "projectLine"
+                text: (appState.currentProject.focusSegmentCount || 0) + " focus segments · " + appState.videoReferenceText
+                color: Theme.tertiaryText
+                font.pixelSize: 12
+            }
+            Text {
+                visible: preview.failure.length > 0
+                text: "无法读取原始录制：" + preview.failure
+                color: Theme.warning
+                font.pixelSize: 12
+                elide: Text.ElideRight
+                Layout.fillWidth: true
+            }
+
+            RowLayout {
+                Layout.fillWidth: true
+                spacing: 12
+                VantileButton {
+                    objectName: "exportButton"
+                    text: "导出 MP4"
+                    variant: "primary"
+                    enabled: !appState.isBusy
+                    onClicked: appState.exportCurrentProject()
+                }
+                ProgressBar {
+                    id: exportBar
+                    objectName: "exportProgress"
+                    visible: appState.isExporting
+                    Layout.fillWidth: true
+                    from: 0
+                    to: 1
+                    value: appState.exportProgress
+                    background: Rectangle { implicitHeight: 8; radius: 4; color: Theme.panelRaised }
+                    contentItem: Item {
+                        Rectangle {
+                            width: exportBar.visualPosition * parent.width
+                            height: parent.height
+                            radius: 4
+                            color: Theme.accent
+                        }
+                    }
+                }
+                Text {
+                    visible: appState.isExporting
+                    text: Math.round(appState.exportProgress * 100) + "%"
+                    color: Theme.secondaryText
+                    font.pixelSize: 13
+                }
+                VantileButton {
+                    objectName: "cancelExportButton"
+                    visible: appState.isExporting
+                    text: "取消"
+                    variant: "darkSecondary"
+                    onClicked: appState.cancelExport()
+                }
+                Item { visible: !appState.isExporting; Layout.fillWidth: true }
+            }
+            RowLayout {
+                visible: appState.exportedFilePath.length > 0
+                Layout.fillWidth: true
+                spacing: 12
+                Text { text: "已导出："; color: Theme.success; font.pixelSize: 13; font.weight: Font.DemiBold }
+                Text {
+                    text: appState.exportedFilePath
+                    color: Theme.text
+                    font.pixelSize: 13
+                    elide: Text.ElideMiddle
+                    Layout.fillWidth: true
+                }
+                VantileButton { text: "在文件管理器中显示"; variant: "darkSecondary"; onClicked: appState.revealExportInFinder() }
+            }
+        }
+
+        Rectangle {
+            Layout.preferredWidth: 330
+            Layout.fillHeight: true
+            radius: Theme.radius
+            color: Theme.panel
+            border.color: Theme.border
+            PreviewSettingsPanel {
+                anchors.fill: parent
+                anchors.margins: 18
+            }
+        }
+    }
+}

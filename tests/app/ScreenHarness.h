@@ -1,0 +1,82 @@
+#pragma once
+
+#include "FakeServices.h"
+#include "MainWindowLoader.h"
+
+#include <QQmlApplicationEngine>
+#include <QQuickItem>
+#include <QQuickWindow>
+
+#include <set>
+
+namespace vantile::testing {
+
+// The main window over an AppState of fakes, rendered offscreen.
+struct ScreenHarness : AppFixture {
+    std::unique_ptr<QQmlApplicationEngine> engine;
+
+    ScreenHarness() : AppFixture(std::chrono::milliseconds(20))
+    {
+        sources->microphones = {{"alsa_input.usb-Blue_Yeti", "Blue Yeti"}, {"alsa_input.pci", "内置麦克风"}};
+        engine = loadMainWindow(*state);
+    }
+    ~ScreenHarness() { engine.reset(); }
+
+    QQuickWindow* window() const
+    {
+        return engine && !engine->rootObjects().isEmpty() ? qobject_cast<QQuickWindow*>(engine->rootObjects().first())
+                                                         : nullptr;
+    }
+
+    // The item named `name` anywhere on screen, also inside loaded screens.
+    QQuickItem* item(const QString& name) const { return find(window()->contentItem(), name); }
+
+    // Opens a project once the screen's own source loading is over.
+    void openProject(const std::filesystem::path& directory)
+    {
+        waitFor([&] { return !state->isBusy(); });
+        state->openProject(directory);
+    }
+
+    // Lets bindings, loaders and the first frames settle.
+    void settle(int milliseconds = 150)
+    {
+        waitFor([] { return false; }, milliseconds);
+    }
+
+    // The texts of every visible item on screen.
+    std::set<std::string> visibleTexts() const
+    {
+        std::set<std::string> texts;
+        collect(window()->contentItem(), texts);
+        return texts;
+    }
+
+    QImage grab()
+    {
+        settle();
+        return window()->grabWindow();
+    }
+
+private:
+    static QQuickItem* find(QQuickItem* item, const QString& name)
+    {
+        if (item->objectName() == name) return item;
+        for (QQuickItem* child : item->childItems()) {
+            if (QQuickItem* found = find(child, name)) return found;
+        }
+        return nullptr;
+    }
+
+    static void collect(QQuickItem* item, std::set<std::string>& texts)
+    {
+        if (!item->isVisible()) return;
+        const QVariant text = item->property("text");
+        if (text.isValid() && !text.toString().isEmpty() && item->metaObject()->indexOfProperty("font") >= 0) {
+            texts.insert(text.toString().toStdString());
+        }
+        for (QQuickItem* child : item->childItems()) collect(child, texts);
+    }
+};
+
+}  // namespace vantile::testing

@@ -1,0 +1,159 @@
+#include "ScreenHarness.h"
+#include "SampleProject.h"
+
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+namespace vantile {
+namespace {
+
+using testing::ScreenHarness;
+using testing::sampleDisplay;
+using testing::sampleWindow;
+using testing::waitFor;
+
+void expectTexts(const std::set<std::string>& shown, const std::vector<std::string>& expected)
+{
+    for (const auto& text : expected) EXPECT_TRUE(shown.count(text)) << "missing text: " << text;
+}
+
+TEST(ScreensTest, HomeAndPermissionScreensShowTheirTextsAndMoveBetweenScreens)
+{
+    ScreenHarness screens;
+    ASSERT_TRUE(screens.window());
+    EXPECT_EQ(screens.window()->title(), "Vantile");
+    screens.settle();
+    expectTexts(screens.visibleTexts(),
+                {"LOCAL DEMO ENGINE", "SCREEN  ·  CURSOR  ·  CAMERA", "录一次，不剪辑，直接生成高级产品演示视频。",
+                 "自动镜头、平滑光标、比例导出，全部在本机完成。", "开始录制", "选择窗口", "权限设置"});
+    // The home screen loads sources as it appears.
+    ASSERT_TRUE(waitFor([&] { return screens.log.contains("sources.load"); }));
+
+    screens.permissions->status = {true, false, true};
+    screens.state->refreshPermissionStatus();
+    screens.state->setRouteName("permissions");
+    screens.settle();
+    const auto shown = screens.visibleTexts();
+    expectTexts(shown, {"录制权限",
+                        "Vantile需要录制屏幕，并记录鼠标点击、滚动和键盘活动时间点，用来自动生成缩放镜头。我们不会记录你输入的具体文字，也不会读取密码、剪贴板或网页内容。",
+                        "屏幕录制", "用于录制你的产品操作画面。", "辅助功能", "用于记录鼠标点击、滚动和键盘活动时间点。",
+                        "输入监控", "用于监听键盘/鼠标事件时序。", "未开启", "已开启", "录制和导出默认在你的电脑本地完成。",
+                        "如果刚刚在系统设置中开启权限后仍显示未开启，请退出并重新打开Vantile，然后点击刷新状态。",
+                        "刷新状态", "继续"});
+    // Only the row that is not granted offers its actions.
+    EXPECT_EQ(shown.count("打开设置"), 1u);
+}
+
+TEST(ScreensTest, SourcePickerListsSourcesAndTheAudioChoices)
+{
+    ScreenHarness screens;
+    screens.loadSources({sampleDisplay(), sampleWindow()});
+    screens.state->setRouteName("sourcePicker");
+    screens.settle();
+    auto shown = screens.visibleTexts();
+    expectTexts(shown, {"选择录制目标", "screen", "notes.txt", "重新加载", "权限设置", "开始录制", "声音", "只录画面和交互事件。",
+                        "录制应用、网页或播放器发出的声音。", "录制旁白、外接麦克风或 iPhone 输入。", "媒体 + 麦克风",
+                        "同时录制媒体声音和麦克风输入。"});
+    EXPECT_FALSE(shown.count("系统默认"));
+
+    screens.state->setAudioCaptureMode(AudioCaptureMode::systemAndMicrophone);
+    screens.settle();
+    shown = screens.visibleTexts();
+    expectTexts(shown, {"麦克风", "系统默认", "Blue Yeti", "内置麦克风", "蓝牙耳机、USB 麦克风或外接声卡会作为麦克风设备显示。",
+                        "刷新", "权限"});
+
+    // Choosing a row selects that source.
+    auto* list = screens.item("sourceList");
+    ASSERT_TRUE(list);
+    const QPointF secondRow = list->mapToScene(QPointF(40, 64 + 8 + 20));
+    QTest::mouseClick(screens.window(), Qt::LeftButton, {}, secondRow.toPoint());
+    ASSERT_TRUE(waitFor([&] { return screens.state->selectedSource()->id == "window-7"; }, 2000));
+}
+
+TEST(ScreensTest, RecordingAndGeneratingScreensFollowTheFlow)
+{
+    ScreenHarness screens;
+    ASSERT_TRUE(screens.record());
+    screens.clock.advance(83);
+    ASSERT_TRUE(waitFor([&] { return screens.state->recordingElapsed() >= 83; }));
+    screens.settle();
+    expectTexts(screens.visibleTexts(), {"正在录制", "01:23", "停止"});
+
+    screens.recorder->stopGate.close();
+    screens.state->stopRecording();
+    screens.settle();
+    const auto shown = screens.visibleTexts();
+    expectTexts(shown, {"正在生成演示视频", "分析点击位置", "生成自动缩放", "平滑光标轨迹", "01", "02", "03"});
+    screens.recorder->stopGate.open();
+    ASSERT_TRUE(waitFor([&] { return screens.state->route() == Route::preview && !screens.state->isBusy(); }));
+}
+
+TEST(ScreensTest, PreviewPlaysTheProjectAndExportsWithProgressAndCancel)
+{
+    ScreenHarness screens;
+    const auto directory = screens.root / "projects" / "project-sample";
+    const RecordingProject project = testing::makeSampleProject(directory);
+    screens.openProject(directory);
+    ASSERT_EQ(screens.state->route(), Route::preview);
+    auto* preview = screens.item("livePreview");
+    ASSERT_TRUE(preview);
+    ASSERT_TRUE(waitFor([&] { return preview->property("ready").toBool(); }));
+    screens.settle();
+    auto shown = screens.visibleTexts();
+    expectTexts(shown, {"实时预览使用原始录制；点击导出时生成最终镜头。", "播放", "导出 MP4", "0:00 / 0:04",
+                        std::to_string(project.focusSegments.size()) +
+                            " focus segments · 原视频 1280 x 720 · 当前输出 1920 x 1080 · 30 fps",
+                        "画面比例", "16:9", "原视频比例", "极简深色", "渐变蓝紫", "干净浅色", "轻", "标准", "强", "12 fps",
+                        "24 fps", "60 fps"});
+    EXPECT_FALSE(shown.count("正在生成预览..."));
+
+    // Playing moves the clock at the movie's pace and stops at the end.
+    QMetaObject::invokeMethod(preview, "togglePlayback");
+    ASSERT_TRUE(waitFor([&] { return preview->property("currentTime").toDouble() > 1.0; }, 4000));
+    EXPECT_TRUE(preview->property("playing").toBool());
+    ASSERT_TRUE(waitFor([&] { return !preview->property("playing").toBool(); }, 8000));
+    EXPECT_DOUBLE_EQ(preview->property("currentTime").toDouble(), 4.0);
+
+    // Export with its progress bar and a cancel button, then the exported line.
+    screens.exporter->holdUntilCancelled = true;
+    auto* exportButton = screens.item("exportButton");
+    ASSERT_TRUE(exportButton);
+    QMetaObject::invokeMethod(exportButton, "clicked");
+    ASSERT_TRUE(waitFor([&] { return screens.state->exportProgress() == 0.5; }));
+    screens.settle();
+    EXPECT_TRUE(screens.item("exportProgress")->isVisible());
+    expectTexts(screens.visibleTexts(), {"50%", "取消"});
+    QMetaObject::invokeMethod(screens.item("cancelExportButton"), "clicked");
+    ASSERT_TRUE(waitFor([&] { return !screens.state->isBusy(); }));
+    EXPECT_EQ(screens.state->errorMessage(), "Export cancelled.");
+
+    screens.exporter->holdUntilCancelled = false;
+    QMetaObject::invokeMethod(exportButton, "clicked");
+    ASSERT_TRUE(waitFor([&] { return !screens.state->isBusy(); }));
+    screens.settle();
+    expectTexts(screens.visibleTexts(), {"已导出：", (directory / "export.mp4").string(), "在文件管理器中显示"});
+}
+
+TEST(ScreensTest, PreviewOfAMissingMovieSaysSoAndStillShowsTheCamera)
+{
+    ScreenHarness screens;
+    const auto directory = screens.root / "projects" / "project-gone";
+    testing::makeSampleProject(directory, 640, 360, 2);
+    std::filesystem::remove(directory / "raw.mov");
+    screens.openProject(directory);
+    auto* preview = screens.item("livePreview");
+    ASSERT_TRUE(waitFor([&] { return preview->property("ready").toBool(); }));
+    EXPECT_NE(preview->property("failure").toString().toStdString().find("raw.mov"), std::string::npos);
+    QMetaObject::invokeMethod(preview, "togglePlayback");
+    ASSERT_TRUE(waitFor([&] { return !preview->property("playing").toBool(); }, 5000));
+    EXPECT_DOUBLE_EQ(preview->property("currentTime").toDouble(), 2.0);
+
+    // A project directory that is gone altogether: the store's message, the app stays where it was.
+    screens.state->openProject(screens.root / "projects" / "nowhere");
+    EXPECT_TRUE(screens.state->errorMessage());
+    EXPECT_EQ(screens.state->route(), Route::preview);
+}
+
+}  // namespace
+}  // namespace vantile

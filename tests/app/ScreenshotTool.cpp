@@ -1,0 +1,130 @@
+// Renders every screen of the application over fake collaborators and saves one PNG per
+// screen, for a person to look at: `vantile-screenshots OUTDIR [PROJECT_DIR]`.
+#include "MainWindowShell.h"
+#include "RecordingHintPanel.h"
+#include "SampleProject.h"
+#include "ScreenHarness.h"
+#include "StatusItemController.h"
+
+#include <QApplication>
+#include <QMenu>
+
+#include <cstdio>
+
+using namespace vantile;
+using namespace vantile::testing;
+
+namespace {
+
+bool save(const QImage& image, const std::filesystem::path& file)
+{
+    const bool saved = image.save(QString::fromStdString(file.string()));
+    std::printf("%s %s\n", saved ? "wrote" : "FAILED", file.c_str());
+    return saved;
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+    if (qEnvironmentVariableIsEmpty("QT_QUICK_BACKEND")) qputenv("QT_QUICK_BACKEND", "software");
+    QApplication application(argc, argv);
+    if (argc < 2) {
+        std::fprintf(stderr, "usage: vantile-screenshots OUTDIR [PROJECT_DIR]\n");
+        return 2;
+    }
+    const std::filesystem::path out = argv[1];
+    std::filesystem::create_directories(out);
+    bool ok = true;
+
+    ScreenHarness screens;
+    if (!screens.window()) return 1;
+    screens.window()->resize(1180, 780);
+    const std::vector<CaptureSource> sources{
+        sampleDisplay("display-441"),
+        [] {
+            CaptureSource second = sampleDisplay("display-442");
+            second.title = "DELL U2720Q";
+            second.region = {1920, 0, 2560, 1440};
+            return second;
+        }(),
+        sampleWindow(),
+        [] {
+            CaptureSource browser = sampleWindow("window-83886087");
+            browser.appName = "Firefox";
+            browser.title = "Vantile — 产品演示 · Mozilla Firefox";
+            browser.region = {80, 60, 1440, 900};
+            return browser;
+        }(),
+    };
+    screens.loadSources(sources);
+    ok &= save(screens.grab(), out / "01-home.png");
+
+    screens.permissions->status = {true, false, false};
+    screens.state->refreshPermissionStatus();
+    screens.state->setRouteName("permissions");
+    ok &= save(screens.grab(), out / "02-permissions.png");
+    screens.permissions->status = {true, true, true};
+    screens.state->refreshPermissionStatus();
+
+    screens.state->setRouteName("sourcePicker");
+    screens.state->selectSource("window-83886087");
+    screens.state->setAudioCaptureMode(AudioCaptureMode::systemAndMicrophone);
+    screens.state->setSelectedMicrophoneDeviceID("alsa_input.usb-Blue_Yeti");
+    ok &= save(screens.grab(), out / "03-source-picker.png");
+
+    screens.state->startRecording();
+    waitFor([&] { return screens.state->route() == Route::recording; });
+    screens.clock.advance(83);
+    waitFor([&] { return screens.state->recordingElapsed() >= 83; });
+    ok &= save(screens.grab(), out / "04-recording.png");
+
+    screens.recorder->stopGate.close();
+    screens.state->stopRecording();
+    ok &= save(screens.grab(), out / "05-generating.png");
+    screens.recorder->stopGate.open();
+    waitFor([&] { return !screens.state->isBusy(); });
+
+    std::filesystem::path project = argc > 2 ? std::filesystem::path(argv[2]) : std::filesystem::path();
+    if (project.empty()) {
+        project = screens.root / "projects" / "project-2026-11-23-101500";
+        makeSampleProject(project, 1920, 1080, 6);
+    }
+    screens.openProject(project);
+    auto* preview = screens.item("livePreview");
+    waitFor([&] { return preview && preview->property("ready").toBool(); });
+    QMetaObject::invokeMethod(preview, "handleScrubbing", Q_ARG(bool, true), Q_ARG(double, 1.6));
+    QMetaObject::invokeMethod(preview, "handleScrubbing", Q_ARG(bool, false), Q_ARG(double, 1.6));
+    screens.settle(600);
+    ok &= save(screens.grab(), out / "06-preview.png");
+
+    screens.state->changeRenderSetting("templateName", "cleanLight");
+    screens.state->updateAspectRatio("portrait9x16");
+    screens.state->changeRenderSetting("cursorTheme", "electricBlue");
+    screens.exporter->holdUntilCancelled = true;
+    screens.state->exportCurrentProject();
+    waitFor([&] { return screens.state->exportProgress() == 0.5; });
+    screens.settle(600);
+    ok &= save(screens.grab(), out / "07-preview-exporting.png");
+    screens.state->cancelExport();
+    waitFor([&] { return !screens.state->isBusy(); });
+    screens.exporter->holdUntilCancelled = false;
+    screens.state->updateAspectRatio("landscape16x9");
+    screens.state->changeRenderSetting("templateName", "gradientBlue");
+    screens.state->exportCurrentProject();
+    waitFor([&] { return !screens.state->isBusy(); });
+    screens.settle(600);
+    ok &= save(screens.grab(), out / "08-preview-exported.png");
+
+    RecordingHintPanel hint;
+    hint.show();
+    screens.settle(100);
+    ok &= save(hint.grab().toImage(), out / "09-recording-hint.png");
+
+    StatusItemController statusItem;
+    statusItem.configure(screens.state.get(), [] {});
+    statusItem.menu()->adjustSize();
+    ok &= save(statusItem.menu()->grab().toImage(), out / "10-tray-menu.png");
+    return ok ? 0 : 1;
+}
