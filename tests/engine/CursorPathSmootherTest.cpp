@@ -63,6 +63,10 @@ TEST(CursorPathSmootherTest, TrembleIsDroppedButClicksInsideItAreKept)
     EXPECT_DOUBLE_EQ(frames[3].x, 100.25);
     EXPECT_DOUBLE_EQ(frames[3].y, 100.25);
     EXPECT_DOUBLE_EQ(frames[6].x, 100.25);  // the last move was within 2 px of the press: dropped
+
+    // Exactly 2 px away is far enough to keep.
+    const auto edge = smooth({makeEvent(0, Type::mouseMove, 10, 10), makeEvent(1, Type::mouseMove, 10, 12)}, 1, 1);
+    EXPECT_DOUBLE_EQ(edge[1].y, 10.5);
 }
 
 TEST(CursorPathSmootherTest, FastFarJumpsAreDampedHarderThanSlowOnes)
