@@ -214,8 +214,8 @@ FocusSegment overview(double start, double end, double width, double height)
 FocusPlannerOutput FocusPlanner::plan(const FocusPlannerInput& input) const
 {
     const std::vector<TimedPoint> events = planningEventsByTime(input.events);
-    const std::vector<FocusSegment> candidates = CandidateBuilder(events, input).build(events);
-    std::vector<FocusSegment> segments = insertOverviewSegments(mergeNearbySegments(candidates), input.duration,
+    std::vector<FocusSegment> candidates = CandidateBuilder(events, input).build(events);
+    std::vector<FocusSegment> segments = insertOverviewSegments(mergeNearbySegments(std::move(candidates)), input.duration,
                                                                 input.videoWidth, input.videoHeight);
     for (FocusSegment& segment : segments) constrain(segment, input.videoWidth, input.videoHeight);
     std::erase_if(segments, [](const FocusSegment& segment) { return !(segment.start < segment.end); });
@@ -228,9 +228,8 @@ FocusPlannerOutput FocusPlanner::plan(const FocusPlannerInput& input) const
     return output;
 }
 
-std::vector<FocusSegment> FocusPlanner::mergeNearbySegments(const std::vector<FocusSegment>& segments)
+std::vector<FocusSegment> FocusPlanner::mergeNearbySegments(std::vector<FocusSegment> sorted)
 {
-    std::vector<FocusSegment> sorted = segments;
     stableSortByStart(sorted);
     std::vector<FocusSegment> merged;
     if (sorted.empty()) return merged;

@@ -32,8 +32,9 @@ class FocusPlanner {
 public:
     FocusPlannerOutput plan(const FocusPlannerInput& input) const;
 
-    // Fuses neighbouring segments that are close in time, place and zoom.
-    static std::vector<FocusSegment> mergeNearbySegments(const std::vector<FocusSegment>& segments);
+    // Fuses neighbouring segments that are close in time, place and zoom. Takes the list by value:
+    // it is sorted in place, so a caller that moves its list in saves a copy.
+    static std::vector<FocusSegment> mergeNearbySegments(std::vector<FocusSegment> segments);
 
     // Fills long gaps (and a long tail) of start-sorted segments with overview segments.
     static std::vector<FocusSegment> insertOverviewSegments(const std::vector<FocusSegment>& segments, double duration,

@@ -130,7 +130,7 @@ std::vector<InputEvent> demoSession(double seconds, double width, double height,
             events.push_back(released);
         } else if (choice < 0.8) {
             // Trackpad scrolling: wheel events at about 100 Hz while the pointer drifts at 120 Hz.
-            const double end = t + between(0.5, 3.0);
+            const double end = t + between(0.5, 4.5);
             double nextMove = t;
             for (; t < end; t += between(0.006, 0.014)) {
                 InputEvent scroll = event(t, Type::scrollWheel, x, y);
