@@ -187,7 +187,10 @@ void FrameCompositor::drawCursor(QPainter& painter, QPointF position, double sca
     outline.addPolygon(pointerOutline());
     outline.closeSubpath();
     outline.setFillRule(Qt::WindingFill);
-    const QPen pen(color(palette.stroke), 2, Qt::SolidLine, Qt::FlatCap, Qt::MiterJoin);
+    QPen pen(color(palette.stroke), 2, Qt::SolidLine, Qt::FlatCap, Qt::MiterJoin);
+    // The design's drawing model mitres corners up to 10 line widths (Qt's default is 2), so
+    // the pointer's sharp tip keeps its point.
+    pen.setMiterLimit(10);
     const QBrush brush(color(palette.fill));
     const auto drawPointer = [&](QPainter& target) {
         target.setPen(pen);
