@@ -10,6 +10,8 @@ namespace vantile {
 
 // Drops pointer jitter, low-pass filters the pointer path and resamples it at the frame rate:
 // one CursorFrame per output frame, times i / fps for i = 0 ... floor(fps * duration). Holds no state.
+// No frames without pointer events, for fps < 1, or for a duration that is not positive and finite;
+// events whose time is not a number are ignored.
 class CursorPathSmoother {
 public:
     std::vector<CursorFrame> smooth(const std::vector<InputEvent>& events, std::int64_t fps, double duration) const;

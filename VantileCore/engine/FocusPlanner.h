@@ -27,7 +27,8 @@ struct FocusPlannerOutput {
 };
 
 // The automatic director: clicks, scroll bursts and typing become zoomed focus segments,
-// the quiet stretches between them whole-frame overviews. Holds no state.
+// the quiet stretches between them whole-frame overviews. Holds no state and reports no errors:
+// events whose time is not a number are ignored, and degenerate input gives empty or default output.
 class FocusPlanner {
 public:
     FocusPlannerOutput plan(const FocusPlannerInput& input) const;

@@ -7,7 +7,7 @@ namespace vantile::RecordingDurationFormatter {
 // The longest recording the application allows, in seconds.
 inline constexpr double maximumRecordingDuration = 600.0;
 
-// "mm:ss" of the whole seconds (negatives as 0); minutes grow past two digits.
+// "mm:ss" of the whole seconds (negatives, infinities and NaN as 0); minutes grow past two digits.
 std::string formatDuration(double seconds);
 
 bool hasReachedMax(double elapsed, double maxDuration = maximumRecordingDuration);
