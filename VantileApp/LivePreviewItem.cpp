@@ -5,8 +5,15 @@
 
 #include <QQuickWindow>
 #include <QSGImageNode>
+#include <QSGRectangleNode>
 
 namespace vantile {
+
+namespace {
+
+const QColor backdropColor(7, 11, 22);
+
+}  // namespace
 
 LivePreviewItem::LivePreviewItem(QQuickItem* parent) : QQuickItem(parent)
 {
@@ -144,16 +151,25 @@ QSGNode* LivePreviewItem::updatePaintNode(QSGNode* node, UpdatePaintNodeData*)
         delete node;
         return nullptr;
     }
-    auto* imageNode = static_cast<QSGImageNode*>(node);
-    if (!imageNode) {
+    // The whole item is painted (backdrop, then the frame), so no earlier frame of another
+    // size lingers at the edges when the aspect ratio changes.
+    auto* backdrop = static_cast<QSGRectangleNode*>(node);
+    QSGImageNode* imageNode = nullptr;
+    if (!backdrop) {
+        backdrop = window()->createRectangleNode();
         imageNode = window()->createImageNode();
         imageNode->setOwnsTexture(true);
         imageNode->setFiltering(QSGTexture::Linear);
+        backdrop->appendChildNode(imageNode);
         isNew = true;
+    } else {
+        imageNode = static_cast<QSGImageNode*>(backdrop->firstChild());
     }
+    backdrop->setRect(boundingRect());
+    backdrop->setColor(backdropColor);
     if (isNew) imageNode->setTexture(window()->createTextureFromImage(frame));
     imageNode->setRect(canvasRect_);
-    return imageNode;
+    return backdrop;
 }
 
 void LivePreviewItem::releaseResources()

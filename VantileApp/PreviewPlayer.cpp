@@ -136,8 +136,10 @@ std::optional<std::string> PreviewPlayer::failure() const
 QImage PreviewPlayer::latestFrame(bool* isNew)
 {
     std::lock_guard lock(shared_->mutex);
-    if (isNew) *isNew = shared_->latestIsNew;
-    shared_->latestIsNew = false;
+    if (isNew) {
+        *isNew = shared_->latestIsNew;
+        shared_->latestIsNew = false;
+    }
     return shared_->latest;
 }
 

@@ -44,7 +44,7 @@ public:
     // Frames skipped to keep up, since the last open.
     long droppedFrames() const { return droppedFrames_.load(); }
 
-    // The newest composed frame and whether it is new since the last call.
+    // The newest composed frame; with `isNew`, whether it is new since the last such call.
     QImage latestFrame(bool* isNew = nullptr);
 
 signals:

@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import "."
 
@@ -9,7 +8,7 @@ Item {
         width: 460
         spacing: 18
 
-        BusyIndicator { Layout.alignment: Qt.AlignHCenter; running: true }
+        Spinner { Layout.alignment: Qt.AlignHCenter }
         Text {
             Layout.alignment: Qt.AlignHCenter
             text: "正在生成演示视频"
@@ -35,6 +34,7 @@ Item {
                     spacing: 16
                     Text { text: modelData.index; color: Theme.accent; font.pixelSize: 15; font.weight: Font.Bold; font.family: "DejaVu Sans Mono" }
                     Text { text: modelData.title; color: Theme.text; font.pixelSize: 15 }
+                    Item { Layout.fillWidth: true }
                 }
             }
         }

@@ -7,7 +7,7 @@ Item {
 
     ColumnLayout {
         anchors.centerIn: parent
-        width: Math.min(parent.width - 96, 760)
+        width: Math.min(parent.width - 96, 880)
         spacing: 22
 
         Text {
@@ -20,7 +20,7 @@ Item {
         Text {
             text: "录一次，不剪辑，直接生成高级产品演示视频。"
             color: Theme.text
-            font.pixelSize: 40
+            font.pixelSize: 38
             font.weight: Font.Bold
             wrapMode: Text.WordWrap
             Layout.fillWidth: true

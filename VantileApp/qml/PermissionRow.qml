@@ -25,10 +25,13 @@ Rectangle {
         ColumnLayout {
             spacing: 4
             Layout.fillWidth: true
+            Layout.preferredWidth: 1
             Text { text: row.title; color: Theme.text; font.pixelSize: 16; font.weight: Font.DemiBold }
             Text { text: row.detail; color: Theme.secondaryText; font.pixelSize: 13 }
         }
         Text {
+            Layout.preferredWidth: 56
+            horizontalAlignment: Text.AlignRight
             text: row.granted ? "已开启" : "未开启"
             color: row.granted ? Theme.success : Theme.warning
             font.pixelSize: 13

@@ -74,6 +74,21 @@ Item {
                         when: !timeline.pressed
                         value: preview.currentTime
                     }
+                    background: Rectangle {
+                        x: timeline.leftPadding
+                        y: timeline.topPadding + timeline.availableHeight / 2 - height / 2
+                        width: timeline.availableWidth
+                        height: 6
+                        radius: 3
+                        color: Theme.panelRaised
+                        Rectangle { width: timeline.visualPosition * parent.width; height: parent.height; radius: 3; color: Theme.accent }
+                    }
+                    handle: Rectangle {
+                        x: timeline.leftPadding + timeline.visualPosition * (timeline.availableWidth - width)
+                        y: timeline.topPadding + timeline.availableHeight / 2 - height / 2
+                        width: 16; height: 16; radius: 8
+                        color: timeline.pressed ? "#dbeafe" : "white"
+                    }
                 }
                 Text {
                     objectName: "playbackTime"

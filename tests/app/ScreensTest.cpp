@@ -1,5 +1,6 @@
 #include "ScreenHarness.h"
 #include "SampleProject.h"
+#include "LivePreviewItem.h"
 
 #include <QTest>
 
@@ -114,6 +115,26 @@ TEST(ScreensTest, PreviewPlaysTheProjectAndExportsWithProgressAndCancel)
     EXPECT_TRUE(preview->property("playing").toBool());
     ASSERT_TRUE(waitFor([&] { return !preview->property("playing").toBool(); }, 8000));
     EXPECT_DOUBLE_EQ(preview->property("currentTime").toDouble(), 4.0);
+
+    // A new look shows at once, also while paused.
+    auto& player = static_cast<LivePreviewItem*>(preview)->player();
+    const auto cornerIs = [&](QRgb expected) {
+        return waitFor([&] { return (player.latestFrame().pixel(1, 1) & 0xffffff) == (expected & 0xffffff); }, 3000);
+    };
+    EXPECT_TRUE(cornerIs(0x0B1020));
+    screens.state->changeRenderSetting("templateName", "cleanLight");
+    EXPECT_TRUE(cornerIs(0xF5F7FA));
+    screens.state->updateAspectRatio("portrait9x16");
+    screens.state->updateAspectRatio("landscape16x9");
+    screens.state->changeRenderSetting("templateName", "gradientBlue");
+    EXPECT_TRUE(cornerIs(0x0F172A)) << std::hex << player.latestFrame().pixel(1, 1);
+    // And reaches the screen.
+    const QRectF canvas = preview->property("canvasRect").toRectF();
+    const QPointF corner = preview->mapToScene(canvas.topLeft() + QPointF(3, 3));
+    const QImage shot = screens.grab();
+    const QRgb onScreen = shot.pixel(corner.toPoint());
+    EXPECT_LE(std::abs(qRed(onScreen) - 0x0F) + std::abs(qGreen(onScreen) - 0x17) + std::abs(qBlue(onScreen) - 0x2A), 4)
+        << std::hex << onScreen;
 
     // Export with its progress bar and a cancel button, then the exported line.
     screens.exporter->holdUntilCancelled = true;
