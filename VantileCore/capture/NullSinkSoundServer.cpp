@@ -37,6 +37,8 @@ NullSinkSoundServer::NullSinkSoundServer(const std::filesystem::path& runtimeDir
 {
     std::filesystem::create_directories(runtimeDirectory);
     const std::filesystem::path socket = runtimeDirectory / "native";
+    // sockaddr_un holds 108 bytes; a longer path would fail only once the daemon is up.
+    if (socket.string().size() >= 108) throw std::runtime_error("sound server path too long: " + socket.string());
     serverAddress_ = "unix:" + socket.string();
     daemon_ = std::make_unique<ChildProcess>(
         std::vector<std::string>{"pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1", "--use-pid-file=no",

@@ -19,6 +19,8 @@ struct PulseAudioSource::Connection {
     mutable std::mutex failureMutex;
     std::optional<std::string> failure;
     std::atomic<bool> stopping = false;
+    std::string lostMessage = "the audio device stopped delivering sound";
+    std::optional<std::string> requiredDevice;  // a device the user chose by name
 
     Connection()
     {
@@ -37,6 +39,7 @@ struct PulseAudioSource::Connection {
         if (stream) {
             pa_stream_set_read_callback(stream, nullptr, nullptr);
             pa_stream_set_state_callback(stream, nullptr, nullptr);
+            pa_stream_set_moved_callback(stream, nullptr, nullptr);
             pa_stream_disconnect(stream);
             pa_stream_unref(stream);
         }
@@ -118,8 +121,18 @@ void streamStateChanged(pa_stream* stream, void* userdata)
     auto* connection = static_cast<PulseAudioSource::Connection*>(userdata);
     const pa_stream_state_t state = pa_stream_get_state(stream);
     if ((state == PA_STREAM_FAILED || state == PA_STREAM_TERMINATED) && !connection->stopping)
-        connection->setFailure("the audio device stopped delivering sound");
+        connection->setFailure(connection->lostMessage);
     pa_threaded_mainloop_signal(connection->loop, 0);
+}
+
+// The server moves a stream whose device went away to its default device; for a device the
+// user chose, that means the chosen device is gone.
+void streamMoved(pa_stream* stream, void* userdata)
+{
+    auto* connection = static_cast<PulseAudioSource::Connection*>(userdata);
+    const char* device = pa_stream_get_device_name(stream);
+    if (connection->requiredDevice && (!device || *connection->requiredDevice != device))
+        connection->setFailure(connection->lostMessage);
 }
 
 }  // namespace
@@ -136,6 +149,10 @@ void PulseAudioSource::start(Handler handler)
     stop();
     auto connection = std::make_unique<Connection>();
     connection->handler = std::move(handler);
+    connection->lostMessage = kind_ == AudioSourceKind::microphone
+                                  ? "the microphone stopped delivering sound"
+                                  : "system audio stopped delivering sound";
+    if (kind_ == AudioSourceKind::microphone) connection->requiredDevice = deviceName_;
     {
         const LoopLock lock(connection->loop);
         connection->connectContext();
@@ -146,6 +163,7 @@ void PulseAudioSource::start(Handler handler)
         if (!connection->stream) throw RecordingError::captureStartFailed("cannot create an audio stream");
         pa_stream_set_read_callback(connection->stream, readAvailable, connection.get());
         pa_stream_set_state_callback(connection->stream, streamStateChanged, connection.get());
+        pa_stream_set_moved_callback(connection->stream, streamMoved, connection.get());
         // Small fragments keep the arrival time of each chunk close to when it was heard.
         pa_buffer_attr attributes{};
         attributes.maxlength = static_cast<std::uint32_t>(-1);

@@ -151,6 +151,7 @@ void ScreenCaptureSession::captureLoop()
                 freeSlots_.pop_back();
             } else {
                 ++statistics_.droppedFrames;
+                if (image.pixels) ++statistics_.encoderBusyDrops;
             }
         }
         if (slot) {

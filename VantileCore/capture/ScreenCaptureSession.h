@@ -29,7 +29,8 @@ public:
     static constexpr double minimumHeight = 360;
     static constexpr double maximumWidth = 4096;
     static constexpr double maximumHeight = 2304;
-    static constexpr std::size_t poolSize = 8;
+    // Half a second of frames absorbs an encoder briefly starved of CPU.
+    static constexpr std::size_t poolSize = 15;
 
     ScreenCaptureSession(CapturePlatform& platform, const CaptureSource& source, std::filesystem::path outputURL,
                          AudioCaptureSettings audioSettings);

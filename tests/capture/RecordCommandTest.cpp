@@ -26,6 +26,18 @@ using vantile::testing::streamOfType;
 
 class RecordCommandTest : public vantile::testing::X11TestSession {
 protected:
+    void TearDown() override
+    {
+        std::filesystem::remove_all(pulseDirectory());
+        X11TestSession::TearDown();
+    }
+
+    // Short: a unix socket's path must stay under 108 bytes.
+    static std::filesystem::path pulseDirectory()
+    {
+        return std::filesystem::temp_directory_path() / ("vantile-pulse-" + std::to_string(::getpid()));
+    }
+
     std::filesystem::path onlyProject() const
     {
         std::vector<std::filesystem::path> projects;
@@ -92,7 +104,7 @@ TEST_F(RecordCommandTest, InterruptStopsLikeTheAppAndSavesThePlannedProject)
 
 TEST_F(RecordCommandTest, SystemAudioPlayedIntoTheNullSinkLandsInItsOwnTrack)
 {
-    NullSinkSoundServer sound(directory / "pulse");
+    NullSinkSoundServer sound(pulseDirectory());
     setenv("PULSE_SERVER", sound.serverAddress().c_str(), 1);
     X11SourceLister lister;
     const ListedDisplay screen = lister.screens().front();
@@ -140,6 +152,32 @@ TEST_F(RecordCommandTest, SystemAudioPlayedIntoTheNullSinkLandsInItsOwnTrack)
     EXPECT_GT(onset, playedAt - 0.1);
     EXPECT_LT(onset, playedAt + 0.4);
     EXPECT_NEAR(loudness(onset + 0.1, onset + 0.6), 0.5 / std::sqrt(2), 0.06);
+}
+
+TEST_F(RecordCommandTest, AMicrophoneThatDisappearsEndsCaptureWithAMessageAndKeepsTheMovie)
+{
+    NullSinkSoundServer sound(pulseDirectory());
+    setenv("PULSE_SERVER", sound.serverAddress().c_str(), 1);
+    const std::string module =
+        vantile::testing::commandOutput("pactl load-module module-null-sink sink_name=headset 2>/dev/null");
+    ASSERT_FALSE(module.empty());
+    X11SourceLister lister;
+    const ListedDisplay screen = lister.screens().front();
+    const CaptureSource display{.id = "display-" + std::to_string(screen.number), .region = screen.frame};
+    X11CapturePlatform platform;
+    ScreenRecorder recorder(platform);
+    recorder.start(display, directory / "raw.mov", {AudioCaptureMode::microphone, "headset.monitor"});
+    std::this_thread::sleep_for(1500ms);
+    EXPECT_FALSE(recorder.failure());
+    vantile::testing::commandOutput("pactl unload-module " + module);
+    for (int wait = 0; wait < 100 && !recorder.failure(); ++wait) std::this_thread::sleep_for(20ms);
+    ASSERT_TRUE(recorder.failure());
+    EXPECT_EQ(*recorder.failure(), "the microphone stopped delivering sound");
+    recorder.stop();
+    unsetenv("PULSE_SERVER");
+    const auto probed = probe(directory / "raw.mov");
+    EXPECT_FALSE(streamOfType(probed, "video").is_null());
+    EXPECT_FALSE(streamOfType(probed, "audio").is_null());
 }
 
 TEST_F(RecordCommandTest, AMissingSoundServerFailsTheStartWithAMessage)
