@@ -12,6 +12,14 @@ std::string describe(const std::string& path, const std::string& problem)
     return path.empty() ? problem : path + ": " + problem;
 }
 
+// "time" after "[3]" reads "[3].time"; "[3]" after "events" reads "events[3]".
+void appendPath(std::string& path, const std::string& inner)
+{
+    if (inner.empty()) return;
+    if (inner.front() != '[') path.push_back('.');
+    path.append(inner);
+}
+
 }  // namespace
 
 DecodingError::DecodingError(std::string path, std::string problem)
@@ -22,14 +30,15 @@ DecodingError::DecodingError(std::string path, std::string problem)
 DecodingError DecodingError::insideKey(std::string_view key) const
 {
     std::string path(key);
-    if (!path_.empty()) path += (path_.front() == '[' ? "" : ".") + path_;
+    appendPath(path, path_);
     return DecodingError(path, problem_);
 }
 
 DecodingError DecodingError::insideIndex(std::size_t index) const
 {
-    std::string path = "[" + std::to_string(index) + "]";
-    if (!path_.empty()) path += (path_.front() == '[' ? "" : ".") + path_;
+    std::string path = "[";
+    path.append(std::to_string(index)).append("]");
+    appendPath(path, path_);
     return DecodingError(path, problem_);
 }
 
