@@ -624,6 +624,21 @@ void AppState::revealExportInFinder()
     if (shell_) shell_->revealFile(*projectDirectory_ / *currentProject_->exportVideoPath);
 }
 
+void AppState::shutdown()
+{
+    cancelExport();
+    cancelRecordingTimer();
+    dismissRecordingHint();
+    if (route_ != Route::recording || isBusy_) return;
+    inputRecorder_->stop();
+    try {
+        recorder_->stop();
+    } catch (const std::exception&) {
+        // Quitting anyway; the fragmented movie stays playable up to its last fragment.
+    }
+    setRoute(Route::sourcePicker);
+}
+
 void AppState::openProject(const fs::path& directory)
 {
     if (isBusy_ || route_ == Route::recording) return;

@@ -122,6 +122,9 @@ public:
     Q_INVOKABLE void cancelExport();
     Q_INVOKABLE void revealExportInFinder();
     Q_INVOKABLE bool showMainWindow();
+    // Before the process ends: a running capture is stopped so its movie is finished on disk
+    // (the events are already journalled beside it), and a running export is cancelled.
+    void shutdown();
     // Opens an earlier recording's directory in the preview (`vantile DIR`).
     void openProject(const std::filesystem::path& directory);
     Q_INVOKABLE void hideMainWindow();

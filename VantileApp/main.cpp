@@ -44,5 +44,6 @@ int main(int argc, char** argv)
     };
     statusItem.configure(&appState, openMainWindow);
 
+    QObject::connect(&application, &QCoreApplication::aboutToQuit, &appState, [&] { appState.shutdown(); });
     return application.exec();
 }

@@ -500,6 +500,30 @@ TEST(AppStateTest, ShowingTheWindowDismissesTheHintAndScreensMoveOnlyBetweenTheF
     EXPECT_EQ(app.state->route(), Route::permissions);
 }
 
+TEST(AppStateTest, QuittingWhileRecordingStopsTheCaptureSoTheMovieIsFinished)
+{
+    AppFixture app;
+    ASSERT_TRUE(app.record());
+    app.state->shutdown();
+    const auto calls = app.log.entries();
+    EXPECT_EQ(std::vector<std::string>(calls.end() - 2, calls.end()),
+              (std::vector<std::string>{"input.stop", "recorder.stop"}));
+    EXPECT_NE(app.state->route(), Route::recording);
+}
+
+TEST(AppStateTest, CaptureThatEndsOnItsOwnStopsTheRecordingAndSaysWhy)
+{
+    AppFixture app(std::chrono::milliseconds(10));
+    ASSERT_TRUE(app.record());
+    {
+        std::lock_guard lock(app.recorder->mutex);
+        app.recorder->captureFailure = "The selected capture source is no longer available.";
+    }
+    ASSERT_TRUE(waitFor([&] { return app.state->route() == Route::preview && !app.state->isBusy(); }));
+    EXPECT_EQ(app.state->errorMessage(), "The selected capture source is no longer available.");
+    EXPECT_TRUE(app.state->currentProject());
+}
+
 TEST(AppStateTest, MissingProjectContextHasItsSentence)
 {
     EXPECT_STREQ(AppFlowError::missingProjectContext().what(), "Project context is missing.");
