@@ -1,0 +1,77 @@
+#include "RenderTestSupport.h"
+
+#include "render/ProjectSettingsEditor.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+namespace vantile {
+namespace {
+
+RecordingProject clickProject()
+{
+    RecordingProject project = test::makeProject(1920, 1080, 6);
+    project.renderSettings = RenderSettings::defaultLandscape().sizedFor(project.video);
+    for (int i = 0; i < 3; ++i) {
+        const double t = 1 + 1.5 * i;
+        project.events.push_back({t, InputEvent::EventType::leftMouseDown, 400.0 + 500 * i, 300, {}, {}, "left"});
+        project.events.push_back({t + 0.1, InputEvent::EventType::leftMouseUp, 400.0 + 500 * i, 300, {}, {}, "left"});
+    }
+    project.exportVideoPath = "export.mp4";
+    project.previewVideoPath = "preview.mp4";
+    return project;
+}
+
+TEST(ProjectSettingsEditorTest, ChangesAreSavedAndRecomputeWhatDependsOnThem)
+{
+    test::TemporaryDirectory root;
+    const auto directory = root.path() / "project";
+    const ProjectFileManager files(root.path());
+    files.saveProject(clickProject(), directory);
+    ProjectSettingsEditor editor(files.loadProject(directory), directory, files);
+
+    editor.updateAspectRatio(AspectRatio::portrait9x16);
+    const OutputSize portrait = outputSize(AspectRatio::portrait9x16, editor.project().video, ResolutionPreset::p1080);
+    EXPECT_EQ(editor.renderSettings().outputWidth, portrait.width);
+    EXPECT_EQ(editor.renderSettings().outputHeight, portrait.height);
+    // A change makes the earlier preview and export stale.
+    RecordingProject saved = files.loadProject(directory);
+    EXPECT_EQ(saved.renderSettings, editor.renderSettings());
+    EXPECT_FALSE(saved.exportVideoPath.has_value());
+    EXPECT_FALSE(saved.previewVideoPath.has_value());
+
+    editor.updateResolutionPreset(ResolutionPreset::p1440);
+    EXPECT_EQ(files.loadProject(directory).renderSettings.outputHeight,
+              outputSize(AspectRatio::portrait9x16, editor.project().video, ResolutionPreset::p1440).height);
+
+    editor.changeFps(24);
+    EXPECT_EQ(files.loadProject(directory).cursorFrames.size(), 6U * 24 + 1);
+
+    editor.changeZoomIntensity(ZoomIntensity::strong);
+    saved = files.loadProject(directory);
+    EXPECT_EQ(saved.renderSettings.zoomIntensity, ZoomIntensity::strong);
+    EXPECT_EQ(saved.focusSegments, editor.project().focusSegments);
+    EXPECT_FALSE(saved.focusSegments.empty());
+
+    const RenderJob job = editor.makeExportJob(editor.defaultExportURL());
+    EXPECT_EQ(job.rawVideoURL, directory / "raw.mov");
+    EXPECT_EQ(job.renderSettings, editor.renderSettings());
+    EXPECT_EQ(job.cursorFrames, editor.project().cursorFrames);
+    editor.recordExport(directory / "export.mp4");
+    EXPECT_EQ(files.loadProject(directory).exportVideoPath, std::optional<std::string>("export.mp4"));
+    editor.recordExport(root.path() / "elsewhere.mp4");
+    EXPECT_EQ(files.loadProject(directory).exportVideoPath, (root.path() / "elsewhere.mp4").string());
+
+    // Settings saves are best effort: a vanished directory does not stop the change.
+    std::filesystem::remove_all(directory);
+    std::filesystem::create_directories(root.path() / "blocker");
+    ProjectSettingsEditor orphan(clickProject(), root.path() / "blocker" / "file" / "x", files);
+    std::ofstream(root.path() / "blocker" / "file") << "not a directory";
+    EXPECT_NO_THROW(orphan.changeFps(60));
+    EXPECT_EQ(orphan.renderSettings().fps, 60);
+    EXPECT_THROW(orphan.recordExport(root.path() / "out.mp4"), std::exception);
+}
+
+}  // namespace
+}  // namespace vantile
