@@ -156,6 +156,8 @@ void PreviewPlayer::run()
     bool playing = false;
     Clock::time_point clockStart;
     double mediaStart = 0;
+    // The clock starts with the first decoded frame, so the decoder's start-up is not lateness.
+    bool clockPending = false;
 
     const auto publish = [&](double time) {
         if (!canvasSize.isValid() || !renderer.hasScene()) return;
@@ -242,6 +244,7 @@ void PreviewPlayer::run()
                 if (playing) {
                     clockStart = Clock::now();
                     mediaStart = seekTarget.value_or(shownTime);
+                    clockPending = true;
                 }
             }
         }
@@ -251,6 +254,7 @@ void PreviewPlayer::run()
             if (playing) {
                 clockStart = Clock::now();
                 mediaStart = *seekTarget;
+                clockPending = true;
             }
         } else if (sceneChanged) {
             // A new look or size shows at once, also while paused.
@@ -287,6 +291,12 @@ void PreviewPlayer::run()
             }
             pendingTime = reader->frameTime(*pending);
         }
+        if (clockPending) {
+            clockPending = false;
+            clockStart = Clock::now();
+            mediaStart = std::max(pendingTime, mediaStart);
+            continue;
+        }
         if (pendingTime > now) {
             std::unique_lock lock(shared_->mutex);
             shared_->wake.wait_until(lock, clockStart + std::chrono::duration_cast<Clock::duration>(
@@ -295,7 +305,7 @@ void PreviewPlayer::run()
         }
         FrameHandle due = std::move(pending);
         const double dueTime = pendingTime;
-        // When the next frame is already due too, this one is too late to be worth showing.
+        // When even the frame after this one is a whole frame late, this one is skipped.
         try {
             pending = reader->readFrame();
             if (pending) pendingTime = reader->frameTime(*pending);
@@ -303,7 +313,7 @@ void PreviewPlayer::run()
             fail(error.what());
             continue;
         }
-        if (pending && pendingTime <= now) {
+        if (pending && 2 * pendingTime - dueTime <= now) {
             ++droppedFrames_;
             continue;
         }
