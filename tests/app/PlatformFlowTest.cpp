@@ -1,0 +1,81 @@
+#include "FakeServices.h"
+#include "MainWindowShell.h"
+#include "PlatformServices.h"
+
+#include "capture/VirtualDisplay.h"
+#include "render/MovieReader.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+namespace vantile {
+namespace {
+
+using testing::waitFor;
+
+void xdotool(const std::string& arguments)
+{
+    ASSERT_EQ(std::system(("xdotool " + arguments + " >/dev/null 2>&1").c_str()), 0) << arguments;
+}
+
+// The whole flow with the real recorders on a private X display: record, stop, preview data,
+// export, with the real capture, input log, store and exporter.
+TEST(PlatformFlowTest, RecordsADisplayStopsIntoAProjectAndExportsIt)
+{
+    VirtualDisplay display(960, 540);
+    const std::string previousDisplay = std::getenv("DISPLAY") ? std::getenv("DISPLAY") : "";
+    setenv("DISPLAY", display.name().c_str(), 1);
+    testing::TemporaryDirectory root;
+    {
+        AppCollaborators collaborators = makePlatformCollaborators();
+        collaborators.projectsRoot = root / "projects";
+        AppState state(std::move(collaborators));
+        EXPECT_TRUE(state.permissionStatus().allGranted());
+
+        state.loadSources();
+        ASSERT_TRUE(waitFor([&] { return !state.isBusy(); }, 10000));
+        ASSERT_TRUE(state.selectedSource());
+        EXPECT_EQ(state.selectedSource()->kind, CaptureSource::SourceKind::display);
+
+        state.startRecording();
+        ASSERT_TRUE(waitFor([&] { return !state.isBusy(); }, 10000));
+        ASSERT_EQ(state.route(), Route::recording) << state.errorMessage().value_or("");
+        waitFor([] { return false; }, 400);
+        xdotool("mousemove 100 100");
+        for (int step = 0; step < 10; ++step) {
+            xdotool("mousemove_relative 20 10");
+            waitFor([] { return false; }, 60);
+        }
+        xdotool("click 1");
+        waitFor([] { return false; }, 1200);
+
+        state.stopRecording();
+        ASSERT_TRUE(waitFor([&] { return !state.isBusy(); }, 20000));
+        ASSERT_EQ(state.route(), Route::preview) << state.errorMessage().value_or("");
+        const RecordingProject& project = *state.currentProject();
+        EXPECT_GE(project.duration, 1.0);
+        EXPECT_EQ(project.video.width, 960);
+        const bool clicked = std::any_of(project.events.begin(), project.events.end(), [](const InputEvent& e) {
+            return e.type == InputEvent::EventType::leftMouseDown;
+        });
+        EXPECT_TRUE(clicked);
+        EXPECT_FALSE(project.cursorFrames.empty());
+        MovieReader raw(*state.previewVideoURL());
+        EXPECT_EQ(raw.width(), 960);
+        EXPECT_EQ(raw.height(), 540);
+
+        state.updateResolutionPreset(ResolutionPreset::p720);
+        state.exportCurrentProject();
+        ASSERT_TRUE(waitFor([&] { return !state.isBusy(); }, 120000));
+        EXPECT_EQ(state.statusMessage(), "Exported") << state.errorMessage().value_or("");
+        MovieReader exported(*state.projectDirectory() / "export.mp4");
+        EXPECT_EQ(exported.width(), 1280);
+        EXPECT_EQ(exported.height(), 720);
+    }
+    setenv("DISPLAY", previousDisplay.c_str(), 1);
+    if (previousDisplay.empty()) unsetenv("DISPLAY");
+}
+
+}  // namespace
+}  // namespace vantile
