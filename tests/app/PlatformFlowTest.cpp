@@ -41,14 +41,14 @@ TEST(PlatformFlowTest, RecordsADisplayStopsIntoAProjectAndExportsIt)
         state.startRecording();
         ASSERT_TRUE(waitFor([&] { return !state.isBusy(); }, 10000));
         ASSERT_EQ(state.route(), Route::recording) << state.errorMessage().value_or("");
-        waitFor([] { return false; }, 400);
+        waitFor([] { return false; }, 1000);  // the input monitor and the first frames settle
         xdotool("mousemove 100 100");
         for (int step = 0; step < 10; ++step) {
             xdotool("mousemove_relative 20 10");
             waitFor([] { return false; }, 60);
         }
         xdotool("click 1");
-        waitFor([] { return false; }, 1200);
+        waitFor([] { return false; }, 1500);
 
         state.stopRecording();
         ASSERT_TRUE(waitFor([&] { return !state.isBusy(); }, 20000));
