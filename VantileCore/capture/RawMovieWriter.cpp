@@ -119,9 +119,9 @@ RawMovieWriter::RawMovieWriter(const std::filesystem::path& file, int width, int
     codec->color_primaries = AVCOL_PRI_BT709;
     codec->color_trc = AVCOL_TRC_IEC61966_2_1;
     if (output->oformat->flags & AVFMT_GLOBALHEADER) codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    // Capture must keep up in real time on two cores while the screen changes every frame:
-    // measured, veryfast falls behind there, superfast holds at 1080p and larger screens need
-    // ultrafast (about 2.4 times cheaper than veryfast, files about twice as large at crf 18).
+    // Capture must keep up in real time on two cores shared with other work while the screen
+    // changes every frame: veryfast fell behind there, superfast holds at 1080p, and larger
+    // screens need ultrafast (about 2.4 times cheaper than veryfast, files twice as large).
     const bool largerThanFullHd = static_cast<long>(width) * height > 1920L * 1080L;
     av_opt_set(codec->priv_data, "preset", largerThanFullHd ? "ultrafast" : "superfast", 0);
     av_opt_set(codec->priv_data, "crf", "18", 0);
