@@ -26,8 +26,8 @@ Rectangle {
             spacing: 4
             Layout.fillWidth: true
             Layout.preferredWidth: 1
-            Text { text: row.title; color: Theme.text; font.pixelSize: 16; font.weight: Font.DemiBold }
-            Text { text: row.detail; color: Theme.secondaryText; font.pixelSize: 13 }
+            Text { text: row.title; color: Theme.text; font.pixelSize: 16; font.weight: Font.DemiBold; Layout.fillWidth: true }
+            Text { text: row.detail; color: Theme.secondaryText; font.pixelSize: 13; elide: Text.ElideRight; Layout.fillWidth: true }
         }
         Text {
             Layout.preferredWidth: 56
