@@ -494,16 +494,12 @@ void AppState::finishStop(StopOutcome outcome)
 void AppState::applyRenderSettings(const RenderSettings& settings)
 {
     setRenderSettings(settings);
-    if (currentProject_) {
-        RecordingProject project = *currentProject_;
-        project.renderSettings = settings;
-        // An earlier preview or export no longer matches these settings.
-        project.previewVideoPath.reset();
-        project.exportVideoPath.reset();
-        setPreviewIsPartial(false);
-        setCurrentProject(std::move(project));
-    }
-    saveSilently();
+    if (!currentProject_ || !projectDirectory_) return;
+    // Clears the now stale preview and export of the project and saves it, quietly.
+    ProjectSettingsEditor editor = settingsEditor();
+    editor.applyRenderSettings(settings);
+    setPreviewIsPartial(false);
+    setCurrentProject(editor.project());
 }
 
 void AppState::updateAspectRatio(AspectRatio ratio)
@@ -530,33 +526,26 @@ void AppState::updateResolutionPreset(ResolutionPreset preset)
 
 void AppState::rebuildFocusSegmentsForCurrentProject()
 {
-    if (!currentProject_) return;
-    RecordingProject project = *currentProject_;
-    const FocusPlannerInput input{project.duration, static_cast<double>(project.video.width),
-                                  static_cast<double>(project.video.height), project.events,
-                                  renderSettings_.zoomIntensity};
-    project.focusSegments = focusPlanner_.plan(input).segments;
-    setCurrentProject(std::move(project));
-    saveSilently();
+    if (!currentProject_ || !projectDirectory_) return;
+    ProjectSettingsEditor editor = settingsEditor();
+    editor.rebuildFocusSegments();
+    setCurrentProject(editor.project());
 }
 
 void AppState::rebuildCursorFramesForCurrentProject()
 {
-    if (!currentProject_) return;
-    RecordingProject project = *currentProject_;
-    project.cursorFrames = cursorSmoother_.smooth(project.events, renderSettings_.fps, project.duration);
-    setCurrentProject(std::move(project));
-    saveSilently();
+    if (!currentProject_ || !projectDirectory_) return;
+    ProjectSettingsEditor editor = settingsEditor();
+    editor.rebuildCursorFrames();
+    setCurrentProject(editor.project());
 }
 
-void AppState::saveSilently()
+ProjectSettingsEditor AppState::settingsEditor() const
 {
-    if (!projectDirectory_ || !currentProject_) return;
-    try {
-        projectFiles_.saveProject(*currentProject_, *projectDirectory_);
-    } catch (const std::exception&) {
-        // Saves after settings changes fail silently by design; the next save tries again.
-    }
+    // The project carries the controller's settings: every change goes through applyRenderSettings.
+    RecordingProject project = *currentProject_;
+    project.renderSettings = renderSettings_;
+    return ProjectSettingsEditor(std::move(project), *projectDirectory_, projectFiles_);
 }
 
 // MARK: export

@@ -6,6 +6,7 @@
 #include "engine/CursorPathSmoother.h"
 #include "engine/FocusPlanner.h"
 #include "model/RecordingProject.h"
+#include "render/ProjectSettingsEditor.h"
 #include "store/ProjectFileManager.h"
 
 #include <QDateTime>
@@ -215,7 +216,7 @@ private:
     void recordingTimerTick();
     void showRecordingStartedHint();
     void dismissRecordingHint();
-    void saveSilently();
+    ProjectSettingsEditor settingsEditor() const;
 
     // Runs `work` on the worker pool and `done` with its result back on the main thread.
     template <typename Work, typename Done>

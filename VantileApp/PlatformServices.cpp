@@ -10,7 +10,7 @@
 #include "capture/X11CapturePlatform.h"
 #include "capture/X11InputSource.h"
 #include "capture/X11SourceLister.h"
-#include "render/VideoFileWriter.h"
+#include "render/ExportManager.h"
 
 #include <QSocketNotifier>
 
@@ -128,7 +128,7 @@ class MovieExportService : public ExportService {
 public:
     void exportMovie(const RenderJob& job, ExportMonitor& monitor) override
     {
-        VideoFileWriter::writeRenderedDemo(job, &monitor);
+        ExportManager().exportMovie(job, &monitor);
     }
 };
 
