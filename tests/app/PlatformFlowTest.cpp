@@ -33,9 +33,23 @@ TEST(PlatformFlowTest, RecordsADisplayStopsIntoAProjectAndExportsIt)
         AppState state(std::move(collaborators));
         EXPECT_TRUE(state.permissionStatus().allGranted());
 
-        state.loadSources();
-        ASSERT_TRUE(waitFor([&] { return !state.isBusy(); }, 10000));
+        // A display that has only just started may not answer the listing yet; the picker's
+        // fallback entries cannot be recorded, so list again until the real display shows.
+        for (int attempt = 0; attempt < 20; ++attempt) {
+            state.loadSources();
+            ASSERT_TRUE(waitFor([&] { return !state.isBusy(); }, 10000));
+            const auto& sources = state.sources();
+            const auto live = std::find_if(sources.begin(), sources.end(), [](const CaptureSource& source) {
+                return source.id.rfind("display-", 0) == 0 && source.id.find("fallback") == std::string::npos;
+            });
+            if (live != sources.end()) {
+                state.selectSource(QString::fromStdString(live->id));
+                break;
+            }
+            waitFor([] { return false; }, 250);
+        }
         ASSERT_TRUE(state.selectedSource());
+        ASSERT_EQ(state.selectedSource()->id.find("fallback"), std::string::npos);
         EXPECT_EQ(state.selectedSource()->kind, CaptureSource::SourceKind::display);
 
         state.startRecording();
