@@ -6,7 +6,6 @@
 #include "engine/RecordingDurationFormatter.h"
 
 #include <QCollator>
-#include <QtConcurrent/QtConcurrentRun>
 
 #include <algorithm>
 #include <exception>
@@ -70,7 +69,14 @@ struct AppState::StopOutcome {
 template <typename Work, typename Done>
 void AppState::runInBackground(Work work, Done done)
 {
-    QtConcurrent::run(&workers_, std::move(work)).then(this, std::move(done));
+    // Always resumes through the event loop, never inside the call that started the work,
+    // even when the work is over before the call returns.
+    workers_.start([this, work = std::move(work), done = std::move(done)]() mutable {
+        auto result = work();
+        QMetaObject::invokeMethod(
+            this, [done = std::move(done), result = std::move(result)]() mutable { done(std::move(result)); },
+            Qt::QueuedConnection);
+    });
 }
 
 AppState::AppState(AppCollaborators collaborators, QObject* parent)
