@@ -508,26 +508,24 @@ void AppState::applyRenderSettings(const RenderSettings& settings)
     setCurrentProject(editor.project());
 }
 
+// The output size follows the recorded video, or the preset alone before the first recording.
+std::optional<VideoInfo> AppState::currentVideo() const
+{
+    return currentProject_ ? std::optional<VideoInfo>(currentProject_->video) : std::nullopt;
+}
+
 void AppState::updateAspectRatio(AspectRatio ratio)
 {
     RenderSettings settings = renderSettings_;
     settings.aspectRatio = ratio;
-    const auto video = currentProject_ ? std::optional<VideoInfo>(currentProject_->video) : std::nullopt;
-    const OutputSize size = outputSize(ratio, video, settings.resolutionPreset);
-    settings.outputWidth = size.width;
-    settings.outputHeight = size.height;
-    applyRenderSettings(settings);
+    applyRenderSettings(settings.sizedFor(currentVideo()));
 }
 
 void AppState::updateResolutionPreset(ResolutionPreset preset)
 {
     RenderSettings settings = renderSettings_;
     settings.resolutionPreset = preset;
-    const auto video = currentProject_ ? std::optional<VideoInfo>(currentProject_->video) : std::nullopt;
-    const OutputSize size = outputSize(settings.aspectRatio, video, preset);
-    settings.outputWidth = size.width;
-    settings.outputHeight = size.height;
-    applyRenderSettings(settings);
+    applyRenderSettings(settings.sizedFor(currentVideo()));
 }
 
 void AppState::rebuildFocusSegmentsForCurrentProject()

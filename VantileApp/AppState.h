@@ -191,6 +191,7 @@ signals:
     void isExportingChanged();
 
 private:
+    std::optional<VideoInfo> currentVideo() const;
     struct StopOutcome;
 
     void setPermissionStatus(const PermissionStatus& status);

@@ -27,20 +27,14 @@ void ProjectSettingsEditor::updateAspectRatio(AspectRatio ratio)
 {
     RenderSettings settings = renderSettings_;
     settings.aspectRatio = ratio;
-    const OutputSize size = outputSize(ratio, project_.video, settings.resolutionPreset);
-    settings.outputWidth = size.width;
-    settings.outputHeight = size.height;
-    applyRenderSettings(settings);
+    applyRenderSettings(settings.sizedFor(project_.video));
 }
 
 void ProjectSettingsEditor::updateResolutionPreset(ResolutionPreset preset)
 {
     RenderSettings settings = renderSettings_;
     settings.resolutionPreset = preset;
-    const OutputSize size = outputSize(settings.aspectRatio, project_.video, preset);
-    settings.outputWidth = size.width;
-    settings.outputHeight = size.height;
-    applyRenderSettings(settings);
+    applyRenderSettings(settings.sizedFor(project_.video));
 }
 
 void ProjectSettingsEditor::applyRenderSettings(const RenderSettings& settings)
