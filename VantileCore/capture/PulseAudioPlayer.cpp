@@ -14,17 +14,17 @@ namespace vantile {
 
 PulseAudioPlayer::PulseAudioPlayer()
 {
-    const pa_sample_spec spec{PA_SAMPLE_FLOAT32LE, static_cast<std::uint32_t>(AudioSource::sampleRate),
+    const pa_sample_spec sampleFormat{PA_SAMPLE_FLOAT32LE, static_cast<std::uint32_t>(AudioSource::sampleRate),
                               static_cast<std::uint8_t>(AudioSource::channelCount)};
     // A short buffer, as interactive programs use: the sound is heard (and monitored) when played.
     pa_buffer_attr attributes{};
     attributes.maxlength = static_cast<std::uint32_t>(-1);
-    attributes.tlength = static_cast<std::uint32_t>(pa_usec_to_bytes(50000, &spec));
+    attributes.tlength = static_cast<std::uint32_t>(pa_usec_to_bytes(50000, &sampleFormat));
     attributes.prebuf = static_cast<std::uint32_t>(-1);
     attributes.minreq = static_cast<std::uint32_t>(-1);
     attributes.fragsize = static_cast<std::uint32_t>(-1);
     int error = 0;
-    stream_ = pa_simple_new(nullptr, "Vantile", PA_STREAM_PLAYBACK, nullptr, "playback", &spec, nullptr, &attributes,
+    stream_ = pa_simple_new(nullptr, "Vantile", PA_STREAM_PLAYBACK, nullptr, "playback", &sampleFormat, nullptr, &attributes,
                             &error);
     if (!stream_) throw std::runtime_error(std::string("cannot play sound: ") + pa_strerror(error));
 }

@@ -156,10 +156,10 @@ void PulseAudioSource::start(Handler handler)
     {
         const LoopLock lock(connection->loop);
         connection->connectContext();
-        const pa_sample_spec spec{PA_SAMPLE_FLOAT32LE, static_cast<std::uint32_t>(sampleRate),
+        const pa_sample_spec sampleFormat{PA_SAMPLE_FLOAT32LE, static_cast<std::uint32_t>(sampleRate),
                                   static_cast<std::uint8_t>(channelCount)};
         const char* name = kind_ == AudioSourceKind::systemAudio ? "Vantile system audio" : "Vantile microphone";
-        connection->stream = pa_stream_new(connection->context, name, &spec, nullptr);
+        connection->stream = pa_stream_new(connection->context, name, &sampleFormat, nullptr);
         if (!connection->stream) throw RecordingError::captureStartFailed("cannot create an audio stream");
         pa_stream_set_read_callback(connection->stream, readAvailable, connection.get());
         pa_stream_set_state_callback(connection->stream, streamStateChanged, connection.get());
@@ -167,7 +167,7 @@ void PulseAudioSource::start(Handler handler)
         // Small fragments keep the arrival time of each chunk close to when it was heard.
         pa_buffer_attr attributes{};
         attributes.maxlength = static_cast<std::uint32_t>(-1);
-        attributes.fragsize = static_cast<std::uint32_t>(pa_usec_to_bytes(20000, &spec));
+        attributes.fragsize = static_cast<std::uint32_t>(pa_usec_to_bytes(20000, &sampleFormat));
         const std::string device = kind_ == AudioSourceKind::systemAudio ? "@DEFAULT_MONITOR@"
                                                                           : deviceName_.value_or("@DEFAULT_SOURCE@");
         if (pa_stream_connect_record(connection->stream, device.c_str(), &attributes, static_cast<pa_stream_flags_t>(PA_STREAM_ADJUST_LATENCY | PA_STREAM_INTERPOLATE_TIMING |
