@@ -25,6 +25,16 @@ QFont font(double pixelSize, bool bold = false)
     return result;
 }
 
+// A white card or field: rounded, filled, with a thin outline.
+void drawOutlinedPanel(QPainter& painter, const QRectF& area, double radius, const QPen& outline)
+{
+    QPainterPath path;
+    path.addRoundedRect(area, radius, radius);
+    painter.fillPath(path, Qt::white);
+    painter.setPen(outline);
+    painter.drawPath(path);
+}
+
 const std::array<const char*, 6> sidebarItems = {"Overview", "Reports", "Customers", "Billing", "Settings", "Help"};
 
 }  // namespace
@@ -94,11 +104,7 @@ void SampleScreenPainter::paintBase(QPainter& painter) const
                      "Write a short note for the weekly report");
 
     const QRectF chart = rect(layout.chart);
-    QPainterPath chartPath;
-    chartPath.addRoundedRect(chart, 12 * unit, 12 * unit);
-    painter.fillPath(chartPath, Qt::white);
-    painter.setPen(QPen(QColor(226, 232, 240), 2 * unit));
-    painter.drawPath(chartPath);
+    drawOutlinedPanel(painter, chart, 12 * unit, QPen(QColor(226, 232, 240), 2 * unit));
     painter.setPen(QColor(17, 24, 39));
     painter.setFont(font(20 * unit, true));
     painter.drawText(chart.adjusted(24 * unit, 16 * unit, 0, 0), Qt::AlignTop | Qt::AlignLeft, "Weekly active users");
@@ -157,11 +163,7 @@ void SampleScreenPainter::paint(QPainter& painter, double time)
     painter.fillPath(highlight, QColor(37, 99, 235, 40));
 
     const QRectF field = rect(layout.textField);
-    QPainterPath fieldPath;
-    fieldPath.addRoundedRect(field, 8 * unit, 8 * unit);
-    painter.fillPath(fieldPath, Qt::white);
-    painter.setPen(QPen(QColor(147, 197, 253), 2 * unit));
-    painter.drawPath(fieldPath);
+    drawOutlinedPanel(painter, field, 8 * unit, QPen(QColor(147, 197, 253), 2 * unit));
     painter.setPen(QColor(17, 24, 39));
     painter.setFont(font(19 * unit));
     const QString typed = QString::fromStdString(script_.typedText(time));
