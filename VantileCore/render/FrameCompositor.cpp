@@ -1,5 +1,6 @@
 #include "render/FrameCompositor.h"
 
+#include "render/CropScaler.h"
 #include "render/ShadowPainter.h"
 
 #include <QLinearGradient>
@@ -292,10 +293,7 @@ QRegion FrameCompositor::drawDynamic(QPainter& painter, double time)
         touched += QRectF(focus.x - 74, focus.y - 74, 148, 148).toAlignedRect();
     } else {
         const CGRectCodable crop = CompositorGeometry::cropRect(image->width(), image->height(), layout_.video, camera);
-        painter.save();
-        painter.setRenderHint(QPainter::SmoothPixmapTransform);
-        painter.drawImage(videoRect, *image, toQt(crop));
-        painter.restore();
+        drawScaledCrop(painter, *image, toQt(crop), videoRect);
     }
 
     if (!scene_.settings.showCursor || cursor_.empty()) return touched;
