@@ -1,24 +1,32 @@
 #include "render/CropScaler.h"
 
+#include "render/ImageConversion.h"
+
+#include <libyuv/convert_argb.h>
+#include <libyuv/scale.h>
 #include <libyuv/scale_argb.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
+#include <optional>
+
+extern "C" {
+#include <libavutil/frame.h>
+}
 
 namespace vantile {
 
 namespace {
 
-bool isOpaque32Bit(const QImage& image)
-{
-    return image.format() == QImage::Format_RGB32;
-}
-
-bool isPaintable32Bit(const QImage& image)
-{
-    return image.format() == QImage::Format_RGB32 || image.format() == QImage::Format_ARGB32_Premultiplied;
-}
+// Where a scaled crop goes. libyuv scales whole pixels: the source pixels the crop touches
+// (the block) are scaled by the crop's factor into a virtual image, and the part of it the
+// target covers (the window) is written.
+struct Placement {
+    QRect window;       // canvas pixels written; empty when the target covers none
+    QRect block;        // source pixels scaled
+    QSize virtualSize;  // what the block is scaled to
+    QPoint clip;        // the window's top-left inside the virtual image
+};
 
 // The pixels whose centres lie in [from, to): what Qt's non-antialiased fill covers.
 std::pair<int, int> coveredPixels(double from, double to, int limit)
@@ -28,64 +36,130 @@ std::pair<int, int> coveredPixels(double from, double to, int limit)
     return {first, end};
 }
 
-bool scaleWithLibyuv(QImage& canvas, const QImage& source, const QRectF& crop, const QRectF& target)
+// `alignment` 2 starts the block on even pixels, so 4:2:0 chroma stays whole.
+std::optional<Placement> place(QSize canvas, QSize source, const QRectF& crop, const QRectF& target, int alignment)
 {
+    // Qt fills what lies outside the source; the camera's crops never do.
+    if (!QRectF(QPointF(0, 0), QSizeF(source)).contains(crop)) return std::nullopt;
+    Placement placement;
     const auto [left, right] = coveredPixels(target.left(), target.right(), canvas.width());
     const auto [top, bottom] = coveredPixels(target.top(), target.bottom(), canvas.height());
-    if (left >= right || top >= bottom) return true;
+    if (left >= right || top >= bottom) return placement;
+    placement.window = QRect(left, top, right - left, bottom - top);
 
-    // libyuv scales whole pixels: take the source pixels the crop touches, scale them by the
-    // crop's factor into a virtual image, and write the window of it the target covers.
     const double scaleX = target.width() / crop.width();
     const double scaleY = target.height() / crop.height();
-    // Qt fills what lies outside the source; the camera's crops never do.
-    if (!QRectF(source.rect()).contains(crop)) return false;
-    const int blockLeft = static_cast<int>(std::floor(crop.left()));
-    const int blockTop = static_cast<int>(std::floor(crop.top()));
-    const int blockWidth = std::min(static_cast<int>(std::ceil(crop.right())), source.width()) - blockLeft;
-    const int blockHeight = std::min(static_cast<int>(std::ceil(crop.bottom())), source.height()) - blockTop;
-    if (blockWidth <= 0 || blockHeight <= 0) return false;
+    const int blockLeft = static_cast<int>(std::floor(crop.left())) / alignment * alignment;
+    const int blockTop = static_cast<int>(std::floor(crop.top())) / alignment * alignment;
+    const int blockRight = std::min(static_cast<int>(std::ceil(crop.right())), source.width());
+    const int blockBottom = std::min(static_cast<int>(std::ceil(crop.bottom())), source.height());
+    if (blockRight <= blockLeft || blockBottom <= blockTop) return std::nullopt;
+    placement.block = QRect(blockLeft, blockTop, blockRight - blockLeft, blockBottom - blockTop);
 
     // Where the virtual image's first pixel lies on the canvas.
     const double virtualLeft = target.left() + (blockLeft - crop.left()) * scaleX;
     const double virtualTop = target.top() + (blockTop - crop.top()) * scaleY;
-    const int clipX = std::max(0, static_cast<int>(std::floor(left - virtualLeft + 0.5)));
-    const int clipY = std::max(0, static_cast<int>(std::floor(top - virtualTop + 0.5)));
-    const int clipWidth = right - left;
-    const int clipHeight = bottom - top;
+    placement.clip = QPoint(std::max(0, static_cast<int>(std::floor(left - virtualLeft + 0.5))),
+                            std::max(0, static_cast<int>(std::floor(top - virtualTop + 0.5))));
     // Rounding may leave the virtual image a pixel short of the window; stretch it by that
     // pixel rather than leave a seam.
-    const int virtualWidth = std::max(static_cast<int>(std::lround(blockWidth * scaleX)), clipX + clipWidth);
-    const int virtualHeight = std::max(static_cast<int>(std::lround(blockHeight * scaleY)), clipY + clipHeight);
+    placement.virtualSize =
+        QSize(std::max(static_cast<int>(std::lround(placement.block.width() * scaleX)),
+                       placement.clip.x() + placement.window.width()),
+              std::max(static_cast<int>(std::lround(placement.block.height() * scaleY)),
+                       placement.clip.y() + placement.window.height()));
+    return placement;
+}
 
+// The image the painter writes to when libyuv may write there too.
+QImage* directCanvas(QPainter& painter)
+{
+    QPaintDevice* device = painter.device();
+    if (!device || device->devType() != QInternal::Image || !painter.transform().isIdentity() ||
+        painter.hasClipping()) {
+        return nullptr;
+    }
+    auto* canvas = static_cast<QImage*>(device);
+    const bool writable = canvas->format() == QImage::Format_RGB32 ||
+                          canvas->format() == QImage::Format_ARGB32_Premultiplied;
+    return writable && canvas->devicePixelRatio() == 1 ? canvas : nullptr;
+}
+
+bool scaleImage(QImage& canvas, const QImage& source, const QRectF& crop, const QRectF& target)
+{
+    const auto placement = place(canvas.size(), source.size(), crop, target, 1);
+    if (!placement) return false;
+    if (placement->window.isEmpty()) return true;
+    const QRect& window = placement->window;
+    const QRect& block = placement->block;
     const qsizetype stride = canvas.bytesPerLine();
-    uchar* const window = canvas.bits() + top * stride + left * 4;
+    uchar* const windowPixels = canvas.bits() + window.top() * stride + window.left() * 4;
     // libyuv adds the clip offsets back before writing, so only the window is touched; the
-    // origin itself may lie before the canvas and is only ever an address.
-    const auto origin = reinterpret_cast<std::uint8_t*>(reinterpret_cast<std::uintptr_t>(window) -
-                                                        static_cast<std::uintptr_t>(clipY * stride + clipX * 4));
-    const std::uint8_t* block = source.constBits() + blockTop * source.bytesPerLine() + blockLeft * 4;
-    return libyuv::ARGBScaleClip(block, static_cast<int>(source.bytesPerLine()), blockWidth, blockHeight, origin,
-                                 static_cast<int>(stride), virtualWidth, virtualHeight, clipX, clipY, clipWidth,
-                                 clipHeight, libyuv::kFilterBilinear) == 0;
+    // virtual image's origin itself may lie before the canvas and is only ever an address.
+    const auto origin = reinterpret_cast<std::uint8_t*>(
+        reinterpret_cast<std::uintptr_t>(windowPixels) -
+        static_cast<std::uintptr_t>(placement->clip.y() * stride + placement->clip.x() * 4));
+    const std::uint8_t* blockPixels = source.constBits() + block.top() * source.bytesPerLine() + block.left() * 4;
+    return libyuv::ARGBScaleClip(blockPixels, static_cast<int>(source.bytesPerLine()), block.width(), block.height(),
+                                 origin, static_cast<int>(stride), placement->virtualSize.width(),
+                                 placement->virtualSize.height(), placement->clip.x(), placement->clip.y(),
+                                 window.width(), window.height(), libyuv::kFilterBilinear) == 0;
 }
 
 }  // namespace
 
-void drawScaledCrop(QPainter& painter, const QImage& source, const QRectF& crop, const QRectF& target)
+void CropScaler::draw(QPainter& painter, const QImage& source, const QRectF& crop, const QRectF& target)
 {
     if (crop.isEmpty() || target.isEmpty()) return;
-    QPaintDevice* device = painter.device();
-    if (device && device->devType() == QInternal::Image && painter.transform().isIdentity() &&
-        !painter.hasClipping() && isOpaque32Bit(source)) {
-        auto& canvas = static_cast<QImage&>(*device);
-        if (isPaintable32Bit(canvas) && canvas.devicePixelRatio() == 1 && scaleWithLibyuv(canvas, source, crop, target))
-            return;
-    }
+    QImage* canvas = directCanvas(painter);
+    if (canvas && source.format() == QImage::Format_RGB32 && scaleImage(*canvas, source, crop, target)) return;
     painter.save();
     painter.setRenderHint(QPainter::SmoothPixmapTransform);
     painter.drawImage(target, source, crop);
     painter.restore();
+}
+
+bool CropScaler::draw(QPainter& painter, const AVFrame& source, const QRectF& crop, const QRectF& target)
+{
+    if (source.format != AV_PIX_FMT_YUV420P && source.format != AV_PIX_FMT_YUVJ420P) return false;
+    QImage* canvas = directCanvas(painter);
+    if (!canvas) return false;
+    if (crop.isEmpty() || target.isEmpty()) return true;
+    const auto placement = place(canvas->size(), QSize(source.width, source.height), crop, target, 2);
+    if (!placement) return false;
+    if (placement->window.isEmpty()) return true;
+
+    const QRect& block = placement->block;
+    const int width = placement->virtualSize.width();
+    const int height = placement->virtualSize.height();
+    const int chromaWidth = (width + 1) / 2;
+    const auto lumaSize = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+    const auto chromaSize = static_cast<std::size_t>(chromaWidth) * static_cast<std::size_t>((height + 1) / 2);
+    scratch_.resize(lumaSize + 2 * chromaSize);
+    std::uint8_t* const luma = scratch_.data();
+    std::uint8_t* const blue = luma + lumaSize;
+    std::uint8_t* const red = blue + chromaSize;
+    const auto plane = [&](int index, int x, int y) {
+        return source.data[index] + static_cast<std::ptrdiff_t>(y) * source.linesize[index] + x;
+    };
+    if (libyuv::I420Scale(plane(0, block.left(), block.top()), source.linesize[0],
+                          plane(1, block.left() / 2, block.top() / 2), source.linesize[1],
+                          plane(2, block.left() / 2, block.top() / 2), source.linesize[2], block.width(),
+                          block.height(), luma, width, blue, chromaWidth, red, chromaWidth, width, height,
+                          libyuv::kFilterBilinear) != 0) {
+        return false;
+    }
+    // A window starting on an odd virtual pixel pairs its chroma half a chroma sample early;
+    // that shift is below what 4:2:0 resolves anyway.
+    const QRect& window = placement->window;
+    const QPoint clip = placement->clip;
+    const auto chromaOffset = static_cast<std::ptrdiff_t>(clip.y() / 2) * chromaWidth + clip.x() / 2;
+    const qsizetype stride = canvas->bytesPerLine();
+    return libyuv::I420ToARGBMatrix(luma + static_cast<std::ptrdiff_t>(clip.y()) * width + clip.x(), width,
+                                    blue + chromaOffset, chromaWidth, red + chromaOffset, chromaWidth,
+                                    canvas->bits() + window.top() * stride + window.left() * 4,
+                                    static_cast<int>(stride), &yuvToRgbConstants(source), window.width(),
+                                    window.height()) == 0;
 }
 
 }  // namespace vantile

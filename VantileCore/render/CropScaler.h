@@ -4,13 +4,31 @@
 #include <QPainter>
 #include <QRectF>
 
+#include <cstdint>
+#include <vector>
+
+struct AVFrame;
+
 namespace vantile {
 
-// Draws the `crop` part of `source` scaled into `target`, bilinear, the way
+// Draws the `crop` part of a source picture scaled into `target`, bilinear, the way
 // QPainter::drawImage(target, source, crop) does with smooth transforms. When the painter
-// paints untransformed and unclipped onto a 32-bit image, the scaling runs through libyuv,
-// about twice as fast as Qt's; the crop's sub-pixel position is kept to within half an
-// output pixel. Otherwise Qt draws it.
-void drawScaledCrop(QPainter& painter, const QImage& source, const QRectF& crop, const QRectF& target);
+// paints untransformed and unclipped onto a 32-bit image, the scaling runs through libyuv
+// on one thread (Qt's costs two to three times the CPU, spread over its worker threads); the
+// crop's sub-pixel position is kept to within half an output pixel.
+class CropScaler {
+public:
+    // Falls back to Qt's drawing when libyuv cannot write straight into the painter's image.
+    void draw(QPainter& painter, const QImage& source, const QRectF& crop, const QRectF& target);
+
+    // A decoded yuv420p frame is scaled in YUV and converted to RGB only where it lands,
+    // which saves converting the whole frame first. Returns false, drawing nothing, for other
+    // pixel formats or painters libyuv cannot write through; the caller converts and draws
+    // an image instead.
+    bool draw(QPainter& painter, const AVFrame& source, const QRectF& crop, const QRectF& target);
+
+private:
+    std::vector<std::uint8_t> scratch_;  // the scaled YUV planes, reused from frame to frame
+};
 
 }  // namespace vantile

@@ -1,6 +1,6 @@
 #include "render/FrameCompositor.h"
 
-#include "render/CropScaler.h"
+#include "render/ImageConversion.h"
 #include "render/ShadowPainter.h"
 
 #include <QLinearGradient>
@@ -281,8 +281,22 @@ QRegion FrameCompositor::drawDynamic(QPainter& painter, double time)
     const QRectF videoRect = toQt(layout_.video);
     QRegion touched(videoRect.toAlignedRect());
     const CameraKeyframe camera = camera_.state(time);
-    const QImage* image = source_ ? source_(time) : nullptr;
-    if (!image || image->isNull()) {
+    bool drawn = false;
+    const QImage* image = nullptr;
+    if (const AVFrame* decoded = decodedSource_ ? decodedSource_(time) : nullptr) {
+        const CGRectCodable crop = CompositorGeometry::cropRect(decoded->width, decoded->height, layout_.video, camera);
+        drawn = cropScaler_.draw(painter, *decoded, toQt(crop), videoRect);
+        if (!drawn) {
+            convertFrameToImage(*decoded, convertedSource_);
+            image = &convertedSource_;
+        }
+    } else if (source_) {
+        image = source_(time);
+    }
+    if (!drawn && image && !image->isNull()) {
+        const CGRectCodable crop = CompositorGeometry::cropRect(image->width(), image->height(), layout_.video, camera);
+        cropScaler_.draw(painter, *image, toQt(crop), videoRect);
+    } else if (!drawn) {
         drawSourcePlaceholder(painter, videoRect, camera, scene_.videoWidth, scene_.videoHeight);
         // Neither the focus disc nor the grid's first lines (up to one spacing before the
         // video's edges) are clipped to the video.
@@ -291,9 +305,6 @@ QRegion FrameCompositor::drawDynamic(QPainter& painter, double time)
         const CGRectCodable crop = CompositorGeometry::cropRect(scene_.videoWidth, scene_.videoHeight, layout_.video, camera);
         const CodablePoint focus = CompositorGeometry::mapToCanvas(camera.centerX, camera.centerY, crop, layout_.video);
         touched += QRectF(focus.x - 74, focus.y - 74, 148, 148).toAlignedRect();
-    } else {
-        const CGRectCodable crop = CompositorGeometry::cropRect(image->width(), image->height(), layout_.video, camera);
-        drawScaledCrop(painter, *image, toQt(crop), videoRect);
     }
 
     if (!scene_.settings.showCursor || cursor_.empty()) return touched;

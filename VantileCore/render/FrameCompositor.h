@@ -3,6 +3,7 @@
 #include "model/CursorFrame.h"
 #include "model/RenderSettings.h"
 #include "render/CompositorGeometry.h"
+#include "render/CropScaler.h"
 #include "render/CursorPalette.h"
 #include "render/FrameProviders.h"
 
@@ -26,6 +27,9 @@ struct CompositorScene {
 
 // The raw-movie image shown at a time, or null when there is none (a placeholder is drawn).
 using SourceImageLookup = std::function<const QImage*(double time)>;
+// The same as decoded frames, for the export: a yuv420p frame is scaled before it is
+// converted, so only the pixels that are shown are converted.
+using DecodedFrameLookup = std::function<const AVFrame*(double time)>;
 
 // Draws output frames: background, shadowed card with chrome, the camera crop of the source
 // frame, click ripple and cursor. Frames must be drawn in increasing time (the camera and
@@ -40,6 +44,9 @@ public:
     // last frame changed is restored from the static layer. Returns the area where this frame
     // differs from the static layer (the whole canvas when it is not cached).
     QRegion drawFrame(QImage& canvas, double time);
+
+    // Draws from decoded frames instead of the image lookup.
+    void setDecodedSource(DecodedFrameLookup source) { decodedSource_ = std::move(source); }
 
     // Off: the static parts are drawn again for every frame (slow; the reference for the cache).
     void setCachesStaticLayer(bool caches) { cachesStaticLayer_ = caches; }
@@ -66,6 +73,9 @@ private:
     RenderPreset preset_;
     CursorPalette palette_;
     SourceImageLookup source_;
+    DecodedFrameLookup decodedSource_;
+    CropScaler cropScaler_;
+    QImage convertedSource_;  // a decoded frame the crop scaler could not take, as an image
     CameraFrameProvider camera_;
     CursorFrameProvider cursor_;
     bool cachesStaticLayer_ = true;

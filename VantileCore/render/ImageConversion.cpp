@@ -46,22 +46,22 @@ void convertImageToYuv420(const QImage& image, AVFrame& frame, const QRect& area
                        frame.linesize[2], right - left, bottom - top);
 }
 
-namespace {
-
-const libyuv::YuvConstants* yuvConstants(const AVFrame& frame)
+const libyuv::YuvConstants& yuvToRgbConstants(const AVFrame& frame)
 {
     const bool full = frame.color_range == AVCOL_RANGE_JPEG || frame.format == AV_PIX_FMT_YUVJ420P;
     switch (frame.colorspace) {
     case AVCOL_SPC_BT709:
-        return full ? &libyuv::kYuvF709Constants : &libyuv::kYuvH709Constants;
+        return full ? libyuv::kYuvF709Constants : libyuv::kYuvH709Constants;
     case AVCOL_SPC_BT2020_NCL:
     case AVCOL_SPC_BT2020_CL:
-        return full ? &libyuv::kYuvV2020Constants : &libyuv::kYuv2020Constants;
+        return full ? libyuv::kYuvV2020Constants : libyuv::kYuv2020Constants;
     default:
         // Untagged streams are read as BT.601, as players do for standard-definition defaults.
-        return full ? &libyuv::kYuvJPEGConstants : &libyuv::kYuvI601Constants;
+        return full ? libyuv::kYuvJPEGConstants : libyuv::kYuvI601Constants;
     }
 }
+
+namespace {
 
 void convertWithSwscale(const AVFrame& frame, QImage& image)
 {
@@ -85,7 +85,7 @@ void convertFrameToImage(const AVFrame& frame, QImage& image)
     if (frame.format == AV_PIX_FMT_YUV420P || frame.format == AV_PIX_FMT_YUVJ420P) {
         libyuv::I420ToARGBMatrix(frame.data[0], frame.linesize[0], frame.data[1], frame.linesize[1], frame.data[2],
                                  frame.linesize[2], image.bits(), static_cast<int>(image.bytesPerLine()),
-                                 yuvConstants(frame), frame.width, frame.height);
+                                 &yuvToRgbConstants(frame), frame.width, frame.height);
         return;
     }
     convertWithSwscale(frame, image);

@@ -7,6 +7,10 @@ extern "C" {
 #include <libavutil/pixfmt.h>
 }
 
+namespace libyuv {
+struct YuvConstants;
+}
+
 namespace vantile {
 
 // What RGB→YUV conversion for the encoder really produces (libyuv's fast path: BT.601
@@ -27,6 +31,10 @@ void convertImageToYuv420(const QImage& image, AVFrame& frame);
 // Converts only `area` (widened to even coordinates, so each 2 × 2 chroma block is whole);
 // the result there is exactly what the full conversion gives.
 void convertImageToYuv420(const QImage& image, AVFrame& frame, const QRect& area);
+
+// The libyuv matrix that turns `frame`'s YUV into RGB, honouring its colour tags (untagged
+// frames are read as BT.601).
+const libyuv::YuvConstants& yuvToRgbConstants(const AVFrame& frame);
 
 // Converts a decoded frame into `image` (reallocated as Format_RGB32 of the frame's size
 // when it does not fit), honouring the frame's own matrix and range tags.

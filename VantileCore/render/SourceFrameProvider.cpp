@@ -13,23 +13,14 @@ SourceFrameProvider::SourceFrameProvider(const std::filesystem::path& url)
     reader_ = std::make_unique<MovieReader>(url);
 }
 
-const QImage* SourceFrameProvider::image(const TimedFrame& timed)
-{
-    if (convertedSerial_ != timed.serial) {
-        convertFrameToImage(*timed.frame, converted_);
-        convertedSerial_ = timed.serial;
-    }
-    return &converted_;
-}
-
-const QImage* SourceFrameProvider::sequentialFrame(double time)
+const SourceFrameProvider::TimedFrame* SourceFrameProvider::sequentialNearest(double time)
 {
     if (!reader_) return nullptr;
     while (nextFrame_) {
         if (time < nextFrame_->time) {
-            if (!lastFrame_) return image(*nextFrame_);
+            if (!lastFrame_) return &*nextFrame_;
             const bool nextIsNearer = std::abs(nextFrame_->time - time) < std::abs(lastFrame_->time - time);
-            return image(nextIsNearer ? *nextFrame_ : *lastFrame_);
+            return nextIsNearer ? &*nextFrame_ : &*lastFrame_;
         }
         lastFrame_ = std::move(nextFrame_);
         nextFrame_.reset();
@@ -38,24 +29,41 @@ const QImage* SourceFrameProvider::sequentialFrame(double time)
         TimedFrame timed{reader_->frameTime(*decoded), std::move(decoded), nextSerial_++};
         if (time < timed.time) {
             nextFrame_ = std::move(timed);
-            if (!lastFrame_) return image(*nextFrame_);
+            if (!lastFrame_) return &*nextFrame_;
             // A tie keeps the earlier frame.
             const bool lastIsNearer = std::abs(lastFrame_->time - time) <= std::abs(nextFrame_->time - time);
-            return image(lastIsNearer ? *lastFrame_ : *nextFrame_);
+            return lastIsNearer ? &*lastFrame_ : &*nextFrame_;
         }
         lastFrame_ = std::move(timed);
     }
-    return lastFrame_ ? image(*lastFrame_) : nullptr;
+    return lastFrame_ ? &*lastFrame_ : nullptr;
 }
 
-const QImage* SourceFrameProvider::frame(double time)
+const SourceFrameProvider::TimedFrame* SourceFrameProvider::nearest(double time)
 {
-    if (const QImage* found = sequentialFrame(time)) return found;
+    if (const TimedFrame* found = sequentialNearest(time)) return found;
     if (!reader_) return nullptr;
     FrameHandle grabbed = reader_->frameAt(time);
     if (!grabbed) return nullptr;
     grabbed_ = TimedFrame{reader_->frameTime(*grabbed), std::move(grabbed), nextSerial_++};
-    return image(grabbed_);
+    return &grabbed_;
+}
+
+const AVFrame* SourceFrameProvider::decodedFrame(double time)
+{
+    const TimedFrame* timed = nearest(time);
+    return timed ? timed->frame.get() : nullptr;
+}
+
+const QImage* SourceFrameProvider::frame(double time)
+{
+    const TimedFrame* timed = nearest(time);
+    if (!timed) return nullptr;
+    if (convertedSerial_ != timed->serial) {
+        convertFrameToImage(*timed->frame, converted_);
+        convertedSerial_ = timed->serial;
+    }
+    return &converted_;
 }
 
 }  // namespace vantile

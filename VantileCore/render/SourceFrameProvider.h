@@ -25,7 +25,8 @@ public:
 
     // The image to show at `time`, valid until the next call; null when there is none.
     const QImage* frame(double time);
-    const QImage* sequentialFrame(double time);
+    // The same frame as decoded, unconverted; valid until the next call.
+    const AVFrame* decodedFrame(double time);
 
 private:
     struct TimedFrame {
@@ -34,7 +35,8 @@ private:
         std::uint64_t serial = 0;
     };
 
-    const QImage* image(const TimedFrame& timed);
+    const TimedFrame* nearest(double time);
+    const TimedFrame* sequentialNearest(double time);
 
     std::unique_ptr<MovieReader> reader_;
     std::optional<TimedFrame> lastFrame_;

@@ -150,7 +150,8 @@ void writeRenderedVideoOnly(const RenderJob& job, const VideoPassOptions& option
     scene.keyframes = CameraPathBuilder::buildKeyframes(job.focusSegments, project.duration, scene.videoWidth,
                                                         scene.videoHeight);
     scene.cursorFrames = job.cursorFrames;
-    FrameCompositor compositor(std::move(scene), [&source](double time) { return source.frame(time); });
+    FrameCompositor compositor(std::move(scene), {});
+    compositor.setDecodedSource([&source](double time) { return source.decodedFrame(time); });
     const auto fps = job.renderSettings.fps;
     if (fps < 1 || fps > std::numeric_limits<int>::max()) throw RenderError::writerFailed();
     writeMovie(
