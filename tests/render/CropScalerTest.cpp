@@ -35,7 +35,8 @@ QImage qtReference(const QImage& canvas, const QImage& source, const QRectF& cro
 
 // Both drawings cover the same pixels and differ by what placement within half an output
 // pixel (a quarter on average) costs: about a quarter of the levels one output pixel spans,
-// plus the filters' own rounding. Pixels off cost several times that.
+// plus the filters' own rounding. The bound leaves room for other SIMD paths of either
+// library; a crop two pixels off still exceeds it in many trials.
 void expectPlacedAlike(const QImage& ours, const QImage& reference, double levelsPerOutputPixel, int trial)
 {
     long long total = 0;
@@ -53,7 +54,28 @@ void expectPlacedAlike(const QImage& ours, const QImage& reference, double level
         }
     }
     ASSERT_GT(covered, 0) << "trial " << trial;
-    EXPECT_LT(static_cast<double>(total) / covered, 0.5 * levelsPerOutputPixel + 1.5) << "trial " << trial;
+    EXPECT_LT(static_cast<double>(total) / covered, 0.6 * levelsPerOutputPixel + 2.0) << "trial " << trial;
+}
+
+// A camera-like crop of a 1280 × 720 source and where it goes on a 960 × 540 canvas: zooms
+// from a 2.5x reduction to a 4x enlargement, crops anywhere in the source (some touching its
+// edges), targets sometimes hanging off the canvas.
+struct Placement {
+    double scale = 1;
+    QRectF crop;
+    QRectF target;
+};
+
+Placement randomPlacement(std::mt19937& random, int trial)
+{
+    std::uniform_real_distribution<double> unit(0, 1);
+    const double scale = 0.4 * std::pow(10.0, unit(random));
+    const double width = std::min(1280.0, (120 + 600 * unit(random)) / scale);
+    const double height = std::min(720.0, width * 9 / 16);
+    const double x = trial % 5 == 0 ? 1280 - width : unit(random) * (1280 - width);
+    const double y = trial % 7 == 0 ? 0 : trial % 11 == 0 ? 720 - height : unit(random) * (720 - height);
+    const QRectF target(-40 + unit(random) * 600, -30 + unit(random) * 300, width * scale, height * scale);
+    return {scale, QRectF(x, y, width, height), target};
 }
 
 TEST(CropScalerTest, ScaledCropsLandWhereQtDrawsThemForEveryZoomAndPosition)
@@ -62,26 +84,15 @@ TEST(CropScalerTest, ScaledCropsLandWhereQtDrawsThemForEveryZoomAndPosition)
     QImage blank(960, 540, QImage::Format_RGB32);
     blank.fill(Qt::magenta);
     std::mt19937 random(7);
-    std::uniform_real_distribution<double> unit(0, 1);
     for (int trial = 0; trial < 60; ++trial) {
-        // Zooms from a 2.5x reduction to a 4x enlargement, crops anywhere in the source
-        // (sometimes touching its edges), targets sometimes hanging off the canvas.
-        const double scale = 0.4 * std::pow(10.0, unit(random));
-        const double cropWidth = std::min(1280.0, (120 + 600 * unit(random)) / scale);
-        const double cropHeight = std::min(720.0, cropWidth * 9 / 16);
-        const double cropX = trial % 5 == 0 ? 1280 - cropWidth : unit(random) * (1280 - cropWidth);
-        const double cropY = trial % 7 == 0 ? 0 : unit(random) * (720 - cropHeight);
-        const QRectF crop(cropX, cropY, cropWidth, cropHeight);
-        const QRectF target(-40 + unit(random) * 600, -30 + unit(random) * 300, cropWidth * scale,
-                            cropHeight * scale);
-
+        const Placement placement = randomPlacement(random, trial);
         QImage canvas = blank;
         {
             QPainter painter(&canvas);
-            CropScaler().draw(painter, source, crop, target);
+            CropScaler().draw(painter, source, placement.crop, placement.target);
         }
-        const QImage reference = qtReference(blank, source, crop, target);
-        expectPlacedAlike(canvas, qtReference(blank, source, crop, target), (8 + 12 + 6) / 3.0 / scale, trial);
+        expectPlacedAlike(canvas, qtReference(blank, source, placement.crop, placement.target),
+                          (8 + 12 + 6) / 3.0 / placement.scale, trial);
     }
 }
 
@@ -139,22 +150,18 @@ TEST(CropScalerTest, DecodedFramesScaledInYuvLandWhereTheirRgbImagesWould)
     QImage blank(960, 540, QImage::Format_RGB32);
     blank.fill(Qt::magenta);
     std::mt19937 random(11);
-    std::uniform_real_distribution<double> unit(0, 1);
     CropScaler scaler;  // one scaler for every frame, as an export uses it
     for (int trial = 0; trial < 40; ++trial) {
-        const double scale = 0.4 * std::pow(10.0, unit(random));
-        const double cropWidth = std::min(1280.0, (120 + 600 * unit(random)) / scale);
-        const double cropHeight = std::min(720.0, cropWidth * 9 / 16);
-        const QRectF crop(trial % 5 == 0 ? 1280 - cropWidth : unit(random) * (1280 - cropWidth),
-                          trial % 7 == 0 ? 720 - cropHeight : unit(random) * (720 - cropHeight), cropWidth, cropHeight);
-        const QRectF target(-40 + unit(random) * 600, -30 + unit(random) * 300, cropWidth * scale, cropHeight * scale);
+        const Placement placement = randomPlacement(random, trial);
         QImage canvas = blank;
         {
             QPainter painter(&canvas);
-            ASSERT_TRUE(scaler.draw(painter, *frame, crop, target)) << "trial " << trial;
+            ASSERT_TRUE(scaler.draw(painter, *frame, placement.crop, placement.target)) << "trial " << trial;
         }
-        // The ramp rises by up to 10 levels a source pixel (a little more after the matrix).
-        expectPlacedAlike(canvas, qtReference(blank, rgb, crop, target), 6.0 / scale, trial);
+        // The ramp's steepest rise is sqrt(6² + 4²) ≈ 7.2 levels a source pixel, 8.4 once the
+        // limited-range matrix has stretched it.
+        expectPlacedAlike(canvas, qtReference(blank, rgb, placement.crop, placement.target), 8.4 / placement.scale,
+                          trial);
     }
 
     // Colours come out as the frame's own matrix makes them.
