@@ -1,7 +1,5 @@
 #include "render/SourceFrameProvider.h"
 
-#include "render/ImageConversion.h"
-
 #include <cmath>
 
 namespace vantile {
@@ -26,7 +24,7 @@ const SourceFrameProvider::TimedFrame* SourceFrameProvider::sequentialNearest(do
         nextFrame_.reset();
     }
     while (FrameHandle decoded = reader_->readFrame()) {
-        TimedFrame timed{reader_->frameTime(*decoded), std::move(decoded), nextSerial_++};
+        TimedFrame timed{reader_->frameTime(*decoded), std::move(decoded)};
         if (time < timed.time) {
             nextFrame_ = std::move(timed);
             if (!lastFrame_) return &*nextFrame_;
@@ -45,7 +43,7 @@ const SourceFrameProvider::TimedFrame* SourceFrameProvider::nearest(double time)
     if (!reader_) return nullptr;
     FrameHandle grabbed = reader_->frameAt(time);
     if (!grabbed) return nullptr;
-    grabbed_ = TimedFrame{reader_->frameTime(*grabbed), std::move(grabbed), nextSerial_++};
+    grabbed_ = TimedFrame{reader_->frameTime(*grabbed), std::move(grabbed)};
     return &grabbed_;
 }
 
@@ -53,17 +51,6 @@ const AVFrame* SourceFrameProvider::decodedFrame(double time)
 {
     const TimedFrame* timed = nearest(time);
     return timed ? timed->frame.get() : nullptr;
-}
-
-const QImage* SourceFrameProvider::frame(double time)
-{
-    const TimedFrame* timed = nearest(time);
-    if (!timed) return nullptr;
-    if (convertedSerial_ != timed->serial) {
-        convertFrameToImage(*timed->frame, converted_);
-        convertedSerial_ = timed->serial;
-    }
-    return &converted_;
 }
 
 }  // namespace vantile

@@ -2,9 +2,6 @@
 
 #include "render/MovieReader.h"
 
-#include <QImage>
-
-#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -23,16 +20,13 @@ public:
     int width() const { return reader_ ? reader_->width() : 0; }
     int height() const { return reader_ ? reader_->height() : 0; }
 
-    // The image to show at `time`, valid until the next call; null when there is none.
-    const QImage* frame(double time);
-    // The same frame as decoded, unconverted; valid until the next call.
+    // The decoded frame to show at `time`, valid until the next call; null when there is none.
     const AVFrame* decodedFrame(double time);
 
 private:
     struct TimedFrame {
         double time = 0;
         FrameHandle frame;
-        std::uint64_t serial = 0;
     };
 
     const TimedFrame* nearest(double time);
@@ -41,9 +35,6 @@ private:
     std::unique_ptr<MovieReader> reader_;
     std::optional<TimedFrame> lastFrame_;
     std::optional<TimedFrame> nextFrame_;
-    std::uint64_t nextSerial_ = 1;
-    std::uint64_t convertedSerial_ = 0;
-    QImage converted_;
     TimedFrame grabbed_;
 };
 
