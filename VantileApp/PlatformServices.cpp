@@ -7,9 +7,9 @@
 #include "capture/PulseAudioSource.h"
 #include "capture/RecordingError.h"
 #include "capture/ScreenRecorder.h"
-#include "capture/X11CapturePlatform.h"
-#include "capture/X11InputSource.h"
-#include "capture/X11SourceLister.h"
+#include "capture/x11/X11CapturePlatform.h"
+#include "capture/x11/X11InputSource.h"
+#include "capture/x11/X11SourceLister.h"
 #include "render/ExportManager.h"
 
 #include <QSocketNotifier>

@@ -2,14 +2,14 @@
 #include "Commands.h"
 
 #include "capture/CaptureSourceProvider.h"
-#include "capture/ChildProcess.h"
-#include "capture/NullSinkSoundServer.h"
-#include "capture/PulseAudioPlayer.h"
+#include "support/ChildProcess.h"
+#include "support/NullSinkSoundServer.h"
+#include "support/PulseAudioPlayer.h"
 #include "capture/PulseAudioSource.h"
 #include "capture/RecordingRun.h"
-#include "capture/VirtualDisplay.h"
-#include "capture/X11InputDriver.h"
-#include "capture/X11SourceLister.h"
+#include "support/VirtualDisplay.h"
+#include "capture/x11/X11InputDriver.h"
+#include "capture/x11/X11SourceLister.h"
 
 #include <unistd.h>
 

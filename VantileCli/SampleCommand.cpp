@@ -2,7 +2,7 @@
 #include "Commands.h"
 
 #include "render/FfmpegHandles.h"
-#include "render/SampleProjectWriter.h"
+#include "sample/SampleProjectWriter.h"
 
 #include <QGuiApplication>
 

@@ -2,8 +2,8 @@
 #include "Commands.h"
 
 #include "capture/CaptureSourceProvider.h"
-#include "capture/X11Connection.h"
-#include "capture/X11SourceLister.h"
+#include "capture/x11/X11Connection.h"
+#include "capture/x11/X11SourceLister.h"
 #include "store/ProjectFileManager.h"
 
 #include <cstdio>

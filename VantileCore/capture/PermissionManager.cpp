@@ -1,7 +1,7 @@
 #include "capture/PermissionManager.h"
 
 #include "capture/PulseAudioSource.h"
-#include "capture/X11Connection.h"
+#include "capture/x11/X11Connection.h"
 
 #include <xcb/shm.h>
 #include <xcb/xinput.h>

@@ -3,10 +3,10 @@
 // Usage: capture_bench [SECONDS [BLOCKS]]   (default 60 s, 100 blocks a frame; 1920x1080, then 2560x1440)
 
 #include "capture/ScreenRecorder.h"
-#include "capture/VirtualDisplay.h"
-#include "capture/X11CapturePlatform.h"
-#include "capture/X11Connection.h"
-#include "capture/X11SourceLister.h"
+#include "support/VirtualDisplay.h"
+#include "capture/x11/X11CapturePlatform.h"
+#include "capture/x11/X11Connection.h"
+#include "capture/x11/X11SourceLister.h"
 
 #include <sys/resource.h>
 

@@ -2,7 +2,7 @@
 #include "MainWindowShell.h"
 #include "PlatformServices.h"
 
-#include "capture/VirtualDisplay.h"
+#include "support/VirtualDisplay.h"
 #include "render/MovieReader.h"
 
 #include <gtest/gtest.h>

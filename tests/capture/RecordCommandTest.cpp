@@ -1,15 +1,15 @@
 #include "MediaProbe.h"
 #include "X11TestSession.h"
 
-#include "capture/ChildProcess.h"
+#include "support/ChildProcess.h"
 #include "capture/EventJournal.h"
-#include "capture/NullSinkSoundServer.h"
-#include "capture/PulseAudioPlayer.h"
+#include "support/NullSinkSoundServer.h"
+#include "support/PulseAudioPlayer.h"
 #include "capture/PulseAudioSource.h"
 #include "capture/RecordingError.h"
 #include "capture/ScreenRecorder.h"
-#include "capture/X11CapturePlatform.h"
-#include "capture/X11SourceLister.h"
+#include "capture/x11/X11CapturePlatform.h"
+#include "capture/x11/X11SourceLister.h"
 #include "store/ProjectFileManager.h"
 
 #include <signal.h>

@@ -5,9 +5,9 @@
 #include "capture/InputEventRecorder.h"
 #include "capture/RecordingError.h"
 #include "capture/ScreenRecorder.h"
-#include "capture/X11CapturePlatform.h"
-#include "capture/X11InputSource.h"
-#include "capture/X11SourceLister.h"
+#include "capture/x11/X11CapturePlatform.h"
+#include "capture/x11/X11InputSource.h"
+#include "capture/x11/X11SourceLister.h"
 
 #include <poll.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "capture/VirtualDisplay.h"
-#include "capture/X11Connection.h"
+#include "support/VirtualDisplay.h"
+#include "capture/x11/X11Connection.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "capture/X11Connection.h"
+#include "capture/x11/X11Connection.h"
 
 #include "capture/RecordingError.h"
 

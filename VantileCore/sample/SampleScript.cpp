@@ -1,4 +1,4 @@
-#include "render/SampleScript.h"
+#include "sample/SampleScript.h"
 
 #include <algorithm>
 #include <cmath>

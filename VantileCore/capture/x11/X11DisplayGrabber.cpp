@@ -1,4 +1,4 @@
-#include "capture/X11DisplayGrabber.h"
+#include "capture/x11/X11DisplayGrabber.h"
 
 #include "capture/RecordingError.h"
 

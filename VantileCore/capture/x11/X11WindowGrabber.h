@@ -1,8 +1,8 @@
 #pragma once
 
 #include "capture/ScreenGrabber.h"
-#include "capture/X11Connection.h"
-#include "capture/X11SharedImage.h"
+#include "capture/x11/X11Connection.h"
+#include "capture/x11/X11SharedImage.h"
 
 #include <memory>
 #include <optional>

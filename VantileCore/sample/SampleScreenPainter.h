@@ -1,6 +1,6 @@
 #pragma once
 
-#include "render/SampleScript.h"
+#include "sample/SampleScript.h"
 
 #include <QImage>
 #include <QPainter>

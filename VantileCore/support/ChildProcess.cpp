@@ -1,4 +1,4 @@
-#include "capture/ChildProcess.h"
+#include "support/ChildProcess.h"
 
 #include <fcntl.h>
 #include <poll.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "capture/X11Connection.h"
+#include "capture/x11/X11Connection.h"
 #include "model/Geometry.h"
 
 #include <chrono>

@@ -1,10 +1,10 @@
-#include "capture/X11CapturePlatform.h"
+#include "capture/x11/X11CapturePlatform.h"
 
 #include "capture/PulseAudioSource.h"
 #include "capture/RecordingError.h"
-#include "capture/X11DisplayGrabber.h"
-#include "capture/X11SourceLister.h"
-#include "capture/X11WindowGrabber.h"
+#include "capture/x11/X11DisplayGrabber.h"
+#include "capture/x11/X11SourceLister.h"
+#include "capture/x11/X11WindowGrabber.h"
 
 namespace vantile {
 

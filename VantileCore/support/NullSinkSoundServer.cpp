@@ -1,4 +1,4 @@
-#include "capture/NullSinkSoundServer.h"
+#include "support/NullSinkSoundServer.h"
 
 #include <pulse/pulseaudio.h>
 

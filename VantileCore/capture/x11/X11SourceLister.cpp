@@ -1,6 +1,6 @@
-#include "capture/X11SourceLister.h"
+#include "capture/x11/X11SourceLister.h"
 
-#include "capture/X11Connection.h"
+#include "capture/x11/X11Connection.h"
 
 #include <xcb/randr.h>
 

@@ -1,4 +1,4 @@
-#include "capture/X11SharedImage.h"
+#include "capture/x11/X11SharedImage.h"
 
 #include "capture/RecordingError.h"
 

@@ -1,4 +1,4 @@
-#include "capture/X11WindowGrabber.h"
+#include "capture/x11/X11WindowGrabber.h"
 
 #include "capture/RecordingError.h"
 

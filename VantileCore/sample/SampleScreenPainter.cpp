@@ -1,4 +1,4 @@
-#include "render/SampleScreenPainter.h"
+#include "sample/SampleScreenPainter.h"
 
 #include <QFont>
 #include <QLinearGradient>

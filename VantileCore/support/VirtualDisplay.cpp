@@ -1,4 +1,4 @@
-#include "capture/VirtualDisplay.h"
+#include "support/VirtualDisplay.h"
 
 #include <xcb/xcb.h>
 

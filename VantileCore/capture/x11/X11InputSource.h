@@ -1,7 +1,7 @@
 #pragma once
 
 #include "capture/InputSource.h"
-#include "capture/X11Connection.h"
+#include "capture/x11/X11Connection.h"
 
 #include <optional>
 #include <string>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "capture/ChildProcess.h"
+#include "support/ChildProcess.h"
 
 #include <memory>
 #include <string>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "capture/ScreenGrabber.h"
-#include "capture/X11Connection.h"
+#include "capture/x11/X11Connection.h"
 
 #include <xcb/shm.h>
 

@@ -1,10 +1,10 @@
-#include "render/SampleProjectWriter.h"
+#include "sample/SampleProjectWriter.h"
 
 #include "engine/CursorPathSmoother.h"
 #include "engine/FocusPlanner.h"
 #include "render/ImageConversion.h"
 #include "render/MovieWriter.h"
-#include "render/SampleScreenPainter.h"
+#include "sample/SampleScreenPainter.h"
 #include "store/ProjectFileManager.h"
 
 #include <QGuiApplication>

@@ -1,4 +1,4 @@
-#include "capture/PulseAudioPlayer.h"
+#include "support/PulseAudioPlayer.h"
 
 #include "capture/AudioSource.h"
 

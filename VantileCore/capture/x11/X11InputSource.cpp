@@ -1,4 +1,4 @@
-#include "capture/X11InputSource.h"
+#include "capture/x11/X11InputSource.h"
 
 #include <xcb/xinput.h>
 

@@ -1,4 +1,4 @@
-#include "capture/X11InputDriver.h"
+#include "capture/x11/X11InputDriver.h"
 
 #include "capture/RecordingError.h"
 
