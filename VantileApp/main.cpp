@@ -9,14 +9,20 @@
 #include <QTimer>
 
 #include <cstdio>
+#include <cstring>
 
 using namespace vantile;
 
 int main(int argc, char** argv)
 {
+    // Answered before Qt starts, so it works without any display.
+    if (argc == 2 && std::strcmp(argv[1], "--version") == 0) {
+        std::printf("vantile %s\n", VANTILE_VERSION);
+        return 0;
+    }
     QApplication application(argc, argv);
     application.setApplicationName("Vantile");
-    application.setDesktopFileName("vantile");
+    application.setDesktopFileName("app.vantile.Vantile");
     application.setWindowIcon(QIcon(":/resources/vantile.svg"));
     // Closing the main window keeps the application and its tray icon running.
     application.setQuitOnLastWindowClosed(false);

@@ -36,7 +36,7 @@ const std::map<std::string, CommandEntry>& commands()
 
 void printUsage(std::FILE* stream)
 {
-    std::fprintf(stream, "usage: vantile-cli COMMAND [OPTIONS]\n\ncommands:\n");
+    std::fprintf(stream, "usage: vantile-cli COMMAND [OPTIONS]\n       vantile-cli --version\n\ncommands:\n");
     for (const auto& [name, entry] : commands()) std::fprintf(stream, "  vantile-cli %s\n", entry.usage);
 }
 
@@ -49,6 +49,10 @@ int main(int argc, char** argv)
         return 2;
     }
     const std::string name = argv[1];
+    if (name == "--version") {
+        std::printf("vantile-cli %s\n", VANTILE_VERSION);
+        return 0;
+    }
     if (name == "--help" || name == "-h" || name == "help") {
         printUsage(stdout);
         return 0;
