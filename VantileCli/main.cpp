@@ -1,6 +1,8 @@
+#include "CommandHelp.h"
 #include "CommandLine.h"
 #include "Commands.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <functional>
@@ -61,6 +63,11 @@ int main(int argc, char** argv)
     if (found == commands().end()) {
         std::fprintf(stderr, "vantile-cli: unknown command \"%s\" (try vantile-cli --help)\n", name.c_str());
         return 2;
+    }
+    const std::vector<std::string> rest(argv + 2, argv + argc);
+    if (std::find(rest.begin(), rest.end(), "--help") != rest.end() || std::find(rest.begin(), rest.end(), "-h") != rest.end()) {
+        std::fputs(vantile::cli::commandHelp(name).c_str(), stdout);
+        return 0;
     }
     try {
         return found->second.run(std::vector<std::string>(argv + 2, argv + argc));

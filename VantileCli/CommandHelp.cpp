@@ -1,0 +1,82 @@
+#include "CommandHelp.h"
+
+#include "model/AudioSettings.h"
+#include "model/RenderSettings.h"
+
+#include <map>
+
+namespace vantile::cli {
+
+namespace {
+
+// The accepted words of an enumeration, from the same table the parser uses.
+template <typename Enum, std::size_t Count>
+std::string choices(const EnumTexts<Enum, Count>& texts, const std::string& aliases = {})
+{
+    std::string list;
+    for (const Enum value : texts.allCases()) list += (list.empty() ? "" : ", ") + std::string(texts.text(value));
+    return aliases.empty() ? list : list + " (also " + aliases + ")";
+}
+
+std::string audioModes() { return choices(audioCaptureModeTexts); }
+
+const std::map<std::string, std::string>& helpTexts()
+{
+    static const std::map<std::string, std::string> texts = {
+        {"info", "vantile-cli info DIR [--json]\n"
+                 "  A readable summary of the project in DIR. Never writes.\n"
+                 "  --json              the whole project as the store encodes it\n"},
+        {"sources", "vantile-cli sources [--json]\n"
+                    "  The displays and windows that can be recorded, with the ids --source accepts.\n"
+                    "  --json              print them as JSON\n"},
+        {"record", "vantile-cli record [--source ID] [--audio MODE] [--microphone ID] [--duration S] [--root DIR]\n"
+                   "  Records until the duration or Ctrl-C, then plans and saves the project and prints its directory.\n"
+                   "  --source ID         a display or window id from `vantile-cli sources` (default: the first)\n"
+                   "  --audio MODE        " + audioModes() + " (default: none)\n"
+                   "  --microphone ID     a microphone source name (needs --audio microphone or systemAndMicrophone)\n"
+                   "  --duration S        seconds to record, more than 0 and at most 600 (default: until Ctrl-C)\n"
+                   "  --root DIR          where the project directory is made (default: ~/Videos/VantileProjects)\n"},
+        {"demo", "vantile-cli demo [--root DIR]\n"
+                 "  Records a scripted session of a sample window on a virtual display, exports it and prints the movie.\n"
+                 "  --root DIR          where the project directory is made (default: ~/Videos/VantileProjects)\n"},
+        {"sample", "vantile-cli sample DIR [--duration S] [--width W] [--height H] [--audio MODE]\n"
+                   "  Writes a synthetic project (raw movie, events, segments, cursor path) into DIR.\n"
+                   "  --duration S        length in seconds\n"
+                   "  --width W           raw movie width in pixels\n"
+                   "  --height H          raw movie height in pixels\n"
+                   "  --audio MODE        " + audioModes() + "\n"},
+        {"export", "vantile-cli export DIR [-o FILE] [OPTIONS]\n"
+                   "  Applies the settings as the preview panel would (saved in the project), exports and prints the movie.\n"
+                   "  -o, --output FILE   the movie to write (default: DIR/export.mp4)\n"
+                   "  --aspect A          " + choices(aspectRatioTexts, "16:9, 21:9, 9:16, 1:1, 4:3") + "\n"
+                   "  --resolution R      " + choices(resolutionPresetTexts, "720p, 1080p, 1440p") + "\n"
+                   "  --template T        " + choices(templateNameTexts) + "\n"
+                   "  --zoom Z            " + choices(zoomIntensityTexts) + "\n"
+                   "  --fps N             output frames per second, 1 to 240\n"
+                   "  --cursor-theme C    " + choices(cursorThemeTexts) + "\n"
+                   "  --cursor-effect E   " + choices(cursorEffectTexts) + "\n"
+                   "  --no-background     the window card without the template background\n"
+                   "  --no-cursor         no drawn cursor\n"
+                   "  --no-ripple         no click ripples\n"
+                   "  --no-dynamic-cursor the cursor keeps one size while the camera zooms\n"},
+        {"plan", "vantile-cli plan --events FILE --duration S --width W --height H [--intensity I] [--fps N]\n"
+                 "  Plans a JSON array of input events (video pixels) and prints segments, camera keyframes and cursor frames.\n"
+                 "  --events FILE       the events, a JSON array\n"
+                 "  --duration S        the recording's length in seconds\n"
+                 "  --width W           video width in pixels\n"
+                 "  --height H          video height in pixels\n"
+                 "  --intensity I       " + choices(zoomIntensityTexts) + " (default: standard)\n"
+                 "  --fps N             cursor frames per second (default: 30)\n"},
+    };
+    return texts;
+}
+
+}  // namespace
+
+std::string commandHelp(const std::string& command)
+{
+    const auto found = helpTexts().find(command);
+    return found == helpTexts().end() ? std::string() : found->second;
+}
+
+}  // namespace vantile::cli
