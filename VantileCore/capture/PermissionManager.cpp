@@ -10,6 +10,7 @@
 #include <memory>
 #include <spawn.h>
 #include <sys/wait.h>
+#include <thread>
 
 extern char** environ;
 
@@ -92,10 +93,13 @@ void PermissionManager::openSettings(const std::string& anchor) const
     std::string argument = link;
     char* arguments[] = {program, argument.data(), nullptr};
     pid_t child = 0;
-    // Without xdg-open nothing happens, as when a link cannot be formed.
+    // Without xdg-open nothing happens, as when a link cannot be formed. xdg-open may wait for
+    // the program it starts, so it is reaped on a thread of its own and the caller goes on.
     if (posix_spawnp(&child, program, nullptr, nullptr, arguments, environ) == 0) {
-        int status = 0;
-        waitpid(child, &status, 0);
+        std::thread([child] {
+            int status = 0;
+            waitpid(child, &status, 0);
+        }).detach();
     }
 }
 

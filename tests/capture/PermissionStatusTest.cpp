@@ -1,10 +1,19 @@
+#include "capture/PermissionManager.h"
 #include "capture/PermissionStatus.h"
-#include "capture/RecordingError.h"
+#include "support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
 namespace vantile {
 namespace {
+
+using testing::readText;
+using testing::TemporaryDirectory;
+using testing::writeText;
 
 TEST(PermissionStatusTest, NamesTheMissingPermissionsInOrder)
 {
@@ -17,14 +26,24 @@ TEST(PermissionStatusTest, NamesTheMissingPermissionsInOrder)
     EXPECT_EQ(none.missingPermissionMessage(), "请先开启“屏幕录制”、“辅助功能”和“输入监控”权限后再开始录制。");
 }
 
-TEST(RecordingErrorTest, CarriesTheUserFacingSentences)
+TEST(PermissionManagerTest, OpeningSettingsDoesNotWaitForTheProgramItStarts)
 {
-    EXPECT_STREQ(RecordingError::captureStartFailed("no device").what(), "Could not start capture: no device");
-    EXPECT_STREQ(RecordingError::captureStopFailed("disk full").what(), "Could not stop capture: disk full");
-    EXPECT_STREQ(RecordingError::notRecording().what(), "Recording has not started.");
-    EXPECT_STREQ(RecordingError::sourceUnavailable().what(), "The selected capture source is no longer available.");
-    EXPECT_STREQ(RecordingError::writerSetupFailed().what(), "Could not set up video writer.");
-    EXPECT_STREQ(RecordingError::unsupportedSystem().what(), "Screen capture is not supported on this display server.");
+    // An xdg-open that only finishes once the test has carried on past the call.
+    TemporaryDirectory directory;
+    const auto program = directory / "xdg-open";
+    writeText(program, "#!/bin/sh\necho \"$1\" > \"" + directory.path().string() + "/opened\"\n"
+                       "for i in $(seq 100); do [ -e \"" + directory.path().string() + "/release\" ] && break; sleep 0.05; done\n"
+                       "[ -e \"" + directory.path().string() + "/release\" ] && touch \"" + directory.path().string() + "/done\"\n");
+    std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+    const std::string path = std::getenv("PATH") ? std::getenv("PATH") : "";
+    setenv("PATH", (directory.path().string() + ":" + path).c_str(), 1);
+    PermissionManager().openMicrophoneSettings();
+    writeText(directory / "release", "");
+    setenv("PATH", path.c_str(), 1);
+    for (int tries = 0; tries < 500 && !std::filesystem::exists(directory / "done"); ++tries)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_TRUE(std::filesystem::exists(directory / "done"));
+    EXPECT_EQ(readText(directory / "opened"), "settings://sound\n");
 }
 
 }  // namespace
