@@ -3,7 +3,6 @@
 #include "engine/EngineTestSupport.h"
 #include "engine/EventStreams.h"
 #include "engine/FocusPlanner.h"
-#include "engine/ReferenceEngine.h"
 
 #include <gtest/gtest.h>
 
@@ -95,42 +94,6 @@ TEST(CameraPathBuilderTest, SamplingBlendsWithSmootherStepAndJumpsAcrossEqualTim
     // At 3 the first matching pair is (1, 3), which ends at its second keyframe's values.
     EXPECT_EQ(CameraPathBuilder::cameraStateAt(3, keyframes), (CameraKeyframe{3, 300, 600, 2}));
     EXPECT_EQ(CameraPathBuilder::cameraStateAt(7, keyframes), keyframes[3]);
-}
-
-std::vector<FocusSegment> randomSegments(std::mt19937_64& random, double duration)
-{
-    std::uniform_real_distribution<double> unit(0, 1);
-    std::vector<FocusSegment> segments(static_cast<std::size_t>(unit(random) * 40));
-    for (FocusSegment& s : segments) {
-        s.start = std::round((unit(random) * (duration + 2) - 1) * 100) / 100;
-        s.end = s.start + std::round((unit(random) * 3 - 0.3) * 100) / 100;
-        s.type = static_cast<Kind>(static_cast<int>(unit(random) * 4));
-        s.centerX = unit(random) * W;
-        s.centerY = unit(random) * H;
-        s.scale = 1 + unit(random);
-        if (unit(random) < 0.1) s.end = s.start + 0.00005;
-    }
-    return segments;
-}
-
-TEST(CameraPathBuilderTest, MatchesTheLiteralBuilderAndSamplerOnGeneratedSegments)
-{
-    std::mt19937_64 random(42);
-    std::uniform_real_distribution<double> unit(0, 1);
-    for (int round = 0; round < 300; ++round) {
-        const double duration = round % 10 == 0 ? 0.0 : 1 + 20 * unit(random);
-        const auto segments = randomSegments(random, duration);
-        const auto keyframes = CameraPathBuilder::buildKeyframes(segments, duration, W, H);
-        ASSERT_TRUE(sameList(keyframes, reference::buildKeyframes(segments, duration, W, H))) << "round " << round;
-        for (int sample = 0; sample < 50; ++sample) {
-            const double t = (unit(random) * 1.2 - 0.1) * duration;
-            ASSERT_EQ(CameraPathBuilder::cameraStateAt(t, keyframes), reference::cameraStateAt(t, keyframes));
-        }
-        for (const CameraKeyframe& keyframe : keyframes) {
-            ASSERT_EQ(CameraPathBuilder::cameraStateAt(keyframe.time, keyframes),
-                      reference::cameraStateAt(keyframe.time, keyframes));
-        }
-    }
 }
 
 TEST(CameraPathBuilderTest, PlannedCameraMovesForwardAndItsCropStaysInsideTheVideo)

@@ -2,7 +2,6 @@
 
 #include "engine/EngineTestSupport.h"
 #include "engine/EventStreams.h"
-#include "engine/ReferenceEngine.h"
 
 #include <gtest/gtest.h>
 
@@ -110,25 +109,6 @@ TEST(CursorPathSmootherTest, ClickFlagsOnlyAroundPresses)
     // A press just before zero quantises to minus zero, which is frame 0's time.
     EXPECT_TRUE(pressAt(-0.3, 2)[0].isClicking);
     EXPECT_FALSE(pressAt(-0.6, 2)[0].isClicking);
-}
-
-TEST(CursorPathSmootherTest, MatchesTheLiteralSmootherOnGeneratedStreams)
-{
-    for (std::uint64_t seed = 1; seed <= 40; ++seed) {
-        testing::RandomStreamOptions options;
-        options.eventCount = 10 + (seed * 53) % 500;
-        options.duration = 12;
-        options.gridTimes = seed % 2 == 1;
-        const std::vector<InputEvent> events = testing::randomStream(seed, options);
-        for (std::int64_t fps : {1, 7, 24, 30, 60}) {
-            for (double duration : {12.0, 5.55, 0.01}) {
-                ASSERT_TRUE(sameList(smooth(events, fps, duration), reference::smooth(events, fps, duration)))
-                    << "seed " << seed << " fps " << fps << " duration " << duration;
-            }
-        }
-    }
-    const auto session = testing::demoSession(40, 1920, 1080, 3);
-    EXPECT_TRUE(sameList(smooth(session, 60, 40), reference::smooth(session, 60, 40)));
 }
 
 TEST(CursorPathSmootherTest, FramesCoverTheRecordingAndClicksSitNearPresses)

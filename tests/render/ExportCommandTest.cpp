@@ -20,8 +20,8 @@ TEST(ExportCommandTest, SampleThenExportAppliesSettingsLikeThePreviewPanel)
     const auto project = root.path() / "demo";
     const auto sample = runCommand({VANTILE_CLI, "sample", project.string(), "--duration", "2", "--width", "480",
                                     "--height", "270", "--audio", "systemAndMicrophone"});
-    ASSERT_EQ(sample.status, 0) << sample.errors;
-    EXPECT_EQ(sample.output, project.string() + "\n");
+    ASSERT_EQ(sample.exitCode, 0) << sample.standardError;
+    EXPECT_EQ(sample.standardOutput, project.string() + "\n");
     const ProjectFileManager files(root.path());
     const RecordingProject before = files.loadProject(project);
     EXPECT_EQ(before.video.width, 480);
@@ -33,8 +33,8 @@ TEST(ExportCommandTest, SampleThenExportAppliesSettingsLikeThePreviewPanel)
                                       "--aspect", "9:16", "--resolution", "720p", "--template", "cleanLight", "--zoom",
                                       "strong", "--fps", "24", "--cursor-theme", "rose", "--cursor-effect", "glow",
                                       "--no-ripple"});
-    ASSERT_EQ(exported.status, 0) << exported.errors;
-    EXPECT_EQ(exported.output, (project / "clip.mov").string() + "\n");
+    ASSERT_EQ(exported.exitCode, 0) << exported.standardError;
+    EXPECT_EQ(exported.standardOutput, (project / "clip.mov").string() + "\n");
 
     const RecordingProject after = files.loadProject(project);
     const RenderSettings& settings = after.renderSettings;
@@ -65,22 +65,22 @@ TEST(ExportCommandTest, SampleThenExportAppliesSettingsLikeThePreviewPanel)
 
     // Bad input: one line on stderr, a non-zero status, nothing written.
     const auto badValue = runCommand({VANTILE_CLI, "export", project.string(), "--template", "neon"});
-    EXPECT_EQ(badValue.status, 2);
-    EXPECT_EQ(lineCount(badValue.errors), 1) << badValue.errors;
-    EXPECT_NE(badValue.errors.find("neon"), std::string::npos);
+    EXPECT_EQ(badValue.exitCode, 2);
+    EXPECT_EQ(lineCount(badValue.standardError), 1) << badValue.standardError;
+    EXPECT_NE(badValue.standardError.find("neon"), std::string::npos);
     EXPECT_FALSE(std::filesystem::exists(project / "export.mp4"));
     EXPECT_EQ(files.loadProject(project), after);
 
     std::filesystem::rename(project / "raw.mov", project / "moved.mov");
     const auto missing = runCommand({VANTILE_CLI, "export", project.string()});
-    EXPECT_EQ(missing.status, 1);
-    EXPECT_EQ(lineCount(missing.errors), 1) << missing.errors;
-    EXPECT_NE(missing.errors.find("raw.mov"), std::string::npos);
+    EXPECT_EQ(missing.exitCode, 1);
+    EXPECT_EQ(lineCount(missing.standardError), 1) << missing.standardError;
+    EXPECT_NE(missing.standardError.find("raw.mov"), std::string::npos);
     EXPECT_FALSE(std::filesystem::exists(project / "export.mp4"));
 
     const auto noProject = runCommand({VANTILE_CLI, "export", (root.path() / "nothing").string()});
-    EXPECT_NE(noProject.status, 0);
-    EXPECT_EQ(lineCount(noProject.errors), 1) << noProject.errors;
+    EXPECT_NE(noProject.exitCode, 0);
+    EXPECT_EQ(lineCount(noProject.standardError), 1) << noProject.standardError;
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 namespace vantile::testing {
 
@@ -31,7 +32,8 @@ inline CommandResult runShell(const std::string& commandLine)
     const int errorFile = ::mkstemp(errorPath);
     ::close(errorFile);
     CommandResult result;
-    FILE* pipe = ::popen((commandLine + " </dev/null 2>" + errorPath).c_str(), "r");
+    // Braced, so the command's own redirections (2>&1) apply inside ours.
+    FILE* pipe = ::popen(("{ " + commandLine + "\n} </dev/null 2>" + errorPath).c_str(), "r");
     if (!pipe) return result;
     char buffer[65536];
     std::size_t count = 0;
@@ -45,6 +47,17 @@ inline CommandResult runShell(const std::string& commandLine)
     std::filesystem::remove(errorPath);
     return result;
 }
+
+// Runs a program with these arguments, no shell involved in their meaning.
+inline CommandResult runCommand(const std::vector<std::string>& arguments)
+{
+    std::string commandLine;
+    for (const auto& argument : arguments) commandLine += (commandLine.empty() ? "" : " ") + quoteForShell(argument);
+    return runShell(commandLine);
+}
+
+// A shell command's standard output alone.
+inline std::string commandOutput(const std::string& commandLine) { return runShell(commandLine).standardOutput; }
 
 // Runs the built vantile-cli with the given arguments.
 inline CommandResult runCli(std::initializer_list<std::string> arguments)

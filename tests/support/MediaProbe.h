@@ -1,29 +1,19 @@
 #pragma once
 
+#include "support/RunCommand.h"
+
 #include <nlohmann/json.hpp>
 
-#include <array>
-#include <cstdio>
+#include <cmath>
+#include <numbers>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
-#include <memory>
 #include <string>
 #include <vector>
 
 // Independent readings of recorded movies through the ffprobe and ffmpeg command-line tools.
 namespace vantile::testing {
-
-inline std::string commandOutput(const std::string& command)
-{
-    std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
-    std::string output;
-    if (!pipe) return output;
-    std::array<char, 65536> buffer;
-    std::size_t count = 0;
-    while ((count = fread(buffer.data(), 1, buffer.size(), pipe.get())) > 0) output.append(buffer.data(), count);
-    return output;
-}
 
 inline std::string quoted(const std::filesystem::path& path) { return "'" + path.string() + "'"; }
 
@@ -52,6 +42,12 @@ inline std::vector<std::uint8_t> frameAt(const std::filesystem::path& movie, dou
     return {text.begin(), text.end()};
 }
 
+inline int countVideoFrames(const std::filesystem::path& movie)
+{
+    const auto video = streamOfType(probe(movie), "video");
+    return video.is_null() ? -1 : std::stoi(video.value("nb_read_frames", "-1"));
+}
+
 // The audio stream `index`, its left channel as 48 kHz floats.
 inline std::vector<float> audioSamples(const std::filesystem::path& movie, int index = 0)
 {
@@ -60,6 +56,23 @@ inline std::vector<float> audioSamples(const std::filesystem::path& movie, int i
     std::vector<float> samples(text.size() / sizeof(float));
     std::memcpy(samples.data(), text.data(), samples.size() * sizeof(float));
     return samples;
+}
+
+// How strongly `frequency` sounds in samples [first, last) of 48 kHz audio: the amplitude of a
+// sine at that frequency (Goertzel), so 0.5 for a tone of amplitude 0.5 and near 0 without it.
+inline double toneLevel(const std::vector<float>& samples, double frequency, std::size_t first, std::size_t last)
+{
+    last = std::min(last, samples.size());
+    if (last <= first) return 0;
+    const double coefficient = 2 * std::cos(2 * std::numbers::pi * frequency / 48000);
+    double previous = 0, beforePrevious = 0;
+    for (std::size_t index = first; index < last; ++index) {
+        const double current = samples[index] + coefficient * previous - beforePrevious;
+        beforePrevious = previous;
+        previous = current;
+    }
+    const double power = previous * previous + beforePrevious * beforePrevious - coefficient * previous * beforePrevious;
+    return 2 * std::sqrt(std::max(power, 0.0)) / static_cast<double>(last - first);
 }
 
 }  // namespace vantile::testing

@@ -1,0 +1,98 @@
+#include "RenderTestSupport.h"
+
+#include "render/ExportManager.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+
+namespace vantile {
+namespace {
+
+// Flashes at known frames with tone bursts at the same moments: the system's 1000 Hz on the
+// first track, the microphone's 600 Hz on the second.
+constexpr int flashFrames[] = {15, 45, 75};
+constexpr double systemTone = 1000;
+constexpr double microphoneTone = 600;
+constexpr double burstSeconds = 0.15;
+
+int trackOfFlash(int flash) { return flash == 1 ? 1 : 0; }
+
+// The frame indices whose centre is bright, read back from the decoded movie.
+std::vector<int> brightFrames(const std::filesystem::path& movie)
+{
+    const std::string gray = testing::commandOutput("ffmpeg -v error -i " + testing::quoted(movie) +
+                                                    " -vf scale=32:18 -pix_fmt gray -f rawvideo - 2>/dev/null");
+    std::vector<int> frames;
+    for (std::size_t index = 0; (index + 1) * 32 * 18 <= gray.size(); ++index) {
+        if (static_cast<unsigned char>(gray[index * 32 * 18 + 9 * 32 + 16]) > 180) frames.push_back(int(index));
+    }
+    return frames;
+}
+
+// When each burst of `frequency` begins on the track, to the nearest 5 ms.
+std::vector<double> toneOnsets(const std::vector<float>& samples, double frequency)
+{
+    std::vector<double> onsets;
+    bool sounding = false;
+    for (std::size_t first = 0; first + 240 <= samples.size(); first += 240) {
+        const bool loud = testing::toneLevel(samples, frequency, first, first + 240) > 0.2;
+        if (loud && !sounding) onsets.push_back(static_cast<double>(first) / 48000);
+        sounding = loud;
+    }
+    return onsets;
+}
+
+TEST(AudioVideoSyncTest, EachFlashMeetsItsToneOnItsOwnTrackAfterExport)
+{
+    test::TemporaryDirectory directory;
+    const auto flashAt = [](double seconds, int& which) {
+        for (int flash = 0; flash < 3; ++flash) {
+            const double start = flashFrames[flash] / 30.0;
+            if (seconds >= start && seconds < start + burstSeconds) {
+                which = flash;
+                return true;
+            }
+        }
+        return false;
+    };
+    test::writeRawMovie(
+        directory.path() / "raw.mov", 320, 180, 3.0, 2,
+        [](QImage& image, int index) {
+            const bool flash = std::find(std::begin(flashFrames), std::end(flashFrames), index) != std::end(flashFrames);
+            image.fill(flash ? Qt::white : Qt::black);
+        },
+        [&](int track, double seconds) {
+            int flash = -1;
+            if (!flashAt(seconds, flash) || trackOfFlash(flash) != track) return 0.0F;
+            const double frequency = track == 0 ? systemTone : microphoneTone;
+            return static_cast<float>(0.5 * std::sin(2 * std::numbers::pi * frequency * seconds));
+        });
+    RecordingProject project = test::makeProject(320, 180, 3.0);
+    project.renderSettings.showCursor = false;
+    project.renderSettings.showClickRipple = false;
+    const RenderJob job{project, directory.path() / "raw.mov", {}, project.cursorFrames, project.renderSettings,
+                        directory.path() / "export.mp4"};
+    const auto output = ExportManager().exportMovie(job);
+
+    const std::vector<int> frames = brightFrames(output);
+    ASSERT_EQ(frames.size(), 3u);
+    const auto system = testing::audioSamples(output, 0);
+    const auto microphone = testing::audioSamples(output, 1);
+    // Each tone only on its own track.
+    EXPECT_TRUE(toneOnsets(system, microphoneTone).empty());
+    EXPECT_TRUE(toneOnsets(microphone, systemTone).empty());
+    const std::vector<double> systemOnsets = toneOnsets(system, systemTone);
+    const std::vector<double> microphoneOnsets = toneOnsets(microphone, microphoneTone);
+    ASSERT_EQ(systemOnsets.size(), 2u);
+    ASSERT_EQ(microphoneOnsets.size(), 1u);
+    const double heard[] = {systemOnsets[0], microphoneOnsets[0], systemOnsets[1]};
+    for (int flash = 0; flash < 3; ++flash) {
+        // Within a frame, plus the 5 ms the onset search steps by.
+        EXPECT_NEAR(heard[flash], frames[static_cast<std::size_t>(flash)] / 30.0, 1 / 30.0 + 0.005) << "flash " << flash;
+    }
+}
+
+}  // namespace
+}  // namespace vantile
