@@ -20,19 +20,4 @@ double smootherStep(double c)
     return c * c * c * (c * (6 * c - 15) + 10);
 }
 
-double easeInOutCubic(double c)
-{
-    c = clampUnit(c);
-    if (c < 0.5) return 4 * c * c * c;
-    const double falling = 2 - 2 * c;
-    return 1 - falling * falling * falling * 0.5;
-}
-
-double easeOutCubic(double c)
-{
-    c = clampUnit(c);
-    const double remaining = 1 - c;
-    return 1 - remaining * remaining * remaining;
-}
-
 }  // namespace vantile::Easing

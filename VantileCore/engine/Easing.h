@@ -2,9 +2,7 @@
 
 namespace vantile::Easing {
 
-// Each curve first clamps its argument to [0, 1].
+// Clamps its argument to [0, 1] first.
 double smootherStep(double c);
-double easeInOutCubic(double c);
-double easeOutCubic(double c);
 
 }  // namespace vantile::Easing

@@ -11,9 +11,4 @@ double distance(double x1, double y1, double x2, double y2)
     return std::sqrt(dx * dx + dy * dy);
 }
 
-double lerp(double a, double b, double t)
-{
-    return a + (b - a) * t;
-}
-
 }  // namespace vantile::MathUtils

@@ -6,9 +6,6 @@ namespace vantile::MathUtils {
 
 double distance(double x1, double y1, double x2, double y2);
 
-// Unclamped: t outside [0, 1] extrapolates.
-double lerp(double a, double b, double t);
-
 // With lower > upper the result is upper.
 template <typename T>
 constexpr T clamp(T value, T lower, T upper)

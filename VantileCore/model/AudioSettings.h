@@ -47,16 +47,3 @@ void to_json(Json& json, const AudioInputDevice& device);
 void decodeValue(const Json& json, AudioInputDevice& device);
 
 }  // namespace vantile
-
-template <>
-struct std::hash<vantile::AudioCaptureSettings> {
-    std::size_t operator()(const vantile::AudioCaptureSettings& s) const
-    {
-        return vantile::hashValues(s.mode, s.microphoneDeviceID);
-    }
-};
-
-template <>
-struct std::hash<vantile::AudioInputDevice> {
-    std::size_t operator()(const vantile::AudioInputDevice& d) const { return vantile::hashValues(d.id, d.name); }
-};

@@ -54,28 +54,3 @@ struct RecordingResult {
 };
 
 }  // namespace vantile
-
-template <>
-struct std::hash<vantile::CaptureInfo> {
-    std::size_t operator()(const vantile::CaptureInfo& c) const
-    {
-        return vantile::hashValues(c.sourceType, c.displayId, c.windowId, c.appName, c.windowTitle, c.region,
-                                   c.scaleFactor);
-    }
-};
-
-template <>
-struct std::hash<vantile::VideoInfo> {
-    std::size_t operator()(const vantile::VideoInfo& v) const
-    {
-        return vantile::hashValues(v.path, v.width, v.height, v.fps);
-    }
-};
-
-template <>
-struct std::hash<vantile::RecordingResult> {
-    std::size_t operator()(const vantile::RecordingResult& r) const
-    {
-        return vantile::hashValues(r.rawVideoURL.native(), r.duration, r.videoInfo);
-    }
-};

@@ -46,12 +46,3 @@ void to_json(Json& json, const CaptureSource& source);
 void decodeValue(const Json& json, CaptureSource& source);
 
 }  // namespace vantile
-
-template <>
-struct std::hash<vantile::CaptureSource> {
-    std::size_t operator()(const vantile::CaptureSource& s) const
-    {
-        return vantile::hashValues(s.id, s.kind, s.displayId, s.windowId, s.appName, s.title, s.region,
-                                   s.scaleFactor);
-    }
-};

@@ -32,19 +32,3 @@ void to_json(Json& json, const CameraKeyframe& keyframe);
 void decodeValue(const Json& json, CameraKeyframe& keyframe);
 
 }  // namespace vantile
-
-template <>
-struct std::hash<vantile::CursorFrame> {
-    std::size_t operator()(const vantile::CursorFrame& f) const
-    {
-        return vantile::hashValues(f.time, f.x, f.y, f.visible, f.isClicking);
-    }
-};
-
-template <>
-struct std::hash<vantile::CameraKeyframe> {
-    std::size_t operator()(const vantile::CameraKeyframe& k) const
-    {
-        return vantile::hashValues(k.time, k.centerX, k.centerY, k.scale);
-    }
-};

@@ -28,11 +28,3 @@ void to_json(Json& json, const FocusSegment& segment);
 void decodeValue(const Json& json, FocusSegment& segment);
 
 }  // namespace vantile
-
-template <>
-struct std::hash<vantile::FocusSegment> {
-    std::size_t operator()(const vantile::FocusSegment& s) const
-    {
-        return vantile::hashValues(s.start, s.end, s.type, s.centerX, s.centerY, s.scale);
-    }
-};

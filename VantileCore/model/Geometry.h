@@ -32,16 +32,3 @@ void to_json(Json& json, const CGRectCodable& rect);
 void decodeValue(const Json& json, CGRectCodable& rect);
 
 }  // namespace vantile
-
-template <>
-struct std::hash<vantile::CodablePoint> {
-    std::size_t operator()(const vantile::CodablePoint& p) const { return vantile::hashValues(p.x, p.y); }
-};
-
-template <>
-struct std::hash<vantile::CGRectCodable> {
-    std::size_t operator()(const vantile::CGRectCodable& r) const
-    {
-        return vantile::hashValues(r.x, r.y, r.width, r.height);
-    }
-};

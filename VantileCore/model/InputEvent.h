@@ -42,11 +42,3 @@ void to_json(Json& json, const InputEvent& event);
 void decodeValue(const Json& json, InputEvent& event);
 
 }  // namespace vantile
-
-template <>
-struct std::hash<vantile::InputEvent> {
-    std::size_t operator()(const vantile::InputEvent& e) const
-    {
-        return vantile::hashValues(e.time, e.type, e.x, e.y, e.deltaX, e.deltaY, e.button);
-    }
-};

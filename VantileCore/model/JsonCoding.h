@@ -151,27 +151,4 @@ T decodeDocument(const Json& json)
     return value;
 }
 
-inline void combineHash(std::size_t& seed, std::size_t value)
-{
-    seed ^= value + 0x9e3779b97f4a7c15ULL + (seed << 6) + (seed >> 2);
-}
-
-template <typename... Values>
-std::size_t hashValues(const Values&... values)
-{
-    std::size_t seed = 0;
-    (combineHash(seed, std::hash<Values>{}(values)), ...);
-    return seed;
-}
-
 }  // namespace vantile
-
-template <typename T>
-struct std::hash<std::vector<T>> {
-    std::size_t operator()(const std::vector<T>& values) const
-    {
-        std::size_t seed = values.size();
-        for (const auto& value : values) vantile::combineHash(seed, std::hash<T>{}(value));
-        return seed;
-    }
-};

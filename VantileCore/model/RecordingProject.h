@@ -46,13 +46,3 @@ void to_json(Json& json, const RecordingProject& project);
 void decodeValue(const Json& json, RecordingProject& project);
 
 }  // namespace vantile
-
-template <>
-struct std::hash<vantile::RecordingProject> {
-    std::size_t operator()(const vantile::RecordingProject& p) const
-    {
-        return vantile::hashValues(p.id, p.createdAt.time_since_epoch().count(), p.duration, p.capture, p.video,
-                                   p.events, p.focusSegments, p.cursorFrames, p.renderSettings, p.audioSettings,
-                                   p.rawVideoPath, p.previewVideoPath, p.exportVideoPath);
-    }
-};

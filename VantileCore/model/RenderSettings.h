@@ -133,13 +133,3 @@ void to_json(Json& json, const RenderSettings& settings);
 void decodeValue(const Json& json, RenderSettings& settings);
 
 }  // namespace vantile
-
-template <>
-struct std::hash<vantile::RenderSettings> {
-    std::size_t operator()(const vantile::RenderSettings& s) const
-    {
-        return vantile::hashValues(s.aspectRatio, s.templateName, s.zoomIntensity, s.resolutionPreset,
-                                   s.backgroundEnabled, s.showCursor, s.showClickRipple, s.cursorTheme,
-                                   s.cursorEffect, s.dynamicCursorScale, s.outputWidth, s.outputHeight, s.fps);
-    }
-};

@@ -40,19 +40,6 @@ TEST(PlanCommandTest, PrintsExactlyWhatTheEngineComputesForShuffledEvents)
     EXPECT_EQ(frames.size(), 24u * 44 + 18 + 1);
 }
 
-TEST(PlanCommandTest, DefaultsToStandardIntensityAndThirtyFps)
-{
-    const testing::TemporaryDirectory directory;
-    testing::writeText(directory / "events.json", R"([{"time": 0.2, "type": "leftMouseDown", "x": 700, "y": 400}])");
-    const auto result = runCli({"plan", "--events", (directory / "events.json").string(), "--duration", "10",
-                                "--width", "1920", "--height", "1080"});
-    ASSERT_EQ(result.exitCode, 0) << result.standardError;
-    const Json printed = Json::parse(result.standardOutput);
-    EXPECT_EQ(printed.at("segments").at(0).at("scale"), 1.52);
-    EXPECT_EQ(printed.at("segments").at(1).at("type"), "overview");
-    EXPECT_EQ(printed.at("cursorFrames").size(), 301u);
-}
-
 TEST(PlanCommandTest, BadInputFailsWithOneLineAndNonZeroStatus)
 {
     const testing::TemporaryDirectory directory;

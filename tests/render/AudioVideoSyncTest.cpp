@@ -19,11 +19,11 @@ constexpr double burstSeconds = 0.15;
 
 int trackOfFlash(int flash) { return flash == 1 ? 1 : 0; }
 
-// The frame indices whose centre is bright, read back from the decoded movie.
+// The frame indices (on the movie's clock) whose centre is bright, read back from the decoded movie.
 std::vector<int> brightFrames(const std::filesystem::path& movie)
 {
     const std::string gray = testing::commandOutput("ffmpeg -v error -i " + testing::quoted(movie) +
-                                                    " -vf scale=32:18 -pix_fmt gray -f rawvideo - 2>/dev/null");
+                                                    " -vf fps=30:start_time=0,scale=32:18 -pix_fmt gray -f rawvideo - 2>/dev/null");
     std::vector<int> frames;
     for (std::size_t index = 0; (index + 1) * 32 * 18 <= gray.size(); ++index) {
         if (static_cast<unsigned char>(gray[index * 32 * 18 + 9 * 32 + 16]) > 180) frames.push_back(int(index));

@@ -142,44 +142,6 @@ TEST(FrameCompositorTest, CameraCropLandsInTheVideoRectangle)
     EXPECT_TRUE(near(pixel(portrait, 480, 480 + 60), yellow, 12));
 }
 
-TEST(FrameCompositorTest, DecodedFramesOfEitherLayoutLandLikeTheirImages)
-{
-    // The export draws from decoded frames: yuv420p through the crop scaler's YUV path, other
-    // layouts converted to an image first. Both must land where the image would.
-    const QImage source = quadrantSource();
-    FrameHandle planar420 = allocateFrame(AV_PIX_FMT_YUV420P, 1920, 1080);
-    convertImageToYuv420(source, *planar420);
-    FrameHandle planar444 = allocateFrame(AV_PIX_FMT_YUV444P, 1920, 1080);
-    for (int y = 0; y < 1080; ++y) {
-        for (int x = 0; x < 1920; ++x) {
-            planar444->data[0][y * planar444->linesize[0] + x] = planar420->data[0][y * planar420->linesize[0] + x];
-            for (int plane = 1; plane < 3; ++plane) {
-                planar444->data[plane][y * planar444->linesize[plane] + x] =
-                    planar420->data[plane][(y / 2) * planar420->linesize[plane] + x / 2];
-            }
-        }
-    }
-    Render render;
-    render.keyframes = {{0, 1200, 700, 1.6}};
-    const QImage fromImage = render.draw();
-    const auto video = render.layout().video;
-    for (const AVFrame* decoded : {planar420.get(), planar444.get()}) {
-        FrameCompositor compositor(CompositorScene{1920, 1080, render.settings, render.keyframes, {}}, {});
-        compositor.setDecodedSource([decoded](double) { return decoded; });
-        QImage canvas(render.size, QImage::Format_RGB32);
-        compositor.drawFrame(canvas, 0);
-        for (const double fx : {0.1, 0.2, 0.5, 0.9}) {
-            for (const double fy : {0.1, 0.5, 0.9}) {
-                const double x = video.x + video.width * fx;
-                const double y = video.y + video.height * fy;
-                EXPECT_TRUE(near(pixel(canvas, x, y), pixel(fromImage, x, y), 4))
-                    << av_get_pix_fmt_name(static_cast<AVPixelFormat>(decoded->format)) << " at " << fx << ","
-                    << fy << ": " << describe(pixel(canvas, x, y)) << " vs " << describe(pixel(fromImage, x, y));
-            }
-        }
-    }
-}
-
 TEST(FrameCompositorTest, CursorAndRippleAreDrawnWhereTheCursorFramesSay)
 {
     Render render;

@@ -48,11 +48,13 @@ inline int countVideoFrames(const std::filesystem::path& movie)
     return video.is_null() ? -1 : std::stoi(video.value("nb_read_frames", "-1"));
 }
 
-// The audio stream `index`, its left channel as 48 kHz floats.
+// The audio stream `index`, its left channel as 48 kHz floats on the movie's clock: a track
+// that starts late begins with silence.
 inline std::vector<float> audioSamples(const std::filesystem::path& movie, int index = 0)
 {
     const std::string text = commandOutput("ffmpeg -v error -i " + quoted(movie) + " -map 0:a:" +
-                                           std::to_string(index) + " -af 'pan=mono|c0=c0' -ar 48000 -f f32le - 2>/dev/null");
+                                           std::to_string(index) +
+                                           " -af 'pan=mono|c0=c0,aresample=48000:async=1:first_pts=0' -f f32le - 2>/dev/null");
     std::vector<float> samples(text.size() / sizeof(float));
     std::memcpy(samples.data(), text.data(), samples.size() * sizeof(float));
     return samples;
