@@ -71,26 +71,6 @@ TEST(InputEventRecorderTest, MovesAreThrottledToThirtyPerSecondButTheFirstIsAlwa
     EXPECT_EQ(events[1].x, 4);
 }
 
-TEST(InputEventRecorderTest, PositionsAreLocalToTheRegionAndClampedToItsEdges)
-{
-    Harness harness;
-    harness.recorder.start({100, 50, 400, 300});
-    harness.input.send(Kind::leftMouseDown, 0.1, {150, 80});
-    harness.input.send(Kind::leftMouseUp, 0.2, {20, 10});
-    harness.input.send(Kind::rightMouseDown, 0.3, {900, 700});
-    harness.input.send(Kind::rightMouseUp, 0.4, {500, 350});
-    harness.input.send(Kind::leftMouseDragged, 0.5, {300, 200});
-    harness.input.send(Kind::scrollWheel, 0.6, {120, 60}, 0, -1);
-    const auto events = harness.recorder.stop();
-    ASSERT_EQ(events.size(), 6u);
-    EXPECT_EQ(events[0], (InputEvent{0.1, Type::leftMouseDown, 50, 30, {}, {}, "left"}));
-    EXPECT_EQ(events[1], (InputEvent{0.2, Type::leftMouseUp, 0, 0, {}, {}, "left"}));
-    EXPECT_EQ(events[2], (InputEvent{0.3, Type::rightMouseDown, 400, 300, {}, {}, "right"}));
-    EXPECT_EQ(events[3], (InputEvent{0.4, Type::rightMouseUp, 400, 300, {}, {}, "right"}));
-    EXPECT_EQ(events[4], (InputEvent{0.5, Type::mouseDragged, 200, 150}));
-    EXPECT_EQ(events[5], (InputEvent{0.6, Type::scrollWheel, 20, 10, 0.0, -1.0, {}}));
-}
-
 TEST(InputEventRecorderTest, TypingBurstsOpenAndCloseAroundPausesLongerThanOneSecond)
 {
     Harness harness;
