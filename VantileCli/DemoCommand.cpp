@@ -179,8 +179,9 @@ int runDemo(const std::vector<std::string>& arguments)
     }
 
     std::cerr << "Opening the sample app\n";
+    // On the X display being recorded, whatever platform the caller's Qt applications use.
     ChildProcess app({demoAppPath().string(), "320", "140", "1280", "800"},
-                     ChildProcess::Options{.captureOutput = true});
+                     ChildProcess::Options{.environment = {"QT_QPA_PLATFORM=xcb"}, .captureOutput = true});
     const auto layoutLine = app.readLine(std::chrono::seconds(20));
     if (!layoutLine) throw std::runtime_error("the sample app did not start");
     const AppLayout layout = parseLayout(*layoutLine);
