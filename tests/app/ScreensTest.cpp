@@ -145,6 +145,8 @@ TEST(ScreensTest, PreviewPlaysTheProjectAndExportsWithProgressAndCancel)
     screens.settle();
     EXPECT_TRUE(screens.item("exportProgress")->isVisible());
     expectTexts(screens.visibleTexts(), {"50%", "取消"});
+    // The settings wait while the export renders the ones it started with.
+    EXPECT_FALSE(screens.item("previewSettingsPanel")->isEnabled());
     QMetaObject::invokeMethod(screens.item("cancelExportButton"), "clicked");
     ASSERT_TRUE(waitFor([&] { return !screens.state->isBusy(); }));
     EXPECT_EQ(screens.state->errorMessage(), "Export cancelled.");
