@@ -71,16 +71,6 @@ OutputSize sourceMatchedOutputSize(std::int64_t width, std::int64_t height, Reso
     return {evenOutputDimension(factor * w), evenOutputDimension(factor * h)};
 }
 
-OutputSize scaledEvenOutputSize(std::int64_t width, std::int64_t height, std::int64_t maxLongEdge)
-{
-    const double w = static_cast<double>(std::max<std::int64_t>(width, 2));
-    const double h = static_cast<double>(std::max<std::int64_t>(height, 2));
-    const double longSide = std::max(w, h);
-    const double limit = maxLongEdge > 1 ? static_cast<double>(maxLongEdge) : 2.0;
-    const double factor = std::min(limit / longSide, 1.0);
-    return {evenOutputDimension(factor * w), evenOutputDimension(factor * h)};
-}
-
 RGBAColor RGBAColor::fromHex(std::uint32_t hex, double alpha)
 {
     return {((hex >> 16) & 0xFF) / 255.0, ((hex >> 8) & 0xFF) / 255.0, (hex & 0xFF) / 255.0, alpha};
@@ -107,16 +97,6 @@ RenderSettings RenderSettings::sizedFor(const std::optional<VideoInfo>& sourceVi
     sized.outputWidth = size.width;
     sized.outputHeight = size.height;
     return sized;
-}
-
-RenderSettings RenderSettings::previewVariant(std::int64_t maxLongEdge, std::int64_t maxFps) const
-{
-    RenderSettings reduced = *this;
-    const OutputSize size = scaledEvenOutputSize(outputWidth, outputHeight, maxLongEdge);
-    reduced.outputWidth = size.width;
-    reduced.outputHeight = size.height;
-    reduced.fps = std::max<std::int64_t>(std::min(fps, maxFps), 1);
-    return reduced;
 }
 
 void to_json(Json& json, const RenderSettings& settings)

@@ -62,7 +62,6 @@ OutputSize outputSize(AspectRatio ratio, ResolutionPreset preset = ResolutionPre
 OutputSize outputSize(AspectRatio ratio, const std::optional<VideoInfo>& sourceVideo,
                       ResolutionPreset preset = ResolutionPreset::p1080);
 OutputSize sourceMatchedOutputSize(std::int64_t width, std::int64_t height, ResolutionPreset preset);
-OutputSize scaledEvenOutputSize(std::int64_t width, std::int64_t height, std::int64_t maxLongEdge);
 
 struct RGBAColor {
     double red = 0;
@@ -120,11 +119,6 @@ struct RenderSettings {
     // These choices with the output size that the aspect ratio and resolution give,
     // matched to the source video when the ratio is `source` and a video is known.
     RenderSettings sizedFor(const std::optional<VideoInfo>& sourceVideo = std::nullopt) const;
-
-    // A reduced copy for previews: size fitted to maxLongEdge, fps at most `fps` and at least 1.
-    RenderSettings previewVariant(std::int64_t maxLongEdge, std::int64_t fps) const;
-
-    RenderPreset renderPreset() const { return RenderPreset::preset(templateName); }
 
     bool operator==(const RenderSettings&) const = default;
 };

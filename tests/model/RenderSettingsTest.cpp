@@ -42,14 +42,9 @@ TEST(OutputSizes, SourceMatchingNeverEnlargesAndRoundsDownToEven)
     EXPECT_EQ(outputSize(AspectRatio::source, std::nullopt, ResolutionPreset::p720), (OutputSize{1280, 720}));
     // Only `source` looks at the video.
     EXPECT_EQ(outputSize(AspectRatio::square1x1, video(2880, 1800), ResolutionPreset::p720), (OutputSize{720, 720}));
-
-    EXPECT_EQ(scaledEvenOutputSize(1920, 1080, 960), (OutputSize{960, 540}));
-    EXPECT_EQ(scaledEvenOutputSize(1920, 1080, 0), (OutputSize{2, 2}));
-    EXPECT_EQ(scaledEvenOutputSize(1280, 720, 4000), (OutputSize{1280, 720}));
-    EXPECT_EQ(scaledEvenOutputSize(1706, 720, 1001), (OutputSize{1000, 422}));
 }
 
-TEST(OutputSizes, SizedForAndPreviewVariantKeepChoices)
+TEST(OutputSizes, SizedForKeepsTheOtherChoices)
 {
     RenderSettings settings;
     settings.aspectRatio = AspectRatio::source;
@@ -59,12 +54,4 @@ TEST(OutputSizes, SizedForAndPreviewVariantKeepChoices)
     EXPECT_EQ(sized.outputWidth, 1152);
     EXPECT_EQ(sized.outputHeight, 720);
     EXPECT_EQ(sized.templateName, TemplateName::gradientBlue);
-
-    RenderSettings thirty;
-    EXPECT_EQ(thirty.previewVariant(960, 60).fps, 30);
-    EXPECT_EQ(thirty.previewVariant(960, 0).fps, 1);
-    const auto preview = thirty.previewVariant(960, 24);
-    EXPECT_EQ(preview.fps, 24);
-    EXPECT_EQ(preview.outputWidth, 960);
-    EXPECT_EQ(preview.outputHeight, 540);
 }
