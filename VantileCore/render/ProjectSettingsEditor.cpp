@@ -16,6 +16,7 @@ ProjectSettingsEditor::ProjectSettingsEditor(RecordingProject project, std::file
 
 void ProjectSettingsEditor::saveQuietly() const
 {
+    if (holdingSaves_) return;
     try {
         files_.saveProject(project_, directory_);
     } catch (const std::exception&) {
