@@ -29,7 +29,9 @@ RecordingRun::RecordingRun(RecordingRequest request, Progress progress)
 CaptureSource RecordingRun::chooseSource() const
 {
     X11SourceLister lister(request_.displayName);
-    const std::vector<CaptureSource> sources = CaptureSourceProvider(lister).loadSources();
+    CaptureSourceProvider provider(lister);
+    const std::vector<CaptureSource> sources = provider.loadSources();
+    if (provider.fallbackReason()) throw std::runtime_error(*provider.fallbackReason());
     if (!request_.sourceId) {
         if (sources.empty()) throw RecordingError::sourceUnavailable();
         return sources.front();

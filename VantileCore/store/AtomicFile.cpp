@@ -25,6 +25,9 @@ class StagedFile {
 public:
     StagedFile(const std::filesystem::path& target, std::string_view contents) : target_(target)
     {
+        // Found now rather than at the rename, when other files may already have been replaced.
+        std::error_code ignored;
+        if (std::filesystem::is_directory(target, ignored)) throwSystemError("Cannot write", target, EISDIR);
         temporary_ = temporarySiblingPath(target, "XXXXXX").string();
         const int descriptor = ::mkstemp(temporary_.data());
         if (descriptor < 0) throwSystemError("Cannot write", target, errno);
