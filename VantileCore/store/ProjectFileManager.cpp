@@ -102,19 +102,22 @@ std::string ProjectFileManager::encodeDocument(const Json& json)
 Json ProjectFileManager::parseDocument(const fs::path& file)
 {
     const std::string text = readWholeFile(file);
-    // The parser's own errors know the byte, not the key; remember the last key it read.
-    std::string lastKey;
-    const Json::parser_callback_t noteKeys = [&lastKey](int, Json::parse_event_t event, Json& parsed) {
-        if (event == Json::parse_event_t::key) lastKey = parsed.get<std::string>();
-        return true;
-    };
     try {
-        return Json::parse(text, noteKeys);
+        return Json::parse(text);
     } catch (const Json::parse_error& error) {
         throw ProjectFileError(ProjectFileError::Kind::decoding,
                                file.filename().string() + ": malformed JSON at byte " + std::to_string(error.byte));
     } catch (const Json::exception&) {
-        // A number too large for a double.
+        // A number too large for a double. The parser knows the byte, not the key: read
+        // again (slowly, only now) noting each key it passes.
+        std::string lastKey;
+        try {
+            const Json ignored = Json::parse(text, [&lastKey](int, Json::parse_event_t event, Json& parsed) {
+                if (event == Json::parse_event_t::key) lastKey = parsed.get<std::string>();
+                return true;
+            });
+        } catch (const Json::exception&) {
+        }
         throw ProjectFileError(ProjectFileError::Kind::decoding,
                                file.filename().string() + ": " + (lastKey.empty() ? "" : lastKey + ": ") +
                                    "number out of range");
