@@ -2,7 +2,7 @@
 #include "CommandLine.h"
 #include "Commands.h"
 
-#include "render/FfmpegHandles.h"
+#include "media/FfmpegHandles.h"
 
 #include <algorithm>
 #include <cstdio>

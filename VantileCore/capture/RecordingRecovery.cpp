@@ -3,7 +3,7 @@
 #include "capture/EventJournal.h"
 #include "capture/RecordingError.h"
 #include "capture/RecordingFinisher.h"
-#include "render/FfmpegHandles.h"
+#include "media/FfmpegHandles.h"
 
 #include <algorithm>
 #include <cmath>
@@ -45,7 +45,8 @@ RecordingStart startOfWholeMovie(const RecordingResult& movie)
     start.source.appName = "Display";
     start.source.title = "Display";
     start.source.region = {0, 0, static_cast<double>(movie.videoInfo.width), static_cast<double>(movie.videoInfo.height)};
-    start.createdAt = std::chrono::system_clock::now();
+    // Whole seconds, as the project file keeps them.
+    start.createdAt = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
     return start;
 }
 
@@ -54,6 +55,8 @@ RecordingStart startOfWholeMovie(const RecordingResult& movie)
 void writeRecordingStart(const RecordingStart& start, const fs::path& projectDirectory)
 {
     const fs::path metadata = projectDirectory / ProjectFileManager::metadataFolderName;
+    std::error_code error;
+    fs::create_directories(metadata, error);
     writeFileAtomically(metadata / ProjectFileManager::recordingStartFileName,
                         ProjectFileManager::encodeDocument(encodeRecordingStart(start)));
 }

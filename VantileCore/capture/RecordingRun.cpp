@@ -59,7 +59,6 @@ RecordingOutcome RecordingRun::run(const std::function<bool()>& stopRequested, c
     InputEventRecorder inputRecorder(&input);
     const std::filesystem::path directory = projectFiles.createProjectDirectory();
     try {
-        std::filesystem::create_directories(directory / ProjectFileManager::metadataFolderName);
         writeRecordingStart({source, request_.audioSettings, request_.renderSettings, std::chrono::system_clock::now()},
                             directory);
         journal.emplace(directory / ProjectFileManager::metadataFolderName / EventJournal::fileName);
