@@ -85,14 +85,16 @@ TEST_F(RecordCommandTest, AKilledRecordingIsRecoveredAsTheStopFlowWouldHave)
         while (!condition() && std::chrono::steady_clock::now() < deadline) std::this_thread::sleep_for(20ms);
         return condition();
     };
+    // Input is logged from the moment the movie has frames.
     ASSERT_TRUE(waitFor([&] { return std::filesystem::exists(journalFile()); }));
+    const std::filesystem::path project = onlyProject();
+    ASSERT_TRUE(waitFor([&] { return playableSeconds(project / "raw.mov") >= 0.5; }));
     xdotool("mousemove 300 200 click 1");
     ASSERT_TRUE(waitFor([&] {
         const auto events = EventJournal::read(journalFile());
         return std::any_of(events.begin(), events.end(),
                            [](const InputEvent& event) { return event.type == InputEvent::EventType::leftMouseUp; });
     }));
-    const std::filesystem::path project = onlyProject();
     ASSERT_TRUE(waitFor([&] { return playableSeconds(project / "raw.mov") >= 2; }));
     kill(recorder.pid(), SIGKILL);
     recorder.stop();
