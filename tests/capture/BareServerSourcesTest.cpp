@@ -21,7 +21,7 @@ TEST(BareServerSources, EveryListingAndShortRecordingSucceeds)
     const std::string saved = previous ? previous : "";
     ::setenv("DISPLAY", (":" + *number).c_str(), 1);
     vantile::testing::TemporaryDirectory root;
-    for (int round = 0; round < 12; ++round) {
+    for (int round = 0; round < 15; ++round) {
         const auto sources = vantile::testing::runCli({"sources", "--json"});
         ASSERT_EQ(sources.exitCode, 0) << "round " << round << ": " << sources.standardError;
         EXPECT_EQ(sources.standardOutput.find("fallback"), std::string::npos) << sources.standardOutput;
