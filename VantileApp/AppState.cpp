@@ -3,6 +3,7 @@
 #include "ExportFlow.h"
 #include "ProjectSession.h"
 #include "RecordingFlow.h"
+#include "RecoveryFlow.h"
 #include "SettingsOptions.h"
 #include "SourcesFlow.h"
 #include "engine/RecordingDurationFormatter.h"
@@ -24,6 +25,7 @@ AppState::AppState(AppCollaborators collaborators, QObject* parent)
         RecordingFlow::Parts{std::move(collaborators.recorder), std::move(collaborators.inputRecorder), projectFiles,
                              std::move(collaborators.wallClock), collaborators.recordingTick});
     exportFlow_ = std::make_unique<ExportFlow>(*this, *session_, std::move(collaborators.exporter));
+    recoveryFlow_ = std::make_unique<RecoveryFlow>(*this, *session_, projectFiles);
 }
 
 AppState::~AppState()
@@ -197,6 +199,32 @@ void AppState::exportCurrentProject() { exportFlow_->start(); }
 void AppState::cancelExport() { exportFlow_->cancel(); }
 void AppState::revealExportInFinder() { exportFlow_->reveal(); }
 void AppState::openProject(const fs::path& directory) { session_->openFromDisk(directory); }
+
+void AppState::findUnfinishedRecordings() { recoveryFlow_->findUnfinished(); }
+
+void AppState::recoverUnfinishedRecording(const QString& directory)
+{
+    recoveryFlow_->recover(directory.toStdString());
+}
+
+void AppState::ignoreUnfinishedRecording(const QString& directory) { recoveryFlow_->ignore(directory.toStdString()); }
+
+void AppState::setUnfinishedRecordings(std::vector<fs::path> directories)
+{
+    if (unfinishedRecordings_ == directories) return;
+    unfinishedRecordings_ = std::move(directories);
+    emit unfinishedRecordingsChanged();
+}
+
+QVariantList AppState::unfinishedRecordingsValue() const
+{
+    QVariantList list;
+    for (const fs::path& directory : unfinishedRecordings_) {
+        list.append(QVariantMap{{"directory", QString::fromStdString(directory.string())},
+                                {"name", QString::fromStdString(directory.filename().string())}});
+    }
+    return list;
+}
 
 void AppState::shutdown()
 {

@@ -26,6 +26,7 @@ class SourcesFlow;
 class RecordingFlow;
 class ProjectSession;
 class ExportFlow;
+class RecoveryFlow;
 
 // Everything AppState drives; handed over once at construction.
 struct AppCollaborators {
@@ -71,6 +72,7 @@ class AppState : public QObject {
     Q_PROPERTY(bool isExporting READ isExporting NOTIFY isExportingChanged)
     Q_PROPERTY(QString exportedFilePath READ exportedFilePath NOTIFY currentProjectChanged)
     Q_PROPERTY(QVariantMap settingOptions READ settingOptions CONSTANT)
+    Q_PROPERTY(QVariantList unfinishedRecordings READ unfinishedRecordingsValue NOTIFY unfinishedRecordingsChanged)
 
 public:
     explicit AppState(AppCollaborators collaborators, QObject* parent = nullptr);
@@ -101,6 +103,7 @@ public:
     const std::optional<std::string>& selectedMicrophoneDeviceID() const { return selectedMicrophoneDeviceID_; }
     double exportProgress() const { return exportProgress_; }
     bool isExporting() const { return isExporting_; }
+    const std::vector<std::filesystem::path>& unfinishedRecordings() const { return unfinishedRecordings_; }
 
     std::optional<std::filesystem::path> previewVideoURL() const;
     std::string videoReferenceText() const;
@@ -124,6 +127,7 @@ public:
     void setAvailableMicrophones(std::vector<AudioInputDevice> devices);
     void setExportProgress(double fraction);
     void setExporting(bool exporting);
+    void setUnfinishedRecordings(std::vector<std::filesystem::path> directories);
 
     // Flows.
     Q_INVOKABLE void loadSources();
@@ -143,6 +147,11 @@ public:
     // Opens an earlier recording's directory in the preview (`vantile DIR`).
     void openProject(const std::filesystem::path& directory);
     Q_INVOKABLE void hideMainWindow();
+    // At start: recordings under the projects root that were cut off before being saved,
+    // each offered to recover (into the preview) or to ignore.
+    Q_INVOKABLE void findUnfinishedRecordings();
+    Q_INVOKABLE void recoverUnfinishedRecording(const QString& directory);
+    Q_INVOKABLE void ignoreUnfinishedRecording(const QString& directory);
 
     // The settings panel: one field changed by its raw name and value, handed on as the
     // whole settings, with the re-plan after a zoom change and the re-smooth after an fps
@@ -181,6 +190,7 @@ public:
     QString videoReferenceTextValue() const { return QString::fromStdString(videoReferenceText()); }
     QString exportedFilePath() const;
     QVariantMap settingOptions() const;
+    QVariantList unfinishedRecordingsValue() const;
 
 signals:
     void routeChanged();
@@ -203,6 +213,7 @@ signals:
     void videoReferenceTextChanged();
     void exportProgressChanged();
     void isExportingChanged();
+    void unfinishedRecordingsChanged();
 
 private:
     void notifyDerivedTexts();
@@ -226,6 +237,7 @@ private:
     double exportProgress_ = 0;
 
     bool isExporting_ = false;
+    std::vector<std::filesystem::path> unfinishedRecordings_;
 
     std::unique_ptr<PermissionService> permissions_;
     DesktopShell* shell_ = nullptr;
@@ -234,6 +246,7 @@ private:
     std::unique_ptr<SourcesFlow> sourcesFlow_;
     std::unique_ptr<RecordingFlow> recordingFlow_;
     std::unique_ptr<ExportFlow> exportFlow_;
+    std::unique_ptr<RecoveryFlow> recoveryFlow_;
 };
 
 }  // namespace vantile

@@ -5,6 +5,7 @@
 #include "MainThreadResume.h"
 #include "ProjectSession.h"
 #include "capture/RecordingFinisher.h"
+#include "capture/RecordingRecovery.h"
 
 namespace vantile {
 
@@ -64,6 +65,9 @@ void RecordingFlow::beginCapture(const AudioCaptureSettings& audioSettings)
     fs::path directory;
     try {
         directory = parts_.projectFiles.createProjectDirectory(parts_.wallClock());
+        startingDirectory_ = directory;
+        // Noted first, so a recording cut off before its stop can still be recovered.
+        writeRecordingStart({*source_, audioSettings, state_.renderSettings(), parts_.wallClock()}, directory);
     } catch (...) {
         finishStart(describeError(std::current_exception()));
         return;
@@ -90,6 +94,13 @@ void RecordingFlow::finishStart(const std::optional<std::string>& failure)
         cancelTimer();
         source_.reset();
         audioSettings_.reset();
+        // Nothing was recorded: leave no directory that looks like a recording.
+        if (startingDirectory_) {
+            std::error_code ignored;
+            fs::remove_all(*startingDirectory_, ignored);
+            if (state_.projectDirectory() == startingDirectory_) state_.setProjectDirectory(std::nullopt);
+            startingDirectory_.reset();
+        }
         state_.setBusy(false);
         state_.setRoute(Route::sourcePicker);
         state_.setErrorMessage(failure);
@@ -108,6 +119,7 @@ void RecordingFlow::finishStart(const std::optional<std::string>& failure)
         finishStart(reason);
         return;
     }
+    startingDirectory_.reset();
     state_.setRecordingStartTime(parts_.wallClock());
     state_.setRecordingElapsed(0);
     state_.setRoute(Route::recording);

@@ -61,6 +61,7 @@ private:
     // What this recording was started with: later choices in the picker do not reach it.
     std::optional<CaptureSource> source_;
     std::optional<AudioCaptureSettings> audioSettings_;
+    std::optional<std::filesystem::path> startingDirectory_;  // made for a start still under way
     std::optional<std::string> captureFailure_;
 };
 

@@ -38,6 +38,7 @@ int main(int argc, char** argv)
     appState.setDesktopShell(&shell);
 
     const QStringList arguments = application.arguments();
+    appState.findUnfinishedRecordings();
     if (arguments.size() > 1) appState.openProject(arguments.at(1).toStdString());
 
     std::unique_ptr<QQmlApplicationEngine> engine = loadMainWindow(appState);

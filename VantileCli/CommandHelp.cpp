@@ -36,11 +36,15 @@ const std::map<std::string, std::string>& helpTexts()
                    "  --microphone ID     a microphone source name (needs --audio microphone or systemAndMicrophone)\n"
                    "  --duration S        seconds to record, more than 0 and at most 600 (default: until Ctrl-C)\n"
                    "  --root DIR          where the project directory is made (default: ~/Videos/VantileProjects)\n"},
+        {"recover", "vantile-cli recover DIR\n"
+                    "  Finishes a recording that was cut off (killed, power cut, full disk) from its movie and input\n"
+                    "  journal, as stopping it would have, and prints its directory.\n"},
         {"demo", "vantile-cli demo [--root DIR]\n"
                  "  Records a scripted session of a sample window on a virtual display, exports it and prints the movie.\n"
                  "  --root DIR          where the project directory is made (default: ~/Videos/VantileProjects)\n"},
         {"sample", "vantile-cli sample DIR [--duration S] [--width W] [--height H] [--audio MODE]\n"
-                   "  Writes a synthetic project (raw movie, events, segments, cursor path) into DIR.\n"
+                   "  Writes a synthetic project (raw movie, events, segments, cursor path) into DIR, which must be\n"
+                   "  new or empty.\n"
                    "  --duration S        length in seconds\n"
                    "  --width W           raw movie width in pixels\n"
                    "  --height H          raw movie height in pixels\n"
@@ -62,11 +66,11 @@ const std::map<std::string, std::string>& helpTexts()
         {"plan", "vantile-cli plan --events FILE --duration S --width W --height H [--intensity I] [--fps N]\n"
                  "  Plans a JSON array of input events (video pixels) and prints segments, camera keyframes and cursor frames.\n"
                  "  --events FILE       the events, a JSON array\n"
-                 "  --duration S        the recording's length in seconds\n"
+                 "  --duration S        the recording's length in seconds, more than 0\n"
                  "  --width W           video width in pixels\n"
                  "  --height H          video height in pixels\n"
                  "  --intensity I       " + choices(zoomIntensityTexts) + " (default: standard)\n"
-                 "  --fps N             cursor frames per second (default: 30)\n"},
+                 "  --fps N             cursor frames per second, 1 to 240 (default: 30)\n"},
     };
     return texts;
 }

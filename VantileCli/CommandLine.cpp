@@ -95,4 +95,14 @@ std::optional<std::int64_t> Arguments::positiveInteger(const std::string& name) 
     return parsed;
 }
 
+std::optional<std::int64_t> Arguments::integerBetween(const std::string& name, std::int64_t minimum,
+                                                     std::int64_t maximum) const
+{
+    const auto parsed = integer(name);
+    if (parsed && (*parsed < minimum || *parsed > maximum)) {
+        throw UsageError(name + " must be between " + std::to_string(minimum) + " and " + std::to_string(maximum));
+    }
+    return parsed;
+}
+
 }  // namespace vantile::cli

@@ -34,6 +34,7 @@ public:
     std::optional<double> number(const std::string& name) const;
     std::optional<std::int64_t> integer(const std::string& name) const;
     std::optional<std::int64_t> positiveInteger(const std::string& name) const;
+    std::optional<std::int64_t> integerBetween(const std::string& name, std::int64_t minimum, std::int64_t maximum) const;
 
 private:
     std::vector<std::string> positional_;

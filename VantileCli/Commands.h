@@ -10,6 +10,7 @@ namespace vantile::cli {
 int runInfo(const std::vector<std::string>& arguments);
 int runSources(const std::vector<std::string>& arguments);
 int runRecord(const std::vector<std::string>& arguments);
+int runRecover(const std::vector<std::string>& arguments);
 int runDemo(const std::vector<std::string>& arguments);
 int runPlan(const std::vector<std::string>& arguments);
 int runSample(const std::vector<std::string>& arguments);

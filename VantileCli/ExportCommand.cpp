@@ -3,15 +3,16 @@
 #include "ProgressBar.h"
 
 #include "render/ExportManager.h"
-#include "media/FfmpegHandles.h"
 #include "render/ProjectSettingsEditor.h"
 #include "render/RenderError.h"
 
+#include <array>
 #include <atomic>
 #include <csignal>
 #include <filesystem>
 #include <iostream>
 #include <map>
+#include <set>
 
 namespace vantile::cli {
 
@@ -76,11 +77,75 @@ void applyOptions(const Arguments& parsed, ProjectSettingsEditor& editor)
         const ZoomIntensity intensity = parseChoice("--zoom", *zoom, zoomIntensityTexts);
         if (intensity != editor.renderSettings().zoomIntensity) editor.changeZoomIntensity(intensity);
     }
-    if (const auto fps = parsed.positiveInteger("--fps")) {
-        if (*fps > 240) throw UsageError("--fps must be between 1 and 240");
+    if (const auto fps = parsed.integerBetween("--fps", 1, 240)) {
         if (*fps != editor.renderSettings().fps) editor.changeFps(*fps);
     }
 }
+
+// The movie may go anywhere except over what the project is made of: its raw movie, its
+// metadata, anything in its hidden folder. Links are followed, so a link or a ".." cannot
+// smuggle such a path past the check. Returns the resolved destination.
+std::filesystem::path checkedOutput(const std::filesystem::path& requested, const ProjectSettingsEditor& editor)
+{
+    namespace fs = std::filesystem;
+    const fs::path absolute = fs::absolute(requested).lexically_normal();
+    const auto refuse = [&](const std::string& problem) {
+        return RenderError(RenderError::Kind::fileSystem, "Cannot export to " + requested.string() + ": " + problem);
+    };
+    std::error_code error;
+    if (!absolute.has_filename() || fs::is_directory(absolute, error)) throw refuse("it is a directory");
+    const fs::path parent = fs::canonical(absolute.parent_path(), error);
+    if (error || !fs::is_directory(parent, error)) {
+        throw RenderError(RenderError::Kind::fileSystem, "No such directory: " + absolute.parent_path().string());
+    }
+    fs::path resolved = parent / absolute.filename();
+    if (fs::is_symlink(resolved, error)) {
+        resolved = fs::weakly_canonical(resolved, error);
+        if (error) throw refuse(error.message());
+    }
+    const fs::file_status status = fs::status(resolved, error);
+    if (fs::exists(status) && !fs::is_regular_file(status)) throw refuse("it is not a regular file");
+
+    const fs::path project = fs::canonical(editor.directory(), error);
+    const fs::path inside = resolved.lexically_relative(project);
+    const bool isInProject = !error && !inside.empty() && *inside.begin() != "..";
+    if (isInProject && *inside.begin() == ProjectFileManager::metadataFolderName) {
+        throw refuse("it is inside the project's " + std::string(ProjectFileManager::metadataFolderName) + " folder");
+    }
+    const fs::path raw = editor.rawVideoURL();
+    if (fs::exists(status) && fs::equivalent(resolved, raw, error)) throw refuse("it is the project's raw movie");
+    static const std::set<std::string> metadataNames = {"project.json", "events.json", "focus_segments.json",
+                                                        "cursor_path.json"};
+    if (isInProject && inside == inside.filename() && metadataNames.count(inside.string())) {
+        throw refuse("it is one of the project's files");
+    }
+    return resolved;
+}
+
+// Every signal that would end the process cancels the export instead, so its temporary
+// files go and the project stays as it was.
+class CancelOnSignals {
+public:
+    explicit CancelOnSignals(ExportMonitor& monitor)
+    {
+        activeMonitor.store(&monitor);
+        struct sigaction action {};
+        action.sa_handler = cancelExport;
+        sigemptyset(&action.sa_mask);
+        for (std::size_t index = 0; index < signals.size(); ++index) sigaction(signals[index], &action, &previous_[index]);
+    }
+    ~CancelOnSignals()
+    {
+        for (std::size_t index = 0; index < signals.size(); ++index) sigaction(signals[index], &previous_[index], nullptr);
+        activeMonitor.store(nullptr);
+    }
+    CancelOnSignals(const CancelOnSignals&) = delete;
+    CancelOnSignals& operator=(const CancelOnSignals&) = delete;
+
+private:
+    static constexpr std::array<int, 4> signals{SIGINT, SIGTERM, SIGHUP, SIGPIPE};
+    std::array<struct sigaction, 4> previous_{};
+};
 
 }  // namespace
 
@@ -96,6 +161,8 @@ int runExport(const std::vector<std::string>& arguments)
     if (!directory.has_filename()) directory = directory.parent_path();
     const ProjectFileManager files(directory.parent_path());
     ProjectSettingsEditor editor(files.loadProject(directory), directory, files);
+    // Nothing is saved unless the movie is made.
+    editor.holdSavesUntilExportRecorded();
 
     std::error_code error;
     if (!std::filesystem::exists(editor.rawVideoURL(), error)) {
@@ -103,33 +170,20 @@ int runExport(const std::vector<std::string>& arguments)
     }
     std::optional<std::string> output = parsed.value("-o");
     if (!output) output = parsed.value("--output");
-    const std::filesystem::path outputURL =
-        output ? std::filesystem::absolute(*output).lexically_normal() : editor.defaultExportURL();
-    if (!std::filesystem::is_directory(outputURL.parent_path(), error)) {
-        throw RenderError(RenderError::Kind::fileSystem, "No such directory: " + outputURL.parent_path().string());
-    }
+    const std::filesystem::path outputURL = checkedOutput(output ? std::filesystem::path(*output) : editor.defaultExportURL(), editor);
     applyOptions(parsed, editor);
 
-    quietMediaLibraryLogs();
     ProgressBar bar("Exporting");
     ExportMonitor monitor([&bar](double fraction) { bar.update(fraction); });
-    activeMonitor.store(&monitor);
-    auto previousInterrupt = std::signal(SIGINT, cancelExport);
-    auto previousTerminate = std::signal(SIGTERM, cancelExport);
     try {
-        ExportManager().exportMovie(editor.makeExportJob(outputURL), &monitor);
+        const CancelOnSignals cancelOnSignals(monitor);
+        ExportManager().exportMovie(editor.makeExportJob(outputURL), &monitor,
+                                    [&] { editor.recordExport(outputURL); });
     } catch (...) {
-        std::signal(SIGINT, previousInterrupt);
-        std::signal(SIGTERM, previousTerminate);
-        activeMonitor.store(nullptr);
         bar.finish();
         throw;
     }
-    std::signal(SIGINT, previousInterrupt);
-    std::signal(SIGTERM, previousTerminate);
-    activeMonitor.store(nullptr);
     bar.finish();
-    editor.recordExport(outputURL);
     std::cout << outputURL.string() << "\n";
     return 0;
 }

@@ -41,10 +41,11 @@ int runPlan(const std::vector<std::string>& arguments)
 
     FocusPlannerInput input;
     input.duration = *parsed.number("--duration");
+    if (!(input.duration > 0)) throw UsageError("--duration must be greater than 0");
     input.videoWidth = requirePositiveNumber(parsed, "--width");
     input.videoHeight = requirePositiveNumber(parsed, "--height");
     input.zoomIntensity = parseIntensity(parsed.value("--intensity"));
-    const std::int64_t fps = parsed.positiveInteger("--fps").value_or(30);
+    const std::int64_t fps = parsed.integerBetween("--fps", 1, 240).value_or(30);
 
     // The store's reader names the file and the offending key when the events do not decode.
     const ProjectFileManager store(eventsFile.parent_path());

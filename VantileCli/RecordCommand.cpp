@@ -36,7 +36,9 @@ int runRecord(const std::vector<std::string>& arguments)
     if (request.audioSettings.microphoneDeviceID && !capturesMicrophone(request.audioSettings.mode))
         throw UsageError("--microphone needs --audio microphone or systemAndMicrophone");
     request.duration = parsed.number("--duration");
-    if (request.duration && *request.duration <= 0) throw UsageError("--duration must be positive");
+    if (request.duration && !(*request.duration > 0 && *request.duration <= RecordingRequest::maxDuration)) {
+        throw UsageError("--duration must be greater than 0 and at most 600 seconds");
+    }
     if (const auto root = parsed.value("--root")) request.projectsRoot = *root;
 
     // Ctrl-C and SIGTERM end the recording the normal way: the project is still built and saved.

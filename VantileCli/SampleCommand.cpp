@@ -1,7 +1,7 @@
 #include "CommandLine.h"
 #include "Commands.h"
 
-#include "media/FfmpegHandles.h"
+#include "store/AtomicFile.h"
 #include "sample/SampleProjectWriter.h"
 
 #include <QGuiApplication>
@@ -30,6 +30,12 @@ int runSample(const std::vector<std::string>& arguments)
     const Arguments parsed(arguments, {"--duration", "--width", "--height", "--audio"}, {});
     parsed.expectPositionalCount(1);
     const std::filesystem::path directory = parsed.requirePositional(0, "project directory");
+    // A sample never replaces anything: an existing project there would be lost.
+    std::error_code error;
+    if (entryExists(directory) && !(std::filesystem::is_directory(directory, error) &&
+                                    std::filesystem::is_empty(directory, error) && !error)) {
+        throw UsageError(directory.string() + " already exists and is not an empty directory");
+    }
     SampleProjectOptions options;
     if (const auto duration = parsed.number("--duration")) {
         if (!(*duration > 0) || *duration > 3600) throw UsageError("--duration must be between 0 and 3600 seconds");
@@ -47,7 +53,6 @@ int runSample(const std::vector<std::string>& arguments)
 
     // Text in the synthetic screen needs Qt's font system; no display is involved.
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
-    quietMediaLibraryLogs();
     // Qt's notices (such as a missing runtime directory) are noise for a headless tool.
     qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& message) {
         if (type == QtCriticalMsg || type == QtFatalMsg) std::fprintf(stderr, "%s\n", qPrintable(message));

@@ -2,12 +2,12 @@
 #include "Commands.h"
 
 #include "capture/CaptureSourceProvider.h"
-#include "capture/x11/X11Connection.h"
 #include "capture/x11/X11SourceLister.h"
 #include "store/ProjectFileManager.h"
 
 #include <cstdio>
 #include <iostream>
+#include <stdexcept>
 
 namespace vantile::cli {
 
@@ -15,10 +15,11 @@ int runSources(const std::vector<std::string>& arguments)
 {
     const Arguments parsed(arguments, {}, {"--json"});
     parsed.expectPositionalCount(0);
-    // Without an X server the lister would quietly fall back to nothing; say why instead.
-    { const X11Connection probe; }
     X11SourceLister lister;
-    const std::vector<CaptureSource> sources = CaptureSourceProvider(lister).loadSources();
+    CaptureSourceProvider provider(lister);
+    const std::vector<CaptureSource> sources = provider.loadSources();
+    // The fallback's screens cannot be recorded; say why there is nothing better instead.
+    if (provider.fallbackReason()) throw std::runtime_error("Cannot list capture sources: " + *provider.fallbackReason());
     if (parsed.flag("--json")) {
         std::cout << ProjectFileManager::encodeDocument(Json(sources)) << "\n";
         return 0;

@@ -2,6 +2,8 @@
 #include "CommandLine.h"
 #include "Commands.h"
 
+#include "media/FfmpegHandles.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <exception>
@@ -26,6 +28,7 @@ const std::map<std::string, CommandEntry>& commands()
         {"info", {runInfo, "info DIR [--json]"}},
         {"sources", {runSources, "sources [--json]"}},
         {"record", {runRecord, "record [--source ID] [--audio MODE] [--microphone ID] [--duration S] [--root DIR]"}},
+        {"recover", {runRecover, "recover DIR"}},
         {"demo", {runDemo, "demo [--root DIR]"}},
         {"sample", {runSample, "sample DIR [--duration S] [--width W] [--height H] [--audio MODE]"}},
         {"export", {runExport, "export DIR [-o FILE] [--aspect A] [--resolution R] [--template T] [--zoom Z] [--fps N] "
@@ -69,6 +72,7 @@ int main(int argc, char** argv)
         std::fputs(vantile::cli::commandHelp(name).c_str(), stdout);
         return 0;
     }
+    vantile::quietMediaLibraryLogs();
     try {
         return found->second.run(std::vector<std::string>(argv + 2, argv + argc));
     } catch (const vantile::cli::UsageError& error) {

@@ -60,6 +60,9 @@ int main(int argc, char** argv)
     };
     screens.loadSources(sources);
     ok &= save(screens.grab(), out / "01-home.png");
+    screens.state->setUnfinishedRecordings({"/home/user/Videos/VantileProjects/project-2026-11-24-171605"});
+    ok &= save(screens.grab(), out / "01-home-unfinished-recording.png");
+    screens.state->setUnfinishedRecordings({});
 
     screens.permissions->status = {true, false, false};
     screens.state->refreshPermissionStatus();

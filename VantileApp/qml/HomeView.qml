@@ -69,5 +69,40 @@ Item {
                 onClicked: appState.route = "permissions"
             }
         }
+        Repeater {
+            model: appState.unfinishedRecordings
+            delegate: Rectangle {
+                objectName: "unfinishedRecording"
+                Layout.fillWidth: true
+                implicitHeight: offer.implicitHeight + 24
+                radius: 12
+                color: "#121d36"
+                border.color: Theme.border
+                RowLayout {
+                    id: offer
+                    anchors.fill: parent
+                    anchors.margins: 12
+                    spacing: 12
+                    Text {
+                        text: "录制“" + modelData.name + "”没有正常结束，可以恢复成可预览和导出的项目。"
+                        color: Theme.text
+                        font.pixelSize: 15
+                        wrapMode: Text.WordWrap
+                        Layout.fillWidth: true
+                    }
+                    VantileButton {
+                        text: "恢复"
+                        variant: "primary"
+                        enabled: !appState.isBusy
+                        onClicked: appState.recoverUnfinishedRecording(modelData.directory)
+                    }
+                    VantileButton {
+                        text: "忽略"
+                        variant: "darkSecondary"
+                        onClicked: appState.ignoreUnfinishedRecording(modelData.directory)
+                    }
+                }
+            }
+        }
     }
 }

@@ -36,9 +36,11 @@ double CaptureSourceProvider::scaleFactor(const CGRectCodable& rect, const std::
 std::vector<CaptureSource> CaptureSourceProvider::loadSources()
 {
     ShareableContent content;
+    fallbackReason_.reset();
     try {
         content = lister_.shareableContent();
-    } catch (const std::exception&) {
+    } catch (const std::exception& error) {
+        fallbackReason_ = error.what();
         return fallbackDisplaySources();
     }
 

@@ -3,6 +3,8 @@
 #include "capture/SourceLister.h"
 #include "model/CaptureSource.h"
 
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace vantile {
@@ -15,6 +17,8 @@ public:
     // Displays first, then the windows the filter keeps, in the platform's order. When the
     // platform cannot be asked, the screens known otherwise (which cannot be recorded).
     std::vector<CaptureSource> loadSources();
+    // Why the last loadSources fell back, if it did.
+    const std::optional<std::string>& fallbackReason() const { return fallbackReason_; }
 
     std::vector<CaptureSource> fallbackDisplaySources();
 
@@ -23,6 +27,7 @@ public:
 
 private:
     SourceLister& lister_;
+    std::optional<std::string> fallbackReason_;
 };
 
 }  // namespace vantile

@@ -2,7 +2,7 @@
 
 #include "capture/RecordingError.h"
 
-#include <fstream>
+#include <sstream>
 #include <string>
 
 namespace vantile {
@@ -25,7 +25,7 @@ void EventJournal::append(const InputEvent& event)
 std::vector<InputEvent> EventJournal::read(const std::filesystem::path& file)
 {
     std::vector<InputEvent> events;
-    std::ifstream input(file);
+    std::istringstream input(readWholeFile(file));
     std::string line;
     while (std::getline(input, line)) {
         try {

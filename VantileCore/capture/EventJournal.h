@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/InputEvent.h"
+#include "store/ProjectFileManager.h"
 
 #include <cstdio>
 #include <filesystem>
@@ -12,7 +13,7 @@ namespace vantile {
 // kernel at once so a crashed recorder still leaves them on disk.
 class EventJournal {
 public:
-    static constexpr const char* fileName = "events.journal.jsonl";
+    static constexpr const char* fileName = ProjectFileManager::journalFileName;
 
     explicit EventJournal(const std::filesystem::path& file);
     ~EventJournal();

@@ -15,6 +15,7 @@ public:
         unsupportedSystem,
         sourceUnavailable,
         writerSetupFailed,
+        recoveryFailed,
     };
 
     static RecordingError captureStartFailed(const std::string& message)
@@ -33,6 +34,10 @@ public:
     static RecordingError sourceUnavailable()
     {
         return {Kind::sourceUnavailable, "The selected capture source is no longer available."};
+    }
+    static RecordingError recoveryFailed(const std::string& directory, const std::string& reason)
+    {
+        return {Kind::recoveryFailed, "Cannot recover " + directory + ": " + reason};
     }
     static RecordingError writerSetupFailed() { return {Kind::writerSetupFailed, "Could not set up video writer."}; }
 

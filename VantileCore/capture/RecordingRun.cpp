@@ -6,6 +6,7 @@
 #include "capture/PermissionManager.h"
 #include "capture/RecordingError.h"
 #include "capture/RecordingFinisher.h"
+#include "capture/RecordingRecovery.h"
 #include "capture/ScreenRecorder.h"
 #include "capture/x11/X11CapturePlatform.h"
 #include "capture/x11/X11InputSource.h"
@@ -28,7 +29,9 @@ RecordingRun::RecordingRun(RecordingRequest request, Progress progress)
 CaptureSource RecordingRun::chooseSource() const
 {
     X11SourceLister lister(request_.displayName);
-    const std::vector<CaptureSource> sources = CaptureSourceProvider(lister).loadSources();
+    CaptureSourceProvider provider(lister);
+    const std::vector<CaptureSource> sources = provider.loadSources();
+    if (provider.fallbackReason()) throw std::runtime_error(*provider.fallbackReason());
     if (!request_.sourceId) {
         if (sources.empty()) throw RecordingError::sourceUnavailable();
         return sources.front();
@@ -50,16 +53,25 @@ RecordingOutcome RecordingRun::run(const std::function<bool()>& stopRequested, c
 
     progress_("Starting recording");
     const ProjectFileManager projectFiles(request_.projectsRoot);
-    const std::filesystem::path directory = projectFiles.createProjectDirectory();
-    std::filesystem::create_directories(directory / ProjectFileManager::metadataFolderName);
-    EventJournal journal(directory / ProjectFileManager::metadataFolderName / EventJournal::fileName);
-
+    std::optional<EventJournal> journal;
     X11CapturePlatform platform(request_.displayName);
     ScreenRecorder recorder(platform);
-    recorder.start(source, directory / "raw.mov", request_.audioSettings);
     InputEventRecorder inputRecorder(&input);
-    inputRecorder.setEventObserver([&journal](const InputEvent& event) { journal.append(event); });
-    inputRecorder.start(source.region);
+    const std::filesystem::path directory = projectFiles.createProjectDirectory();
+    try {
+        writeRecordingStart({source, request_.audioSettings, request_.renderSettings, std::chrono::system_clock::now()},
+                            directory);
+        journal.emplace(directory / ProjectFileManager::metadataFolderName / EventJournal::fileName);
+        recorder.start(source, directory / "raw.mov", request_.audioSettings);
+        inputRecorder.setEventObserver([&journal](const InputEvent& event) { journal->append(event); });
+        inputRecorder.start(source.region);
+    } catch (...) {
+        // Nothing was recorded: leave no directory that looks like a recording.
+        journal.reset();
+        std::error_code ignored;
+        std::filesystem::remove_all(directory, ignored);
+        throw;
+    }
     const auto startedAt = std::chrono::steady_clock::now();
     progress_("Recording " + source.id + " (" + source.title + ")");
     if (onStarted) onStarted();

@@ -2,6 +2,9 @@
 
 #include <new>
 
+#include <cstdlib>
+#include <string_view>
+
 namespace vantile {
 
 std::string averrorText(int code)
@@ -37,7 +40,9 @@ FrameHandle allocateFrame(AVPixelFormat format, int width, int height)
 
 void quietMediaLibraryLogs()
 {
-    av_log_set_level(AV_LOG_ERROR);
+    // Our own errors name the user's files; the library's lines are for debugging only.
+    const char* debug = std::getenv("VANTILE_DEBUG");
+    av_log_set_level(debug && std::string_view(debug) == "1" ? AV_LOG_INFO : AV_LOG_QUIET);
 }
 
 }  // namespace vantile

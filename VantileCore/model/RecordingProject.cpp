@@ -81,6 +81,33 @@ void to_json(Json& json, const RecordingProject& project)
     encodeOptionalKey(json, "exportVideoPath", project.exportVideoPath);
 }
 
+namespace {
+
+// Values no recording can have; rendering with them would run for hours or divide by zero.
+void requirePlausibleValues(const RecordingProject& project)
+{
+    if (!(project.duration > 0)) throw DecodingError("duration", "must be greater than 0");
+    const auto requireFps = [](const char* key, std::int64_t fps) {
+        if (fps < 1 || fps > 240) throw DecodingError(key, "must be between 1 and 240");
+    };
+    requireFps("video.fps", project.video.fps);
+    requireFps("renderSettings.fps", project.renderSettings.fps);
+    const auto requireSize = [](const char* key, std::int64_t length, std::int64_t maximum) {
+        if (length <= 0 || length % 2 != 0 || length > maximum) {
+            throw DecodingError(key, "must be an even number between 2 and " + std::to_string(maximum));
+        }
+    };
+    requireSize("video.width", project.video.width, 7680);
+    requireSize("video.height", project.video.height, 4320);
+    requireSize("renderSettings.outputWidth", project.renderSettings.outputWidth, 7680);
+    requireSize("renderSettings.outputHeight", project.renderSettings.outputHeight, 4320);
+    if (!(project.capture.region.width > 0 && project.capture.region.height > 0)) {
+        throw DecodingError("capture.region", "has no area");
+    }
+}
+
+}  // namespace
+
 void decodeValue(const Json& json, RecordingProject& project)
 {
     requireObject(json);
@@ -104,6 +131,7 @@ void decodeValue(const Json& json, RecordingProject& project)
     decodeKeyOrKeep(json, "rawVideoPath", project.rawVideoPath);
     decodeOptionalKey(json, "previewVideoPath", project.previewVideoPath);
     decodeOptionalKey(json, "exportVideoPath", project.exportVideoPath);
+    requirePlausibleValues(project);
 }
 
 }  // namespace vantile

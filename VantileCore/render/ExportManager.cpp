@@ -1,12 +1,27 @@
 #include "render/ExportManager.h"
 
+#include "render/RenderError.h"
 #include "render/VideoFileWriter.h"
+#include "store/AtomicFile.h"
 
 namespace vantile {
 
-std::filesystem::path ExportManager::exportMovie(const RenderJob& job, ExportMonitor* monitor) const
+std::filesystem::path ExportManager::exportMovie(const RenderJob& job, ExportMonitor* monitor,
+                                                 const std::function<void()>& beforeReplacing) const
 {
-    VideoFileWriter::writeRenderedDemo(job, monitor);
+    RenderJob staged = job;
+    // The extension stays last: it picks the container.
+    staged.outputURL = temporarySiblingPath(job.outputURL, "export" + job.outputURL.extension().string());
+    try {
+        VideoFileWriter::writeRenderedDemo(staged, monitor);
+        if (monitor && monitor->isCancelled()) throw RenderError::cancelled();
+        if (beforeReplacing) beforeReplacing();
+        VideoFileWriter::replace(job.outputURL, staged.outputURL);
+    } catch (...) {
+        std::error_code ignored;
+        std::filesystem::remove(staged.outputURL, ignored);
+        throw;
+    }
     return job.outputURL;
 }
 

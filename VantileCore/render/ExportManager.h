@@ -4,6 +4,7 @@
 #include "render/RenderJob.h"
 
 #include <filesystem>
+#include <functional>
 
 namespace vantile {
 
@@ -11,9 +12,12 @@ namespace vantile {
 class ExportManager {
 public:
     // Renders the job, merges the raw movie's audio and returns job.outputURL. Throws
-    // RenderError (cancelled when the monitor asks for it); nothing is left at the destination
-    // or beside it when it fails, and a previous export there stays as it was.
-    std::filesystem::path exportMovie(const RenderJob& job, ExportMonitor* monitor = nullptr) const;
+    // RenderError (cancelled when the monitor asks for it, even during the audio merge);
+    // nothing is left at the destination or beside it when it fails, and a previous export
+    // there stays as it was. `beforeReplacing` runs once the movie is complete and before it
+    // takes the destination's place (to save the project); when it throws, the export fails.
+    std::filesystem::path exportMovie(const RenderJob& job, ExportMonitor* monitor = nullptr,
+                                      const std::function<void()>& beforeReplacing = nullptr) const;
 };
 
 }  // namespace vantile

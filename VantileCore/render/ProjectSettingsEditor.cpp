@@ -16,6 +16,7 @@ ProjectSettingsEditor::ProjectSettingsEditor(RecordingProject project, std::file
 
 void ProjectSettingsEditor::saveQuietly() const
 {
+    if (holdingSaves_) return;
     if (saveProject_) {
         saveProject_(project_, directory_);
         return;

@@ -44,6 +44,9 @@ public:
     RenderJob makeExportJob(const std::filesystem::path& outputURL) const;
     // Remembers a finished export in the project and saves it; a failed direct save throws.
     void recordExport(const std::filesystem::path& outputURL);
+    // From now on changes stay in memory until recordExport saves them together with the
+    // export, so an export that fails or is refused leaves the project as it was.
+    void holdSavesUntilExportRecorded() { holdingSaves_ = true; }
 
 private:
     void saveQuietly() const;
@@ -53,6 +56,7 @@ private:
     ProjectFileManager files_;
     RenderSettings renderSettings_;
     SaveProject saveProject_;
+    bool holdingSaves_ = false;
 };
 
 }  // namespace vantile

@@ -21,12 +21,12 @@ public:
 
     RenderError(Kind kind, const std::string& message) : std::runtime_error(message), kind_(kind) {}
 
-    static RenderError cannotAddWriterInput() { return {Kind::cannotAddWriterInput, "Cannot add video writer input."}; }
+    static RenderError cannotAddWriterInput() { return {Kind::cannotAddWriterInput, "Cannot add a track to the movie."}; }
     static RenderError pixelBufferCreationFailed()
     {
         return {Kind::pixelBufferCreationFailed, "Cannot create video pixel buffer."};
     }
-    static RenderError writerFailed() { return {Kind::writerFailed, "Video writer failed."}; }
+    static RenderError writerFailed() { return {Kind::writerFailed, "Cannot write the movie."}; }
     static RenderError cancelled() { return {Kind::cancelled, "Export cancelled."}; }
 
     Kind kind() const { return kind_; }

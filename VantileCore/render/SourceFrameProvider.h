@@ -19,6 +19,8 @@ public:
     bool hasMovie() const { return reader_ != nullptr; }
     int width() const { return reader_ ? reader_->width() : 0; }
     int height() const { return reader_ ? reader_->height() : 0; }
+    // Seconds, 0 when there is no movie or it does not say.
+    double duration() const { return reader_ ? reader_->duration() : 0; }
 
     // The decoded frame to show at `time`, valid until the next call; null when there is none.
     const AVFrame* decodedFrame(double time);

@@ -8,6 +8,7 @@
 #include "render/RenderFrameQueue.h"
 #include "render/SourceFrameProvider.h"
 #include "render/RenderError.h"
+#include "store/AtomicFile.h"
 
 #include <cmath>
 #include <cstdio>
@@ -155,9 +156,11 @@ void writeRenderedVideoOnly(const RenderJob& job, const VideoPassOptions& option
     compositor.setDecodedSource([&source](double time) { return source.decodedFrame(time); });
     const auto fps = job.renderSettings.fps;
     if (fps < 1 || fps > std::numeric_limits<int>::max()) throw RenderError::writerFailed();
+    // A project that claims more than its movie holds renders only what there is to show.
+    const double duration = source.duration() > 0 ? std::min(project.duration, source.duration()) : project.duration;
     writeMovie(
         job.outputURL, static_cast<int>(job.renderSettings.outputWidth), static_cast<int>(job.renderSettings.outputHeight),
-        project.duration, static_cast<int>(fps),
+        duration, static_cast<int>(fps),
         [&compositor](QImage& canvas, double time) { return compositor.drawFrame(canvas, time); },
         options);
 }
@@ -188,7 +191,7 @@ void writeRenderedDemo(const RenderJob& job, ExportMonitor* monitor)
 
 std::filesystem::path temporaryRenderedVideoURL(const std::filesystem::path& outputURL)
 {
-    return outputURL.parent_path() / ("." + outputURL.stem().string() + "-video-" + uppercaseUuid() + ".mov");
+    return temporarySiblingPath(outputURL, "video-" + uppercaseUuid() + ".mov");
 }
 
 void removeExisting(const std::filesystem::path& url)

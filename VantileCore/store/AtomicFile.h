@@ -1,8 +1,11 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace vantile {
 
@@ -11,7 +14,22 @@ namespace vantile {
 // Throws ProjectFileError (fileSystem) and leaves no temporary file behind.
 void writeFileAtomically(const std::filesystem::path& target, std::string_view contents);
 
-// Reads a whole file; throws ProjectFileError (fileSystem) naming the file.
-std::string readWholeFile(const std::filesystem::path& path);
+// The same for several files at once: every file is written and flushed before any is
+// renamed, so a failure (a full disk) leaves all the earlier files as they were.
+void writeFilesAtomically(const std::vector<std::pair<std::filesystem::path, std::string>>& files);
+
+// A hidden sibling of `target` for work in progress: "." + name + "-" + marker, with the name
+// shortened so the whole stays within the file system's limit on one name.
+std::filesystem::path temporarySiblingPath(const std::filesystem::path& target, std::string_view marker);
+
+// Far above any real project file; a larger one is a mistake (a link to a device, say).
+inline constexpr std::uintmax_t maximumReadableFileSize = std::uintmax_t{512} << 20;
+
+// Reads a whole regular file; anything else (a FIFO, a device, a dangling or looping link, a
+// file over the size limit) throws ProjectFileError (fileSystem) naming the file.
+std::string readWholeFile(const std::filesystem::path& path, std::uintmax_t maximumSize = maximumReadableFileSize);
+
+// Whether anything, even a dangling link, is at `path`.
+bool entryExists(const std::filesystem::path& path);
 
 }  // namespace vantile

@@ -1,6 +1,9 @@
 #include "store/ProjectFileManager.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdlib>
+#include <sys/stat.h>
 #include <ctime>
 #include <fstream>
 #include <regex>
@@ -81,10 +84,13 @@ std::string ProjectFileManager::projectDirectoryName(Timestamp now)
 fs::path ProjectFileManager::createProjectDirectory(Timestamp now) const
 {
     createDirectories(rootDirectory_);
-    // No collision handling: two projects created in the same second share a directory.
-    const fs::path directory = rootDirectory_ / projectDirectoryName(now);
-    createDirectories(directory);
-    return directory;
+    const std::string name = projectDirectoryName(now);
+    for (int attempt = 1; attempt < 10000; ++attempt) {
+        const fs::path directory = rootDirectory_ / (attempt == 1 ? name : name + "-" + std::to_string(attempt));
+        if (::mkdir(directory.c_str(), 0755) == 0) return directory;
+        if (errno != EEXIST) throwFileSystemError("Cannot create directory", directory, std::error_code(errno, std::generic_category()));
+    }
+    throwFileSystemError("Cannot create directory", rootDirectory_ / name, std::make_error_code(std::errc::file_exists));
 }
 
 std::string ProjectFileManager::encodeDocument(const Json& json)
@@ -101,6 +107,20 @@ Json ProjectFileManager::parseDocument(const fs::path& file)
     } catch (const Json::parse_error& error) {
         throw ProjectFileError(ProjectFileError::Kind::decoding,
                                file.filename().string() + ": malformed JSON at byte " + std::to_string(error.byte));
+    } catch (const Json::exception&) {
+        // A number too large for a double. The parser knows the byte, not the key: read
+        // again (slowly, only now) noting each key it passes.
+        std::string lastKey;
+        try {
+            const Json ignored = Json::parse(text, [&lastKey](int, Json::parse_event_t event, Json& parsed) {
+                if (event == Json::parse_event_t::key) lastKey = parsed.get<std::string>();
+                return true;
+            });
+        } catch (const Json::exception&) {
+        }
+        throw ProjectFileError(ProjectFileError::Kind::decoding,
+                               file.filename().string() + ": " + (lastKey.empty() ? "" : lastKey + ": ") +
+                                   "number out of range");
     }
 }
 
@@ -114,11 +134,34 @@ void ProjectFileManager::saveProject(const RecordingProject& project, const fs::
     header.events.clear();
     header.focusSegments.clear();
     header.cursorFrames.clear();
-    save(header, metadata / "project.json");
-    save(project.events, metadata / "events.json");
-    save(project.focusSegments, metadata / "focus_segments.json");
-    save(project.cursorFrames, metadata / "cursor_path.json");
+    writeFilesAtomically({
+        {metadata / "project.json", encodeDocument(Json(header))},
+        {metadata / "events.json", encodeDocument(Json(project.events))},
+        {metadata / "focus_segments.json", encodeDocument(Json(project.focusSegments))},
+        {metadata / "cursor_path.json", encodeDocument(Json(project.cursorFrames))},
+    });
     removeLegacyMetadataFiles(directory);
+    std::error_code ignored;
+    fs::remove(metadata / journalFileName, ignored);
+    fs::remove(metadata / recordingStartFileName, ignored);
+}
+
+bool ProjectFileManager::isUnfinishedRecording(const fs::path& directory)
+{
+    const fs::path metadata = directory / metadataFolderName;
+    return entryExists(metadata / journalFileName) && !entryExists(metadata / "project.json") &&
+           !entryExists(directory / "project.json");
+}
+
+std::vector<fs::path> ProjectFileManager::unfinishedRecordings() const
+{
+    std::vector<fs::path> found;
+    std::error_code error;
+    for (fs::directory_iterator entry(rootDirectory_, error), end; !error && entry != end; entry.increment(error)) {
+        if (entry->is_directory(error) && isUnfinishedRecording(entry->path())) found.push_back(entry->path());
+    }
+    std::sort(found.begin(), found.end());
+    return found;
 }
 
 RecordingProject ProjectFileManager::loadProject(const fs::path& directory) const
@@ -130,12 +173,16 @@ RecordingProject ProjectFileManager::loadProject(const fs::path& directory) cons
     if (!fs::is_directory(directory, error)) {
         throw ProjectFileError(ProjectFileError::Kind::fileSystem, directory.string() + " is not a project directory");
     }
+    if (isUnfinishedRecording(directory)) {
+        throw ProjectFileError(ProjectFileError::Kind::unfinishedRecording,
+                               "unfinished recording: run vantile-cli recover " + directory.string());
+    }
     RecordingProject project = load<RecordingProject>(existingMetadataURL("project.json", directory));
     // A sidecar file replaces the list; without one, the list from project.json stays
     // (empty for the current layout, inline data for the legacy one).
     const auto replaceFrom = [&](const char* name, auto& list) {
         const fs::path file = existingMetadataURL(name, directory);
-        if (fs::exists(file, error)) list = load<std::decay_t<decltype(list)>>(file);
+        if (entryExists(file)) list = load<std::decay_t<decltype(list)>>(file);
     };
     replaceFrom("events.json", project.events);
     replaceFrom("focus_segments.json", project.focusSegments);
@@ -146,8 +193,7 @@ RecordingProject ProjectFileManager::loadProject(const fs::path& directory) cons
 fs::path ProjectFileManager::existingMetadataURL(const std::string& name, const fs::path& directory) const
 {
     const fs::path candidate = directory / metadataFolderName / name;
-    std::error_code error;
-    if (fs::exists(candidate, error)) return candidate;
+    if (entryExists(candidate)) return candidate;
     return directory / name;
 }
 
@@ -156,7 +202,7 @@ void ProjectFileManager::removeLegacyMetadataFiles(const fs::path& directory) co
     for (const char* name : metadataFileNames) {
         const fs::path legacy = directory / name;
         std::error_code error;
-        if (!fs::exists(legacy, error)) continue;
+        if (!entryExists(legacy)) continue;
         fs::remove(legacy, error);
         if (error) throwFileSystemError("Cannot remove", legacy, error);
     }

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace vantile {
 
@@ -19,11 +20,21 @@ public:
 
     const std::filesystem::path& rootDirectory() const { return rootDirectory_; }
 
-    // root/"project-yyyy-MM-dd-HHmmss" in local time; an existing directory is reused.
+    // A new root/"project-yyyy-MM-dd-HHmmss" in local time, created exclusively: a taken name
+    // gets a suffix ("-2", "-3", ...), so no recording ever lands in another's directory.
     std::filesystem::path createProjectDirectory(Timestamp now = std::chrono::system_clock::now()) const;
 
+    // Replaces the four files together (a failure leaves the earlier ones intact), then drops
+    // what an unfinished recording left behind.
     void saveProject(const RecordingProject& project, const std::filesystem::path& directory) const;
+    // Throws ProjectFileError (unfinishedRecording) for a recording that never got its project.
     RecordingProject loadProject(const std::filesystem::path& directory) const;
+
+    // A recording that was cut off (killed, power cut, full disk) before its project was saved:
+    // its movie and journal are there, its project.json is not.
+    static bool isUnfinishedRecording(const std::filesystem::path& directory);
+    // The unfinished recordings directly under the root, by name.
+    std::vector<std::filesystem::path> unfinishedRecordings() const;
 
     // Encodes with the store's encoder (sorted keys, compact) and writes atomically.
     template <typename T>
@@ -49,6 +60,9 @@ public:
     static std::string projectDirectoryName(Timestamp now);
 
     static constexpr const char* metadataFolderName = ".vantile";
+    // Written while recording, removed once the project is saved.
+    static constexpr const char* journalFileName = "events.journal.jsonl";
+    static constexpr const char* recordingStartFileName = "recording.json";
 
 private:
     static Json parseDocument(const std::filesystem::path& file);

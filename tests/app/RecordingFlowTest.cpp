@@ -77,7 +77,7 @@ TEST(RecordingFlowTest, StartRecordsTheSourceChosenAtTheClickWhateverIsClickedMe
     EXPECT_EQ(project.events, CoordinateMapper::mapEventsToVideo(sampleEvents(), sampleDisplay().region, project.video));
 }
 
-TEST(RecordingFlowTest, FailedStartReturnsToThePicker)
+TEST(RecordingFlowTest, FailedStartReturnsToThePickerAndLeavesNoDirectory)
 {
     AppFixture app;
     app.loadSources();
@@ -86,7 +86,9 @@ TEST(RecordingFlowTest, FailedStartReturnsToThePicker)
     ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
     EXPECT_EQ(app.state->route(), Route::sourcePicker);
     EXPECT_EQ(app.state->errorMessage(), "The selected capture source is no longer available.");
-    EXPECT_TRUE(std::filesystem::is_directory(*app.state->projectDirectory()));
+    // Nothing was recorded, so nothing may look like an unfinished recording.
+    EXPECT_FALSE(app.state->projectDirectory());
+    EXPECT_TRUE(std::filesystem::is_empty(app.root.path() / "projects"));
     EXPECT_FALSE(app.log.contains("input.start"));
 
     // An input monitor that refuses makes the start fail too, and the capture is stopped again.
@@ -98,6 +100,7 @@ TEST(RecordingFlowTest, FailedStartReturnsToThePicker)
     EXPECT_EQ(refused.state->route(), Route::sourcePicker);
     EXPECT_EQ(refused.state->errorMessage(), "Global input is not available.");
     EXPECT_TRUE(refused.log.contains("recorder.stop"));
+    EXPECT_TRUE(std::filesystem::is_empty(refused.root.path() / "projects"));
 }
 
 TEST(RecordingFlowTest, StopPlansSmoothsAndSavesTheProjectThenOpensThePreview)
@@ -151,6 +154,7 @@ TEST(RecordingFlowTest, FailedStopReturnsToThePickerAndKeepsTheEarlierProject)
     app.recorder->stopFailure.reset();
     app.clock.advance(1);
     ASSERT_TRUE(app.record());
+    std::filesystem::remove_all(*app.state->projectDirectory() / ".vantile");
     testing::writeText(*app.state->projectDirectory() / ".vantile", "a file where the metadata folder goes");
     app.state->stopRecording();
     ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));

@@ -11,17 +11,21 @@
 #include "capture/x11/X11CapturePlatform.h"
 #include "capture/x11/X11SourceLister.h"
 #include "store/ProjectFileManager.h"
+#include "support/RunCommand.h"
 
 #include <signal.h>
 #include <sys/wait.h>
 
 #include <cmath>
+#include <functional>
+#include <sstream>
 
 namespace vantile {
 namespace {
 
 using namespace std::chrono_literals;
 using vantile::testing::probe;
+using vantile::testing::runCli;
 using vantile::testing::streamOfType;
 
 class RecordCommandTest : public vantile::testing::X11TestSession {
@@ -79,31 +83,76 @@ protected:
     }
 };
 
-TEST_F(RecordCommandTest, AKilledRecorderLeavesAPlayableMovieAndItsEventsOnDisk)
+// The end of the last video packet as ffprobe reads the file, independently of our reader.
+double playableSeconds(const std::filesystem::path& movie)
+{
+    const std::string packets = vantile::testing::commandOutput(
+        "ffprobe -v error -select_streams v -show_entries packet=pts_time,duration_time -of csv=p=0 " +
+        vantile::testing::quoted(movie) + " 2>/dev/null");
+    double first = 1e9, end = 0;
+    std::istringstream lines(packets);
+    for (std::string line; std::getline(lines, line);) {
+        const auto comma = line.find(',');
+        if (comma == std::string::npos) continue;
+        const double time = std::stod(line.substr(0, comma));
+        first = std::min(first, time);
+        end = std::max(end, time + std::stod(line.substr(comma + 1)));
+    }
+    return end - first;
+}
+
+TEST_F(RecordCommandTest, AKilledRecordingIsRecoveredAsTheStopFlowWouldHave)
 {
     ChildProcess recorder({VANTILE_CLI, "record", "--duration", "60", "--root", (directory / "projects").string()},
                           {});
-    const auto events = journal();
-    ASSERT_FALSE(events.empty());
+    const auto journalFile = [&] {
+        std::error_code error;
+        for (const auto& entry : std::filesystem::directory_iterator(directory / "projects", error))
+            return entry.path() / ProjectFileManager::metadataFolderName / EventJournal::fileName;
+        return std::filesystem::path();
+    };
+    const auto waitFor = [](const std::function<bool()>& condition) {
+        const auto deadline = std::chrono::steady_clock::now() + 30s;
+        while (!condition() && std::chrono::steady_clock::now() < deadline) std::this_thread::sleep_for(20ms);
+        return condition();
+    };
+    // Input is logged from the moment the movie has frames.
+    ASSERT_TRUE(waitFor([&] { return std::filesystem::exists(journalFile()); }));
+    const std::filesystem::path project = onlyProject();
+    ASSERT_TRUE(waitFor([&] { return playableSeconds(project / "raw.mov") >= 0.5; }));
     xdotool("mousemove 300 200 click 1");
-    ASSERT_TRUE(pressesJournalled(events, 1));
-    // Fragments reach the disk once a second: wait for one and a half seconds of frames.
-    const auto movie = events.parent_path().parent_path() / "raw.mov";
-    for (int wait = 0; wait < 100 && vantile::testing::countVideoFrames(movie) < 45; ++wait) std::this_thread::sleep_for(100ms);
+    ASSERT_TRUE(waitFor([&] {
+        const auto events = EventJournal::read(journalFile());
+        return std::any_of(events.begin(), events.end(),
+                           [](const InputEvent& event) { return event.type == InputEvent::EventType::leftMouseUp; });
+    }));
+    ASSERT_TRUE(waitFor([&] { return playableSeconds(project / "raw.mov") >= 2; }));
     kill(recorder.pid(), SIGKILL);
     recorder.stop();
 
-    const std::filesystem::path project = onlyProject();
-    const auto video = streamOfType(probe(project / "raw.mov"), "video");
-    ASSERT_FALSE(video.is_null()) << "ffprobe cannot read the movie of a killed recorder";
-    EXPECT_EQ(video["width"], 1280);
-    EXPECT_GE(std::stod(video["nb_read_frames"].get<std::string>()), 45);
-    const auto journalled = EventJournal::read(events);
-    const auto press = std::find_if(journalled.begin(), journalled.end(), [](const InputEvent& event) {
-        return event.type == InputEvent::EventType::leftMouseDown;
-    });
-    ASSERT_NE(press, journalled.end());
-    EXPECT_EQ(press->x, 300);
+    const auto info = runCli({"info", project.string()});
+    EXPECT_EQ(info.exitCode, 1);
+    EXPECT_NE(info.standardError.find("unfinished recording: run vantile-cli recover " + project.string()),
+              std::string::npos) << info.standardError;
+    const double playable = playableSeconds(project / "raw.mov");
+    std::vector<InputEvent> journal = EventJournal::read(journalFile());
+    std::erase_if(journal, [&](const InputEvent& event) { return event.time > playable + 1e-6; });
+
+    const auto recovered = runCli({"recover", project.string()});
+    ASSERT_EQ(recovered.exitCode, 0) << recovered.standardError;
+    EXPECT_EQ(recovered.standardOutput, project.string() + "\n");
+    const RecordingProject saved = ProjectFileManager(directory / "projects").loadProject(project);
+    EXPECT_NEAR(saved.duration, playable, 1e-3);
+    EXPECT_EQ(saved.video, (VideoInfo{"raw.mov", 1280, 720, 30}));
+    EXPECT_EQ(saved.events, journal);  // a display at the origin: capture pixels are video pixels
+    EXPECT_FALSE(saved.focusSegments.empty());
+    EXPECT_NEAR(static_cast<double>(saved.cursorFrames.size()), saved.duration * 30, 2);
+    EXPECT_FALSE(std::filesystem::exists(journalFile()));
+    EXPECT_EQ(runCli({"recover", project.string()}).exitCode, 1);  // once only
+
+    const auto exported = runCli({"export", project.string(), "--resolution", "720p"});
+    EXPECT_EQ(exported.exitCode, 0) << exported.standardError;
+    EXPECT_TRUE(std::filesystem::is_regular_file(project / "export.mp4"));
 }
 
 TEST_F(RecordCommandTest, InterruptStopsLikeTheAppAndSavesThePlannedProject)
@@ -250,6 +299,8 @@ TEST_F(RecordCommandTest, AMissingSoundServerFailsTheStartWithAMessage)
         std::string(VANTILE_CLI) + " record --audio system --duration 1 --root " + (directory / "p").string() + " 2>&1");
     unsetenv("PULSE_SERVER");
     EXPECT_NE(output.find("Could not start capture: no audio server is running"), std::string::npos) << output;
+    // Nothing was recorded, so nothing may look like a recording.
+    EXPECT_TRUE(!std::filesystem::exists(directory / "p") || std::filesystem::is_empty(directory / "p"));
 }
 
 }  // namespace

@@ -1,10 +1,13 @@
 #include "store/ProjectFileManager.h"
 
+#include "support/FileSizeLimit.h"
 #include "support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <functional>
+#include <sys/stat.h>
 
 using namespace vantile;
 using vantile::testing::readText;
@@ -152,31 +155,126 @@ TEST(ProjectStore, BadFilesFailWithTheFileAndKeyNamedAndChangeNothing)
     EXPECT_EQ(ProjectFileError::projectDirectoryMissing().what(), std::string("Project directory is missing."));
 }
 
-TEST(ProjectStore, FailedSaveKeepsEarlierFilesAndLeavesNoPartialFile)
+TEST(ProjectStore, SaveOnAFullDiskFailsAndLeavesEveryEarlierFileAsItWas)
 {
     TemporaryDirectory root;
     const ProjectFileManager store(root.path());
-    const fs::path directory = root / "stuck";
-    // A directory where cursor_path.json should go makes the last write fail.
-    fs::create_directories(directory / ".vantile" / "cursor_path.json");
+    const fs::path directory = root / "full";
+    store.saveProject(sampleProject(), directory);
     writeText(directory / "project.json", "legacy");
+    const auto before = snapshotFiles(directory);
 
-    EXPECT_THROW(store.saveProject(sampleProject(), directory), ProjectFileError);
-    EXPECT_TRUE(fs::is_regular_file(directory / ".vantile" / "project.json"));
-    EXPECT_TRUE(fs::is_regular_file(directory / ".vantile" / "focus_segments.json"));
-    EXPECT_TRUE(fs::is_directory(directory / ".vantile" / "cursor_path.json"));
-    // The steps stopped before the legacy clean-up.
-    EXPECT_EQ(readText(directory / "project.json"), "legacy");
-    for (const auto& entry : fs::directory_iterator(directory / ".vantile")) {
-        EXPECT_NE(entry.path().filename().string().front(), '.') << entry.path();
-    }
+    // The header fits under the cap, the events do not: nothing may change, not even the header.
+    RecordingProject bigger = sampleProject();
+    bigger.id = "renamed";
+    bigger.events.assign(2000, bigger.events.front());
+    const int status = vantile::testing::runWithFileSizeLimit(16 * 1024, [&] {
+        try {
+            store.saveProject(bigger, directory);
+        } catch (const ProjectFileError& error) {
+            const std::string message = error.what();
+            return message.find("events.json") != std::string::npos && message.find("too large") != std::string::npos ? 0 : 2;
+        }
+        return 1;
+    });
+    EXPECT_EQ(status, 0) << "1: saved past the cap, 2: the error did not name the file and the reason";
+    EXPECT_EQ(snapshotFiles(directory), before);  // no temporary file either
 
-    // A project directory that is a file cannot be saved into.
-    writeText(root / "file-not-dir", "x");
-    EXPECT_THROW(store.saveProject(sampleProject(), root / "file-not-dir"), ProjectFileError);
+    // A directory in a file's place fails before anything is replaced.
+    fs::remove(directory / ".vantile" / "cursor_path.json");
+    fs::create_directories(directory / ".vantile" / "cursor_path.json");
+    const auto blocked = snapshotFiles(directory);
+    EXPECT_THROW(store.saveProject(bigger, directory), ProjectFileError);
+    EXPECT_EQ(snapshotFiles(directory), blocked);
 }
 
-TEST(ProjectStore, ProjectDirectoriesAreNamedByLocalTimeAndShareTheSecond)
+TEST(ProjectStore, SpecialFilesAndBrokenLinksAreErrorsNamingTheFile)
+{
+    TemporaryDirectory root;
+    const ProjectFileManager store(root.path());
+    const fs::path directory = root / "special";
+    store.saveProject(sampleProject(), directory);
+    const fs::path metadata = directory / ".vantile";
+    const auto failureOf = [&] {
+        try {
+            store.loadProject(directory);
+        } catch (const ProjectFileError& error) {
+            return std::string(error.what());
+        }
+        return std::string("loaded");
+    };
+    const auto replaceWith = [&](const std::string& name, const std::function<void(const fs::path&)>& make) {
+        fs::remove(metadata / name);
+        make(metadata / name);
+        const std::string failure = failureOf();
+        fs::remove(metadata / name);
+        store.saveProject(sampleProject(), directory);
+        return failure;
+    };
+
+    // A FIFO would block a plain read until a writer came.
+    const auto fifo = replaceWith("project.json", [](const fs::path& path) { ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0); });
+    EXPECT_NE(fifo.find("project.json: not a regular file"), std::string::npos) << fifo;
+    // A device would be read until memory ran out.
+    const auto device = replaceWith("events.json", [](const fs::path& path) { fs::create_symlink("/dev/zero", path); });
+    EXPECT_NE(device.find("events.json: not a regular file"), std::string::npos) << device;
+    // A dangling link is not an absent file: the events would silently vanish.
+    const auto dangling = replaceWith("events.json", [](const fs::path& path) { fs::create_symlink("gone.json", path); });
+    EXPECT_NE(dangling.find("events.json"), std::string::npos) << dangling;
+    const auto looping = replaceWith("cursor_path.json", [](const fs::path& path) { fs::create_symlink(path, path); });
+    EXPECT_NE(looping.find("cursor_path.json"), std::string::npos) << looping;
+    const auto huge = replaceWith("focus_segments.json", [](const fs::path& path) {
+        writeText(path, "[]");
+        fs::resize_file(path, maximumReadableFileSize + 1);  // sparse: takes no space
+    });
+    EXPECT_NE(huge.find("focus_segments.json: larger than 512 MiB"), std::string::npos) << huge;
+    EXPECT_EQ(failureOf(), "loaded");
+}
+
+TEST(ProjectStore, ImplausibleValuesAreLoadErrorsNamingTheKey)
+{
+    TemporaryDirectory root;
+    const ProjectFileManager store(root.path());
+    const fs::path directory = root / "bounds";
+    store.saveProject(sampleProject(), directory);
+    const fs::path header = directory / ".vantile" / "project.json";
+    const Json valid = Json::parse(readText(header));
+    const auto failureWith = [&](const Json::json_pointer& key, const Json& value) {
+        Json changed = valid;
+        changed[key] = value;
+        writeText(header, changed.dump());
+        try {
+            store.loadProject(directory);
+        } catch (const ProjectFileError& error) {
+            return std::string(error.what());
+        }
+        return std::string("loaded");
+    };
+    EXPECT_EQ(failureWith("/duration"_json_pointer, 0), "project.json: duration: must be greater than 0");
+    EXPECT_EQ(failureWith("/duration"_json_pointer, -3), "project.json: duration: must be greater than 0");
+    EXPECT_EQ(failureWith("/video/fps"_json_pointer, 0), "project.json: video.fps: must be between 1 and 240");
+    EXPECT_EQ(failureWith("/renderSettings/fps"_json_pointer, 241),
+              "project.json: renderSettings.fps: must be between 1 and 240");
+    for (const int width : {0, -2, 1921, 7682}) {
+        EXPECT_EQ(failureWith("/video/width"_json_pointer, width),
+                  "project.json: video.width: must be an even number between 2 and 7680");
+    }
+    EXPECT_EQ(failureWith("/renderSettings/outputHeight"_json_pointer, 4322),
+              "project.json: renderSettings.outputHeight: must be an even number between 2 and 4320");
+    EXPECT_EQ(failureWith("/capture/region/height"_json_pointer, 0), "project.json: capture.region: has no area");
+    EXPECT_EQ(failureWith("/duration"_json_pointer, 36000), "loaded");  // long, but possible
+
+    // A number too large for a double is a decode error like any other.
+    writeText(header, R"({"id":"x","duration":1e999})");
+    try {
+        store.loadProject(directory);
+        FAIL() << "loaded an overflowing number";
+    } catch (const ProjectFileError& error) {
+        EXPECT_EQ(std::string(error.what()), "project.json: duration: number out of range");
+    }
+}
+
+TEST(ProjectStore, ProjectDirectoriesAreNamedByLocalTimeAndNeverShared)
 {
     ::setenv("TZ", "UTC", 1);
     ::tzset();
@@ -184,16 +282,42 @@ TEST(ProjectStore, ProjectDirectoriesAreNamedByLocalTimeAndShareTheSecond)
     const ProjectFileManager store(root / "nested" / "root");
     const Timestamp now = parseISO8601("2026-11-15T17:57:21Z");
     const fs::path first = store.createProjectDirectory(now);
-    const fs::path second = store.createProjectDirectory(now + std::chrono::milliseconds(400));
-    EXPECT_EQ(first, second);
     EXPECT_EQ(first.filename(), "project-2026-11-15-175721");
     EXPECT_TRUE(fs::is_directory(first));
+    // Two recordings in one second, and a file that happens to hold the next name.
+    writeText(first.parent_path() / "project-2026-11-15-175721-3", "not a project");
+    EXPECT_EQ(store.createProjectDirectory(now + std::chrono::milliseconds(400)).filename(), "project-2026-11-15-175721-2");
+    EXPECT_EQ(store.createProjectDirectory(now).filename(), "project-2026-11-15-175721-4");
 
     ::setenv("TZ", "Asia/Shanghai", 1);
     ::tzset();
     EXPECT_EQ(ProjectFileManager::projectDirectoryName(now), "project-2026-11-16-015721");
     ::unsetenv("TZ");
     ::tzset();
+}
+
+TEST(ProjectStore, AnUnfinishedRecordingIsNamedAsSuchUntilItsProjectIsSaved)
+{
+    TemporaryDirectory root;
+    const ProjectFileManager store(root.path());
+    store.saveProject(sampleProject(), root / "finished");
+    const fs::path cut = root / "cut-off";
+    writeText(cut / "raw.mov", "movie");
+    writeText(cut / ".vantile" / ProjectFileManager::journalFileName, "{}\n");
+    writeText(cut / ".vantile" / ProjectFileManager::recordingStartFileName, "{}");
+    EXPECT_EQ(store.unfinishedRecordings(), std::vector<fs::path>{cut});
+    try {
+        store.loadProject(cut);
+        FAIL() << "an unfinished recording loaded";
+    } catch (const ProjectFileError& error) {
+        EXPECT_EQ(error.kind(), ProjectFileError::Kind::unfinishedRecording);
+        EXPECT_EQ(std::string(error.what()), "unfinished recording: run vantile-cli recover " + cut.string());
+    }
+    store.saveProject(sampleProject(), cut);
+    EXPECT_FALSE(fs::exists(cut / ".vantile" / ProjectFileManager::journalFileName));
+    EXPECT_FALSE(fs::exists(cut / ".vantile" / ProjectFileManager::recordingStartFileName));
+    EXPECT_TRUE(store.unfinishedRecordings().empty());
+    EXPECT_EQ(store.loadProject(cut), sampleProject());
 }
 
 TEST(ProjectStore, DefaultRootFollowsTheUsersVideosDirectory)

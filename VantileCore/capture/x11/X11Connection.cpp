@@ -2,17 +2,45 @@
 
 #include "capture/RecordingError.h"
 
+#include <chrono>
 #include <cstring>
+#include <filesystem>
+#include <thread>
 
 namespace vantile {
+
+namespace {
+
+// Whether a local X server's socket is there, so a refused connection is worth retrying.
+bool localServerSocketExists(const char* displayName)
+{
+    char* host = nullptr;
+    int display = 0;
+    if (!xcb_parse_display(displayName, &host, &display, nullptr)) return false;
+    const bool local = host == nullptr || *host == '\0' || std::strcmp(host, "unix") == 0;
+    std::free(host);
+    std::error_code ignored;
+    return local && std::filesystem::exists("/tmp/.X11-unix/X" + std::to_string(display), ignored);
+}
+
+}  // namespace
 
 X11Connection::X11Connection(const std::optional<std::string>& displayName)
 {
     int screenNumber = 0;
-    connection_ = xcb_connect(displayName ? displayName->c_str() : nullptr, &screenNumber);
-    if (xcb_connection_has_error(connection_)) {
+    const char* name = displayName ? displayName->c_str() : nullptr;
+    // A server without clients resets when its last client leaves and refuses connections
+    // meanwhile (a bare Xvfb between two commands); a moment later it accepts again.
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+    for (;;) {
+        connection_ = xcb_connect(name, &screenNumber);
+        if (!xcb_connection_has_error(connection_)) break;
         xcb_disconnect(connection_);
-        throw RecordingError::unsupportedSystem();
+        connection_ = nullptr;
+        if (std::chrono::steady_clock::now() >= deadline || !localServerSocketExists(name)) {
+            throw RecordingError::unsupportedSystem();
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(connection_));
     for (int index = 0; screens.rem && index < screenNumber; ++index) xcb_screen_next(&screens);

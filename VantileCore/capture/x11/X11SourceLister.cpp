@@ -83,11 +83,8 @@ std::optional<ListedWindow> describeWindow(const X11Connection& connection, xcb_
     return listed;
 }
 
-}  // namespace
-
-std::vector<ListedDisplay> X11SourceLister::screens()
+std::vector<ListedDisplay> listScreens(const X11Connection& connection)
 {
-    const X11Connection connection(displayName_);
     std::vector<ListedDisplay> displays;
     const XcbReply<xcb_randr_get_monitors_reply_t> monitors(xcb_randr_get_monitors_reply(
         connection.get(), xcb_randr_get_monitors(connection.get(), connection.root(), 1), nullptr));
@@ -115,11 +112,20 @@ std::vector<ListedDisplay> X11SourceLister::screens()
     return displays;
 }
 
+}  // namespace
+
+std::vector<ListedDisplay> X11SourceLister::screens()
+{
+    return listScreens(X11Connection(displayName_));
+}
+
 ShareableContent X11SourceLister::shareableContent()
 {
-    ShareableContent content;
-    content.displays = screens();
+    // One connection for everything: a server that loses its last client between two
+    // connections resets and may refuse the second.
     const X11Connection connection(displayName_);
+    ShareableContent content;
+    content.displays = listScreens(connection);
     const xcb_atom_t netWmName = connection.atom("_NET_WM_NAME");
     const xcb_atom_t utf8String = connection.atom("UTF8_STRING");
     for (const xcb_window_t window : clientList(connection)) {
