@@ -5,6 +5,7 @@
 #include <QRectF>
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 struct AVFrame;
@@ -27,7 +28,15 @@ public:
     // an image instead.
     bool draw(QPainter& painter, const AVFrame& source, const QRectF& crop, const QRectF& target);
 
+    // Scales the crop of a decoded yuv420p frame straight into the yuv420p planes of `canvas`,
+    // over the pixels whose centres lie in `target`, with no RGB in between. A chroma sample
+    // that the target's odd edges only partly cover is mixed with what `canvas` holds there,
+    // by the share of its pixels each side owns. Returns the pixels written, or nothing
+    // (writing nothing) when the source is not yuv420p or the crop leaves it.
+    std::optional<QRect> drawInto(AVFrame& canvas, const AVFrame& source, const QRectF& crop, const QRectF& target);
+
 private:
+
     std::vector<std::uint8_t> scratch_;  // the scaled YUV planes, reused from frame to frame
 };
 

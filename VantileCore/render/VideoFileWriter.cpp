@@ -7,6 +7,7 @@
 #include "render/MovieWriter.h"
 #include "render/RenderFrameQueue.h"
 #include "render/SourceFrameProvider.h"
+#include "render/YuvFrameCompositor.h"
 
 #include <cmath>
 #include <cstdio>
@@ -50,27 +51,19 @@ std::size_t queueCapacity()
     return std::thread::hardware_concurrency() > 7 ? 6 : 4;
 }
 
-void produceFrames(std::int64_t count, int width, int height, int fps, const DrawFrame& draw,
-                   RenderFrameQueue<RenderedFrame>& rendered, RenderFrameQueue<PooledFrame>& spare)
+void produceFrames(std::int64_t count, int fps, const DrawYuvFrame& draw, RenderFrameQueue<RenderedFrame>& rendered,
+                   RenderFrameQueue<PooledFrame>& spare)
 {
-    QImage canvas(width, height, QImage::Format_RGB32);
-    if (canvas.isNull()) throw RenderError::pixelBufferCreationFailed();
-    canvas.fill(Qt::black);
     for (std::int64_t index = 0; index < count; ++index) {
         std::optional<PooledFrame> pooled = spare.dequeue();
         if (!pooled || rendered.isClosed()) return;
-        const QRegion changed = draw(canvas, static_cast<double>(index) / fps);
         // The encoder normally copies a frame on submission; should it still hold this
         // buffer, writing would corrupt a frame in flight, so take a fresh one then.
         AVFrame& frame = *pooled->frame;
         const uint8_t* before = frame.data[0];
         if (av_frame_make_writable(&frame) < 0) throw RenderError::pixelBufferCreationFailed();
-        if (!pooled->content || frame.data[0] != before) {
-            convertImageToYuv420(canvas, frame);
-        } else {
-            for (const QRect& rect : changed.united(*pooled->content)) convertImageToYuv420(canvas, frame, rect);
-        }
-        pooled->content = changed;
+        if (frame.data[0] != before) pooled->content.reset();
+        pooled->content = draw(frame, pooled->content, static_cast<double>(index) / fps);
         rendered.enqueue(RenderedFrame{index, std::move(*pooled)});
     }
     rendered.finish();
@@ -90,6 +83,25 @@ std::int64_t frameCount(double duration, std::int64_t fps)
 void writeMovie(const std::filesystem::path& url, int width, int height, double duration, int fps,
                 const DrawFrame& draw, const VideoPassOptions& options)
 {
+    QImage canvas(width, height, QImage::Format_RGB32);
+    if (canvas.isNull()) throw RenderError::pixelBufferCreationFailed();
+    canvas.fill(Qt::black);
+    // Only what differs from the unchanging parts, now or in the frame this buffer held before, is converted.
+    const DrawYuvFrame convert = [&](AVFrame& frame, const std::optional<QRegion>& previous, double time) {
+        const QRegion changed = draw(canvas, time);
+        if (!previous) {
+            convertImageToYuv420(canvas, frame);
+        } else {
+            for (const QRect& rect : changed.united(*previous)) convertImageToYuv420(canvas, frame, rect);
+        }
+        return changed;
+    };
+    writeMovie(url, width, height, duration, fps, convert, options);
+}
+
+void writeMovie(const std::filesystem::path& url, int width, int height, double duration, int fps,
+                const DrawYuvFrame& draw, const VideoPassOptions& options)
+{
     const std::int64_t count = std::max<std::int64_t>(1, std::min(frameCount(duration, fps), options.frameLimit));
     ExportMonitor* monitor = options.monitor;
     MovieWriter writer(url, VideoEncoderSettings{width, height, fps, {}, -1});
@@ -102,7 +114,7 @@ void writeMovie(const std::filesystem::path& url, int width, int height, double 
 
     std::thread producer([&] {
         try {
-            produceFrames(count, width, height, fps, draw, rendered, spare);
+            produceFrames(count, fps, draw, rendered, spare);
         } catch (...) {
             rendered.fail(std::current_exception());
         }
@@ -151,13 +163,18 @@ void writeRenderedVideoOnly(const RenderJob& job, const VideoPassOptions& option
                                                         scene.videoHeight);
     scene.cursorFrames = job.cursorFrames;
     FrameCompositor compositor(std::move(scene), {});
-    compositor.setDecodedSource([&source](double time) { return source.decodedFrame(time); });
+    const DecodedFrameLookup decoded = [&source](double time) { return source.decodedFrame(time); };
+    // The RGB drawing takes the frames the YUV path cannot.
+    compositor.setDecodedSource(decoded);
+    YuvFrameCompositor yuvCompositor(compositor, decoded);
     const auto fps = job.renderSettings.fps;
     if (fps < 1 || fps > std::numeric_limits<int>::max()) throw RenderError::writerFailed();
     writeMovie(
         job.outputURL, static_cast<int>(job.renderSettings.outputWidth), static_cast<int>(job.renderSettings.outputHeight),
         project.duration, static_cast<int>(fps),
-        [&compositor](QImage& canvas, double time) { return compositor.drawFrame(canvas, time); },
+        DrawYuvFrame([&yuvCompositor](AVFrame& frame, const std::optional<QRegion>& previous, double time) {
+            return yuvCompositor.drawFrame(frame, previous, time);
+        }),
         options);
 }
 

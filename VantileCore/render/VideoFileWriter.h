@@ -10,6 +10,9 @@
 #include <filesystem>
 #include <functional>
 #include <limits>
+#include <optional>
+
+struct AVFrame;
 
 namespace vantile {
 
@@ -21,6 +24,10 @@ namespace VideoFileWriter {
 // returns the area where it may differ from the parts that stay the same for the whole
 // movie (return the canvas's rectangle when there are none).
 using DrawFrame = std::function<QRegion(QImage& canvas, double time)>;
+// Draws the frame at `time` straight into the encoder's yuv420p `frame`. `previous` is where
+// that buffer differed from the unchanging parts when it was last drawn (nothing when unknown);
+// returns where it differs now.
+using DrawYuvFrame = std::function<QRegion(AVFrame& frame, const std::optional<QRegion>& previous, double time)>;
 
 // How one video pass reports and how far it goes.
 struct VideoPassOptions {
@@ -45,6 +52,8 @@ std::int64_t frameCount(double duration, std::int64_t fps);
 // Draws frame i at time i / fps for every frame and encodes it with libx264 at its defaults.
 void writeMovie(const std::filesystem::path& url, int width, int height, double duration, int fps,
                 const DrawFrame& draw, const VideoPassOptions& options = {});
+void writeMovie(const std::filesystem::path& url, int width, int height, double duration, int fps,
+                const DrawYuvFrame& draw, const VideoPassOptions& options = {});
 
 // "<dir>/.<stem>-video-<UUID>.mov" beside the output.
 std::filesystem::path temporaryRenderedVideoURL(const std::filesystem::path& outputURL);
