@@ -55,6 +55,8 @@ const std::map<std::string, std::string>& helpTexts()
                    "  --fps N             output frames per second, 1 to 240\n"
                    "  --cursor-theme C    " + choices(cursorThemeTexts) + "\n"
                    "  --cursor-effect E   " + choices(cursorEffectTexts) + "\n"
+                   "  --quality Q         " + choices(exportQualityTexts) +
+                       " (x264 veryfast crf 23, medium crf 23, slow crf 18; default: standard)\n"
                    "  --no-background     the window card without the template background\n"
                    "  --no-cursor         no drawn cursor\n"
                    "  --no-ripple         no click ripples\n"

@@ -1,12 +1,17 @@
 #include "render/ExportManager.h"
 
+#include "render/GifWriter.h"
 #include "render/VideoFileWriter.h"
 
 namespace vantile {
 
 std::filesystem::path ExportManager::exportMovie(const RenderJob& job, ExportMonitor* monitor) const
 {
-    VideoFileWriter::writeRenderedDemo(job, monitor);
+    if (GifWriter::isGifPath(job.outputURL)) {
+        GifWriter::writeGif(job, monitor);
+    } else {
+        VideoFileWriter::writeRenderedDemo(job, monitor);
+    }
     return job.outputURL;
 }
 

@@ -10,7 +10,8 @@ namespace vantile {
 // The front of rendering for the application: one call renders a job into its movie.
 class ExportManager {
 public:
-    // Renders the job, merges the raw movie's audio and returns job.outputURL. Throws
+    // Renders the job, merges the raw movie's audio and returns job.outputURL (an output
+    // ending in .gif gets an animated GIF instead, without audio). Throws
     // RenderError (cancelled when the monitor asks for it); nothing is left at the destination
     // or beside it when it fails, and a previous export there stays as it was.
     std::filesystem::path exportMovie(const RenderJob& job, ExportMonitor* monitor = nullptr) const;

@@ -104,7 +104,7 @@ void writeMovie(const std::filesystem::path& url, int width, int height, double 
 {
     const std::int64_t count = std::max<std::int64_t>(1, std::min(frameCount(duration, fps), options.frameLimit));
     ExportMonitor* monitor = options.monitor;
-    MovieWriter writer(url, VideoEncoderSettings{width, height, fps, {}, -1});
+    MovieWriter writer(url, VideoEncoderSettings{width, height, fps, options.encoderPreset, options.crf});
 
     const std::size_t capacity = queueCapacity();
     RenderFrameQueue<RenderedFrame> rendered(capacity);
@@ -143,11 +143,9 @@ void writeMovie(const std::filesystem::path& url, int width, int height, double 
     producer.join();
 }
 
-void writeRenderedVideoOnly(const RenderJob& job, const VideoPassOptions& options)
+CompositorScene compositorScene(const RenderJob& job, const SourceFrameProvider& source)
 {
-    removeExisting(job.outputURL);
     const RecordingProject& project = job.project;
-    SourceFrameProvider source(job.rawVideoURL);
     if (source.hasMovie() && (source.width() != project.video.width || source.height() != project.video.height)) {
         throw RenderError(RenderError::Kind::sizeMismatch,
                           "The raw movie is " + std::to_string(source.width()) + " x " +
@@ -162,6 +160,15 @@ void writeRenderedVideoOnly(const RenderJob& job, const VideoPassOptions& option
     scene.keyframes = CameraPathBuilder::buildKeyframes(job.focusSegments, project.duration, scene.videoWidth,
                                                         scene.videoHeight);
     scene.cursorFrames = job.cursorFrames;
+    return scene;
+}
+
+void writeRenderedVideoOnly(const RenderJob& job, const VideoPassOptions& options)
+{
+    removeExisting(job.outputURL);
+    const RecordingProject& project = job.project;
+    SourceFrameProvider source(job.rawVideoURL);
+    CompositorScene scene = compositorScene(job, source);
     FrameCompositor compositor(std::move(scene), {});
     const DecodedFrameLookup decoded = [&source](double time) { return source.decodedFrame(time); };
     // The RGB drawing takes the frames the YUV path cannot.
@@ -169,13 +176,20 @@ void writeRenderedVideoOnly(const RenderJob& job, const VideoPassOptions& option
     YuvFrameCompositor yuvCompositor(compositor, decoded);
     const auto fps = job.renderSettings.fps;
     if (fps < 1 || fps > std::numeric_limits<int>::max()) throw RenderError::writerFailed();
+    VideoPassOptions tuned = options;
+    // The standard quality leaves the encoder at its defaults, so its movies stay as they were.
+    if (job.renderSettings.exportQuality != ExportQuality::standard) {
+        const EncoderTuning tuning = encoderTuning(job.renderSettings.exportQuality);
+        tuned.encoderPreset = tuning.preset;
+        tuned.crf = tuning.crf;
+    }
     writeMovie(
         job.outputURL, static_cast<int>(job.renderSettings.outputWidth), static_cast<int>(job.renderSettings.outputHeight),
         project.duration, static_cast<int>(fps),
         DrawYuvFrame([&yuvCompositor](AVFrame& frame, const std::optional<QRegion>& previous, double time) {
             return yuvCompositor.drawFrame(frame, previous, time);
         }),
-        options);
+        tuned);
 }
 
 void writeRenderedDemo(const RenderJob& job, ExportMonitor* monitor)
@@ -184,7 +198,9 @@ void writeRenderedDemo(const RenderJob& job, ExportMonitor* monitor)
     try {
         RenderJob videoJob = job;
         videoJob.outputURL = temporary;
-        VideoPassOptions options{monitor, 0, 0.97};
+        VideoPassOptions options;
+        options.monitor = monitor;
+        options.progressEnd = 0.97;
         // With audio to merge, the result is cut to the raw movie's length; frames past it
         // are not drawn, so no encoded frame (and no frame another one refers to) is dropped.
         if (const auto rawDuration = AudioMerger::audioMergeDuration(job.rawVideoURL)) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "render/ExportMonitor.h"
+#include "render/FrameCompositor.h"
 #include "render/RenderJob.h"
 
 #include <QImage>
@@ -11,10 +12,13 @@
 #include <functional>
 #include <limits>
 #include <optional>
+#include <string>
 
 struct AVFrame;
 
 namespace vantile {
+
+class SourceFrameProvider;
 
 // Renders jobs into movies: a producer thread draws and converts frames, the calling thread
 // encodes them, joined by a small bounded queue.
@@ -36,6 +40,9 @@ struct VideoPassOptions {
     double progressEnd = 1;    // ... to here
     // Frames beyond this are not drawn (the audio merge would cut them off anyway).
     std::int64_t frameLimit = std::numeric_limits<std::int64_t>::max();
+    // libx264's speed preset and crf; empty and negative keep the encoder's defaults (medium, 23).
+    std::string encoderPreset;
+    int crf = -1;
 };
 
 // The whole export: video pass into a hidden temporary movie, then the audio merge into
@@ -45,6 +52,9 @@ void writeRenderedDemo(const RenderJob& job, ExportMonitor* monitor = nullptr);
 
 // Only the video, written to job.outputURL.
 void writeRenderedVideoOnly(const RenderJob& job, const VideoPassOptions& options = {});
+
+// What the job's frames are drawn from; throws when the raw movie's size is not the project's.
+CompositorScene compositorScene(const RenderJob& job, const SourceFrameProvider& source);
 
 // ceil(duration × fps), at least 1.
 std::int64_t frameCount(double duration, std::int64_t fps);

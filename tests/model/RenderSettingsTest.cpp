@@ -35,6 +35,25 @@ TEST(RenderSettingsCoding, OnlyTheSixRequiredKeysLoadWithDefaults)
     EXPECT_EQ(Json(custom).size(), 13u);
 }
 
+TEST(RenderSettingsCoding, ExportQualityIsWrittenOnlyWhenNotStandard)
+{
+    RenderSettings settings;
+    // Projects that never chose a quality keep the exact keys (and so bytes) they had.
+    EXPECT_FALSE(Json(settings).contains("exportQuality"));
+    for (const ExportQuality quality : {ExportQuality::draft, ExportQuality::high}) {
+        settings.exportQuality = quality;
+        const Json json(settings);
+        EXPECT_EQ(json.at("exportQuality"), exportQualityTexts.text(quality));
+        EXPECT_EQ(decodeDocument<RenderSettings>(json), settings);
+    }
+    Json unknown = Json(settings);
+    unknown["exportQuality"] = "ultra";
+    EXPECT_THROW(decodeDocument<RenderSettings>(unknown), DecodingError);
+    EXPECT_EQ(encoderTuning(ExportQuality::draft), (EncoderTuning{"veryfast", 23}));
+    EXPECT_EQ(encoderTuning(ExportQuality::standard), (EncoderTuning{"medium", 23}));
+    EXPECT_EQ(encoderTuning(ExportQuality::high), (EncoderTuning{"slow", 18}));
+}
+
 TEST(OutputSizes, PresetTableForEveryRatioAndResolution)
 {
     struct Row {
