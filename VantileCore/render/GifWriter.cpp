@@ -1,6 +1,7 @@
 #include "render/GifWriter.h"
 
-#include "render/FfmpegHandles.h"
+#include "media/FfmpegHandles.h"
+#include "render/RenderError.h"
 #include "render/SourceFrameProvider.h"
 #include "render/VideoFileWriter.h"
 #include "render/YuvFrameCompositor.h"

@@ -1,6 +1,7 @@
 #include "render/YuvFrameCompositor.h"
 
 #include "render/ImageConversion.h"
+#include "render/RenderError.h"
 
 #include <libyuv/convert_argb.h>
 #include <libyuv/convert_from_argb.h>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "render/CropScaler.h"
-#include "render/FfmpegHandles.h"
+#include "media/FfmpegHandles.h"
 #include "render/FrameCompositor.h"
 
 #include <QImage>
