@@ -1,5 +1,5 @@
 // Export throughput and memory against a plain FFmpeg transcode, and where a frame's time goes.
-// Usage: export_bench [WORKDIR] [--quick]
+// Usage: export_bench [WORKDIR] [--quick | --frame-costs]
 #include "engine/CameraPathBuilder.h"
 #include "render/FrameCompositor.h"
 #include "render/ImageConversion.h"
@@ -114,7 +114,7 @@ void frameCosts(const fs::path& project)
                                                             static_cast<double>(recording.video.height)),
                           recording.cursorFrames};
     std::size_t current = 0;
-    const int count = 90;
+    const int count = 300;
     const DecodedFrameLookup lookup = [&](double) { return frames[current % frames.size()].get(); };
 
     // As the export does: straight into a pool of encoder frames, each restored from the
@@ -197,8 +197,19 @@ RunResult reencodeRun(const fs::path& movie, const fs::path& output)
 
 int main(int argc, char** argv)
 {
-    const fs::path work = argc > 1 && argv[1][0] != '-' ? fs::path(argv[1]) : fs::temp_directory_path() / "vantile-bench";
-    const bool quick = argc > 2 && std::string(argv[2]) == "--quick";
+    fs::path work = fs::temp_directory_path() / "vantile-bench";
+    bool quick = false;
+    bool costsOnly = false;
+    for (int i = 1; i < argc; ++i) {
+        const std::string argument = argv[i];
+        if (argument == "--quick") {
+            quick = true;
+        } else if (argument == "--frame-costs") {
+            costsOnly = true;
+        } else {
+            work = argument;
+        }
+    }
     fs::create_directories(work);
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication application(argc, argv);
@@ -210,6 +221,7 @@ int main(int argc, char** argv)
     const fs::path longProject = sample(work, "sample-long", longSeconds);
     const fs::path shortProject = sample(work, "sample-short", shortSeconds);
     frameCosts(longProject);
+    if (costsOnly) return 0;
 
     const int pairs = quick ? 1 : 5;
     std::vector<double> ratios;
