@@ -14,7 +14,9 @@ namespace vantile {
 // Draws export frames straight into the encoder's yuv420p planes. The static layer is
 // converted once per layout and restored where a reused frame differs from it; the camera
 // crop is scaled from the decoded frame's planes into the card; only the cursor's
-// surroundings go through RGB to be blended. Frames the YUV path cannot take (no decoded
+// surroundings go through RGB to be blended. The card's rounded corners need no blending:
+// the video sits inside the card's margins, clear of the corner curves, and is not clipped.
+// Frames the YUV path cannot take (no decoded
 // frame, other pixel formats or matrices) are drawn in RGB and converted whole, so the
 // result looks the same either way.
 class YuvFrameCompositor {

@@ -9,7 +9,9 @@
 
 #include <QPainter>
 
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -177,6 +179,37 @@ TEST(YuvFrameCompositorTest, ReusedBuffersEndUpExactlyLikeFreshOnes)
             std::memset(clean->data[0], 0x55, static_cast<std::size_t>(clean->linesize[0]) * 542);
             fresh.drawFrame(*clean, std::nullopt, time);
             ASSERT_TRUE(samePlanes(*pool[slot], *clean)) << "frame " << i;
+        }
+    }
+}
+
+TEST(YuvFrameCompositorTest, TheVideoNeverReachesTheCardsRoundedCorners)
+{
+    // The YUV path writes the video as a plain rectangle and blends nothing at the card's
+    // corners; that holds while every video corner lies inside the card's rounded outline.
+    for (const TemplateName name : templateNameTexts.allCases()) {
+        const RenderPreset preset = RenderPreset::preset(name);
+        for (const AspectRatio ratio : aspectRatioTexts.allCases()) {
+            for (const QSizeF source : {QSizeF(1920, 1080), QSizeF(1080, 1920), QSizeF(800, 800), QSizeF(3440, 1440)}) {
+                const OutputSize size = outputSize(ratio, ResolutionPreset::p720);
+                const auto layout = CompositorGeometry::frameLayout(
+                    {0, 0, static_cast<double>(size.width), static_cast<double>(size.height)}, source.width(),
+                    source.height(), true, preset);
+                const double radius = preset.cornerRadius;
+                const auto insideCard = [&](double x, double y) {
+                    // Distance from the nearest corner circle's centre, where the outline is round.
+                    const double centreX = std::clamp(x, layout.card.x + radius, layout.card.x + layout.card.width - radius);
+                    const double centreY = std::clamp(y, layout.card.y + radius, layout.card.y + layout.card.height - radius);
+                    return std::hypot(x - centreX, y - centreY) <= radius;
+                };
+                const auto& video = layout.video;
+                for (const auto& [x, y] : {std::pair{video.x, video.y}, std::pair{video.x + video.width, video.y},
+                                           std::pair{video.x, video.y + video.height},
+                                           std::pair{video.x + video.width, video.y + video.height}}) {
+                    EXPECT_TRUE(insideCard(x, y)) << templateNameTexts.text(name) << " " << aspectRatioTexts.text(ratio)
+                                                  << " corner " << x << "," << y;
+                }
+            }
         }
     }
 }
