@@ -47,7 +47,7 @@ const std::map<std::string, std::string>& helpTexts()
                    "  --audio MODE        " + audioModes() + "\n"},
         {"export", "vantile-cli export DIR [-o FILE] [OPTIONS]\n"
                    "  Applies the settings as the preview panel would (saved in the project), exports and prints the movie.\n"
-                   "  -o, --output FILE   the movie to write (default: DIR/export.mp4)\n"
+                   "  -o, --output FILE   the movie to write (default: DIR/export.mp4); FILE.gif writes an animated GIF\n"
                    "  --aspect A          " + choices(aspectRatioTexts, "16:9, 21:9, 9:16, 1:1, 4:3") + "\n"
                    "  --resolution R      " + choices(resolutionPresetTexts, "720p, 1080p, 1440p") + "\n"
                    "  --template T        " + choices(templateNameTexts) + "\n"
