@@ -136,8 +136,9 @@ bool isPlanar420(const AVFrame& frame)
     return frame.format == AV_PIX_FMT_YUV420P || frame.format == AV_PIX_FMT_YUVJ420P;
 }
 
+// With `rescale` false the scratch memory already holds this block scaled; only its planes are found.
 std::optional<ScaledPlanes> scaleBlock(std::vector<std::uint8_t>& scratch, const AVFrame& source,
-                                       const Placement& placement)
+                                       const Placement& placement, bool rescale)
 {
     const QRect& block = placement.block;
     ScaledPlanes scaled;
@@ -150,6 +151,7 @@ std::optional<ScaledPlanes> scaleBlock(std::vector<std::uint8_t>& scratch, const
     scaled.luma = scratch.data();
     scaled.blue = scaled.luma + lumaSize;
     scaled.red = scaled.blue + chromaSize;
+    if (!rescale) return scaled;
     const auto plane = [&](int index, int x, int y) {
         return source.data[index] + static_cast<std::ptrdiff_t>(y) * source.linesize[index] + x;
     };
@@ -180,7 +182,8 @@ bool CropScaler::draw(QPainter& painter, const AVFrame& source, const QRectF& cr
     const auto placement = place(canvas->size(), QSize(source.width, source.height), crop, target, 2);
     if (!placement) return false;
     if (placement->window.isEmpty()) return true;
-    const auto scaled = scaleBlock(scratch_, source, *placement);
+    const auto scaled = scaleBlock(scratch_, source, *placement, true);
+    scratchContent_ = {};
     if (!scaled) return false;
     // A window starting on an odd virtual pixel pairs its chroma half a chroma sample early;
     // that shift is below what 4:2:0 resolves anyway.
@@ -205,8 +208,12 @@ std::optional<QRect> CropScaler::drawInto(AVFrame& canvas, const AVFrame& source
     if (!placement) return std::nullopt;
     const QRect& window = placement->window;
     if (window.isEmpty()) return QRect();
-    const auto scaled = scaleBlock(scratch_, source, *placement);
+    const ScratchContent content{source.data[0], source.pts, placement->block, placement->virtualSize};
+    const bool rescale = content != scratchContent_ || !source.data[0] || source.pts == AV_NOPTS_VALUE;
+    scratchContent_ = {};
+    const auto scaled = scaleBlock(scratch_, source, *placement, rescale);
     if (!scaled) return std::nullopt;
+    scratchContent_ = content;
     const QPoint clip = placement->clip;
     for (int y = window.top(); y <= window.bottom(); ++y) {
         std::memcpy(canvas.data[0] + static_cast<std::ptrdiff_t>(y) * canvas.linesize[0] + window.left(),

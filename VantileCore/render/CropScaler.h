@@ -37,7 +37,20 @@ public:
 
 private:
 
+    // Which decoded frame and block scratch_ holds scaled, so a frame shown again (an output
+    // rate above the movie's, or a camera at rest on a repeated frame) is not scaled again.
+    // Decoded frames are never written to, so buffer and timestamp name their pixels.
+    struct ScratchContent {
+        const void* pixels = nullptr;
+        std::int64_t pts = 0;
+        QRect block;
+        QSize size;
+
+        bool operator==(const ScratchContent&) const = default;
+    };
+
     std::vector<std::uint8_t> scratch_;  // the scaled YUV planes, reused from frame to frame
+    ScratchContent scratchContent_;
 };
 
 }  // namespace vantile

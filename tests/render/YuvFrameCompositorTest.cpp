@@ -1,6 +1,7 @@
 #include "RenderTestSupport.h"
 
 #include "media/FfmpegHandles.h"
+#include "render/CropScaler.h"
 #include "render/FrameCompositor.h"
 #include "render/ImageConversion.h"
 #include "render/YuvFrameCompositor.h"
@@ -181,6 +182,42 @@ TEST(YuvFrameCompositorTest, ReusedBuffersEndUpExactlyLikeFreshOnes)
             ASSERT_TRUE(samePlanes(*pool[slot], *clean)) << "frame " << i;
         }
     }
+}
+
+TEST(YuvFrameCompositorTest, ScaledCropsAreReusedOnlyForTheSameFrameAndBlock)
+{
+    FrameHandle source = generatedSource();
+    source->pts = 5;
+    const auto draw = [](CropScaler& scaler, const AVFrame& frame, const QRectF& crop) {
+        FrameHandle canvas = allocateFrame(AV_PIX_FMT_YUV420P, 640, 360);
+        for (int plane = 0; plane < 3; ++plane) {
+            std::memset(canvas->data[plane], 16, static_cast<std::size_t>(canvas->linesize[plane]) * (plane ? 180 : 360));
+        }
+        scaler.drawInto(*canvas, frame, crop, QRectF(20.5, 10.25, 600, 337.5));
+        return canvas;
+    };
+    const QRectF wide(0, 0, 1920, 1080);
+    const QRectF zoomed(400.3, 200.6, 960, 540);
+    CropScaler reusing;
+    const FrameHandle first = draw(reusing, *source, wide);
+    // The same frame again, at another sub-pixel position inside the same block: the same as a fresh scaler's.
+    const QRectF shifted(0.2, 0.1, 1919.7, 1079.8);
+    {
+        CropScaler fresh;
+        EXPECT_TRUE(samePlanes(*draw(reusing, *source, shifted), *draw(fresh, *source, shifted)));
+    }
+    // Another block of the same frame.
+    {
+        CropScaler fresh;
+        EXPECT_TRUE(samePlanes(*draw(reusing, *source, zoomed), *draw(fresh, *source, zoomed)));
+    }
+    // The decoder hands out the same buffer again for a later frame: new timestamp, new pixels.
+    draw(reusing, *source, wide);
+    std::memset(source->data[0], 200, static_cast<std::size_t>(source->linesize[0]) * 1080);
+    source->pts = 6;
+    const FrameHandle later = draw(reusing, *source, wide);
+    EXPECT_EQ(later->data[0][180 * later->linesize[0] + 320], 200);
+    EXPECT_FALSE(samePlanes(*first, *later));
 }
 
 TEST(YuvFrameCompositorTest, TheVideoNeverReachesTheCardsRoundedCorners)
