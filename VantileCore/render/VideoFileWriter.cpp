@@ -3,7 +3,6 @@
 #include "engine/CameraPathBuilder.h"
 #include "render/AudioMerger.h"
 #include "render/FrameCompositor.h"
-#include "render/ImageConversion.h"
 #include "render/MovieWriter.h"
 #include "render/RenderFrameQueue.h"
 #include "render/SourceFrameProvider.h"
@@ -79,25 +78,6 @@ std::int64_t frameCount(double duration, std::int64_t fps)
         throw RenderError::writerFailed();
     }
     return std::max<std::int64_t>(1, static_cast<std::int64_t>(std::ceil(product)));
-}
-
-void writeMovie(const std::filesystem::path& url, int width, int height, double duration, int fps,
-                const DrawFrame& draw, const VideoPassOptions& options)
-{
-    QImage canvas(width, height, QImage::Format_RGB32);
-    if (canvas.isNull()) throw RenderError::pixelBufferCreationFailed();
-    canvas.fill(Qt::black);
-    // Only what differs from the unchanging parts, now or in the frame this buffer held before, is converted.
-    const DrawYuvFrame convert = [&](AVFrame& frame, const std::optional<QRegion>& previous, double time) {
-        const QRegion changed = draw(canvas, time);
-        if (!previous) {
-            convertImageToYuv420(canvas, frame);
-        } else {
-            for (const QRect& rect : changed.united(*previous)) convertImageToYuv420(canvas, frame, rect);
-        }
-        return changed;
-    };
-    writeMovie(url, width, height, duration, fps, convert, options);
 }
 
 void writeMovie(const std::filesystem::path& url, int width, int height, double duration, int fps,
@@ -187,9 +167,9 @@ void writeRenderedVideoOnly(const RenderJob& job, const VideoPassOptions& option
     writeMovie(
         job.outputURL, static_cast<int>(job.renderSettings.outputWidth), static_cast<int>(job.renderSettings.outputHeight),
         project.duration, static_cast<int>(fps),
-        DrawYuvFrame([&yuvCompositor](AVFrame& frame, const std::optional<QRegion>& previous, double time) {
+        [&yuvCompositor](AVFrame& frame, const std::optional<QRegion>& previous, double time) {
             return yuvCompositor.drawFrame(frame, previous, time);
-        }),
+        },
         tuned);
 }
 

@@ -4,7 +4,6 @@
 #include "render/FrameCompositor.h"
 #include "render/RenderJob.h"
 
-#include <QImage>
 #include <QRegion>
 
 #include <cstdint>
@@ -24,10 +23,6 @@ class SourceFrameProvider;
 // encodes them, joined by a small bounded queue.
 namespace VideoFileWriter {
 
-// Draws the frame at `time` into `canvas`, which holds the previous frame's pixels, and
-// returns the area where it may differ from the parts that stay the same for the whole
-// movie (return the canvas's rectangle when there are none).
-using DrawFrame = std::function<QRegion(QImage& canvas, double time)>;
 // Draws the frame at `time` straight into the encoder's yuv420p `frame`. `previous` is where
 // that buffer differed from the unchanging parts when it was last drawn (nothing when unknown);
 // returns where it differs now.
@@ -59,9 +54,7 @@ CompositorScene compositorScene(const RenderJob& job, const SourceFrameProvider&
 // ceil(duration × fps), at least 1.
 std::int64_t frameCount(double duration, std::int64_t fps);
 
-// Draws frame i at time i / fps for every frame and encodes it with libx264 at its defaults.
-void writeMovie(const std::filesystem::path& url, int width, int height, double duration, int fps,
-                const DrawFrame& draw, const VideoPassOptions& options = {});
+// Draws frame i at time i / fps for every frame and encodes it with libx264 (options choose preset and crf).
 void writeMovie(const std::filesystem::path& url, int width, int height, double duration, int fps,
                 const DrawYuvFrame& draw, const VideoPassOptions& options = {});
 
