@@ -195,7 +195,8 @@ void AppState::stopRecording() { recordingFlow_->stop(); }
 void AppState::updateAspectRatio(AspectRatio ratio) { session_->updateAspectRatio(ratio); }
 void AppState::updateResolutionPreset(ResolutionPreset preset) { session_->updateResolutionPreset(preset); }
 void AppState::applyRenderSettings(const RenderSettings& settings) { session_->applyRenderSettings(settings); }
-void AppState::exportCurrentProject() { exportFlow_->start(); }
+void AppState::exportCurrentProject() { exportFlow_->start(ExportFlow::Format::movie); }
+void AppState::exportCurrentProjectAsGif() { exportFlow_->start(ExportFlow::Format::gif); }
 void AppState::cancelExport() { exportFlow_->cancel(); }
 void AppState::revealExportInFinder() { exportFlow_->reveal(); }
 void AppState::openProject(const fs::path& directory) { session_->openFromDisk(directory); }

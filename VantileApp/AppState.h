@@ -138,6 +138,8 @@ public:
     void updateResolutionPreset(ResolutionPreset preset);
     void applyRenderSettings(const RenderSettings& settings);
     Q_INVOKABLE void exportCurrentProject();
+    // The same frames as an animated GIF (export.gif beside the movie).
+    Q_INVOKABLE void exportCurrentProjectAsGif();
     Q_INVOKABLE void cancelExport();
     Q_INVOKABLE void revealExportInFinder();
     Q_INVOKABLE bool showMainWindow();

@@ -11,7 +11,7 @@ ExportFlow::ExportFlow(AppState& state, ProjectSession& session, std::unique_ptr
 {
 }
 
-void ExportFlow::start()
+void ExportFlow::start(Format format)
 {
     if (state_.isBusy()) return;
     if (!session_.hasProject()) {
@@ -19,10 +19,11 @@ void ExportFlow::start()
         return;
     }
     state_.setBusy(true);
-    state_.setStatusMessage("Exporting MP4");
+    state_.setStatusMessage(format == Format::gif ? "Exporting GIF" : "Exporting MP4");
     state_.setExportProgress(0);
 
     RenderJob job = session_.exportJob();
+    if (format == Format::gif) job.outputURL.replace_extension(".gif");
     const std::filesystem::path outputURL = job.outputURL;
     monitor_ = std::make_shared<ExportMonitor>([this](double fraction) {
         QMetaObject::invokeMethod(

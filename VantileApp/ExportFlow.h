@@ -15,7 +15,9 @@ class ExportFlow {
 public:
     ExportFlow(AppState& state, ProjectSession& session, std::unique_ptr<ExportService> exporter);
 
-    void start();
+    enum class Format { movie, gif };
+
+    void start(Format format);
     void cancel();
     // Shows the recorded export in the file manager.
     void reveal();

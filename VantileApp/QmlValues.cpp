@@ -61,6 +61,7 @@ QVariantMap renderSettings(const RenderSettings& settings)
         {"outputWidth", static_cast<qlonglong>(settings.outputWidth)},
         {"outputHeight", static_cast<qlonglong>(settings.outputHeight)},
         {"fps", static_cast<qlonglong>(settings.fps)},
+        {"exportQuality", text(exportQualityTexts, settings.exportQuality)},
     };
 }
 
@@ -113,6 +114,10 @@ std::optional<RenderSettingChange> renderSettingChange(const RenderSettings& cur
         const auto parsed = parse(cursorEffectTexts, raw);
         if (!parsed) return std::nullopt;
         settings.cursorEffect = *parsed;
+    } else if (field == "exportQuality") {
+        const auto parsed = parse(exportQualityTexts, raw);
+        if (!parsed) return std::nullopt;
+        settings.exportQuality = *parsed;
     } else if (field == "backgroundEnabled") {
         settings.backgroundEnabled = value.toBool();
     } else if (field == "showCursor") {

@@ -32,6 +32,8 @@ QVariantMap all()
     const QVariantList cursorThemes{option("systemWhite", "系统白"), option("graphite", "石墨"),
                                     option("electricBlue", "电光蓝"), option("rose", "玫瑰"), option("lime", "青柠")};
     const QVariantList cursorEffects{option("macOS", "经典"), option("halo", "光环"), option("glow", "辉光")};
+    const QVariantList exportQualities{option("draft", "草稿（快）"), option("standard", "标准"),
+                                       option("high", "高质量（慢）")};
     QVariantList frameRates;
     for (const int fps : exportFrameRates) frameRates.append(QVariantMap{{"value", fps}, {"label", QString("%1 fps").arg(fps)}});
     const QVariantList audioModes{
@@ -43,7 +45,7 @@ QVariantMap all()
     return {
         {"aspectRatios", aspectRatios},   {"resolutions", resolutions},     {"templates", templates},
         {"zoomIntensities", zoomIntensities}, {"cursorThemes", cursorThemes}, {"cursorEffects", cursorEffects},
-        {"frameRates", frameRates},       {"audioModes", audioModes},
+        {"frameRates", frameRates},       {"audioModes", audioModes},       {"exportQualities", exportQualities},
     };
 }
 

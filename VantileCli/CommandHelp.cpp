@@ -51,7 +51,7 @@ const std::map<std::string, std::string>& helpTexts()
                    "  --audio MODE        " + audioModes() + "\n"},
         {"export", "vantile-cli export DIR [-o FILE] [OPTIONS]\n"
                    "  Applies the settings as the preview panel would (saved in the project), exports and prints the movie.\n"
-                   "  -o, --output FILE   the movie to write (default: DIR/export.mp4)\n"
+                   "  -o, --output FILE   the movie to write (default: DIR/export.mp4); FILE.gif writes an animated GIF\n"
                    "  --aspect A          " + choices(aspectRatioTexts, "16:9, 21:9, 9:16, 1:1, 4:3") + "\n"
                    "  --resolution R      " + choices(resolutionPresetTexts, "720p, 1080p, 1440p") + "\n"
                    "  --template T        " + choices(templateNameTexts) + "\n"
@@ -59,6 +59,8 @@ const std::map<std::string, std::string>& helpTexts()
                    "  --fps N             output frames per second, 1 to 240\n"
                    "  --cursor-theme C    " + choices(cursorThemeTexts) + "\n"
                    "  --cursor-effect E   " + choices(cursorEffectTexts) + "\n"
+                   "  --quality Q         " + choices(exportQualityTexts) +
+                       " (x264 veryfast crf 23, medium crf 23, slow crf 18; default: standard)\n"
                    "  --no-background     the window card without the template background\n"
                    "  --no-cursor         no drawn cursor\n"
                    "  --no-ripple         no click ripples\n"

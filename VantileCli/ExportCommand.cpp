@@ -67,6 +67,9 @@ void applyOptions(const Arguments& parsed, ProjectSettingsEditor& editor)
     if (const auto effect = parsed.value("--cursor-effect")) {
         settings.cursorEffect = parseChoice("--cursor-effect", *effect, cursorEffectTexts);
     }
+    if (const auto quality = parsed.value("--quality")) {
+        settings.exportQuality = parseChoice("--quality", *quality, exportQualityTexts);
+    }
     if (parsed.flag("--no-background")) settings.backgroundEnabled = false;
     if (parsed.flag("--no-cursor")) settings.showCursor = false;
     if (parsed.flag("--no-ripple")) settings.showClickRipple = false;
@@ -153,7 +156,7 @@ int runExport(const std::vector<std::string>& arguments)
 {
     const Arguments parsed(arguments,
                            {"-o", "--output", "--aspect", "--resolution", "--template", "--zoom", "--fps",
-                            "--cursor-theme", "--cursor-effect"},
+                            "--cursor-theme", "--cursor-effect", "--quality"},
                            {"--no-background", "--no-cursor", "--no-ripple", "--no-dynamic-cursor"});
     parsed.expectPositionalCount(1);
     std::filesystem::path directory = std::filesystem::absolute(parsed.requirePositional(0, "project directory"));

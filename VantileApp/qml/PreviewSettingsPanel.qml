@@ -39,6 +39,14 @@ ScrollView {
         }
         SettingPicker {
             Layout.fillWidth: true
+            objectName: "exportQualityPicker"
+            title: "导出质量"
+            options: panel.options.exportQualities
+            current: panel.settings.exportQuality
+            onPicked: value => appState.changeRenderSetting("exportQuality", value)
+        }
+        SettingPicker {
+            Layout.fillWidth: true
             title: "模板"
             options: panel.options.templates
             current: panel.settings.templateName

@@ -129,6 +129,13 @@ Item {
                     enabled: !appState.isBusy
                     onClicked: appState.exportCurrentProject()
                 }
+                VantileButton {
+                    objectName: "exportGifButton"
+                    text: "导出 GIF"
+                    variant: "darkSecondary"
+                    enabled: !appState.isBusy
+                    onClicked: appState.exportCurrentProjectAsGif()
+                }
                 ProgressBar {
                     id: exportBar
                     objectName: "exportProgress"

@@ -116,6 +116,8 @@ void to_json(Json& json, const RenderSettings& settings)
         {"outputHeight", settings.outputHeight},
         {"fps", settings.fps},
     };
+    // Only a quality other than the default is written, so projects that never chose one keep their bytes.
+    if (settings.exportQuality != ExportQuality::standard) json["exportQuality"] = settings.exportQuality;
 }
 
 void decodeValue(const Json& json, RenderSettings& settings)
@@ -136,6 +138,20 @@ void decodeValue(const Json& json, RenderSettings& settings)
     decodeKey(json, "outputWidth", settings.outputWidth);
     decodeKey(json, "outputHeight", settings.outputHeight);
     decodeKey(json, "fps", settings.fps);
+    decodeKeyOrKeep(json, "exportQuality", settings.exportQuality);
+}
+
+EncoderTuning encoderTuning(ExportQuality quality)
+{
+    switch (quality) {
+    case ExportQuality::draft:
+        return {"veryfast", 23};
+    case ExportQuality::high:
+        return {"slow", 18};
+    case ExportQuality::standard:
+        break;
+    }
+    return {"medium", 23};
 }
 
 }  // namespace vantile

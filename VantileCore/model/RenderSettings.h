@@ -16,6 +16,7 @@ enum class ResolutionPreset { p720, p1080, p1440 };
 enum class CursorTheme { systemWhite, graphite, electricBlue, rose, lime };
 enum class CursorEffect { macOS, halo, glow };
 enum class WindowChrome { browser, macWindow };
+enum class ExportQuality { draft, standard, high };
 
 inline constexpr EnumTexts<AspectRatio, 6> aspectRatioTexts{{
     "landscape16x9", "ultrawide21x9", "source", "portrait9x16", "square1x1", "classic4x3",
@@ -28,6 +29,7 @@ inline constexpr EnumTexts<CursorTheme, 5> cursorThemeTexts{{
 }};
 inline constexpr EnumTexts<CursorEffect, 3> cursorEffectTexts{{"macOS", "halo", "glow"}};
 inline constexpr EnumTexts<WindowChrome, 2> windowChromeTexts{{"browser", "macWindow"}};
+inline constexpr EnumTexts<ExportQuality, 3> exportQualityTexts{{"draft", "standard", "high"}};
 
 inline const auto& enumTexts(AspectRatio) { return aspectRatioTexts; }
 inline const auto& enumTexts(TemplateName) { return templateNameTexts; }
@@ -36,6 +38,7 @@ inline const auto& enumTexts(ResolutionPreset) { return resolutionPresetTexts; }
 inline const auto& enumTexts(CursorTheme) { return cursorThemeTexts; }
 inline const auto& enumTexts(CursorEffect) { return cursorEffectTexts; }
 inline const auto& enumTexts(WindowChrome) { return windowChromeTexts; }
+inline const auto& enumTexts(ExportQuality) { return exportQualityTexts; }
 inline void to_json(Json& json, AspectRatio value) { json = aspectRatioTexts.text(value); }
 inline void to_json(Json& json, TemplateName value) { json = templateNameTexts.text(value); }
 inline void to_json(Json& json, ZoomIntensity value) { json = zoomIntensityTexts.text(value); }
@@ -43,10 +46,21 @@ inline void to_json(Json& json, ResolutionPreset value) { json = resolutionPrese
 inline void to_json(Json& json, CursorTheme value) { json = cursorThemeTexts.text(value); }
 inline void to_json(Json& json, CursorEffect value) { json = cursorEffectTexts.text(value); }
 inline void to_json(Json& json, WindowChrome value) { json = windowChromeTexts.text(value); }
+inline void to_json(Json& json, ExportQuality value) { json = exportQualityTexts.text(value); }
 
 std::string label(AspectRatio ratio);         // "16:9", "原视频比例", ...
 std::string label(ResolutionPreset preset);   // "720p", "1080p", "1440p"
 std::int64_t shortEdge(ResolutionPreset preset);
+
+// The H.264 encoder's trade between time and size for one quality.
+struct EncoderTuning {
+    std::string preset;  // libx264's speed preset
+    int crf = 23;
+
+    bool operator==(const EncoderTuning&) const = default;
+};
+// draft: veryfast, crf 23; standard: medium, crf 23; high: slow, crf 18.
+EncoderTuning encoderTuning(ExportQuality quality);
 
 struct OutputSize {
     std::int64_t width = 2;
@@ -113,6 +127,7 @@ struct RenderSettings {
     std::int64_t outputWidth = 1920;
     std::int64_t outputHeight = 1080;
     std::int64_t fps = 30;
+    ExportQuality exportQuality = ExportQuality::standard;
 
     static RenderSettings defaultLandscape() { return {}; }
 

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <optional>
 
 extern "C" {
@@ -119,47 +120,140 @@ void CropScaler::draw(QPainter& painter, const QImage& source, const QRectF& cro
     painter.restore();
 }
 
-bool CropScaler::draw(QPainter& painter, const AVFrame& source, const QRectF& crop, const QRectF& target)
-{
-    if (source.format != AV_PIX_FMT_YUV420P && source.format != AV_PIX_FMT_YUVJ420P) return false;
-    QImage* canvas = directCanvas(painter);
-    if (!canvas) return false;
-    if (crop.isEmpty() || target.isEmpty()) return true;
-    const auto placement = place(canvas->size(), QSize(source.width, source.height), crop, target, 2);
-    if (!placement) return false;
-    if (placement->window.isEmpty()) return true;
+namespace {
 
-    const QRect& block = placement->block;
-    const int width = placement->virtualSize.width();
-    const int height = placement->virtualSize.height();
-    const int chromaWidth = (width + 1) / 2;
-    const auto lumaSize = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
-    const auto chromaSize = static_cast<std::size_t>(chromaWidth) * static_cast<std::size_t>((height + 1) / 2);
-    scratch_.resize(lumaSize + 2 * chromaSize);
-    std::uint8_t* const luma = scratch_.data();
-    std::uint8_t* const blue = luma + lumaSize;
-    std::uint8_t* const red = blue + chromaSize;
+// A virtual image scaled from a source block, as yuv420p planes in scratch memory.
+struct ScaledPlanes {
+    std::uint8_t* luma = nullptr;
+    std::uint8_t* blue = nullptr;
+    std::uint8_t* red = nullptr;
+    int width = 0;
+    int chromaWidth = 0;
+};
+
+bool isPlanar420(const AVFrame& frame)
+{
+    return frame.format == AV_PIX_FMT_YUV420P || frame.format == AV_PIX_FMT_YUVJ420P;
+}
+
+// With `rescale` false the scratch memory already holds this block scaled; only its planes are found.
+std::optional<ScaledPlanes> scaleBlock(std::vector<std::uint8_t>& scratch, const AVFrame& source,
+                                       const Placement& placement, bool rescale)
+{
+    const QRect& block = placement.block;
+    ScaledPlanes scaled;
+    scaled.width = placement.virtualSize.width();
+    const int height = placement.virtualSize.height();
+    scaled.chromaWidth = (scaled.width + 1) / 2;
+    const auto lumaSize = static_cast<std::size_t>(scaled.width) * static_cast<std::size_t>(height);
+    const auto chromaSize = static_cast<std::size_t>(scaled.chromaWidth) * static_cast<std::size_t>((height + 1) / 2);
+    scratch.resize(lumaSize + 2 * chromaSize);
+    scaled.luma = scratch.data();
+    scaled.blue = scaled.luma + lumaSize;
+    scaled.red = scaled.blue + chromaSize;
+    if (!rescale) return scaled;
     const auto plane = [&](int index, int x, int y) {
         return source.data[index] + static_cast<std::ptrdiff_t>(y) * source.linesize[index] + x;
     };
     if (libyuv::I420Scale(plane(0, block.left(), block.top()), source.linesize[0],
                           plane(1, block.left() / 2, block.top() / 2), source.linesize[1],
                           plane(2, block.left() / 2, block.top() / 2), source.linesize[2], block.width(),
-                          block.height(), luma, width, blue, chromaWidth, red, chromaWidth, width, height,
-                          libyuv::kFilterBilinear) != 0) {
-        return false;
+                          block.height(), scaled.luma, scaled.width, scaled.blue, scaled.chromaWidth, scaled.red,
+                          scaled.chromaWidth, scaled.width, height, libyuv::kFilterBilinear) != 0) {
+        return std::nullopt;
     }
+    return scaled;
+}
+
+// How many of the pixels first, first + 1 lie in [from, to).
+int sharedPixels(int first, int from, int to)
+{
+    return static_cast<int>(first >= from && first < to) + static_cast<int>(first + 1 >= from && first + 1 < to);
+}
+
+}  // namespace
+
+bool CropScaler::draw(QPainter& painter, const AVFrame& source, const QRectF& crop, const QRectF& target)
+{
+    if (!isPlanar420(source)) return false;
+    QImage* canvas = directCanvas(painter);
+    if (!canvas) return false;
+    if (crop.isEmpty() || target.isEmpty()) return true;
+    const auto placement = place(canvas->size(), QSize(source.width, source.height), crop, target, 2);
+    if (!placement) return false;
+    if (placement->window.isEmpty()) return true;
+    const auto scaled = scaleBlock(scratch_, source, *placement, true);
+    scratchContent_ = {};
+    if (!scaled) return false;
     // A window starting on an odd virtual pixel pairs its chroma half a chroma sample early;
     // that shift is below what 4:2:0 resolves anyway.
     const QRect& window = placement->window;
     const QPoint clip = placement->clip;
-    const auto chromaOffset = static_cast<std::ptrdiff_t>(clip.y() / 2) * chromaWidth + clip.x() / 2;
+    const auto chromaOffset = static_cast<std::ptrdiff_t>(clip.y() / 2) * scaled->chromaWidth + clip.x() / 2;
     const qsizetype stride = canvas->bytesPerLine();
-    return libyuv::I420ToARGBMatrix(luma + static_cast<std::ptrdiff_t>(clip.y()) * width + clip.x(), width,
-                                    blue + chromaOffset, chromaWidth, red + chromaOffset, chromaWidth,
+    return libyuv::I420ToARGBMatrix(scaled->luma + static_cast<std::ptrdiff_t>(clip.y()) * scaled->width + clip.x(),
+                                    scaled->width, scaled->blue + chromaOffset, scaled->chromaWidth,
+                                    scaled->red + chromaOffset, scaled->chromaWidth,
                                     canvas->bits() + window.top() * stride + window.left() * 4,
                                     static_cast<int>(stride), &yuvToRgbConstants(source), window.width(),
                                     window.height()) == 0;
+}
+
+std::optional<QRect> CropScaler::drawInto(AVFrame& canvas, const AVFrame& source, const QRectF& crop,
+                                          const QRectF& target)
+{
+    if (!isPlanar420(source) || !isPlanar420(canvas)) return std::nullopt;
+    if (crop.isEmpty() || target.isEmpty()) return QRect();
+    const auto placement = place(QSize(canvas.width, canvas.height), QSize(source.width, source.height), crop, target, 2);
+    if (!placement) return std::nullopt;
+    const QRect& window = placement->window;
+    if (window.isEmpty()) return QRect();
+    const ScratchContent content{source.data[0], source.pts, placement->block, placement->virtualSize};
+    const bool rescale = content != scratchContent_ || !source.data[0] || source.pts == AV_NOPTS_VALUE;
+    scratchContent_ = {};
+    const auto scaled = scaleBlock(scratch_, source, *placement, rescale);
+    if (!scaled) return std::nullopt;
+    scratchContent_ = content;
+    const QPoint clip = placement->clip;
+    for (int y = window.top(); y <= window.bottom(); ++y) {
+        std::memcpy(canvas.data[0] + static_cast<std::ptrdiff_t>(y) * canvas.linesize[0] + window.left(),
+                    scaled->luma + static_cast<std::ptrdiff_t>(y - window.top() + clip.y()) * scaled->width + clip.x(),
+                    static_cast<std::size_t>(window.width()));
+    }
+    // Chroma sample (x, y) covers canvas pixels 2x, 2x + 1 by 2y, 2y + 1; it takes the
+    // virtual image's sample under its first pixel inside the window.
+    const int right = window.left() + window.width();
+    const int bottom = window.top() + window.height();
+    const int firstColumn = window.left() / 2;
+    const int lastColumn = (right - 1) / 2;
+    // Whole samples run from the first even pixel to the last pair that ends inside.
+    const int wholeFirst = (window.left() + 1) / 2;
+    const int wholeEnd = right / 2;
+    const auto virtualColumn = [&](int x) { return (std::max(2 * x, window.left()) - window.left() + clip.x()) / 2; };
+    for (int y = window.top() / 2; y <= (bottom - 1) / 2; ++y) {
+        const int rows = sharedPixels(2 * y, window.top(), bottom);
+        const int virtualRow = (std::max(2 * y, window.top()) - window.top() + clip.y()) / 2;
+        for (int plane = 1; plane <= 2; ++plane) {
+            std::uint8_t* row = canvas.data[plane] + static_cast<std::ptrdiff_t>(y) * canvas.linesize[plane];
+            const std::uint8_t* scaledRow = (plane == 1 ? scaled->blue : scaled->red) +
+                                            static_cast<std::ptrdiff_t>(virtualRow) * scaled->chromaWidth;
+            const auto mix = [&](int x) {
+                const int share = rows * sharedPixels(2 * x, window.left(), right);
+                row[x] = static_cast<std::uint8_t>((row[x] * (4 - share) + scaledRow[virtualColumn(x)] * share + 2) / 4);
+            };
+            if (rows < 2) {
+                for (int x = firstColumn; x <= lastColumn; ++x) mix(x);
+                continue;
+            }
+            if (firstColumn < wholeFirst) mix(firstColumn);
+            if (wholeEnd > wholeFirst) {
+                std::memcpy(row + wholeFirst, scaledRow + virtualColumn(wholeFirst),
+                            static_cast<std::size_t>(wholeEnd - wholeFirst));
+            }
+            if (lastColumn >= wholeEnd && lastColumn >= wholeFirst) mix(lastColumn);
+        }
+    }
+    return window;
 }
 
 }  // namespace vantile

@@ -5,6 +5,7 @@
 #include <QRectF>
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 struct AVFrame;
@@ -27,8 +28,29 @@ public:
     // an image instead.
     bool draw(QPainter& painter, const AVFrame& source, const QRectF& crop, const QRectF& target);
 
+    // Scales the crop of a decoded yuv420p frame straight into the yuv420p planes of `canvas`,
+    // over the pixels whose centres lie in `target`, with no RGB in between. A chroma sample
+    // that the target's odd edges only partly cover is mixed with what `canvas` holds there,
+    // by the share of its pixels each side owns. Returns the pixels written, or nothing
+    // (writing nothing) when the source is not yuv420p or the crop leaves it.
+    std::optional<QRect> drawInto(AVFrame& canvas, const AVFrame& source, const QRectF& crop, const QRectF& target);
+
 private:
+
+    // Which decoded frame and block scratch_ holds scaled, so a frame shown again (an output
+    // rate above the movie's, or a camera at rest on a repeated frame) is not scaled again.
+    // Decoded frames are never written to, so buffer and timestamp name their pixels.
+    struct ScratchContent {
+        const void* pixels = nullptr;
+        std::int64_t pts = 0;
+        QRect block;
+        QSize size;
+
+        bool operator==(const ScratchContent&) const = default;
+    };
+
     std::vector<std::uint8_t> scratch_;  // the scaled YUV planes, reused from frame to frame
+    ScratchContent scratchContent_;
 };
 
 }  // namespace vantile

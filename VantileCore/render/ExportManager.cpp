@@ -1,5 +1,6 @@
 #include "render/ExportManager.h"
 
+#include "render/GifWriter.h"
 #include "render/RenderError.h"
 #include "render/VideoFileWriter.h"
 #include "store/AtomicFile.h"
@@ -13,7 +14,11 @@ std::filesystem::path ExportManager::exportMovie(const RenderJob& job, ExportMon
     // The extension stays last: it picks the container.
     staged.outputURL = temporarySiblingPath(job.outputURL, "export" + job.outputURL.extension().string());
     try {
-        VideoFileWriter::writeRenderedDemo(staged, monitor);
+        if (GifWriter::isGifPath(job.outputURL)) {
+            GifWriter::writeGif(staged, monitor);
+        } else {
+            VideoFileWriter::writeRenderedDemo(staged, monitor);
+        }
         if (monitor && monitor->isCancelled()) throw RenderError::cancelled();
         if (beforeReplacing) beforeReplacing();
         VideoFileWriter::replace(job.outputURL, staged.outputURL);

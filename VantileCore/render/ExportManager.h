@@ -11,11 +11,12 @@ namespace vantile {
 // The front of rendering for the application: one call renders a job into its movie.
 class ExportManager {
 public:
-    // Renders the job, merges the raw movie's audio and returns job.outputURL. Throws
-    // RenderError (cancelled when the monitor asks for it, even during the audio merge);
-    // nothing is left at the destination or beside it when it fails, and a previous export
-    // there stays as it was. `beforeReplacing` runs once the movie is complete and before it
-    // takes the destination's place (to save the project); when it throws, the export fails.
+    // Renders the job, merges the raw movie's audio and returns job.outputURL (an output
+    // ending in .gif gets an animated GIF instead, without audio). Throws RenderError
+    // (cancelled when the monitor asks for it, even during the audio merge); nothing is left
+    // at the destination or beside it when it fails, and a previous export there stays as it
+    // was. `beforeReplacing` runs once the movie is complete and before it takes the
+    // destination's place (to save the project); when it throws, the export fails.
     std::filesystem::path exportMovie(const RenderJob& job, ExportMonitor* monitor = nullptr,
                                       const std::function<void()>& beforeReplacing = nullptr) const;
 };

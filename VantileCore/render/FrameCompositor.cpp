@@ -216,12 +216,9 @@ void FrameCompositor::drawCursor(QPainter& painter, QPointF position, double sca
     painter.restore();
 }
 
-void FrameCompositor::drawStatic(QPainter& painter, const QRectF& canvas)
+const QImage& FrameCompositor::staticLayer(const QRectF& canvas)
 {
-    if (!cachesStaticLayer_) {
-        drawStaticLayer(painter, canvas, layout_, preset_);
-        return;
-    }
+    layout(canvas);
     if (staticLayer_.isNull()) {
         const QSize size(static_cast<int>(std::ceil(canvas.right())), static_cast<int>(std::ceil(canvas.bottom())));
         staticLayer_ = QImage(size, QImage::Format_RGB32);
@@ -229,7 +226,53 @@ void FrameCompositor::drawStatic(QPainter& painter, const QRectF& canvas)
         QPainter layerPainter(&staticLayer_);
         drawStaticLayer(layerPainter, canvas, layout_, preset_);
     }
-    painter.drawImage(QPointF(0, 0), staticLayer_);
+    return staticLayer_;
+}
+
+void FrameCompositor::drawStatic(QPainter& painter, const QRectF& canvas)
+{
+    if (!cachesStaticLayer_) {
+        drawStaticLayer(painter, canvas, layout_, preset_);
+        return;
+    }
+    painter.drawImage(QPointF(0, 0), staticLayer(canvas));
+}
+
+std::optional<FrameCompositor::CursorOverlay> FrameCompositor::cursorOverlay(double time, const CameraKeyframe& camera)
+{
+    if (!scene_.settings.showCursor || cursor_.empty()) return std::nullopt;
+    cursor_.advance(time);
+    const auto index = cursor_.nearestIndex(time);
+    const CursorFrame& frame = cursor_.frame(index);
+    const double speed = cursor_.speed(index);
+    const CGRectCodable crop =
+        CompositorGeometry::cropRect(scene_.videoWidth, scene_.videoHeight, layout_.video, camera);
+    const CodablePoint point = CompositorGeometry::mapToCanvas(frame.x, frame.y, crop, layout_.video);
+    CursorOverlay overlay;
+    overlay.position = QPointF(point.x, point.y);
+    overlay.scale = CompositorGeometry::cursorScale(scene_.settings.dynamicCursorScale, speed, frame.isClicking,
+                                                    scene_.videoWidth, scene_.videoHeight);
+    if (scene_.settings.showClickRipple && frame.isClicking) overlay.ripple = CompositorGeometry::rippleAt(time);
+    // Ripple (radius up to 42 plus half its line), halo, and a blurred shadow's reach around
+    // the pointer's 25 × 34 outline at this scale.
+    const double reach = std::max(48.0, 16 * overlay.scale + 4);
+    const double right = std::max(48.0, 27 * overlay.scale + 24);
+    const double bottom = std::max(48.0, 36 * overlay.scale + 24);
+    overlay.bounds = QRectF(point.x - reach, point.y - reach, reach + right, reach + bottom).toAlignedRect();
+    return overlay;
+}
+
+void FrameCompositor::drawCursorOverlay(QPainter& painter, const CursorOverlay& overlay) const
+{
+    if (overlay.ripple) {
+        painter.save();
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(QPen(color(palette_.accentBase, overlay.ripple->alpha), 4));
+        painter.setBrush(Qt::NoBrush);
+        painter.drawEllipse(overlay.position, overlay.ripple->radius, overlay.ripple->radius);
+        painter.restore();
+    }
+    drawCursor(painter, overlay.position, overlay.scale, palette_, scene_.settings.cursorEffect);
 }
 
 void FrameCompositor::drawFrame(QPainter& painter, const QRectF& canvas, double time)
@@ -307,32 +350,10 @@ QRegion FrameCompositor::drawDynamic(QPainter& painter, double time)
         touched += QRectF(focus.x - 74, focus.y - 74, 148, 148).toAlignedRect();
     }
 
-    if (!scene_.settings.showCursor || cursor_.empty()) return touched;
-    cursor_.advance(time);
-    const auto index = cursor_.nearestIndex(time);
-    const CursorFrame& frame = cursor_.frame(index);
-    const double speed = cursor_.speed(index);
-    const CGRectCodable crop =
-        CompositorGeometry::cropRect(scene_.videoWidth, scene_.videoHeight, layout_.video, camera);
-    const CodablePoint point = CompositorGeometry::mapToCanvas(frame.x, frame.y, crop, layout_.video);
-    const double scale = CompositorGeometry::cursorScale(scene_.settings.dynamicCursorScale, speed, frame.isClicking,
-                                                         scene_.videoWidth, scene_.videoHeight);
-    if (scene_.settings.showClickRipple && frame.isClicking) {
-        const CompositorGeometry::Ripple ripple = CompositorGeometry::rippleAt(time);
-        painter.save();
-        painter.setRenderHint(QPainter::Antialiasing);
-        painter.setPen(QPen(color(palette_.accentBase, ripple.alpha), 4));
-        painter.setBrush(Qt::NoBrush);
-        painter.drawEllipse(QPointF(point.x, point.y), ripple.radius, ripple.radius);
-        painter.restore();
+    if (const auto overlay = cursorOverlay(time, camera)) {
+        drawCursorOverlay(painter, *overlay);
+        touched += overlay->bounds;
     }
-    drawCursor(painter, QPointF(point.x, point.y), scale, palette_, scene_.settings.cursorEffect);
-    // Ripple (radius up to 42 plus half its line), halo, and a blurred shadow's reach around
-    // the pointer's 25 × 34 outline at this scale.
-    const double reach = std::max(48.0, 16 * scale + 4);
-    const double right = std::max(48.0, 27 * scale + 24);
-    const double bottom = std::max(48.0, 36 * scale + 24);
-    touched += QRectF(point.x - reach, point.y - reach, reach + right, reach + bottom).toAlignedRect();
     return touched;
 }
 

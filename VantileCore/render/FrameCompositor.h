@@ -12,6 +12,7 @@
 #include <QRegion>
 
 #include <functional>
+#include <optional>
 #include <vector>
 
 namespace vantile {
@@ -52,6 +53,21 @@ public:
     void setCachesStaticLayer(bool caches) { cachesStaticLayer_ = caches; }
 
     const CompositorGeometry::FrameLayout& layout(const QRectF& canvas);
+    // Background, shadow, card and chrome for `canvas` at the origin, drawn once per layout.
+    const QImage& staticLayer(const QRectF& canvas);
+
+    CameraKeyframe cameraAt(double time) { return camera_.state(time); }
+
+    // The pointer and its click ripple at one time, in canvas pixels.
+    struct CursorOverlay {
+        QPointF position;
+        double scale = 1;
+        std::optional<CompositorGeometry::Ripple> ripple;
+        QRect bounds;  // everything drawing it may touch, shadow and ripple included
+    };
+    // Nothing when the cursor is hidden or not recorded. Times must not decrease.
+    std::optional<CursorOverlay> cursorOverlay(double time, const CameraKeyframe& camera);
+    void drawCursorOverlay(QPainter& painter, const CursorOverlay& overlay) const;
 
     static void drawStaticLayer(QPainter& painter, const QRectF& canvas, const CompositorGeometry::FrameLayout& layout,
                                 const RenderPreset& preset);

@@ -3,12 +3,12 @@
 #include "engine/CameraPathBuilder.h"
 #include "render/AudioMerger.h"
 #include "render/FrameCompositor.h"
-#include "render/ImageConversion.h"
 #include "render/MovieWriter.h"
 #include "render/RenderFrameQueue.h"
 #include "render/SourceFrameProvider.h"
 #include "render/RenderError.h"
 #include "store/AtomicFile.h"
+#include "render/YuvFrameCompositor.h"
 
 #include <cmath>
 #include <cstdio>
@@ -52,27 +52,19 @@ std::size_t queueCapacity()
     return std::thread::hardware_concurrency() > 7 ? 6 : 4;
 }
 
-void produceFrames(std::int64_t count, int width, int height, int fps, const DrawFrame& draw,
-                   RenderFrameQueue<RenderedFrame>& rendered, RenderFrameQueue<PooledFrame>& spare)
+void produceFrames(std::int64_t count, int fps, const DrawYuvFrame& draw, RenderFrameQueue<RenderedFrame>& rendered,
+                   RenderFrameQueue<PooledFrame>& spare)
 {
-    QImage canvas(width, height, QImage::Format_RGB32);
-    if (canvas.isNull()) throw RenderError::pixelBufferCreationFailed();
-    canvas.fill(Qt::black);
     for (std::int64_t index = 0; index < count; ++index) {
         std::optional<PooledFrame> pooled = spare.dequeue();
         if (!pooled || rendered.isClosed()) return;
-        const QRegion changed = draw(canvas, static_cast<double>(index) / fps);
         // The encoder normally copies a frame on submission; should it still hold this
         // buffer, writing would corrupt a frame in flight, so take a fresh one then.
         AVFrame& frame = *pooled->frame;
         const uint8_t* before = frame.data[0];
         if (av_frame_make_writable(&frame) < 0) throw RenderError::pixelBufferCreationFailed();
-        if (!pooled->content || frame.data[0] != before) {
-            convertImageToYuv420(canvas, frame);
-        } else {
-            for (const QRect& rect : changed.united(*pooled->content)) convertImageToYuv420(canvas, frame, rect);
-        }
-        pooled->content = changed;
+        if (frame.data[0] != before) pooled->content.reset();
+        pooled->content = draw(frame, pooled->content, static_cast<double>(index) / fps);
         rendered.enqueue(RenderedFrame{index, std::move(*pooled)});
     }
     rendered.finish();
@@ -90,11 +82,11 @@ std::int64_t frameCount(double duration, std::int64_t fps)
 }
 
 void writeMovie(const std::filesystem::path& url, int width, int height, double duration, int fps,
-                const DrawFrame& draw, const VideoPassOptions& options)
+                const DrawYuvFrame& draw, const VideoPassOptions& options)
 {
     const std::int64_t count = std::max<std::int64_t>(1, std::min(frameCount(duration, fps), options.frameLimit));
     ExportMonitor* monitor = options.monitor;
-    MovieWriter writer(url, VideoEncoderSettings{width, height, fps, {}, -1});
+    MovieWriter writer(url, VideoEncoderSettings{width, height, fps, options.encoderPreset, options.crf});
 
     const std::size_t capacity = queueCapacity();
     RenderFrameQueue<RenderedFrame> rendered(capacity);
@@ -104,7 +96,7 @@ void writeMovie(const std::filesystem::path& url, int width, int height, double 
 
     std::thread producer([&] {
         try {
-            produceFrames(count, width, height, fps, draw, rendered, spare);
+            produceFrames(count, fps, draw, rendered, spare);
         } catch (...) {
             rendered.fail(std::current_exception());
         }
@@ -133,11 +125,9 @@ void writeMovie(const std::filesystem::path& url, int width, int height, double 
     producer.join();
 }
 
-void writeRenderedVideoOnly(const RenderJob& job, const VideoPassOptions& options)
+CompositorScene compositorScene(const RenderJob& job, const SourceFrameProvider& source)
 {
-    removeExisting(job.outputURL);
     const RecordingProject& project = job.project;
-    SourceFrameProvider source(job.rawVideoURL);
     if (source.hasMovie() && (source.width() != project.video.width || source.height() != project.video.height)) {
         throw RenderError(RenderError::Kind::sizeMismatch,
                           "The raw movie is " + std::to_string(source.width()) + " x " +
@@ -152,17 +142,38 @@ void writeRenderedVideoOnly(const RenderJob& job, const VideoPassOptions& option
     scene.keyframes = CameraPathBuilder::buildKeyframes(job.focusSegments, project.duration, scene.videoWidth,
                                                         scene.videoHeight);
     scene.cursorFrames = job.cursorFrames;
+    return scene;
+}
+
+void writeRenderedVideoOnly(const RenderJob& job, const VideoPassOptions& options)
+{
+    removeExisting(job.outputURL);
+    const RecordingProject& project = job.project;
+    SourceFrameProvider source(job.rawVideoURL);
+    CompositorScene scene = compositorScene(job, source);
     FrameCompositor compositor(std::move(scene), {});
-    compositor.setDecodedSource([&source](double time) { return source.decodedFrame(time); });
+    const DecodedFrameLookup decoded = [&source](double time) { return source.decodedFrame(time); };
+    // The RGB drawing takes the frames the YUV path cannot.
+    compositor.setDecodedSource(decoded);
+    YuvFrameCompositor yuvCompositor(compositor, decoded);
     const auto fps = job.renderSettings.fps;
     if (fps < 1 || fps > std::numeric_limits<int>::max()) throw RenderError::writerFailed();
     // A project that claims more than its movie holds renders only what there is to show.
     const double duration = source.duration() > 0 ? std::min(project.duration, source.duration()) : project.duration;
+    VideoPassOptions tuned = options;
+    // The standard quality leaves the encoder at its defaults, so its movies stay as they were.
+    if (job.renderSettings.exportQuality != ExportQuality::standard) {
+        const EncoderTuning tuning = encoderTuning(job.renderSettings.exportQuality);
+        tuned.encoderPreset = tuning.preset;
+        tuned.crf = tuning.crf;
+    }
     writeMovie(
         job.outputURL, static_cast<int>(job.renderSettings.outputWidth), static_cast<int>(job.renderSettings.outputHeight),
         duration, static_cast<int>(fps),
-        [&compositor](QImage& canvas, double time) { return compositor.drawFrame(canvas, time); },
-        options);
+        [&yuvCompositor](AVFrame& frame, const std::optional<QRegion>& previous, double time) {
+            return yuvCompositor.drawFrame(frame, previous, time);
+        },
+        tuned);
 }
 
 void writeRenderedDemo(const RenderJob& job, ExportMonitor* monitor)
@@ -171,7 +182,9 @@ void writeRenderedDemo(const RenderJob& job, ExportMonitor* monitor)
     try {
         RenderJob videoJob = job;
         videoJob.outputURL = temporary;
-        VideoPassOptions options{monitor, 0, 0.97};
+        VideoPassOptions options;
+        options.monitor = monitor;
+        options.progressEnd = 0.97;
         // With audio to merge, the result is cut to the raw movie's length; frames past it
         // are not drawn, so no encoded frame (and no frame another one refers to) is dropped.
         if (const auto rawDuration = AudioMerger::audioMergeDuration(job.rawVideoURL)) {

@@ -87,5 +87,28 @@ TEST(ExportFlowTest, SettingsChangedDuringAnExportDoNotReachTheProjectItIsRecord
     EXPECT_EQ(ProjectFileManager(app.root / "projects").loadProject(directory).renderSettings, exported);
 }
 
+TEST(ExportFlowTest, GifExportAndQualityReachTheJob)
+{
+    AppFixture app;
+    ASSERT_TRUE(app.recordAndStop());
+    const auto directory = *app.state->projectDirectory();
+    app.state->changeRenderSetting("exportQuality", "high");
+    app.state->changeRenderSetting("exportQuality", "ultra");  // not a quality: ignored
+    EXPECT_EQ(app.state->renderSettings().exportQuality, ExportQuality::high);
+    EXPECT_EQ(app.state->renderSettingsValue().value("exportQuality").toString(), "high");
+    TextTrail trail(*app.state);
+    app.state->exportCurrentProjectAsGif();
+    ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
+    EXPECT_EQ(trail.statuses, (std::vector<std::string>{"Exporting GIF", "Exported"}));
+    EXPECT_EQ(app.exporter->lastJob->outputURL, directory / "export.gif");
+    EXPECT_EQ(app.exporter->lastJob->renderSettings.exportQuality, ExportQuality::high);
+    EXPECT_EQ(app.state->currentProject()->exportVideoPath, "export.gif");
+
+    // The movie button still writes the movie.
+    app.state->exportCurrentProject();
+    ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
+    EXPECT_EQ(app.exporter->lastJob->outputURL, directory / "export.mp4");
+}
+
 }  // namespace
 }  // namespace vantile

@@ -29,6 +29,22 @@ TEST(RenderSettingsCoding, OnlyTheSixRequiredKeysAreRequired)
     EXPECT_EQ(Json(custom).size(), 13u);
 }
 
+TEST(RenderSettingsCoding, ExportQualityIsWrittenOnlyWhenNotStandard)
+{
+    RenderSettings settings;
+    // Projects that never chose a quality keep the exact keys (and so bytes) they had.
+    EXPECT_FALSE(Json(settings).contains("exportQuality"));
+    for (const ExportQuality quality : {ExportQuality::draft, ExportQuality::high}) {
+        settings.exportQuality = quality;
+        const Json json(settings);
+        EXPECT_EQ(json.at("exportQuality"), exportQualityTexts.text(quality));
+        EXPECT_EQ(decodeDocument<RenderSettings>(json), settings);
+    }
+    Json unknown = Json(settings);
+    unknown["exportQuality"] = "ultra";
+    EXPECT_THROW(decodeDocument<RenderSettings>(unknown), DecodingError);
+}
+
 TEST(OutputSizes, SourceMatchingNeverEnlargesAndRoundsDownToEven)
 {
     const auto video = [](std::int64_t width, std::int64_t height) {

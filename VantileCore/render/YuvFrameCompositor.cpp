@@ -1,0 +1,171 @@
+#include "render/YuvFrameCompositor.h"
+
+#include "render/ImageConversion.h"
+#include "render/RenderError.h"
+
+#include <libyuv/convert_argb.h>
+#include <libyuv/convert_from_argb.h>
+
+#include <cstring>
+
+namespace vantile {
+
+namespace {
+
+QRectF toQt(const CGRectCodable& rect)
+{
+    return {rect.x, rect.y, rect.width, rect.height};
+}
+
+// The output is tagged BT.601 limited range, the matrix the raw movie is captured in, so the
+// camera crop's samples go to the encoder untouched. BT.709 would be the better tag for HD,
+// but it would mean re-matrixing every shown sample each frame, the very work this path
+// saves; a source in another matrix or range is drawn in RGB instead.
+bool passesThrough(const AVFrame& source)
+{
+    const bool matrix = source.colorspace == AVCOL_SPC_SMPTE170M || source.colorspace == AVCOL_SPC_BT470BG ||
+                        source.colorspace == AVCOL_SPC_UNSPECIFIED;
+    return source.format == AV_PIX_FMT_YUV420P && source.color_range != AVCOL_RANGE_JPEG && matrix &&
+           encoderYuvTagging.colorSpace == AVCOL_SPC_SMPTE170M && encoderYuvTagging.range == AVCOL_RANGE_MPEG;
+}
+
+// `rect` grown to even coordinates, so every 2 × 2 chroma block it touches is whole, and kept inside `bounds`.
+QRect evenAligned(const QRect& rect, const QRect& bounds)
+{
+    const int left = rect.left() & ~1;
+    const int top = rect.top() & ~1;
+    const int right = (rect.right() + 2) & ~1;
+    const int bottom = (rect.bottom() + 2) & ~1;
+    return QRect(QPoint(left, top), QPoint(right - 1, bottom - 1)).intersected(bounds);
+}
+
+std::uint8_t* at(const AVFrame& frame, int plane, int x, int y)
+{
+    return frame.data[plane] + static_cast<std::ptrdiff_t>(y) * frame.linesize[plane] + x;
+}
+
+// Copies an even-aligned area of one yuv420p frame into another of the same size.
+void copyArea(const AVFrame& from, AVFrame& to, const QRect& area)
+{
+    for (int y = area.top(); y <= area.bottom(); ++y) {
+        std::memcpy(at(to, 0, area.left(), y), at(from, 0, area.left(), y), static_cast<std::size_t>(area.width()));
+    }
+    for (int y = area.top() / 2; y <= area.bottom() / 2; ++y) {
+        for (int plane = 1; plane <= 2; ++plane) {
+            std::memcpy(at(to, plane, area.left() / 2, y), at(from, plane, area.left() / 2, y),
+                        static_cast<std::size_t>(area.width() / 2));
+        }
+    }
+}
+
+}  // namespace
+
+YuvFrameCompositor::YuvFrameCompositor(FrameCompositor& compositor, DecodedFrameLookup source)
+    : compositor_(compositor), source_(std::move(source))
+{
+}
+
+QRegion YuvFrameCompositor::drawFrameInRgb(AVFrame& frame, double time)
+{
+    if (rgbCanvas_.width() != frame.width || rgbCanvas_.height() != frame.height) {
+        rgbCanvas_ = QImage(frame.width, frame.height, QImage::Format_RGB32);
+        if (rgbCanvas_.isNull()) throw RenderError::pixelBufferCreationFailed();
+        rgbCanvas_.fill(Qt::black);
+    }
+    compositor_.drawFrame(rgbCanvas_, time);
+    convertImageToYuv420(rgbCanvas_, frame);
+    return QRegion(0, 0, frame.width, frame.height);
+}
+
+QRegion YuvFrameCompositor::drawFrame(AVFrame& frame, const std::optional<QRegion>& previous, double time)
+{
+    const AVFrame* decoded = source_ ? source_(time) : nullptr;
+    if (!decoded || !passesThrough(*decoded) || frame.format != AV_PIX_FMT_YUV420P) {
+        return drawFrameInRgb(frame, time);
+    }
+    const QRect bounds(0, 0, frame.width, frame.height);
+    const QRectF canvas(bounds);
+    const CompositorGeometry::FrameLayout& layout = compositor_.layout(canvas);
+    if (!staticFrame_ || staticCanvas_ != canvas) {
+        const QImage& layer = compositor_.staticLayer(canvas);
+        staticFrame_ = allocateFrame(AV_PIX_FMT_YUV420P, frame.width, frame.height);
+        convertImageToYuv420(layer, *staticFrame_);
+        staticCanvas_ = canvas;
+    }
+
+    // Start from the static layer: restore what the frame's last use changed, except deep
+    // inside the video, which is written whole below (its edges are mixed with the layer).
+    const QRectF video = toQt(layout.video);
+    const QRect inside = video.toAlignedRect().adjusted(2, 2, -2, -2);
+    const QRegion restore = (previous ? *previous : QRegion(bounds)).subtracted(QRegion(inside));
+    for (const QRect& rect : restore) {
+        const QRect area = evenAligned(rect, bounds);
+        if (!area.isEmpty()) copyArea(*staticFrame_, frame, area);
+    }
+
+    const CameraKeyframe camera = compositor_.cameraAt(time);
+    const CGRectCodable crop = CompositorGeometry::cropRect(decoded->width, decoded->height, layout.video, camera);
+    const std::optional<QRect> written = cropScaler_.drawInto(frame, *decoded, toQt(crop), video);
+    if (!written) return drawFrameInRgb(frame, time);
+    QRegion changed(*written);
+    if (const auto overlay = compositor_.cursorOverlay(time, camera)) {
+        const QRect area = evenAligned(overlay->bounds, bounds);
+        if (!area.isEmpty()) {
+            blendCursor(frame, *overlay, area);
+            changed += area;
+        }
+    }
+    return changed;
+}
+
+void YuvFrameCompositor::blendCursor(AVFrame& frame, const FrameCompositor::CursorOverlay& overlay, const QRect& area)
+{
+    const int width = area.width();
+    const int height = area.height();
+    if (overlay_.width() < width || overlay_.height() < height) {
+        const QSize size(std::max(width, overlay_.width()), std::max(height, overlay_.height()));
+        overlay_ = QImage(size, QImage::Format_RGB32);
+        overlayBefore_ = QImage(size, QImage::Format_RGB32);
+        overlayPlanes_ = allocateFrame(AV_PIX_FMT_YUV420P, (size.width() + 1) & ~1, (size.height() + 1) & ~1);
+        if (overlay_.isNull() || overlayBefore_.isNull()) throw RenderError::pixelBufferCreationFailed();
+    }
+    const auto stride = static_cast<int>(overlay_.bytesPerLine());
+    libyuv::I420ToARGBMatrix(at(frame, 0, area.left(), area.top()), frame.linesize[0],
+                             at(frame, 1, area.left() / 2, area.top() / 2), frame.linesize[1],
+                             at(frame, 2, area.left() / 2, area.top() / 2), frame.linesize[2], overlay_.bits(), stride,
+                             &libyuv::kYuvI601Constants, width, height);
+    for (int y = 0; y < height; ++y) {
+        std::memcpy(overlayBefore_.scanLine(y), overlay_.constScanLine(y), static_cast<std::size_t>(width) * 4);
+    }
+    {
+        QPainter painter(&overlay_);
+        painter.setClipRect(0, 0, width, height);
+        painter.translate(-area.topLeft());
+        compositor_.drawCursorOverlay(painter, overlay);
+    }
+    AVFrame& planes = *overlayPlanes_;
+    libyuv::ARGBToI420(overlay_.constBits(), stride, planes.data[0], planes.linesize[0], planes.data[1],
+                       planes.linesize[1], planes.data[2], planes.linesize[2], width, height);
+    // Blocks the cursor did not touch keep their samples, so the round trip through RGB
+    // leaves no trace around it.
+    for (int y = 0; y < height; y += 2) {
+        const auto* drawnTop = reinterpret_cast<const std::uint32_t*>(overlay_.constScanLine(y));
+        const auto* drawnBottom = reinterpret_cast<const std::uint32_t*>(overlay_.constScanLine(y + 1));
+        const auto* beforeTop = reinterpret_cast<const std::uint32_t*>(overlayBefore_.constScanLine(y));
+        const auto* beforeBottom = reinterpret_cast<const std::uint32_t*>(overlayBefore_.constScanLine(y + 1));
+        for (int x = 0; x < width; x += 2) {
+            if (drawnTop[x] == beforeTop[x] && drawnTop[x + 1] == beforeTop[x + 1] &&
+                drawnBottom[x] == beforeBottom[x] && drawnBottom[x + 1] == beforeBottom[x + 1]) {
+                continue;
+            }
+            for (int row = 0; row < 2; ++row) {
+                std::memcpy(at(frame, 0, area.left() + x, area.top() + y + row), at(planes, 0, x, y + row), 2);
+            }
+            for (int plane = 1; plane <= 2; ++plane) {
+                *at(frame, plane, (area.left() + x) / 2, (area.top() + y) / 2) = *at(planes, plane, x / 2, y / 2);
+            }
+        }
+    }
+}
+
+}  // namespace vantile

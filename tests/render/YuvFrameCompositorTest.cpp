@@ -1,0 +1,289 @@
+#include "RenderTestSupport.h"
+
+#include "media/FfmpegHandles.h"
+#include "render/CropScaler.h"
+#include "render/FrameCompositor.h"
+#include "render/ImageConversion.h"
+#include "render/YuvFrameCompositor.h"
+
+#include <libyuv/convert_argb.h>
+
+#include <QPainter>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace vantile {
+namespace {
+
+// A smooth colour field with fine lines of moderate contrast: a misplaced or misfiltered
+// crop shows in its luma, while conversions back and forth never clip its colours.
+FrameHandle generatedSource()
+{
+    QImage image(1920, 1080, QImage::Format_RGB32);
+    for (int y = 0; y < 1080; ++y) {
+        auto* row = reinterpret_cast<QRgb*>(image.scanLine(y));
+        for (int x = 0; x < 1920; ++x) row[x] = qRgb(40 + x * 160 / 1920, 50 + y * 150 / 1080, 180 - x * 100 / 1920);
+    }
+    QPainter painter(&image);
+    painter.setPen(QColor(255, 255, 255, 60));
+    for (int x = 37; x < 1920; x += 61) painter.drawLine(x, 0, x, 1079);
+    painter.setPen(QColor(0, 0, 0, 60));
+    for (int y = 23; y < 1080; y += 47) painter.drawLine(0, y, 1919, y);
+    painter.end();
+    FrameHandle frame = allocateFrame(AV_PIX_FMT_YUV420P, 1920, 1080);
+    convertImageToYuv420(image, *frame);
+    frame->colorspace = encoderYuvTagging.colorSpace;
+    frame->color_range = encoderYuvTagging.range;
+    return frame;
+}
+
+QImage toImage(const AVFrame& frame)
+{
+    QImage image;
+    convertFrameToImage(frame, image);
+    return image;
+}
+
+struct Difference {
+    int largest = 0;
+    double visibleShare = 0;  // samples more than 6 apart
+};
+
+Difference compare(const AVFrame& a, const AVFrame& b, int plane)
+{
+    const int rows = plane == 0 ? a.height : a.height / 2;
+    const int columns = plane == 0 ? a.width : a.width / 2;
+    Difference difference;
+    long visible = 0;
+    for (int y = 0; y < rows; ++y) {
+        for (int x = 0; x < columns; ++x) {
+            const int step = std::abs(a.data[plane][y * a.linesize[plane] + x] - b.data[plane][y * b.linesize[plane] + x]);
+            difference.largest = std::max(difference.largest, step);
+            visible += step > 6;
+        }
+    }
+    difference.visibleShare = static_cast<double>(visible) / (static_cast<double>(rows) * columns);
+    return difference;
+}
+
+bool samePlanes(const AVFrame& a, const AVFrame& b)
+{
+    for (int plane = 0; plane < 3; ++plane) {
+        const int rows = plane == 0 ? a.height : a.height / 2;
+        const int columns = plane == 0 ? a.width : a.width / 2;
+        for (int y = 0; y < rows; ++y) {
+            if (std::memcmp(a.data[plane] + y * a.linesize[plane], b.data[plane] + y * b.linesize[plane],
+                            static_cast<std::size_t>(columns)) != 0) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+CompositorScene scene(TemplateName name, CursorEffect effect, bool background)
+{
+    RenderSettings settings;
+    settings.templateName = name;
+    settings.cursorEffect = effect;
+    settings.backgroundEnabled = background;
+    // Zooms to fractional crops and a cursor that clicks near the edges and the corners.
+    return CompositorScene{1920,
+                           1080,
+                           settings,
+                           {{0, 960, 540, 1}, {0.4, 611.3, 301.7, 2.3}, {0.8, 1500.2, 900.9, 1.7}, {1.2, 300, 200, 1}},
+                           {{0, 3, 5, true, true},
+                            {0.2, 400, 300, true, false},
+                            {0.4, 1910, 12, true, true},
+                            {0.6, 900, 500, true, true},
+                            {0.8, 1400, 1070, true, true},
+                            {1.2, 10, 1075, true, false}}};
+}
+
+TEST(YuvFrameCompositorTest, LooksLikeDrawingInRgbOnGeneratedLayouts)
+{
+    static const FrameHandle source = generatedSource();
+    const DecodedFrameLookup lookup = [](double) { return source.get(); };
+    const std::array<QSize, 4> sizes{QSize(960, 540), QSize(1002, 566), QSize(540, 960), QSize(722, 722)};
+    const char* pngDirectory = std::getenv("VANTILE_TEST_PNG_DIR");
+    int layoutIndex = 0;
+    for (const TemplateName name : templateNameTexts.allCases()) {
+        for (const CursorEffect effect : cursorEffectTexts.allCases()) {
+            const QSize size = sizes[static_cast<std::size_t>(layoutIndex++) % sizes.size()];
+            for (const bool background : {true, false}) {
+                const std::string label = std::string(templateNameTexts.text(name)) + "-" +
+                                          std::string(cursorEffectTexts.text(effect)) + "-" +
+                                          std::to_string(size.width()) + "x" + std::to_string(size.height()) +
+                                          (background ? "" : "-plain");
+                SCOPED_TRACE(label);
+                FrameCompositor fastCompositor(scene(name, effect, background), {});
+                FrameCompositor slowCompositor(scene(name, effect, background), {});
+                slowCompositor.setDecodedSource(lookup);
+                YuvFrameCompositor fast(fastCompositor, lookup);
+                YuvFrameCompositor slow(slowCompositor, lookup);
+                // The export's pool: buffers come back holding an older frame.
+                std::array<FrameHandle, 3> pool;
+                std::array<std::optional<QRegion>, 3> contents;
+                for (auto& frame : pool) frame = allocateFrame(AV_PIX_FMT_YUV420P, size.width(), size.height());
+                FrameHandle reference = allocateFrame(AV_PIX_FMT_YUV420P, size.width(), size.height());
+                for (int i = 0; i < 7; ++i) {
+                    const double time = i * 0.2;
+                    AVFrame& frame = *pool[static_cast<std::size_t>(i) % pool.size()];
+                    auto& content = contents[static_cast<std::size_t>(i) % pool.size()];
+                    content = fast.drawFrame(frame, content, time);
+                    slow.drawFrameInRgb(*reference, time);
+                    const QImage fastImage = toImage(frame);
+                    const QImage slowImage = toImage(*reference);
+                    if (pngDirectory && i == 3) {
+                        fastImage.save(QString::fromStdString(std::string(pngDirectory) + "/" + label + "-fast.png"));
+                        slowImage.save(QString::fromStdString(std::string(pngDirectory) + "/" + label + "-slow.png"));
+                    }
+                    // Converting back and forth moves samples by a step or two; a sample at a
+                    // line's edge where the two paths pair chroma differently may move more.
+                    for (int plane = 0; plane < 3; ++plane) {
+                        const Difference difference = compare(frame, *reference, plane);
+                        EXPECT_LE(difference.largest, 24) << "frame " << i << " plane " << plane;
+                        EXPECT_LT(difference.visibleShare, 0.001) << "frame " << i << " plane " << plane;
+                    }
+                    EXPECT_FALSE(content->contains(QPoint(0, 0)) && background) << "the background never changes";
+                }
+            }
+        }
+    }
+}
+
+TEST(YuvFrameCompositorTest, ReusedBuffersEndUpExactlyLikeFreshOnes)
+{
+    static const FrameHandle source = generatedSource();
+    const DecodedFrameLookup lookup = [](double) { return source.get(); };
+    for (const CursorEffect effect : cursorEffectTexts.allCases()) {
+        SCOPED_TRACE(std::string(cursorEffectTexts.text(effect)));
+        FrameCompositor reusingCompositor(scene(TemplateName::gradientBlue, effect, true), {});
+        FrameCompositor freshCompositor(scene(TemplateName::gradientBlue, effect, true), {});
+        YuvFrameCompositor reusing(reusingCompositor, lookup);
+        YuvFrameCompositor fresh(freshCompositor, lookup);
+        std::array<FrameHandle, 2> pool{allocateFrame(AV_PIX_FMT_YUV420P, 962, 542),
+                                        allocateFrame(AV_PIX_FMT_YUV420P, 962, 542)};
+        std::array<std::optional<QRegion>, 2> contents;
+        for (int i = 0; i < 13; ++i) {
+            const double time = i * 0.1;
+            const std::size_t slot = static_cast<std::size_t>(i) % pool.size();
+            contents[slot] = reusing.drawFrame(*pool[slot], contents[slot], time);
+            FrameHandle clean = allocateFrame(AV_PIX_FMT_YUV420P, 962, 542);
+            std::memset(clean->data[0], 0x55, static_cast<std::size_t>(clean->linesize[0]) * 542);
+            fresh.drawFrame(*clean, std::nullopt, time);
+            ASSERT_TRUE(samePlanes(*pool[slot], *clean)) << "frame " << i;
+        }
+    }
+}
+
+TEST(YuvFrameCompositorTest, ScaledCropsAreReusedOnlyForTheSameFrameAndBlock)
+{
+    FrameHandle source = generatedSource();
+    source->pts = 5;
+    const auto draw = [](CropScaler& scaler, const AVFrame& frame, const QRectF& crop) {
+        FrameHandle canvas = allocateFrame(AV_PIX_FMT_YUV420P, 640, 360);
+        for (int plane = 0; plane < 3; ++plane) {
+            std::memset(canvas->data[plane], 16, static_cast<std::size_t>(canvas->linesize[plane]) * (plane ? 180 : 360));
+        }
+        scaler.drawInto(*canvas, frame, crop, QRectF(20.5, 10.25, 600, 337.5));
+        return canvas;
+    };
+    const QRectF wide(0, 0, 1920, 1080);
+    const QRectF zoomed(400.3, 200.6, 960, 540);
+    CropScaler reusing;
+    const FrameHandle first = draw(reusing, *source, wide);
+    // The same frame again, at another sub-pixel position inside the same block: the same as a fresh scaler's.
+    const QRectF shifted(0.2, 0.1, 1919.7, 1079.8);
+    {
+        CropScaler fresh;
+        EXPECT_TRUE(samePlanes(*draw(reusing, *source, shifted), *draw(fresh, *source, shifted)));
+    }
+    // Another block of the same frame.
+    {
+        CropScaler fresh;
+        EXPECT_TRUE(samePlanes(*draw(reusing, *source, zoomed), *draw(fresh, *source, zoomed)));
+    }
+    // The decoder hands out the same buffer again for a later frame: new timestamp, new pixels.
+    draw(reusing, *source, wide);
+    std::memset(source->data[0], 200, static_cast<std::size_t>(source->linesize[0]) * 1080);
+    source->pts = 6;
+    const FrameHandle later = draw(reusing, *source, wide);
+    EXPECT_EQ(later->data[0][180 * later->linesize[0] + 320], 200);
+    EXPECT_FALSE(samePlanes(*first, *later));
+}
+
+TEST(YuvFrameCompositorTest, TheVideoNeverReachesTheCardsRoundedCorners)
+{
+    // The YUV path writes the video as a plain rectangle and blends nothing at the card's
+    // corners; that holds while every video corner lies inside the card's rounded outline.
+    for (const TemplateName name : templateNameTexts.allCases()) {
+        const RenderPreset preset = RenderPreset::preset(name);
+        for (const AspectRatio ratio : aspectRatioTexts.allCases()) {
+            for (const QSizeF source : {QSizeF(1920, 1080), QSizeF(1080, 1920), QSizeF(800, 800), QSizeF(3440, 1440)}) {
+                const OutputSize size = outputSize(ratio, ResolutionPreset::p720);
+                const auto layout = CompositorGeometry::frameLayout(
+                    {0, 0, static_cast<double>(size.width), static_cast<double>(size.height)}, source.width(),
+                    source.height(), true, preset);
+                const double radius = preset.cornerRadius;
+                const auto insideCard = [&](double x, double y) {
+                    // Distance from the nearest corner circle's centre, where the outline is round.
+                    const double centreX = std::clamp(x, layout.card.x + radius, layout.card.x + layout.card.width - radius);
+                    const double centreY = std::clamp(y, layout.card.y + radius, layout.card.y + layout.card.height - radius);
+                    return std::hypot(x - centreX, y - centreY) <= radius;
+                };
+                const auto& video = layout.video;
+                for (const auto& [x, y] : {std::pair{video.x, video.y}, std::pair{video.x + video.width, video.y},
+                                           std::pair{video.x, video.y + video.height},
+                                           std::pair{video.x + video.width, video.y + video.height}}) {
+                    EXPECT_TRUE(insideCard(x, y)) << templateNameTexts.text(name) << " " << aspectRatioTexts.text(ratio)
+                                                  << " corner " << x << "," << y;
+                }
+            }
+        }
+    }
+}
+
+TEST(YuvFrameCompositorTest, CropEdgesShareChromaWithWhatLiesBeside)
+{
+    // A uniform source drawn over a uniform canvas: inside the target every sample is the
+    // source's, outside the canvas's, and a chroma sample the target's odd edge halves is
+    // the average of both.
+    FrameHandle source = allocateFrame(AV_PIX_FMT_YUV420P, 64, 64);
+    FrameHandle canvas = allocateFrame(AV_PIX_FMT_YUV420P, 40, 40);
+    for (int plane = 0; plane < 3; ++plane) {
+        std::memset(source->data[plane], plane == 0 ? 200 : 100 + 60 * plane,
+                    static_cast<std::size_t>(source->linesize[plane]) * (plane == 0 ? 64 : 32));
+        std::memset(canvas->data[plane], plane == 0 ? 20 : 100,
+                    static_cast<std::size_t>(canvas->linesize[plane]) * (plane == 0 ? 40 : 20));
+    }
+    CropScaler scaler;
+    // Pixel centres in [7.3, 30.6) are 7..30 across; [4.6, 20.5) are 5..19 down.
+    const auto written = scaler.drawInto(*canvas, *source, QRectF(3.5, 2.25, 40, 30), QRectF(7.3, 4.6, 23.3, 15.9));
+    ASSERT_TRUE(written.has_value());
+    EXPECT_EQ(*written, QRect(QPoint(7, 5), QPoint(30, 19)));
+    const auto luma = [&](int x, int y) { return canvas->data[0][y * canvas->linesize[0] + x]; };
+    const auto blue = [&](int x, int y) { return canvas->data[1][y * canvas->linesize[1] + x]; };
+    EXPECT_EQ(luma(7, 5), 200);
+    EXPECT_EQ(luma(30, 19), 200);
+    EXPECT_EQ(luma(6, 5), 20);
+    EXPECT_EQ(luma(31, 19), 20);
+    EXPECT_EQ(luma(7, 4), 20);
+    EXPECT_EQ(luma(7, 20), 20);
+    EXPECT_EQ(blue(5, 5), 160);  // pixels 10, 11 by 10, 11: all inside
+    EXPECT_EQ(blue(2, 5), 100);  // pixels 4, 5: outside
+    EXPECT_EQ(blue(3, 5), 130);  // pixels 6 (outside), 7 (inside) by 10, 11: half each
+    EXPECT_EQ(blue(15, 9), 130); // pixels 30 (inside), 31 (outside)
+    EXPECT_EQ(blue(3, 2), 115);  // only pixel 7 of row 5 inside: a quarter
+    EXPECT_EQ(blue(15, 10), 100);
+}
+
+}  // namespace
+}  // namespace vantile
