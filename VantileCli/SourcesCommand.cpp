@@ -1,9 +1,7 @@
 #include "CommandLine.h"
 #include "Commands.h"
 
-#include "capture/CaptureSourceProvider.h"
-#include "capture/x11/X11Connection.h"
-#include "capture/x11/X11SourceLister.h"
+#include "capture/CaptureBackend.h"
 #include "store/ProjectFileManager.h"
 
 #include <cstdio>
@@ -15,10 +13,10 @@ int runSources(const std::vector<std::string>& arguments)
 {
     const Arguments parsed(arguments, {}, {"--json"});
     parsed.expectPositionalCount(0);
-    // Without an X server the lister would quietly fall back to nothing; say why instead.
-    { const X11Connection probe; }
-    X11SourceLister lister;
-    const std::vector<CaptureSource> sources = CaptureSourceProvider(lister).loadSources();
+    const auto backend = makeCaptureBackend(chooseCaptureBackend());
+    // Without a display server the lister would quietly fall back to nothing; say why instead.
+    backend->requireDisplayServer();
+    const std::vector<CaptureSource> sources = backend->loadSources();
     if (parsed.flag("--json")) {
         std::cout << ProjectFileManager::encodeDocument(Json(sources)) << "\n";
         return 0;

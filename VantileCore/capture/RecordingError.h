@@ -15,6 +15,7 @@ public:
         unsupportedSystem,
         sourceUnavailable,
         writerSetupFailed,
+        screenShareCancelled,
     };
 
     static RecordingError captureStartFailed(const std::string& message)
@@ -34,6 +35,7 @@ public:
     {
         return {Kind::sourceUnavailable, "The selected capture source is no longer available."};
     }
+    static RecordingError screenShareCancelled() { return {Kind::screenShareCancelled, "已取消屏幕共享。"}; }
     static RecordingError writerSetupFailed() { return {Kind::writerSetupFailed, "Could not set up video writer."}; }
 
     Kind kind() const { return kind_; }
