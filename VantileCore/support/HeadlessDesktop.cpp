@@ -120,9 +120,9 @@ HeadlessDesktop::HeadlessDesktop(const Options& options)
         auto& store = parts_.emplace_back(start({"/usr/libexec/xdg-permission-store"}));
         if (!waitFor([&] { return nameOwned(busAddress_, "org.freedesktop.impl.portal.PermissionStore"); }, 10s, *store))
             throw std::runtime_error("the portal permission store did not start");
-        auto& gnome = parts_.emplace_back(start({"/usr/libexec/xdg-desktop-portal-gnome"}));
-        if (!waitFor([&] { return nameOwned(busAddress_, "org.freedesktop.impl.portal.desktop.gnome"); }, 15s, *gnome))
-            throw std::runtime_error("the GNOME desktop portal did not start");
+        portalBackendPart_ = parts_.size();
+        parts_.push_back(nullptr);
+        startPortalBackend();
         auto& portal = parts_.emplace_back(start({"/usr/libexec/xdg-desktop-portal", "-r"}));
         if (!waitFor([&] { return nameOwned(busAddress_, "org.freedesktop.portal.Desktop"); }, 15s, *portal))
             throw std::runtime_error("the desktop portal did not start");
@@ -134,11 +134,25 @@ HeadlessDesktop::HeadlessDesktop(const Options& options)
 
 HeadlessDesktop::~HeadlessDesktop() { stopAll(); }
 
+void HeadlessDesktop::startPortalBackend()
+{
+    auto& gnome = parts_[portalBackendPart_];
+    gnome = start({"/usr/libexec/xdg-desktop-portal-gnome"});
+    if (!waitFor([&] { return nameOwned(busAddress_, "org.freedesktop.impl.portal.desktop.gnome"); }, 15s, *gnome))
+        throw std::runtime_error("the GNOME desktop portal did not start");
+}
+
+void HeadlessDesktop::revokeScreenCasts()
+{
+    parts_[portalBackendPart_]->stop(2000ms);
+    startPortalBackend();
+}
+
 void HeadlessDesktop::stopAll()
 {
     // Clients first, the bus last, so nothing sees its bus vanish while it still works.
     while (!parts_.empty()) {
-        parts_.back()->stop(2000ms);
+        if (parts_.back()) parts_.back()->stop(2000ms);
         parts_.pop_back();
     }
     std::error_code ignored;
@@ -156,8 +170,15 @@ std::unique_ptr<ChildProcess> HeadlessDesktop::start(const std::vector<std::stri
     return launch(arguments, {});
 }
 
+void HeadlessDesktop::share(const std::filesystem::path& path) const
+{
+    if (chown(path.c_str(), userId_, groupId_) != 0)
+        throw std::system_error(errno, std::generic_category(), "cannot hand " + path.string() + " to the session");
+}
+
 std::unique_ptr<ChildProcess> HeadlessDesktop::launch(const std::vector<std::string>& arguments,
-                                                      const std::vector<std::string>& environment) const
+                                                      const std::vector<std::string>& environment,
+                                                      bool captureOutput) const
 {
     // env drops the X display, setpriv becomes the session's user; both exec, so the id we keep
     // is the program's own.
@@ -183,13 +204,15 @@ std::unique_ptr<ChildProcess> HeadlessDesktop::launch(const std::vector<std::str
         "PIPEWIRE_RUNTIME_DIR=" + runtimeDirectory_.string(),
     };
     variables.insert(variables.end(), environment.begin(), environment.end());
-    return std::make_unique<ChildProcess>(command, ChildProcess::Options{.environment = variables});
+    return std::make_unique<ChildProcess>(command,
+                                          ChildProcess::Options{.environment = variables, .captureOutput = captureOutput});
 }
 
 std::vector<pid_t> HeadlessDesktop::processIds() const
 {
     std::vector<pid_t> ids;
-    for (const auto& part : parts_) ids.push_back(part->pid());
+    for (const auto& part : parts_)
+        if (part) ids.push_back(part->pid());
     return ids;
 }
 

@@ -39,7 +39,13 @@ public:
     std::vector<std::string> clientEnvironment() const;
     // Starts a program inside the session, as the session's user.
     std::unique_ptr<ChildProcess> launch(const std::vector<std::string>& arguments,
-                                         const std::vector<std::string>& environment = {}) const;
+                                         const std::vector<std::string>& environment = {},
+                                         bool captureOutput = false) const;
+    // Hands a path this process created to the session's user, so programs in the session can write there.
+    void share(const std::filesystem::path& path) const;
+    // Ends every screen cast the way a user revoking them from the desktop does: the compositor
+    // stops the sessions of the portal back end, which starts again for later casts.
+    void revokeScreenCasts();
     // The process ids of every part started, in start order (all still running while the session lives).
     std::vector<pid_t> processIds() const;
 
@@ -48,6 +54,7 @@ public:
 private:
     std::unique_ptr<ChildProcess> start(const std::vector<std::string>& arguments) const;
     void stopAll();
+    void startPortalBackend();
 
     std::filesystem::path baseDirectory_;
     std::filesystem::path runtimeDirectory_;
@@ -56,6 +63,7 @@ private:
     unsigned userId_ = 0;
     unsigned groupId_ = 0;
     std::vector<std::unique_ptr<ChildProcess>> parts_;
+    std::size_t portalBackendPart_ = 0;
 };
 
 }  // namespace vantile

@@ -28,14 +28,16 @@ constexpr std::size_t cursorMetaSize(int width, int height)
 
 bool isRedFirst(std::uint32_t format) { return format == SPA_VIDEO_FORMAT_RGBx || format == SPA_VIDEO_FORMAT_RGBA; }
 
-// Buffer timestamps are on the monotonic clock, as steady_clock is; one that is far off (a
-// producer with another clock) is replaced by the arrival time.
+// Buffer timestamps are on the monotonic clock, as steady_clock is. Mutter stamps the first
+// buffer after an idle spell with its last presentation time, up to seconds old; a stamp that is
+// not from the last moments (or from another clock) gives way to the arrival time.
 SteadyClock::time_point bufferTime(const spa_meta_header* header)
 {
+    constexpr auto plausibleDelay = std::chrono::milliseconds(100);
     const SteadyClock::time_point now = SteadyClock::now();
     if (!header || header->pts <= 0) return now;
     const SteadyClock::time_point stamped{std::chrono::nanoseconds(header->pts)};
-    return std::chrono::abs(now - stamped) < std::chrono::seconds(5) ? stamped : now;
+    return stamped <= now && now - stamped <= plausibleDelay ? stamped : now;
 }
 
 }  // namespace
@@ -43,7 +45,9 @@ SteadyClock::time_point bufferTime(const spa_meta_header* header)
 struct PipeWireStream::Listeners {
     spa_hook core{};
     spa_hook stream{};
+    spa_hook registry{};
     pw_core_events coreEvents{};
+    pw_registry_events registryEvents{};
     pw_stream_events streamEvents{};
 };
 
@@ -78,6 +82,12 @@ PipeWireStream::PipeWireStream(int descriptor, std::uint32_t node, PointerHandle
     listeners_->coreEvents.version = PW_VERSION_CORE_EVENTS;
     listeners_->coreEvents.error = onCoreError;
     pw_core_add_listener(core_, &listeners_->core, &listeners_->coreEvents, this);
+    // A stream whose source goes away only pauses; the node leaving the registry is the sign.
+    node_ = node;
+    registry_ = pw_core_get_registry(core_, PW_VERSION_REGISTRY, 0);
+    listeners_->registryEvents.version = PW_VERSION_REGISTRY_EVENTS;
+    listeners_->registryEvents.global_remove = onGlobalRemoved;
+    pw_registry_add_listener(registry_, &listeners_->registry, &listeners_->registryEvents, this);
 
     stream_ = pw_stream_new(core_, "Vantile screen capture",
                             pw_properties_new(PW_KEY_MEDIA_TYPE, "Video", PW_KEY_MEDIA_CATEGORY, "Capture",
@@ -127,6 +137,8 @@ void PipeWireStream::teardown()
     pw_thread_loop_lock(loop_);
     if (stream_) pw_stream_destroy(stream_);
     stream_ = nullptr;
+    if (registry_) pw_proxy_destroy(reinterpret_cast<pw_proxy*>(registry_));
+    registry_ = nullptr;
     if (core_) pw_core_disconnect(core_);
     core_ = nullptr;
     pw_thread_loop_unlock(loop_);
@@ -175,6 +187,12 @@ void PipeWireStream::onCoreError(void* data, std::uint32_t id, int, int result, 
 {
     // The remote itself went away (the portal closed the session).
     if (id == PW_ID_CORE && result == -EPIPE) static_cast<PipeWireStream*>(data)->markEnded();
+}
+
+void PipeWireStream::onGlobalRemoved(void* data, std::uint32_t id)
+{
+    auto* self = static_cast<PipeWireStream*>(data);
+    if (id == self->node_) self->markEnded();
 }
 
 void PipeWireStream::markEnded()

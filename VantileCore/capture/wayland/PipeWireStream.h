@@ -16,6 +16,7 @@ struct pw_thread_loop;
 struct pw_context;
 struct pw_core;
 struct pw_stream;
+struct pw_registry;
 struct spa_buffer;
 struct spa_pod;
 
@@ -76,6 +77,7 @@ private:
     static void onProcess(void* data);
     static void onParamChanged(void* data, std::uint32_t id, const spa_pod* param);
     static void onStateChanged(void* data, int old, int state, const char* error);
+    static void onGlobalRemoved(void* data, std::uint32_t id);
     static void onCoreError(void* data, std::uint32_t id, int sequence, int result, const char* message);
 
     void handle(spa_buffer* buffer);
@@ -87,6 +89,8 @@ private:
     pw_context* context_ = nullptr;
     pw_core* core_ = nullptr;
     pw_stream* stream_ = nullptr;
+    pw_registry* registry_ = nullptr;
+    std::uint32_t node_ = 0;
     struct Listeners;
     std::unique_ptr<Listeners> listeners_;
 

@@ -1,0 +1,385 @@
+// Recording on a real headless GNOME session: mutter, PipeWire, the desktop portals. The session
+// starts once for this whole program; the tests run in order and share its restore token.
+#include "capture/MediaProbe.h"
+#include "capture/wayland/PipeWireStream.h"
+#include "support/ChildProcess.h"
+#include "support/HeadlessDesktop.h"
+#include "support/PulseAudioPlayer.h"
+#include "support/RemoteDesktopSession.h"
+#include "support/RunCommand.h"
+#include "support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstring>
+#include <thread>
+
+using namespace std::chrono_literals;
+using namespace vantile;
+using namespace vantile::testing;
+
+namespace {
+
+int connectPipeWire(const std::filesystem::path& socketPath)
+{
+    const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, socketPath.c_str(), sizeof address.sun_path - 1);
+    if (descriptor < 0 || connect(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
+        throw std::runtime_error("cannot connect to PipeWire at " + socketPath.string());
+    return descriptor;
+}
+
+struct Pixel {
+    int red = 0;
+    int green = 0;
+    int blue = 0;
+};
+
+// The session, a client window, injected input, and our own view of the monitor (through the
+// remote-desktop session's stream) to see what the screen shows.
+class Session {
+public:
+    Session()
+        : desktop({}),
+          input(desktop.busAddress()),
+          screen(connectPipeWire(desktop.runtimeDirectory() / "pipewire-0"), input.node(), nullptr)
+    {
+        if (!screen.waitForFirstPicture(10s)) throw std::runtime_error("the monitor stream shows nothing");
+        terminal = desktop.launch({"foot", "--window-size-pixels=800x500"});
+        // The terminal's dark background covers part of the blue desktop once it maps.
+        if (!waitUntil([&] { return countDark() > 100'000; }, 20s)) throw std::runtime_error("foot did not appear");
+    }
+
+    bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds timeout)
+    {
+        const auto deadline = std::chrono::steady_clock::now() + timeout;
+        while (std::chrono::steady_clock::now() < deadline) {
+            if (condition()) return true;
+            std::this_thread::sleep_for(50ms);
+        }
+        return false;
+    }
+
+    const StreamPicture& picture()
+    {
+        screen.takeNewest(latest);
+        return latest;
+    }
+
+    Pixel pixel(int x, int y)
+    {
+        const StreamPicture& shown = picture();
+        if (x < 0 || y < 0 || x >= shown.width || y >= shown.height) return {};
+        const std::uint8_t* bgrx = shown.pixels.data() + (std::size_t(y) * std::size_t(shown.width) + std::size_t(x)) * 4;
+        return {bgrx[2], bgrx[1], bgrx[0]};
+    }
+
+    long countDark()
+    {
+        const StreamPicture& shown = picture();
+        long dark = 0;
+        for (std::size_t offset = 0; offset + 3 < shown.pixels.size(); offset += 4 * 16)
+            if (shown.pixels[offset] < 40 && shown.pixels[offset + 1] < 40 && shown.pixels[offset + 2] < 40) ++dark;
+        return dark * 16;
+    }
+
+    // The screen-share dialog sits in the middle of the monitor, light on the dark desktop.
+    bool dialogShown()
+    {
+        const Pixel body = pixel(960, 620);
+        return body.red > 220 && body.green > 220 && body.blue > 220;
+    }
+
+    // Picks the first monitor (or window) in the dialog and shares it, or cancels.
+    void answerDialog(bool share)
+    {
+        if (!waitUntil([&] { return dialogShown(); }, 30s)) throw std::runtime_error("no screen-share dialog appeared");
+        if (share) {
+            input.click(790, 566);
+            std::this_thread::sleep_for(300ms);
+            input.click(1172, 412);
+        } else {
+            input.click(750, 412);
+        }
+        if (!waitUntil([&] { return !dialogShown(); }, 10s)) throw std::runtime_error("the dialog stayed open");
+    }
+
+    HeadlessDesktop desktop;
+    RemoteDesktopSession input;
+    PipeWireStream screen;
+    StreamPicture latest;
+    std::unique_ptr<ChildProcess> terminal;
+};
+
+Session* session = nullptr;
+
+class SessionEnvironment : public ::testing::Environment {
+public:
+    void SetUp() override { session = new Session(); }
+    void TearDown() override
+    {
+        delete session;
+        session = nullptr;
+    }
+};
+
+// A recording made by vantile-cli as the session's user, with its own state directory.
+struct Recording {
+    int status = -1;
+    std::string printed;  // stdout
+    std::string errors;   // stderr
+    std::filesystem::path projectsRoot;
+
+    std::optional<std::filesystem::path> project() const
+    {
+        if (!std::filesystem::exists(projectsRoot)) return std::nullopt;
+        for (const auto& entry : std::filesystem::directory_iterator(projectsRoot)) return entry.path();
+        return std::nullopt;
+    }
+};
+
+class WaylandRecording : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_NE(session, nullptr);
+        for (const auto& path : {sharedState.path(), directory.path(), state()}) {
+            std::filesystem::create_directories(path);
+            session->desktop.share(path);
+        }
+    }
+
+    std::filesystem::path state() const { return sharedState / "state"; }
+
+    std::unique_ptr<ChildProcess> startRecording(const std::vector<std::string>& options, const std::string& name)
+    {
+        std::vector<std::string> command{"sh", "-c", "exec \"$@\" 2>\"$VANTILE_TEST_ERRORS\"", "sh", VANTILE_CLI, "record",
+                                         "--root", (directory / name).string()};
+        command.insert(command.end(), options.begin(), options.end());
+        return session->desktop.launch(command,
+                                       {"VANTILE_BACKEND=wayland", "XDG_STATE_HOME=" + state().string(),
+                                        "VANTILE_TEST_ERRORS=" + (directory / (name + ".err")).string()},
+                                       true);
+    }
+
+    Recording finish(ChildProcess& recorder, const std::string& name, std::chrono::seconds timeout)
+    {
+        Recording recording;
+        recording.projectsRoot = directory / name;
+        while (auto line = recorder.readLine(timeout)) recording.printed += *line + "\n";
+        int status = 0;
+        const auto deadline = std::chrono::steady_clock::now() + timeout;
+        while (waitpid(recorder.pid(), &status, WNOHANG) == 0 && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::sleep_for(50ms);
+        recording.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        recording.errors = readText(directory / (name + ".err"));
+        return recording;
+    }
+
+    // Shared by all tests of the run: the first answered dialog leaves the token the later ones reuse.
+    static inline TemporaryDirectory sharedState;
+    TemporaryDirectory directory;
+};
+
+double numberOf(const nlohmann::json& value)
+{
+    return value.is_string() ? std::stod(value.get<std::string>()) : value.get<double>();
+}
+
+}  // namespace
+
+TEST(HeadlessDesktopTest, StartsEveryPartAndStopsThemAll)
+{
+    std::vector<pid_t> parts;
+    std::filesystem::path runtime;
+    {
+        HeadlessDesktop second({.width = 1280, .height = 720});
+        parts = second.processIds();
+        runtime = second.runtimeDirectory();
+        ASSERT_GE(parts.size(), 7u);
+        for (pid_t part : parts) EXPECT_EQ(kill(part, 0), 0) << "part " << part << " is not running";
+        EXPECT_TRUE(std::filesystem::exists(runtime / "bus"));
+        EXPECT_TRUE(std::filesystem::exists(runtime / HeadlessDesktop::waylandName));
+        EXPECT_TRUE(std::filesystem::exists(runtime / "pipewire-0"));
+    }
+    for (pid_t part : parts) EXPECT_NE(kill(part, 0), 0) << "part " << part << " outlived the session";
+    EXPECT_FALSE(std::filesystem::exists(runtime.parent_path()));
+}
+
+TEST_F(WaylandRecording, SourcesListTheMonitorAndTheDialogWindow)
+{
+    auto lister = session->desktop.launch(
+        {VANTILE_CLI, "sources", "--json"}, {"VANTILE_BACKEND=wayland"}, true);
+    std::string printed;
+    while (auto line = lister->readLine(20s)) printed += *line;
+    const auto sources = nlohmann::json::parse(printed);
+    ASSERT_EQ(sources.size(), 2u) << printed;
+    EXPECT_EQ(sources[0]["id"], "display-1");
+    EXPECT_EQ(numberOf(sources[0]["region"]["width"]), 1920);
+    EXPECT_EQ(numberOf(sources[0]["region"]["height"]), 1080);
+    EXPECT_EQ(sources[1]["kind"], "window");
+    EXPECT_EQ(sources[1]["title"], "在系统对话框中选择的窗口");
+}
+
+TEST_F(WaylandRecording, CancelledDialogLeavesNoProject)
+{
+    // A fresh state directory: no token, so the dialog appears.
+    const std::filesystem::path empty = directory / "empty-state";
+    std::filesystem::create_directories(empty);
+    session->desktop.share(empty);
+    std::vector<std::string> command{"sh", "-c", "exec \"$@\" 2>\"$VANTILE_TEST_ERRORS\"", "sh", VANTILE_CLI, "record",
+                                     "--duration", "2", "--root", (directory / "cancelled").string()};
+    auto recorder = session->desktop.launch(command,
+                                            {"VANTILE_BACKEND=wayland", "XDG_STATE_HOME=" + empty.string(),
+                                             "VANTILE_TEST_ERRORS=" + (directory / "cancelled.err").string()},
+                                            true);
+    session->answerDialog(false);
+    const Recording recording = finish(*recorder, "cancelled", 20s);
+    EXPECT_NE(recording.status, 0);
+    EXPECT_NE(recording.errors.find("已取消屏幕共享。"), std::string::npos) << recording.errors;
+    EXPECT_FALSE(recording.project()) << "a cancelled share left " << recording.project()->string();
+    EXPECT_FALSE(std::filesystem::exists(empty / "vantile" / "screencast-monitor.token"));
+}
+
+TEST_F(WaylandRecording, MonitorRecordingHasRealFramesAndExactPointerMoves)
+{
+    auto recorder = startRecording({"--duration", "4"}, "first");
+    session->answerDialog(true);
+    // Wait until the capture runs: the recorder announces it on stderr.
+    ASSERT_TRUE(session->waitUntil([&] { return readText(directory / "first.err").find("Recording display-1") != std::string::npos; }, 20s));
+    const std::vector<std::pair<double, double>> targets{{300, 200}, {1000, 700}, {1500, 333}};
+    std::vector<std::chrono::steady_clock::time_point> injected;
+    for (const auto& [x, y] : targets) {
+        std::this_thread::sleep_for(700ms);
+        injected.push_back(std::chrono::steady_clock::now());
+        session->input.movePointer(x, y);
+    }
+    const Recording recording = finish(*recorder, "first", 30s);
+    ASSERT_EQ(recording.status, 0) << recording.errors;
+    ASSERT_TRUE(recording.project());
+    const std::filesystem::path project = *recording.project();
+    EXPECT_EQ(recording.printed, project.string() + "\n");
+    EXPECT_TRUE(std::filesystem::exists(state() / "vantile" / "screencast-monitor.token"));
+
+    const auto probed = probe(project / "raw.mov");
+    const auto video = streamOfType(probed, "video");
+    ASSERT_FALSE(video.is_null());
+    EXPECT_EQ(video["width"], 1920);
+    EXPECT_EQ(video["height"], 1080);
+    EXPECT_EQ(video["r_frame_rate"], "30/1");
+    const double duration = std::stod(probed["format"]["duration"].get<std::string>());
+    EXPECT_NEAR(duration, 4.0, 0.2);
+    EXPECT_NEAR(std::stoi(video["nb_read_frames"].get<std::string>()), 120, 3);
+
+    // The recorded picture is the monitor as our own view of it shows it (the pointer aside).
+    const std::vector<std::uint8_t> frame = frameAt(project / "raw.mov", 3.5);
+    ASSERT_EQ(frame.size(), 1920u * 1080u * 3u);
+    long differing = 0;
+    long samples = 0;
+    for (int y = 5; y < 1080; y += 37) {
+        for (int x = 5; x < 1920; x += 41) {
+            const Pixel live = session->pixel(x, y);
+            const std::uint8_t* recorded = frame.data() + (std::size_t(y) * 1920 + std::size_t(x)) * 3;
+            ++samples;
+            if (std::abs(live.red - recorded[0]) + std::abs(live.green - recorded[1]) + std::abs(live.blue - recorded[2]) > 45)
+                ++differing;
+        }
+    }
+    EXPECT_LT(differing, samples / 50) << differing << " of " << samples << " samples differ from the screen";
+
+    // Every injected position arrives exactly, with the injected spacing in time.
+    const auto events = nlohmann::json::parse(readText(project / ".vantile" / "events.json"));
+    std::vector<double> times;
+    for (const auto& [x, y] : targets) {
+        const auto found = std::find_if(events.begin(), events.end(), [&](const nlohmann::json& event) {
+            return event["type"] == "mouseMove" && std::abs(numberOf(event["x"]) - x) <= 1 &&
+                   std::abs(numberOf(event["y"]) - y) <= 1;
+        });
+        ASSERT_NE(found, events.end()) << "no move to " << x << "," << y << " in " << events.dump();
+        times.push_back(numberOf((*found)["time"]));
+    }
+    for (std::size_t index = 1; index < times.size(); ++index) {
+        const double expected = std::chrono::duration<double>(injected[index] - injected[0]).count();
+        EXPECT_NEAR(times[index] - times[0], expected, 0.1);
+    }
+    EXPECT_GT(times.front(), 0.3);
+    EXPECT_LT(times.back(), 4.0);
+}
+
+TEST_F(WaylandRecording, SecondRecordingOfAStillScreenNeedsNoDialogAndKeepsItsLength)
+{
+    ASSERT_TRUE(std::filesystem::exists(state() / "vantile" / "screencast-monitor.token"))
+        << "the first recording must have run";
+    auto recorder = startRecording({"--duration", "3"}, "still");
+    // Nothing on screen changes, and nobody answers a dialog: the token alone must start it.
+    const Recording recording = finish(*recorder, "still", 25s);
+    ASSERT_EQ(recording.status, 0) << recording.errors;
+    EXPECT_FALSE(session->dialogShown());
+    const auto probed = probe(*recording.project() / "raw.mov");
+    const auto video = streamOfType(probed, "video");
+    ASSERT_FALSE(video.is_null());
+    EXPECT_NEAR(std::stod(probed["format"]["duration"].get<std::string>()), 3.0, 0.2);
+    EXPECT_NEAR(std::stoi(video["nb_read_frames"].get<std::string>()), 90, 3);
+}
+
+TEST_F(WaylandRecording, SystemAudioComesThroughPipeWire)
+{
+    // PipeWire's PulseAudio server has no sound card here: a null sink stands in for one.
+    const std::string server = "PULSE_SERVER=" + session->desktop.pulseServer();
+    ASSERT_EQ(runShell("env " + server + " pactl load-module module-null-sink sink_name=vantile_test >/dev/null && env " +
+                       server + " pactl set-default-sink vantile_test")
+                  .exitCode,
+              0);
+    setenv("PULSE_SERVER", session->desktop.pulseServer().c_str(), 1);
+    auto recorder = startRecording({"--duration", "3", "--audio", "system"}, "audio");
+    ASSERT_TRUE(session->waitUntil([&] { return readText(directory / "audio.err").find("Recording display-1") != std::string::npos; }, 20s));
+    {
+        PulseAudioPlayer player;
+        player.play(PulseAudioPlayer::tone(440, 1.5));
+        player.drain();
+    }
+    const Recording recording = finish(*recorder, "audio", 25s);
+    ASSERT_EQ(recording.status, 0) << recording.errors;
+    const std::vector<float> samples = audioSamples(*recording.project() / "raw.mov");
+    ASSERT_GT(samples.size(), 48000u * 2);
+    float loudest = 0;
+    for (float sample : samples) loudest = std::max(loudest, std::abs(sample));
+    EXPECT_GT(loudest, 0.2f) << "the tone is missing from the recording";
+}
+
+TEST_F(WaylandRecording, RevokedStreamEndsTheRecordingWithAPlayableMovie)
+{
+    auto recorder = startRecording({"--duration", "30"}, "revoked");
+    ASSERT_TRUE(session->waitUntil([&] { return readText(directory / "revoked.err").find("Recording display-1") != std::string::npos; }, 20s));
+    std::this_thread::sleep_for(2s);
+    const auto revokedAt = std::chrono::steady_clock::now();
+    session->desktop.revokeScreenCasts();
+    const Recording recording = finish(*recorder, "revoked", 30s);
+    const double stoppedAfter = std::chrono::duration<double>(std::chrono::steady_clock::now() - revokedAt).count();
+    EXPECT_EQ(recording.status, 1) << recording.errors;
+    EXPECT_NE(recording.errors.find("no longer available"), std::string::npos) << recording.errors;
+    EXPECT_LT(stoppedAfter, 15);
+    ASSERT_TRUE(recording.project());
+    const auto probed = probe(*recording.project() / "raw.mov");
+    ASSERT_FALSE(streamOfType(probed, "video").is_null()) << "the movie of a revoked recording does not play";
+    const double duration = std::stod(probed["format"]["duration"].get<std::string>());
+    EXPECT_GT(duration, 1.5);
+    EXPECT_LT(duration, 10);
+}
+
+int main(int argc, char** argv)
+{
+    ::testing::InitGoogleTest(&argc, argv);
+    ::testing::AddGlobalTestEnvironment(new SessionEnvironment());
+    return RUN_ALL_TESTS();
+}
