@@ -3,11 +3,14 @@
 #include "capture/wayland/SessionBus.h"
 
 #include <pwd.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <functional>
 #include <stdexcept>
@@ -168,6 +171,20 @@ std::vector<std::string> HeadlessDesktop::clientEnvironment() const
 std::unique_ptr<ChildProcess> HeadlessDesktop::start(const std::vector<std::string>& arguments) const
 {
     return launch(arguments, {});
+}
+
+int HeadlessDesktop::openPipeWire() const
+{
+    const std::filesystem::path socketPath = runtimeDirectory_ / "pipewire-0";
+    const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, socketPath.c_str(), sizeof address.sun_path - 1);
+    if (descriptor < 0 || connect(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+        if (descriptor >= 0) close(descriptor);
+        throw std::runtime_error("cannot connect to PipeWire at " + socketPath.string());
+    }
+    return descriptor;
 }
 
 void HeadlessDesktop::share(const std::filesystem::path& path) const

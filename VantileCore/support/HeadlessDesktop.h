@@ -43,6 +43,8 @@ public:
                                          bool captureOutput = false) const;
     // Hands a path this process created to the session's user, so programs in the session can write there.
     void share(const std::filesystem::path& path) const;
+    // A new connection to the session's PipeWire, as a descriptor the caller owns.
+    int openPipeWire() const;
     // Ends every screen cast the way a user revoking them from the desktop does: the compositor
     // stops the sessions of the portal back end, which starts again for later casts.
     void revokeScreenCasts();

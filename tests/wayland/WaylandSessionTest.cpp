@@ -1,11 +1,13 @@
 // Recording on a real headless GNOME session: mutter, PipeWire, the desktop portals. The session
 // starts once for this whole program; the tests run in order and share its restore token.
 #include "capture/MediaProbe.h"
-#include "capture/wayland/PipeWireStream.h"
 #include "support/ChildProcess.h"
+#include "capture/wayland/PipeWireStream.h"
+#include "capture/wayland/SessionBus.h"
+#include "capture/wayland/WaylandCapturePlatform.h"
+#include "support/DesktopDriver.h"
 #include "support/HeadlessDesktop.h"
 #include "support/PulseAudioPlayer.h"
-#include "support/RemoteDesktopSession.h"
 #include "support/RunCommand.h"
 #include "support/TemporaryDirectory.h"
 
@@ -13,12 +15,11 @@
 #include <nlohmann/json.hpp>
 
 #include <signal.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cmath>
+#include <mutex>
 #include <cstring>
 #include <thread>
 
@@ -28,96 +29,24 @@ using namespace vantile::testing;
 
 namespace {
 
-int connectPipeWire(const std::filesystem::path& socketPath)
-{
-    const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, socketPath.c_str(), sizeof address.sun_path - 1);
-    if (descriptor < 0 || connect(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
-        throw std::runtime_error("cannot connect to PipeWire at " + socketPath.string());
-    return descriptor;
-}
-
-struct Pixel {
-    int red = 0;
-    int green = 0;
-    int blue = 0;
-};
-
-// The session, a client window, injected input, and our own view of the monitor (through the
-// remote-desktop session's stream) to see what the screen shows.
+// The session, a client window, and a driver that sees the monitor and clicks.
 class Session {
 public:
-    Session()
-        : desktop({}),
-          input(desktop.busAddress()),
-          screen(connectPipeWire(desktop.runtimeDirectory() / "pipewire-0"), input.node(), nullptr)
+    Session() : desktop({}), driver(desktop)
     {
-        if (!screen.waitForFirstPicture(10s)) throw std::runtime_error("the monitor stream shows nothing");
         terminal = desktop.launch({"foot", "--window-size-pixels=800x500"});
         // The terminal's dark background covers part of the blue desktop once it maps.
-        if (!waitUntil([&] { return countDark() > 100'000; }, 20s)) throw std::runtime_error("foot did not appear");
+        if (!driver.waitUntil([&] { return driver.darkPixels() > 100'000; }, 20s))
+            throw std::runtime_error("foot did not appear");
     }
 
     bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds timeout)
     {
-        const auto deadline = std::chrono::steady_clock::now() + timeout;
-        while (std::chrono::steady_clock::now() < deadline) {
-            if (condition()) return true;
-            std::this_thread::sleep_for(50ms);
-        }
-        return false;
-    }
-
-    const StreamPicture& picture()
-    {
-        screen.takeNewest(latest);
-        return latest;
-    }
-
-    Pixel pixel(int x, int y)
-    {
-        const StreamPicture& shown = picture();
-        if (x < 0 || y < 0 || x >= shown.width || y >= shown.height) return {};
-        const std::uint8_t* bgrx = shown.pixels.data() + (std::size_t(y) * std::size_t(shown.width) + std::size_t(x)) * 4;
-        return {bgrx[2], bgrx[1], bgrx[0]};
-    }
-
-    long countDark()
-    {
-        const StreamPicture& shown = picture();
-        long dark = 0;
-        for (std::size_t offset = 0; offset + 3 < shown.pixels.size(); offset += 4 * 16)
-            if (shown.pixels[offset] < 40 && shown.pixels[offset + 1] < 40 && shown.pixels[offset + 2] < 40) ++dark;
-        return dark * 16;
-    }
-
-    // The screen-share dialog sits in the middle of the monitor, light on the dark desktop.
-    bool dialogShown()
-    {
-        const Pixel body = pixel(960, 620);
-        return body.red > 220 && body.green > 220 && body.blue > 220;
-    }
-
-    // Picks the first monitor (or window) in the dialog and shares it, or cancels.
-    void answerDialog(bool share)
-    {
-        if (!waitUntil([&] { return dialogShown(); }, 30s)) throw std::runtime_error("no screen-share dialog appeared");
-        if (share) {
-            input.click(790, 566);
-            std::this_thread::sleep_for(300ms);
-            input.click(1172, 412);
-        } else {
-            input.click(750, 412);
-        }
-        if (!waitUntil([&] { return !dialogShown(); }, 10s)) throw std::runtime_error("the dialog stayed open");
+        return DesktopDriver::waitUntil(condition, timeout);
     }
 
     HeadlessDesktop desktop;
-    RemoteDesktopSession input;
-    PipeWireStream screen;
-    StreamPicture latest;
+    DesktopDriver driver;
     std::unique_ptr<ChildProcess> terminal;
 };
 
@@ -243,7 +172,7 @@ TEST_F(WaylandRecording, CancelledDialogLeavesNoProject)
                                             {"VANTILE_BACKEND=wayland", "XDG_STATE_HOME=" + empty.string(),
                                              "VANTILE_TEST_ERRORS=" + (directory / "cancelled.err").string()},
                                             true);
-    session->answerDialog(false);
+    session->driver.answerDialog(false);
     const Recording recording = finish(*recorder, "cancelled", 20s);
     EXPECT_NE(recording.status, 0);
     EXPECT_NE(recording.errors.find("已取消屏幕共享。"), std::string::npos) << recording.errors;
@@ -254,7 +183,7 @@ TEST_F(WaylandRecording, CancelledDialogLeavesNoProject)
 TEST_F(WaylandRecording, MonitorRecordingHasRealFramesAndExactPointerMoves)
 {
     auto recorder = startRecording({"--duration", "4"}, "first");
-    session->answerDialog(true);
+    session->driver.answerDialog(true);
     // Wait until the capture runs: the recorder announces it on stderr.
     ASSERT_TRUE(session->waitUntil([&] { return readText(directory / "first.err").find("Recording display-1") != std::string::npos; }, 20s));
     const std::vector<std::pair<double, double>> targets{{300, 200}, {1000, 700}, {1500, 333}};
@@ -262,7 +191,7 @@ TEST_F(WaylandRecording, MonitorRecordingHasRealFramesAndExactPointerMoves)
     for (const auto& [x, y] : targets) {
         std::this_thread::sleep_for(700ms);
         injected.push_back(std::chrono::steady_clock::now());
-        session->input.movePointer(x, y);
+        session->driver.input().movePointer(x, y);
     }
     const Recording recording = finish(*recorder, "first", 30s);
     ASSERT_EQ(recording.status, 0) << recording.errors;
@@ -288,7 +217,7 @@ TEST_F(WaylandRecording, MonitorRecordingHasRealFramesAndExactPointerMoves)
     long samples = 0;
     for (int y = 5; y < 1080; y += 37) {
         for (int x = 5; x < 1920; x += 41) {
-            const Pixel live = session->pixel(x, y);
+            const ShownPixel live = session->driver.pixel(x, y);
             const std::uint8_t* recorded = frame.data() + (std::size_t(y) * 1920 + std::size_t(x)) * 3;
             ++samples;
             if (std::abs(live.red - recorded[0]) + std::abs(live.green - recorded[1]) + std::abs(live.blue - recorded[2]) > 45)
@@ -310,7 +239,7 @@ TEST_F(WaylandRecording, MonitorRecordingHasRealFramesAndExactPointerMoves)
     }
     for (std::size_t index = 1; index < times.size(); ++index) {
         const double expected = std::chrono::duration<double>(injected[index] - injected[0]).count();
-        EXPECT_NEAR(times[index] - times[0], expected, 0.1);
+        EXPECT_NEAR(times[index] - times[0], expected, 0.1) << events.dump();
     }
     EXPECT_GT(times.front(), 0.3);
     EXPECT_LT(times.back(), 4.0);
@@ -324,7 +253,7 @@ TEST_F(WaylandRecording, SecondRecordingOfAStillScreenNeedsNoDialogAndKeepsItsLe
     // Nothing on screen changes, and nobody answers a dialog: the token alone must start it.
     const Recording recording = finish(*recorder, "still", 25s);
     ASSERT_EQ(recording.status, 0) << recording.errors;
-    EXPECT_FALSE(session->dialogShown());
+    EXPECT_FALSE(session->driver.dialogShown());
     const auto probed = probe(*recording.project() / "raw.mov");
     const auto video = streamOfType(probed, "video");
     ASSERT_FALSE(video.is_null());
@@ -355,6 +284,102 @@ TEST_F(WaylandRecording, SystemAudioComesThroughPipeWire)
     float loudest = 0;
     for (float sample : samples) loudest = std::max(loudest, std::abs(sample));
     EXPECT_GT(loudest, 0.2f) << "the tone is missing from the recording";
+}
+
+// What the portal asks of mutter for a window, without the dialog (whose window list needs
+// GNOME Shell): a window stream of the focused window, pointer as metadata.
+class WindowCast {
+public:
+    explicit WindowCast(const std::string& busAddress) : bus_(busAddress)
+    {
+        BusMessage create = bus_.newMethodCall(service, "/org/gnome/Mutter/ScreenCast", service, "CreateSession");
+        appendOptions(create.get(), {});
+        const BusMessage created = bus_.call(create);
+        const char* path = nullptr;
+        checkBus(sd_bus_message_read(created.get(), "o", &path), "no session");
+        session_ = path;
+        BusMessage record = bus_.newMethodCall(service, session_, "org.gnome.Mutter.ScreenCast.Session", "RecordWindow");
+        appendOptions(record.get(), {{"cursor-mode", std::uint32_t{2}}});
+        const BusMessage recorded = bus_.call(record);
+        checkBus(sd_bus_message_read(recorded.get(), "o", &path), "no stream");
+        sd_bus_slot* slot = nullptr;
+        checkBus(sd_bus_match_signal(bus_.get(), &slot, service, path, "org.gnome.Mutter.ScreenCast.Stream",
+                                     "PipeWireStreamAdded",
+                                     [](sd_bus_message* message, void* data, sd_bus_error*) {
+                                         return sd_bus_message_read(message, "u", static_cast<std::uint32_t*>(data));
+                                     },
+                                     &node),
+                 "cannot watch the stream");
+        bus_.call(bus_.newMethodCall(service, session_, "org.gnome.Mutter.ScreenCast.Session", "Start"));
+        bus_.processUntil([this] { return node != 0; }, 10s);
+        sd_bus_slot_unref(slot);
+    }
+    ~WindowCast()
+    {
+        try {
+            bus_.call(bus_.newMethodCall(service, session_, "org.gnome.Mutter.ScreenCast.Session", "Stop"));
+        } catch (const SessionBusError&) {
+        }
+    }
+
+    std::uint32_t node = 0;
+
+private:
+    static constexpr const char* service = "org.gnome.Mutter.ScreenCast";
+    SessionBus bus_;
+    std::string session_;
+};
+
+TEST_F(WaylandRecording, WindowStreamIsTheWindowAndItsPointerIsWindowLocal)
+{
+    DesktopDriver& driver = session->driver;
+    // The terminal's dark content on our view of the monitor.
+    const StreamPicture& shown = driver.picture();
+    int left = shown.width, top = shown.height, right = -1, bottom = -1;
+    for (int y = 0; y < shown.height; ++y) {
+        for (int x = 0; x < shown.width; x += 2) {
+            const std::uint8_t* bgrx = shown.pixels.data() + (std::size_t(y) * std::size_t(shown.width) + std::size_t(x)) * 4;
+            if (bgrx[0] < 40 && bgrx[1] < 40 && bgrx[2] < 40) {
+                left = std::min(left, x);
+                top = std::min(top, y);
+                right = std::max(right, x);
+                bottom = std::max(bottom, y);
+            }
+        }
+    }
+    ASSERT_GT(right, left);
+    // The title bar above the content is light; its first dark row is the content's top.
+    int contentTop = top;
+    while (contentTop < bottom && driver.pixel(left + 400, contentTop).red >= 40) ++contentTop;
+    driver.input().click(left + 400, contentTop + 250);  // focus the terminal
+
+    std::mutex mutex;
+    std::vector<StreamPointer> pointers;
+    WindowCast cast(session->desktop.busAddress());
+    ASSERT_NE(cast.node, 0u);
+    PipeWireStream stream(session->desktop.openPipeWire(), cast.node, [&](const StreamPointer& pointer) {
+        const std::lock_guard lock(mutex);
+        pointers.push_back(pointer);
+    });
+    const auto size = stream.waitForFirstPicture(10s);
+    ASSERT_TRUE(size);
+    // The picture is the window's content, as the monitor shows it.
+    EXPECT_NEAR(size->width, right - left + 1, 2);
+    EXPECT_NEAR(size->height, bottom - contentTop + 1, 2);
+
+    // Positions in the window: the click's, then an injected move's.
+    const CGRectCodable region{0, 0, double(size->width), double(size->height)};
+    const auto arrivedAt = [&](double x, double y) {
+        return driver.waitUntil([&] {
+            const std::lock_guard lock(mutex);
+            if (pointers.empty()) return false;
+            const CodablePoint local = streamPointerToGlobal(pointers.back(), region);
+            return std::abs(local.x - x) <= 1 && std::abs(local.y - y) <= 1;
+        }, 5s);
+    };
+    EXPECT_TRUE(arrivedAt(400, 250));
+    driver.input().movePointer(left + 123, contentTop + 45);
+    EXPECT_TRUE(arrivedAt(123, 45));
 }
 
 TEST_F(WaylandRecording, RevokedStreamEndsTheRecordingWithAPlayableMovie)

@@ -29,11 +29,11 @@ constexpr std::size_t cursorMetaSize(int width, int height)
 bool isRedFirst(std::uint32_t format) { return format == SPA_VIDEO_FORMAT_RGBx || format == SPA_VIDEO_FORMAT_RGBA; }
 
 // Buffer timestamps are on the monotonic clock, as steady_clock is. Mutter stamps the first
-// buffer after an idle spell with its last presentation time, up to seconds old; a stamp that is
-// not from the last moments (or from another clock) gives way to the arrival time.
+// picture after an idle spell with its last presentation time, seconds old; a stamp older than
+// any delivery delay of a busy machine (or from another clock) gives way to the arrival time.
 SteadyClock::time_point bufferTime(const spa_meta_header* header)
 {
-    constexpr auto plausibleDelay = std::chrono::milliseconds(100);
+    constexpr auto plausibleDelay = std::chrono::milliseconds(500);
     const SteadyClock::time_point now = SteadyClock::now();
     if (!header || header->pts <= 0) return now;
     const SteadyClock::time_point stamped{std::chrono::nanoseconds(header->pts)};
