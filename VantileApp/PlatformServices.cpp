@@ -8,6 +8,7 @@
 #include "capture/RecordingError.h"
 #include "capture/ScreenRecorder.h"
 #include "render/ExportManager.h"
+#include "store/ProjectFileManager.h"
 
 #include <QSocketNotifier>
 
