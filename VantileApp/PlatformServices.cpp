@@ -81,7 +81,15 @@ public:
                const AudioCaptureSettings& audioSettings) override
     {
         std::lock_guard lock(mutex_);
-        const CaptureSource prepared = shared_->backend->platform().prepare(source);
+        CaptureSource prepared;
+        try {
+            prepared = shared_->backend->platform().prepare(source);
+        } catch (...) {
+            // Nothing was recorded (the share dialog was declined): the new project directory goes too.
+            std::error_code ignored;
+            std::filesystem::remove(outputURL.parent_path(), ignored);
+            throw;
+        }
         {
             const std::lock_guard sharedLock(shared_->mutex);
             shared_->preparedSource = prepared;

@@ -337,7 +337,7 @@ TEST_F(WaylandRecording, WindowStreamIsTheWindowAndItsPointerIsWindowLocal)
     const StreamPicture& shown = driver.picture();
     int left = shown.width, top = shown.height, right = -1, bottom = -1;
     for (int y = 0; y < shown.height; ++y) {
-        for (int x = 0; x < shown.width; x += 2) {
+        for (int x = 0; x < shown.width; ++x) {
             const std::uint8_t* bgrx = shown.pixels.data() + (std::size_t(y) * std::size_t(shown.width) + std::size_t(x)) * 4;
             if (bgrx[0] < 40 && bgrx[1] < 40 && bgrx[2] < 40) {
                 left = std::min(left, x);
@@ -379,8 +379,10 @@ TEST_F(WaylandRecording, WindowStreamIsTheWindowAndItsPointerIsWindowLocal)
     };
     EXPECT_TRUE(arrivedAt(400, 250));
     driver.input().movePointer(left + 123, contentTop + 45);
-    EXPECT_TRUE(arrivedAt(123, 45));
-}
+    const bool arrived = arrivedAt(123, 45);
+    const std::lock_guard lock(mutex);
+    EXPECT_TRUE(arrived) << "last pointer position in the window " << pointers.back().position.x << ","
+                         << pointers.back().position.y << " of " << pointers.size();}
 
 TEST_F(WaylandRecording, RevokedStreamEndsTheRecordingWithAPlayableMovie)
 {

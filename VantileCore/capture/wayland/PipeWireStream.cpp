@@ -217,13 +217,14 @@ void PipeWireStream::handle(spa_buffer* buffer)
         static_cast<const spa_meta_header*>(spa_buffer_find_meta_data(buffer, SPA_META_Header, sizeof(spa_meta_header)));
     const SteadyClock::time_point time = bufferTime(header);
 
-    std::optional<CGRectCodable> crop;
+    // Buffers that only move the pointer carry no valid crop: the last one still holds.
     if (const auto* region = static_cast<const spa_meta_region*>(
             spa_buffer_find_meta_data(buffer, SPA_META_VideoCrop, sizeof(spa_meta_region)));
         region && spa_meta_region_is_valid(region)) {
-        crop = CGRectCodable{double(region->region.position.x), double(region->region.position.y),
-                             double(region->region.size.width), double(region->region.size.height)};
+        crop_ = CGRectCodable{double(region->region.position.x), double(region->region.position.y),
+                              double(region->region.size.width), double(region->region.size.height)};
     }
+    const std::optional<CGRectCodable> crop = crop_;
 
     if (const auto* cursor = static_cast<const spa_meta_cursor*>(
             spa_buffer_find_meta_data(buffer, SPA_META_Cursor, sizeof(spa_meta_cursor)));

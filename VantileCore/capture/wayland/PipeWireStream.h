@@ -97,6 +97,7 @@ private:
     // Stream thread only.
     std::uint32_t format_ = 0;
     PixelSize size_;
+    std::optional<CGRectCodable> crop_;
     StreamPicture working_;
     std::uint64_t sequence_ = 0;
 
