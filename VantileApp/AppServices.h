@@ -33,6 +33,9 @@ public:
     virtual void openMicrophoneSettings() = 0;
     // Worker: whether a microphone may be recorded now (asking the user when the system can).
     virtual bool microphoneAccessGranted() = 0;
+    // Whether a recording may start with these permissions. On Wayland only the screen is needed:
+    // without input devices the pointer is still recorded.
+    virtual bool recordingAllowed(const PermissionStatus& status) { return status.allGranted(); }
 };
 
 class SourceService {

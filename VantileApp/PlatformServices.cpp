@@ -47,6 +47,11 @@ public:
     void openInputMonitoringSettings() override { manager_.openInputMonitoringSettings(); }
     void openMicrophoneSettings() override { manager_.openMicrophoneSettings(); }
     bool microphoneAccessGranted() override { return PermissionManager::microphoneAuthorized(); }
+    bool recordingAllowed(const PermissionStatus& status) override
+    {
+        const std::lock_guard lock(shared_->mutex);
+        return shared_->backend->canRecord(status);
+    }
 
 private:
     std::shared_ptr<SharedBackend> shared_;

@@ -29,7 +29,7 @@ void RecordingFlow::start()
         return;
     }
     state_.setPermissionStatus(permissions_.currentStatus());
-    if (!state_.permissionStatus().allGranted()) {
+    if (!permissions_.recordingAllowed(state_.permissionStatus())) {
         state_.setStatusMessage("Missing permissions for recording.");
         state_.setRoute(Route::permissions);
         state_.setErrorMessage(state_.permissionStatus().missingPermissionMessage());
