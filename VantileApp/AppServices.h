@@ -59,6 +59,10 @@ public:
     virtual RecordingResult stop() = 0;
     // Why a running capture ended on its own (a window closed, a microphone unplugged), if it did.
     virtual std::optional<std::string> failure() = 0;
+    // After start: the source as capture runs it, where the system's own dialog settled its region.
+    virtual std::optional<CaptureSource> startedSource() { return std::nullopt; }
+    // After start: whether the pointer is part of the picture, so the movie must not draw another.
+    virtual bool cursorInPicture() { return false; }
 };
 
 class InputRecorderService {

@@ -22,8 +22,6 @@ namespace {
 struct SharedBackend {
     std::mutex mutex;
     std::unique_ptr<CaptureBackend> backend;
-    // The source as capture really started it: on Wayland the system dialog settles its region.
-    std::optional<CaptureSource> preparedSource;
 };
 
 class BackendPermissionService : public PermissionService {
@@ -86,6 +84,7 @@ public:
                const AudioCaptureSettings& audioSettings) override
     {
         std::lock_guard lock(mutex_);
+        startedSource_.reset();
         CaptureSource prepared;
         try {
             prepared = shared_->backend->platform().prepare(source);
@@ -95,11 +94,18 @@ public:
             std::filesystem::remove(outputURL.parent_path(), ignored);
             throw;
         }
-        {
-            const std::lock_guard sharedLock(shared_->mutex);
-            shared_->preparedSource = prepared;
-        }
         recorder_.start(prepared, outputURL, audioSettings);
+        startedSource_ = prepared;
+    }
+    std::optional<CaptureSource> startedSource() override
+    {
+        std::lock_guard lock(mutex_);
+        return startedSource_;
+    }
+    bool cursorInPicture() override
+    {
+        std::lock_guard lock(mutex_);
+        return shared_->backend->platform().cursorInPicture();
     }
     RecordingResult stop() override
     {
@@ -116,6 +122,7 @@ private:
     std::shared_ptr<SharedBackend> shared_;
     std::mutex mutex_;
     ScreenRecorder recorder_;
+    std::optional<CaptureSource> startedSource_;
 };
 
 // Global input, read on the main thread whenever the input source has events.
@@ -123,14 +130,12 @@ class BackendInputRecorderService : public InputRecorderService {
 public:
     explicit BackendInputRecorderService(std::shared_ptr<SharedBackend> shared) : shared_(std::move(shared)) {}
 
-    void start(const CGRectCodable& chosenRegion, const std::filesystem::path& projectDirectory) override
+    void start(const CGRectCodable& captureRegion, const std::filesystem::path& projectDirectory) override
     {
         stop();
-        CGRectCodable captureRegion = chosenRegion;
         {
             const std::lock_guard lock(shared_->mutex);
             source_ = shared_->backend->makeInputSource();
-            if (shared_->preparedSource) captureRegion = shared_->preparedSource->region;
         }
         recorder_ = std::make_unique<InputEventRecorder>(source_.get());
         const auto metadata = projectDirectory / ProjectFileManager::metadataFolderName;

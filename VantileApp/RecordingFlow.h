@@ -61,6 +61,7 @@ private:
     // What this recording was started with: later choices in the picker do not reach it.
     std::optional<CaptureSource> source_;
     std::optional<AudioCaptureSettings> audioSettings_;
+    bool cursorInPicture_ = false;
     std::optional<std::string> captureFailure_;
 };
 
