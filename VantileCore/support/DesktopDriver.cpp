@@ -9,12 +9,13 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Where the dialog of a 1920x1080 monitor has its first entry and its buttons.
-constexpr int firstEntryX = 790;
-constexpr int firstEntryY = 566;
-constexpr int shareX = 1172;
-constexpr int cancelX = 750;
-constexpr int buttonsY = 412;
+// The dialog's first entry and buttons, from the middle of the monitor (it has a fixed size).
+constexpr int firstEntryX = -170;
+constexpr int firstEntryY = 26;
+constexpr int shareX = 212;
+constexpr int cancelX = -210;
+constexpr int buttonsY = -128;
+constexpr int bodyY = 80;
 
 }  // namespace
 
@@ -61,19 +62,22 @@ long DesktopDriver::darkPixels()
 
 bool DesktopDriver::dialogShown()
 {
-    const ShownPixel body = pixel(960, 620);
+    const StreamPicture& shown = picture();
+    const ShownPixel body = pixel(shown.width / 2, shown.height / 2 + bodyY);
     return body.red > 220 && body.green > 220 && body.blue > 220;
 }
 
 void DesktopDriver::answerDialog(bool share)
 {
     if (!waitUntil([&] { return dialogShown(); }, 30s)) throw std::runtime_error("no screen-share dialog appeared");
+    const double middleX = picture().width / 2;
+    const double middleY = picture().height / 2;
     if (share) {
-        input_.click(firstEntryX, firstEntryY);
+        input_.click(middleX + firstEntryX, middleY + firstEntryY);
         std::this_thread::sleep_for(300ms);
-        input_.click(shareX, buttonsY);
+        input_.click(middleX + shareX, middleY + buttonsY);
     } else {
-        input_.click(cancelX, buttonsY);
+        input_.click(middleX + cancelX, middleY + buttonsY);
     }
     if (!waitUntil([&] { return !dialogShown(); }, 10s)) throw std::runtime_error("the screen-share dialog stayed open");
 }

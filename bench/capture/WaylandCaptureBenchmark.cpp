@@ -1,12 +1,17 @@
 // Records the 1920x1080 monitor of a private headless GNOME session through the screen-cast
 // portal while a full-screen terminal scrolls without pause, and reports what vantile-cli record
-// costs: its CPU while capturing and the frames it dropped.
+// costs (its CPU while capturing, the frames it dropped) and how closely the recorded pointer
+// moves follow moves injected through mutter's remote-desktop interface.
 // Usage: wayland_capture_bench [SECONDS]   (default 60)
 
 #include "support/DesktopDriver.h"
 #include "support/HeadlessDesktop.h"
 
+#include <nlohmann/json.hpp>
 #include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
 
 #include <cstdio>
 #include <cstdlib>
@@ -72,16 +77,28 @@ int run(double seconds)
     const double cpuAtStart = processCpuSeconds(recorder->pid()).value_or(0);
     double cpuAtEnd = cpuAtStart;
     auto lastSample = startedAt;
-    // Sampled until the capture stops (the stop flow that follows is not capture).
+    // Sampled until the capture stops (the stop flow that follows is not capture). A pointer move
+    // every two seconds, to distinct places, at the middle of its remote-desktop call.
+    std::vector<std::pair<CodablePoint, std::chrono::steady_clock::time_point>> moves;
+    auto nextMove = startedAt + 1s;
     while (readAll(errors).find("Generating demo") == std::string::npos && recorder->isRunning()) {
         if (auto cpu = processCpuSeconds(recorder->pid())) {
             cpuAtEnd = *cpu;
             lastSample = std::chrono::steady_clock::now();
         }
-        std::this_thread::sleep_for(100ms);
+        if (std::chrono::steady_clock::now() >= nextMove &&
+            std::chrono::steady_clock::now() < startedAt + std::chrono::duration<double>(seconds - 1)) {
+            const int index = int(moves.size());
+            const CodablePoint target{double(100 + (index * 397) % 1700), double(100 + (index * 211) % 880)};
+            const auto before = std::chrono::steady_clock::now();
+            driver.input().movePointer(target.x, target.y);
+            moves.emplace_back(target, before + (std::chrono::steady_clock::now() - before) / 2);
+            nextMove += 2s;
+        }
+        std::this_thread::sleep_for(20ms);
     }
-    while (recorder->readLine(60s)) {
-    }
+    std::string project;
+    while (auto line = recorder->readLine(60s)) project = *line;
     const double wall = std::chrono::duration<double>(lastSample - startedAt).count();
     const double cores = (cpuAtEnd - cpuAtStart) / wall;
 
@@ -98,6 +115,34 @@ int run(double seconds)
     std::printf("  %-28s %10.0f   %.2f%%   target < 0.5%%  %s\n", "frames dropped", dropped, droppedShare,
                 droppedShare < 0.5 ? "ok" : "MISSED");
     std::printf("  %-28s %10.2f   target < 0.50  %s\n", "vantile-cli CPU (cores)", cores, cores < 0.5 ? "ok" : "MISSED");
+
+    // Recorded minus injected times share one offset (the recording's start): deviations from
+    // their median are what the pointer's timing gets wrong.
+    const auto events = nlohmann::json::parse(readAll(std::filesystem::path(project) / ".vantile" / "events.json"));
+    std::vector<double> offsets;
+    for (const auto& [target, injected] : moves) {
+        for (const auto& event : events) {
+            if (event["type"] != "mouseMove" || std::abs(event["x"].get<double>() - target.x) > 1 ||
+                std::abs(event["y"].get<double>() - target.y) > 1)
+                continue;
+            offsets.push_back(event["time"].get<double>() - std::chrono::duration<double>(injected - startedAt).count());
+            break;
+        }
+    }
+    if (!offsets.empty()) {
+        std::vector<double> sorted = offsets;
+        std::sort(sorted.begin(), sorted.end());
+        const double median = sorted[sorted.size() / 2];
+        double worst = 0;
+        int within = 0;
+        for (double offset : offsets) {
+            worst = std::max(worst, std::abs(offset - median));
+            if (std::abs(offset - median) <= 0.1) ++within;
+        }
+        std::printf("  %-28s %6zu of %zu at their exact place\n", "injected pointer moves", offsets.size(), moves.size());
+        std::printf("  %-28s %10.3f s   %d of %zu within 0.1 s  %s\n", "worst pointer time deviation", worst, within,
+                    offsets.size(), within == int(offsets.size()) ? "ok" : "MISSED");
+    }
     std::error_code ignored;
     std::filesystem::remove_all(directory, ignored);
     return 0;
