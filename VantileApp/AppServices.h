@@ -33,6 +33,9 @@ public:
     virtual void openMicrophoneSettings() = 0;
     // Worker: whether a microphone may be recorded now (asking the user when the system can).
     virtual bool microphoneAccessGranted() = 0;
+    // Whether a recording may start with these permissions. On Wayland only the screen is needed:
+    // without input devices the pointer is still recorded.
+    virtual bool recordingAllowed(const PermissionStatus& status) { return status.allGranted(); }
 };
 
 class SourceService {
@@ -56,6 +59,10 @@ public:
     virtual RecordingResult stop() = 0;
     // Why a running capture ended on its own (a window closed, a microphone unplugged), if it did.
     virtual std::optional<std::string> failure() = 0;
+    // After start: the source as capture runs it, where the system's own dialog settled its region.
+    virtual std::optional<CaptureSource> startedSource() { return std::nullopt; }
+    // After start: whether the pointer is part of the picture, so the movie must not draw another.
+    virtual bool cursorInPicture() { return false; }
 };
 
 class InputRecorderService {

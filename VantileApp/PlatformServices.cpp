@@ -1,15 +1,12 @@
 #include "PlatformServices.h"
 
-#include "capture/CaptureSourceProvider.h"
+#include "capture/CaptureBackend.h"
 #include "capture/EventJournal.h"
 #include "capture/InputEventRecorder.h"
 #include "capture/PermissionManager.h"
 #include "capture/PulseAudioSource.h"
 #include "capture/RecordingError.h"
 #include "capture/ScreenRecorder.h"
-#include "capture/x11/X11CapturePlatform.h"
-#include "capture/x11/X11InputSource.h"
-#include "capture/x11/X11SourceLister.h"
 #include "render/ExportManager.h"
 #include "store/ProjectFileManager.h"
 
@@ -21,12 +18,21 @@ namespace vantile {
 
 namespace {
 
-class X11PermissionService : public PermissionService {
+// One back end for the whole application, chosen from the session at start.
+struct SharedBackend {
+    std::mutex mutex;
+    std::unique_ptr<CaptureBackend> backend;
+};
+
+class BackendPermissionService : public PermissionService {
 public:
+    explicit BackendPermissionService(std::shared_ptr<SharedBackend> shared) : shared_(std::move(shared)) {}
+
     PermissionStatus currentStatus() override
     {
         try {
-            return manager_.currentStatus();
+            const std::lock_guard lock(shared_->mutex);
+            return shared_->backend->permissions();
         } catch (const std::exception&) {
             return {};  // no display server: nothing is granted
         }
@@ -39,30 +45,67 @@ public:
     void openInputMonitoringSettings() override { manager_.openInputMonitoringSettings(); }
     void openMicrophoneSettings() override { manager_.openMicrophoneSettings(); }
     bool microphoneAccessGranted() override { return PermissionManager::microphoneAuthorized(); }
+    bool recordingAllowed(const PermissionStatus& status) override
+    {
+        const std::lock_guard lock(shared_->mutex);
+        return shared_->backend->canRecord(status);
+    }
 
 private:
+    std::shared_ptr<SharedBackend> shared_;
     PermissionManager manager_;
 };
 
-class X11SourceService : public SourceService {
+class BackendSourceService : public SourceService {
 public:
+    explicit BackendSourceService(std::shared_ptr<SharedBackend> shared) : shared_(std::move(shared)) {}
+
     std::vector<CaptureSource> loadSources() override
     {
-        X11SourceLister lister;
-        return CaptureSourceProvider(lister).loadSources();
+        const std::lock_guard lock(shared_->mutex);
+        return shared_->backend->loadSources();
     }
     std::vector<AudioInputDevice> listMicrophones() override { return PulseAudioSource::listMicrophones(); }
+
+private:
+    std::shared_ptr<SharedBackend> shared_;
 };
 
 // Starts and stops arrive on the worker pool one after the other; failure() comes from the
 // main thread in between, so one lock keeps the session pointer safe.
-class X11ScreenRecorderService : public ScreenRecorderService {
+class BackendScreenRecorderService : public ScreenRecorderService {
 public:
+    explicit BackendScreenRecorderService(std::shared_ptr<SharedBackend> shared)
+        : shared_(std::move(shared)), recorder_(shared_->backend->platform())
+    {
+    }
+
     void start(const CaptureSource& source, const std::filesystem::path& outputURL,
                const AudioCaptureSettings& audioSettings) override
     {
         std::lock_guard lock(mutex_);
-        recorder_.start(source, outputURL, audioSettings);
+        startedSource_.reset();
+        CaptureSource prepared;
+        try {
+            prepared = shared_->backend->platform().prepare(source);
+        } catch (...) {
+            // Nothing was recorded (the share dialog was declined): the new project directory goes too.
+            std::error_code ignored;
+            std::filesystem::remove(outputURL.parent_path(), ignored);
+            throw;
+        }
+        recorder_.start(prepared, outputURL, audioSettings);
+        startedSource_ = prepared;
+    }
+    std::optional<CaptureSource> startedSource() override
+    {
+        std::lock_guard lock(mutex_);
+        return startedSource_;
+    }
+    bool cursorInPicture() override
+    {
+        std::lock_guard lock(mutex_);
+        return shared_->backend->platform().cursorInPicture();
     }
     RecordingResult stop() override
     {
@@ -76,18 +119,24 @@ public:
     }
 
 private:
+    std::shared_ptr<SharedBackend> shared_;
     std::mutex mutex_;
-    X11CapturePlatform platform_;
-    ScreenRecorder recorder_{platform_};
+    ScreenRecorder recorder_;
+    std::optional<CaptureSource> startedSource_;
 };
 
-// Global input through XInput2, read on the main thread whenever the connection has events.
-class X11InputRecorderService : public InputRecorderService {
+// Global input, read on the main thread whenever the input source has events.
+class BackendInputRecorderService : public InputRecorderService {
 public:
+    explicit BackendInputRecorderService(std::shared_ptr<SharedBackend> shared) : shared_(std::move(shared)) {}
+
     void start(const CGRectCodable& captureRegion, const std::filesystem::path& projectDirectory) override
     {
         stop();
-        source_ = std::make_unique<X11InputSource>();
+        {
+            const std::lock_guard lock(shared_->mutex);
+            source_ = shared_->backend->makeInputSource();
+        }
         recorder_ = std::make_unique<InputEventRecorder>(source_.get());
         const auto metadata = projectDirectory / ProjectFileManager::metadataFolderName;
         std::filesystem::create_directories(metadata);
@@ -119,7 +168,8 @@ public:
     }
 
 private:
-    std::unique_ptr<X11InputSource> source_;
+    std::shared_ptr<SharedBackend> shared_;
+    std::unique_ptr<InputSource> source_;
     std::unique_ptr<InputEventRecorder> recorder_;
     std::unique_ptr<EventJournal> journal_;
     std::unique_ptr<QSocketNotifier> notifier_;
@@ -137,11 +187,13 @@ public:
 
 AppCollaborators makePlatformCollaborators()
 {
+    auto shared = std::make_shared<SharedBackend>();
+    shared->backend = makeCaptureBackend(chooseCaptureBackend());
     AppCollaborators collaborators;
-    collaborators.permissions = std::make_unique<X11PermissionService>();
-    collaborators.sourceProvider = std::make_unique<X11SourceService>();
-    collaborators.recorder = std::make_unique<X11ScreenRecorderService>();
-    collaborators.inputRecorder = std::make_unique<X11InputRecorderService>();
+    collaborators.permissions = std::make_unique<BackendPermissionService>(shared);
+    collaborators.sourceProvider = std::make_unique<BackendSourceService>(shared);
+    collaborators.recorder = std::make_unique<BackendScreenRecorderService>(shared);
+    collaborators.inputRecorder = std::make_unique<BackendInputRecorderService>(shared);
     collaborators.exporter = std::make_unique<MovieExportService>();
     return collaborators;
 }

@@ -22,6 +22,17 @@ RecordingFlow::RecordingFlow(AppState& state, PermissionService& permissions, Pr
 {
 }
 
+namespace {
+
+// A movie whose pictures already show the pointer must not draw a second one.
+RenderSettings withoutDrawnCursor(RenderSettings settings, bool cursorInPicture)
+{
+    if (cursorInPicture) settings.showCursor = false;
+    return settings;
+}
+
+}  // namespace
+
 void RecordingFlow::start()
 {
     if (state_.isBusy()) return;
@@ -30,7 +41,7 @@ void RecordingFlow::start()
         return;
     }
     state_.setPermissionStatus(permissions_.currentStatus());
-    if (!state_.permissionStatus().allGranted()) {
+    if (!permissions_.recordingAllowed(state_.permissionStatus())) {
         state_.setStatusMessage("Missing permissions for recording.");
         state_.setRoute(Route::permissions);
         state_.setErrorMessage(state_.permissionStatus().missingPermissionMessage());
@@ -106,6 +117,8 @@ void RecordingFlow::finishStart(const std::optional<std::string>& failure)
         state_.setErrorMessage(failure);
         return;
     }
+    if (auto started = parts_.recorder->startedSource()) source_ = std::move(started);
+    cursorInPicture_ = parts_.recorder->cursorInPicture();
     try {
         parts_.inputRecorder->start(source_->region, *state_.projectDirectory());
     } catch (...) {
@@ -123,7 +136,9 @@ void RecordingFlow::finishStart(const std::optional<std::string>& failure)
     state_.setRecordingStartTime(parts_.wallClock());
     state_.setRecordingElapsed(0);
     state_.setRoute(Route::recording);
-    state_.setStatusMessage("Recording");
+    state_.setStatusMessage(cursorInPicture_ ? "Recording; the pointer is in the picture: automatic zooms need a "
+                                               "desktop that shares the pointer position (GNOME, KDE)"
+                                             : "Recording");
     startTimer();
     state_.setBusy(false);
     if (auto* shell = state_.desktopShell()) {
@@ -187,7 +202,7 @@ void RecordingFlow::stop()
     runOffMainThread(
         state_.workers(), &state_,
         [this, events = std::move(events), source = source_, directory = state_.projectDirectory(),
-         settings = state_.renderSettings(), audio = audioSettings_.value_or(AudioCaptureSettings{}),
+         settings = withoutDrawnCursor(state_.renderSettings(), cursorInPicture_), audio = audioSettings_.value_or(AudioCaptureSettings{}),
          now = parts_.wallClock]() {
             StopOutcome outcome;
             try {

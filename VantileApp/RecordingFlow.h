@@ -62,6 +62,7 @@ private:
     std::optional<CaptureSource> source_;
     std::optional<AudioCaptureSettings> audioSettings_;
     std::optional<std::filesystem::path> startingDirectory_;  // made for a start still under way
+    bool cursorInPicture_ = false;
     std::optional<std::string> captureFailure_;
 };
 

@@ -190,6 +190,7 @@ int runDemo(const std::vector<std::string>& arguments)
     request.sourceId = findAppWindow();
     request.audioSettings.mode = AudioCaptureMode::system;
     request.projectsRoot = root;
+    request.backend = CaptureBackendKind::x11;  // the demo records on its own X server
 
     std::atomic<bool> scriptDone = false;
     std::exception_ptr scriptError;

@@ -1,8 +1,7 @@
 #include "CommandLine.h"
 #include "Commands.h"
 
-#include "capture/CaptureSourceProvider.h"
-#include "capture/x11/X11SourceLister.h"
+#include "capture/CaptureBackend.h"
 #include "store/ProjectFileManager.h"
 
 #include <cstdio>
@@ -15,11 +14,12 @@ int runSources(const std::vector<std::string>& arguments)
 {
     const Arguments parsed(arguments, {}, {"--json"});
     parsed.expectPositionalCount(0);
-    X11SourceLister lister;
-    CaptureSourceProvider provider(lister);
-    const std::vector<CaptureSource> sources = provider.loadSources();
+    const auto backend = makeCaptureBackend(chooseCaptureBackend());
+    // Without a display server the lister would quietly fall back to nothing; say why instead.
+    backend->requireDisplayServer();
+    const std::vector<CaptureSource> sources = backend->loadSources();
     // The fallback's screens cannot be recorded; say why there is nothing better instead.
-    if (provider.fallbackReason()) throw std::runtime_error("Cannot list capture sources: " + *provider.fallbackReason());
+    if (const auto reason = backend->fallbackReason()) throw std::runtime_error("Cannot list capture sources: " + *reason);
     if (parsed.flag("--json")) {
         std::cout << ProjectFileManager::encodeDocument(Json(sources)) << "\n";
         return 0;

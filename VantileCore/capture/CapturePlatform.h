@@ -20,6 +20,13 @@ public:
     virtual std::unique_ptr<ScreenGrabber> openGrabber(const CaptureSource& source) = 0;
     virtual std::unique_ptr<AudioSource> openAudio(AudioSourceKind kind,
                                                    const std::optional<std::string>& deviceName) = 0;
+
+    // Settles the source before anything is written: where the system's own dialog makes the
+    // final choice, this asks it and returns the source with the region its stream really has.
+    // Throws RecordingError (screenShareCancelled when the user says no).
+    virtual CaptureSource prepare(const CaptureSource& source) { return source; }
+    // Whether the pointer is drawn into the captured pictures, so the movie must not draw another.
+    virtual bool cursorInPicture() const { return false; }
 };
 
 }  // namespace vantile

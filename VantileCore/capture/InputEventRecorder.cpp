@@ -60,8 +60,14 @@ CodablePoint InputEventRecorder::localPoint(const CodablePoint& global) const
 void InputEventRecorder::handle(const RawInput& input)
 {
     if (!timebase_) return;
-    const double time = timebase_->elapsedSeconds();
-    if (source_) lastPointerPoint_ = localPoint(source_->pointerLocation());
+    // Input noticed a little before the recording began still counts as its first instant.
+    const double time = input.time
+                            ? std::max(std::chrono::duration<double>(*input.time - timebase_->start()).count(), 0.0)
+                            : timebase_->elapsedSeconds();
+    if (input.location)
+        lastPointerPoint_ = localPoint(*input.location);
+    else if (source_)
+        lastPointerPoint_ = localPoint(source_->pointerLocation());
     const CodablePoint point = lastPointerPoint_;
 
     InputEvent event{.time = time, .x = point.x, .y = point.y};

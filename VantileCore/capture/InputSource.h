@@ -2,7 +2,9 @@
 
 #include "model/Geometry.h"
 
+#include <chrono>
 #include <functional>
+#include <optional>
 
 namespace vantile {
 
@@ -25,6 +27,11 @@ struct RawInput {
     Kind kind = Kind::mouseMoved;
     double scrollingDeltaX = 0;  // scrollWheel only; up and left are positive
     double scrollingDeltaY = 0;
+    // Monitors that learn when and where input happened (kernel timestamps, a pointer history)
+    // set these; otherwise the recorder takes the time of handling and asks the source where
+    // the pointer is. The location is in global screen coordinates.
+    std::optional<std::chrono::steady_clock::time_point> time;
+    std::optional<CodablePoint> location;
 
     bool operator==(const RawInput&) const = default;
 };

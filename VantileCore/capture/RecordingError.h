@@ -16,6 +16,7 @@ public:
         sourceUnavailable,
         writerSetupFailed,
         recoveryFailed,
+        screenShareCancelled,
     };
 
     static RecordingError captureStartFailed(const std::string& message)
@@ -39,6 +40,7 @@ public:
     {
         return {Kind::recoveryFailed, "Cannot recover " + directory + ": " + reason};
     }
+    static RecordingError screenShareCancelled() { return {Kind::screenShareCancelled, "已取消屏幕共享。"}; }
     static RecordingError writerSetupFailed() { return {Kind::writerSetupFailed, "Could not set up video writer."}; }
 
     Kind kind() const { return kind_; }

@@ -1,16 +1,11 @@
 #include "capture/RecordingRun.h"
 
-#include "capture/CaptureSourceProvider.h"
 #include "capture/EventJournal.h"
 #include "capture/InputEventRecorder.h"
-#include "capture/PermissionManager.h"
 #include "capture/RecordingError.h"
 #include "capture/RecordingFinisher.h"
 #include "capture/RecordingRecovery.h"
 #include "capture/ScreenRecorder.h"
-#include "capture/x11/X11CapturePlatform.h"
-#include "capture/x11/X11InputSource.h"
-#include "capture/x11/X11SourceLister.h"
 
 #include <poll.h>
 
@@ -26,12 +21,10 @@ RecordingRun::RecordingRun(RecordingRequest request, Progress progress)
     if (!progress_) progress_ = [](const std::string&) {};
 }
 
-CaptureSource RecordingRun::chooseSource() const
+CaptureSource RecordingRun::chooseSource(CaptureBackend& backend) const
 {
-    X11SourceLister lister(request_.displayName);
-    CaptureSourceProvider provider(lister);
-    const std::vector<CaptureSource> sources = provider.loadSources();
-    if (provider.fallbackReason()) throw std::runtime_error(*provider.fallbackReason());
+    const std::vector<CaptureSource> sources = backend.loadSources();
+    if (const auto reason = backend.fallbackReason()) throw std::runtime_error(*reason);
     if (!request_.sourceId) {
         if (sources.empty()) throw RecordingError::sourceUnavailable();
         return sources.front();
@@ -45,21 +38,32 @@ CaptureSource RecordingRun::chooseSource() const
 RecordingOutcome RecordingRun::run(const std::function<bool()>& stopRequested, const std::function<void()>& onStarted)
 {
     progress_("Loading capture sources");
-    // Fails early with the display server's own message when there is no X server.
-    X11InputSource input(request_.displayName);
-    const PermissionStatus permissions = PermissionManager(request_.displayName).currentStatus();
-    if (!permissions.allGranted()) throw std::runtime_error(permissions.missingPermissionMessage());
-    const CaptureSource source = chooseSource();
+    const auto backend = makeCaptureBackend(request_.backend.value_or(chooseCaptureBackend()), request_.displayName);
+    // Fails early with the display server's own message when there is none.
+    backend->requireDisplayServer();
+    const std::unique_ptr<InputSource> inputSource = backend->makeInputSource();
+    InputSource& input = *inputSource;
+    const PermissionStatus permissions = backend->permissions();
+    if (!backend->canRecord(permissions)) throw std::runtime_error(permissions.missingPermissionMessage());
+    for (const std::string& notice : backend->notices(permissions)) progress_(notice);
+    CapturePlatform& platform = backend->platform();
+    // Before the project directory exists, so a declined system dialog leaves nothing behind.
+    const CaptureSource source = platform.prepare(chooseSource(*backend));
+    RenderSettings renderSettings = request_.renderSettings;
+    if (platform.cursorInPicture()) {
+        renderSettings.showCursor = false;
+        progress_("The pointer is recorded in the picture: automatic zooms need a desktop that shares the pointer "
+                  "position (GNOME, KDE)");
+    }
 
     progress_("Starting recording");
     const ProjectFileManager projectFiles(request_.projectsRoot);
     std::optional<EventJournal> journal;
-    X11CapturePlatform platform(request_.displayName);
     ScreenRecorder recorder(platform);
     InputEventRecorder inputRecorder(&input);
     const std::filesystem::path directory = projectFiles.createProjectDirectory();
     try {
-        writeRecordingStart({source, request_.audioSettings, request_.renderSettings, std::chrono::system_clock::now()},
+        writeRecordingStart({source, request_.audioSettings, renderSettings, std::chrono::system_clock::now()},
                             directory);
         journal.emplace(directory / ProjectFileManager::metadataFolderName / EventJournal::fileName);
         recorder.start(source, directory / "raw.mov", request_.audioSettings);
@@ -101,7 +105,7 @@ RecordingOutcome RecordingRun::run(const std::function<bool()>& stopRequested, c
     const FocusPlanner planner;
     const CursorPathSmoother smoother;
     RecordingOutcome outcome;
-    outcome.project = RecordingFinisher(projectFiles, planner, smoother).finish(stopped, request_.renderSettings);
+    outcome.project = RecordingFinisher(projectFiles, planner, smoother).finish(stopped, renderSettings);
     outcome.projectDirectory = directory;
     outcome.captureFailure = captureFailure;
     outcome.statistics = recorder.statistics();

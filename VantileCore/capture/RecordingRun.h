@@ -1,5 +1,6 @@
 #pragma once
 
+#include "capture/CaptureBackend.h"
 #include "capture/CaptureStatistics.h"
 #include "model/AudioSettings.h"
 #include "model/CaptureSource.h"
@@ -18,6 +19,7 @@ struct RecordingRequest {
     std::optional<double> duration;       // absent: until stopRequested says so (at most maxDuration)
     std::optional<std::filesystem::path> projectsRoot;
     std::optional<std::string> displayName;  // absent: $DISPLAY
+    std::optional<CaptureBackendKind> backend;  // absent: chosen from the session
     RenderSettings renderSettings;
 
     static constexpr double maxDuration = 600;
@@ -31,7 +33,7 @@ struct RecordingOutcome {
     double wallSeconds = 0;
 };
 
-// One recording on X11 without a user interface: checks permissions, records the chosen
+// One recording without a user interface: checks permissions, records the chosen
 // source with its input until the duration, a stop request or a capture failure, then runs the
 // stop flow and saves the project. Input events are dispatched on the calling thread.
 class RecordingRun {
@@ -44,7 +46,7 @@ public:
     RecordingOutcome run(const std::function<bool()>& stopRequested, const std::function<void()>& onStarted = nullptr);
 
 private:
-    CaptureSource chooseSource() const;
+    CaptureSource chooseSource(CaptureBackend& backend) const;
 
     RecordingRequest request_;
     Progress progress_;

@@ -162,8 +162,16 @@ public:
         std::lock_guard lock(mutex);
         return captureFailure;
     }
+    std::optional<CaptureSource> startedSource() override
+    {
+        std::lock_guard lock(mutex);
+        return settledSource;
+    }
+    bool cursorInPicture() override { return pointerInPicture; }
 
     std::mutex mutex;
+    std::optional<CaptureSource> settledSource;  // what a system dialog would have made of the choice
+    bool pointerInPicture = false;
     std::optional<std::string> startFailure;
     std::optional<std::string> stopFailure;
     std::optional<std::string> captureFailure;

@@ -134,6 +134,28 @@ TEST(RecordingFlowTest, StopPlansSmoothsAndSavesTheProjectThenOpensThePreview)
     EXPECT_EQ(app.state->previewVideoURL(), directory / "raw.mov");
 }
 
+TEST(RecordingFlowTest, TheSourceAsCaptureSettledItMapsTheInputAndAPictureWithThePointerDrawsNoOther)
+{
+    AppFixture app;
+    app.input->events = sampleEvents();
+    // The system dialog picked a window twice the chosen width, recorded at its own size.
+    CaptureSource settled = sampleDisplay();
+    settled.region = {0, 0, 1600, 900};
+    app.recorder->settledSource = settled;
+    app.recorder->pointerInPicture = true;
+    ASSERT_TRUE(app.record());
+    EXPECT_EQ(app.input->startedRegion, settled.region);
+    EXPECT_NE(app.state->statusMessage().find("automatic zooms need"), std::string::npos);
+    app.clock.advance(6);
+    app.state->stopRecording();
+    ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
+
+    const RecordingProject& project = *app.state->currentProject();
+    EXPECT_EQ(project.events[30].x, 400);  // 400 points of the 1600-point window → 400 of 1600 pixels
+    EXPECT_EQ(project.capture.region, settled.region);
+    EXPECT_FALSE(project.renderSettings.showCursor);
+}
+
 TEST(RecordingFlowTest, FailedStopReturnsToThePickerAndKeepsTheEarlierProject)
 {
     AppFixture app;

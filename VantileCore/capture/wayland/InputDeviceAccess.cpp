@@ -1,0 +1,44 @@
+#include "capture/wayland/InputDeviceAccess.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace vantile {
+
+namespace {
+
+template <typename Predicate>
+bool anyEventEntry(const std::filesystem::path& directory, Predicate predicate)
+{
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(directory, error))
+        if (entry.path().filename().string().starts_with("event") && predicate(entry.path())) return true;
+    return false;
+}
+
+}  // namespace
+
+bool InputDeviceAccess::granted() const
+{
+    // Checked with the effective ids, as open() would be, without opening a device.
+    return anyEventEntry(inputDirectory_, [](const std::filesystem::path& path) {
+        return faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) == 0;
+    });
+}
+
+bool InputDeviceAccess::anyEventDevice() const
+{
+    return anyEventEntry(inputDirectory_, [](const std::filesystem::path&) { return true; });
+}
+
+std::string InputDeviceAccess::missingPermissionMessage() const
+{
+    const std::string where = inputDirectory_.string();
+    if (!anyEventDevice())
+        return "没有找到输入设备（" + where + "），点击、滚动和键入不会被记录，只记录指针移动。";
+    return "缺少“输入监控”权限：无法读取输入设备（" + where +
+           "），点击、滚动和键入不会被记录，只记录指针移动。请将当前用户加入 input 用户组"
+           "（sudo usermod -aG input $USER），然后注销并重新登录。";
+}
+
+}  // namespace vantile

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "capture/InputSource.h"
+#include "capture/wayland/EvdevDecoder.h"
+#include "capture/wayland/InputDevice.h"
+
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <vector>
+
+namespace vantile {
+
+// Every pointer and keyboard under an input directory (event* entries), including those that
+// appear while it is open, each decoded on its own.
+class InputDeviceSet {
+public:
+    InputDeviceSet(std::filesystem::path directory, InputDeviceOpener opener);
+    ~InputDeviceSet();
+
+    InputDeviceSet(const InputDeviceSet&) = delete;
+    InputDeviceSet& operator=(const InputDeviceSet&) = delete;
+
+    // Opens what can be read now and watches for more; what cannot be read is skipped.
+    void open();
+    void close();
+
+    // Readable while a device has records or the directory changed. Stays the same while open
+    // and closed in turn.
+    int fileDescriptor() const { return pollFd_; }
+
+    // The activity of every device since the last call, in time order.
+    std::vector<RawInput> readPending();
+
+    std::size_t openDeviceCount() const { return devices_.size(); }
+
+private:
+    struct OpenDevice {
+        std::unique_ptr<InputDevice> device;
+        EvdevDecoder decoder;
+    };
+
+    void openDevice(const std::string& name);
+    void closeDevice(const std::string& name);
+    void applyDirectoryChanges();
+
+    std::filesystem::path directory_;
+    InputDeviceOpener opener_;
+    int pollFd_ = -1;
+    int watchFd_ = -1;
+    std::map<std::string, OpenDevice> devices_;  // by entry name
+};
+
+}  // namespace vantile

@@ -1,0 +1,84 @@
+#include "capture/wayland/WaylandCaptureBackend.h"
+
+#include "capture/wayland/InputDeviceAccess.h"
+#include "capture/wayland/ScreenCastPortal.h"
+#include "capture/wayland/WaylandInputSource.h"
+#include "capture/wayland/WaylandOutputs.h"
+
+#include <cstdlib>
+
+namespace vantile {
+
+WaylandCaptureBackend::WaylandCaptureBackend()
+    : pointer_(std::make_shared<PointerTracker>()),
+      platform_(RestoreTokenStore(RestoreTokenStore::defaultDirectory([](const char* name) { return std::getenv(name); })),
+                [pointer = pointer_](CodablePoint global, std::chrono::steady_clock::time_point when) {
+                    pointer->update(global, when);
+                })
+{
+}
+
+void WaylandCaptureBackend::requireDisplayServer() { listWaylandOutputs(); }
+
+std::vector<CaptureSource> WaylandCaptureBackend::loadSources()
+{
+    std::vector<CaptureSource> sources;
+    std::vector<ListedDisplay> displays;
+    try {
+        displays = listWaylandOutputs();
+    } catch (const std::exception&) {
+        // Without the outputs the dialog still offers the screens.
+    }
+    if (displays.empty()) displays.push_back({.number = 1, .name = "Display 1", .frame = {}, .scaleFactor = 1});
+    for (const ListedDisplay& display : displays) {
+        const std::string number = std::to_string(display.number);
+        sources.push_back({
+            .id = "display-" + number,
+            .kind = CaptureSource::SourceKind::display,
+            .displayId = number,
+            .appName = "Display",
+            .title = display.name.empty() ? "Display " + number : display.name,
+            .region = display.frame,
+            .scaleFactor = display.scaleFactor,
+        });
+    }
+    // Wayland names no windows to other clients: the system dialog picks one, and its real size
+    // becomes known when the stream starts.
+    sources.push_back({
+        .id = WaylandCapturePlatform::dialogWindowSourceId,
+        .kind = CaptureSource::SourceKind::window,
+        .windowId = "dialog",
+        .appName = "系统对话框",
+        .title = dialogWindowTitle,
+        .region = displays.front().frame,
+        .scaleFactor = displays.front().scaleFactor,
+    });
+    return sources;
+}
+
+PermissionStatus WaylandCaptureBackend::permissions()
+{
+    PermissionStatus status;
+    try {
+        ScreenCastPortal portal;
+        status.screenRecordingGranted = portal.availableSourceTypes() != 0;
+        status.accessibilityGranted = (portal.availableCursorModes() & ScreenCastPortal::cursorMetadata) != 0;
+    } catch (const std::exception&) {
+        // No portal: nothing can be recorded.
+    }
+    status.inputMonitoringGranted = InputDeviceAccess().granted();
+    return status;
+}
+
+std::vector<std::string> WaylandCaptureBackend::notices(const PermissionStatus& status) const
+{
+    if (status.inputMonitoringGranted) return {};
+    return {InputDeviceAccess().missingPermissionMessage()};
+}
+
+std::unique_ptr<InputSource> WaylandCaptureBackend::makeInputSource()
+{
+    return std::make_unique<WaylandInputSource>(pointer_);
+}
+
+}  // namespace vantile

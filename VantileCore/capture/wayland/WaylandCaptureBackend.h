@@ -1,0 +1,34 @@
+#pragma once
+
+#include "capture/CaptureBackend.h"
+#include "capture/wayland/PointerTracker.h"
+#include "capture/wayland/WaylandCapturePlatform.h"
+
+#include <memory>
+
+namespace vantile {
+
+// A Wayland desktop: the system's screen-cast dialog picks the picture, the stream's cursor
+// metadata gives the pointer, the kernel's input devices give clicks, wheels and typing.
+class WaylandCaptureBackend : public CaptureBackend {
+public:
+    WaylandCaptureBackend();
+
+    CaptureBackendKind kind() const override { return CaptureBackendKind::wayland; }
+    void requireDisplayServer() override;
+    std::vector<CaptureSource> loadSources() override;
+    PermissionStatus permissions() override;
+    // The dialog itself asks for the screen; the rest only narrows what is recorded.
+    bool canRecord(const PermissionStatus& status) const override { return status.screenRecordingGranted; }
+    std::vector<std::string> notices(const PermissionStatus& status) const override;
+    std::unique_ptr<InputSource> makeInputSource() override;
+    CapturePlatform& platform() override { return platform_; }
+
+    static constexpr const char* dialogWindowTitle = "在系统对话框中选择的窗口";
+
+private:
+    std::shared_ptr<PointerTracker> pointer_;
+    WaylandCapturePlatform platform_;
+};
+
+}  // namespace vantile

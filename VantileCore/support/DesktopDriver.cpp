@@ -1,0 +1,85 @@
+#include "support/DesktopDriver.h"
+
+#include <stdexcept>
+#include <thread>
+
+namespace vantile {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// The dialog's first entry and buttons, from the middle of the monitor (it has a fixed size).
+constexpr int firstEntryX = -170;
+constexpr int firstEntryY = 26;
+constexpr int shareX = 212;
+constexpr int cancelX = -210;
+constexpr int buttonsY = -128;
+constexpr int bodyY = 80;
+
+}  // namespace
+
+DesktopDriver::DesktopDriver(HeadlessDesktop& desktop)
+    : input_(desktop.busAddress()),
+      screen_(desktop.openPipeWire(), input_.node(), nullptr)
+{
+    if (!screen_.waitForFirstPicture(10s)) throw std::runtime_error("the monitor stream shows nothing");
+}
+
+bool DesktopDriver::waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds timeout)
+{
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (std::chrono::steady_clock::now() < deadline) {
+        if (condition()) return true;
+        std::this_thread::sleep_for(50ms);
+    }
+    return condition();
+}
+
+const StreamPicture& DesktopDriver::picture()
+{
+    screen_.takeNewest(latest_);
+    return latest_;
+}
+
+ShownPixel DesktopDriver::pixel(int x, int y)
+{
+    const StreamPicture& shown = picture();
+    if (x < 0 || y < 0 || x >= shown.width || y >= shown.height) return {};
+    const std::uint8_t* bgrx = shown.pixels.data() + (std::size_t(y) * std::size_t(shown.width) + std::size_t(x)) * 4;
+    return {bgrx[2], bgrx[1], bgrx[0]};
+}
+
+long DesktopDriver::darkPixels()
+{
+    const StreamPicture& shown = picture();
+    constexpr std::size_t step = 16;
+    long dark = 0;
+    for (std::size_t offset = 0; offset + 3 < shown.pixels.size(); offset += 4 * step)
+        if (shown.pixels[offset] < 40 && shown.pixels[offset + 1] < 40 && shown.pixels[offset + 2] < 40) ++dark;
+    return dark * long(step);
+}
+
+bool DesktopDriver::dialogShown()
+{
+    const StreamPicture& shown = picture();
+    const ShownPixel body = pixel(shown.width / 2, shown.height / 2 + bodyY);
+    return body.red > 220 && body.green > 220 && body.blue > 220;
+}
+
+void DesktopDriver::answerDialog(bool share)
+{
+    if (!waitUntil([&] { return dialogShown(); }, 30s)) throw std::runtime_error("no screen-share dialog appeared");
+    const double middleX = picture().width / 2;
+    const double middleY = picture().height / 2;
+    if (share) {
+        input_.click(middleX + firstEntryX, middleY + firstEntryY);
+        std::this_thread::sleep_for(300ms);
+        input_.click(middleX + shareX, middleY + buttonsY);
+    } else {
+        input_.click(middleX + cancelX, middleY + buttonsY);
+    }
+    if (!waitUntil([&] { return !dialogShown(); }, 10s)) throw std::runtime_error("the screen-share dialog stayed open");
+}
+
+}  // namespace vantile

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "capture/wayland/PipeWireStream.h"
+#include "support/HeadlessDesktop.h"
+#include "support/RemoteDesktopSession.h"
+
+#include <chrono>
+#include <functional>
+
+namespace vantile {
+
+struct ShownPixel {
+    int red = 0;
+    int green = 0;
+    int blue = 0;
+};
+
+// Drives a headless desktop as a person would: watches its monitor (through a remote-desktop
+// session's own stream) and clicks, for instance through the screen-share dialog.
+class DesktopDriver {
+public:
+    // Throws when the session's monitor stream shows nothing.
+    explicit DesktopDriver(HeadlessDesktop& desktop);
+
+    RemoteDesktopSession& input() { return input_; }
+
+    // The newest picture of the monitor, B, G, R, X.
+    const StreamPicture& picture();
+    ShownPixel pixel(int x, int y);
+    // How many pixels of the monitor are near black (a terminal's background), from a sample.
+    long darkPixels();
+
+    // The screen-share dialog sits in the middle of the monitor, light on the dark desktop.
+    bool dialogShown();
+    // Picks the first entry of the dialog and shares it, or cancels; throws when no dialog comes.
+    void answerDialog(bool share);
+
+    static bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds timeout);
+
+private:
+    RemoteDesktopSession input_;
+    PipeWireStream screen_;
+    StreamPicture latest_;
+};
+
+}  // namespace vantile
