@@ -78,7 +78,8 @@ struct Rig {
                                   opened.push_back(path);
                                   return InputEventStream::open(path);
                               }};
-    RecordedInputStream::TimePoint epoch = microsecondNow();
+    // Input long past, so nothing waits for the pointer's latency unless a test wants it to.
+    RecordedInputStream::TimePoint epoch = microsecondNow() - 10s;
     std::vector<RawInput> received;
 
     void install()
@@ -123,6 +124,52 @@ TEST(WaylandInputSourceTest, ClicksTakeThePointerKnownAtTheirTimeAndMovesWhileHe
                                          rig.expected(Kind::leftMouseDragged, 0.40, {210, 160}),
                                          rig.expected(Kind::mouseMoved, 0.60, {220, 170})}));
     EXPECT_EQ(rig.source.pointerLocation(), (CodablePoint{220, 170}));
+}
+
+TEST(WaylandInputSourceTest, DeviceInputWaitsForThePointerPositionAtItsTimeButNotLongerThanTheLatency)
+{
+    Rig rig;
+    rig.epoch = microsecondNow();
+    PipeDevice mouse(rig.directory / "event0");
+    rig.install();
+    rig.move(10, 10, -1.0);
+
+    // Without news of the pointer, input is told once the latency has passed.
+    auto press = rig.stream();
+    press.at(0.2).press(BTN_LEFT, 1);
+    mouse.write(press);
+    rig.source.dispatchPending();
+    EXPECT_EQ(rig.received.size(), 1u);
+    // Nothing else stirs, so only the source's own timer can wake the caller's loop.
+    pollfd descriptor{rig.source.fileDescriptor(), POLLIN, 0};
+    ASSERT_EQ(poll(&descriptor, 1, 5000), 1);
+    rig.source.dispatchPending();
+    ASSERT_EQ(rig.received.size(), 2u);
+    EXPECT_GE(std::chrono::steady_clock::now(), press.timeAt(0.2) + WaylandInputSource::pointerLatency);
+    EXPECT_EQ(rig.received.back(), rig.expected(Kind::leftMouseDown, 0.2, {10, 10}));
+
+    // A click the kernel reports before the compositor has shared where the pointer went.
+    auto click = rig.stream();
+    click.at(2.0).press(BTN_RIGHT, 1);
+    mouse.write(click);
+    for (int round = 0; round < 3; ++round) rig.source.dispatchPending();
+    EXPECT_EQ(rig.received.size(), 2u);
+    rig.move(50, 50, 1.99);
+    rig.move(60, 60, 2.01);
+    ASSERT_TRUE(dispatchUntil(rig.source, [&] { return rig.received.size() == 5; }));
+    EXPECT_LT(std::chrono::steady_clock::now(), click.timeAt(2.0));  // told as soon as the position was known
+    EXPECT_EQ(std::vector(rig.received.begin() + 2, rig.received.end()),
+              (std::vector{rig.expected(Kind::leftMouseDragged, 1.99, {50, 50}),
+                           rig.expected(Kind::rightMouseDown, 2.0, {50, 50}),
+                           rig.expected(Kind::leftMouseDragged, 2.01, {60, 60})}));
+
+    // Removing the source tells what was still unread or waiting.
+    auto late = rig.stream();
+    late.at(60).press(BTN_LEFT, 0);
+    mouse.write(late);
+    rig.source.remove();
+    ASSERT_EQ(rig.received.size(), 6u);
+    EXPECT_EQ(rig.received.back(), rig.expected(Kind::leftMouseUp, 60, {60, 60}));
 }
 
 TEST(WaylandInputSourceTest, DevicesPluggedInWhileRecordingAreReadAndUnpluggedOnesDropped)
