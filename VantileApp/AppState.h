@@ -1,18 +1,14 @@
 #pragma once
 
 #include "AppServices.h"
-#include "capture/PermissionStatus.h"
+#include "QmlValues.h"
 #include "Route.h"
-#include "engine/CursorPathSmoother.h"
-#include "engine/FocusPlanner.h"
+#include "capture/PermissionStatus.h"
 #include "model/RecordingProject.h"
-#include "render/ProjectSettingsEditor.h"
-#include "store/ProjectFileManager.h"
 
 #include <QDateTime>
 #include <QObject>
 #include <QThreadPool>
-#include <QTimer>
 #include <QUrl>
 #include <QVariant>
 
@@ -26,6 +22,11 @@
 
 namespace vantile {
 
+class SourcesFlow;
+class RecordingFlow;
+class ProjectSession;
+class ExportFlow;
+
 // Everything AppState drives; handed over once at construction.
 struct AppCollaborators {
     std::unique_ptr<PermissionService> permissions;
@@ -38,9 +39,10 @@ struct AppCollaborators {
     std::chrono::milliseconds recordingTick{1000};
 };
 
-// The one controller of the application: it owns every capture, planning, storage and
-// export component, publishes the whole user-visible state and carries out every flow.
-// Lives on the main thread; slow steps run on its worker pool and resume here.
+// The state the screens bind to, and the entry point of every flow: sources, recording,
+// the open project's session and its export each live in a flow of their own, which
+// publishes through the setters here. Lives on the main thread; slow steps run on the
+// worker pool and resume here.
 class AppState : public QObject {
     Q_OBJECT
     Q_PROPERTY(QString route READ routeName WRITE setRouteName NOTIFY routeChanged)
@@ -58,7 +60,6 @@ class AppState : public QObject {
     Q_PROPERTY(double recordingElapsed READ recordingElapsed NOTIFY recordingElapsedChanged)
     Q_PROPERTY(QString recordingElapsedText READ recordingElapsedText NOTIFY recordingElapsedChanged)
     Q_PROPERTY(double recordingMaxDuration READ recordingMaxDuration NOTIFY recordingMaxDurationChanged)
-    Q_PROPERTY(bool previewIsPartial READ previewIsPartial NOTIFY previewIsPartialChanged)
     Q_PROPERTY(QString audioCaptureMode READ audioCaptureModeName WRITE setAudioCaptureModeName NOTIFY
                    audioCaptureModeChanged)
     Q_PROPERTY(QVariantList availableMicrophones READ availableMicrophonesValue NOTIFY availableMicrophonesChanged)
@@ -77,6 +78,9 @@ public:
 
     // Not owned; until set, window operations do nothing and showMainWindow() returns false.
     void setDesktopShell(DesktopShell* shell) { shell_ = shell; }
+    DesktopShell* desktopShell() const { return shell_; }
+    // Where the flows run their slow steps.
+    QThreadPool& workers() { return workers_; }
 
     // Published state.
     Route route() const { return route_; }
@@ -92,22 +96,34 @@ public:
     const std::optional<Timestamp>& recordingStartTime() const { return recordingStartTime_; }
     double recordingElapsed() const { return recordingElapsed_; }
     double recordingMaxDuration() const { return recordingMaxDuration_; }
-    bool previewIsPartial() const { return previewIsPartial_; }
     AudioCaptureMode audioCaptureMode() const { return audioCaptureMode_; }
     const std::vector<AudioInputDevice>& availableMicrophones() const { return availableMicrophones_; }
     const std::optional<std::string>& selectedMicrophoneDeviceID() const { return selectedMicrophoneDeviceID_; }
     double exportProgress() const { return exportProgress_; }
-    bool isExporting() const { return exportMonitor_ != nullptr; }
+    bool isExporting() const { return isExporting_; }
 
     std::optional<std::filesystem::path> previewVideoURL() const;
     std::string videoReferenceText() const;
 
-    // Setters the screens use.
+    // Setters of the published state, for the screens and the flows.
     void setRoute(Route route);
     void setSelectedSource(std::optional<CaptureSource> source);
     void setAudioCaptureMode(AudioCaptureMode mode);
     void setSelectedMicrophoneDeviceID(std::optional<std::string> id);
     void setRecordingMaxDuration(double seconds);
+    void setPermissionStatus(const PermissionStatus& status);
+    void setSources(std::vector<CaptureSource> sources);
+    void setCurrentProject(std::optional<RecordingProject> project);
+    void setProjectDirectory(std::optional<std::filesystem::path> directory);
+    void setBusy(bool busy);
+    void setStatusMessage(const std::string& message);
+    void setErrorMessage(std::optional<std::string> message);
+    void setRenderSettings(const RenderSettings& settings);
+    void setRecordingStartTime(std::optional<Timestamp> time);
+    void setRecordingElapsed(double seconds);
+    void setAvailableMicrophones(std::vector<AudioInputDevice> devices);
+    void setExportProgress(double fraction);
+    void setExporting(bool exporting);
 
     // Flows.
     Q_INVOKABLE void loadSources();
@@ -117,8 +133,6 @@ public:
     void updateAspectRatio(AspectRatio ratio);
     void updateResolutionPreset(ResolutionPreset preset);
     void applyRenderSettings(const RenderSettings& settings);
-    Q_INVOKABLE void rebuildFocusSegmentsForCurrentProject();
-    Q_INVOKABLE void rebuildCursorFramesForCurrentProject();
     Q_INVOKABLE void exportCurrentProject();
     Q_INVOKABLE void cancelExport();
     Q_INVOKABLE void revealExportInFinder();
@@ -131,7 +145,8 @@ public:
     Q_INVOKABLE void hideMainWindow();
 
     // The settings panel: one field changed by its raw name and value, handed on as the
-    // whole settings, with the re-plan after a zoom change and the re-smooth after an fps change.
+    // whole settings, with the re-plan after a zoom change and the re-smooth after an fps
+    // change. Ignored while an export runs, which renders the settings it started with.
     Q_INVOKABLE void changeRenderSetting(const QString& field, const QVariant& value);
     Q_INVOKABLE void updateAspectRatio(const QString& ratio);
     Q_INVOKABLE void updateResolutionPreset(const QString& preset);
@@ -143,10 +158,10 @@ public:
     Q_INVOKABLE void openMicrophoneSettings();
 
     // QML views of the published state.
-    QString routeName() const;
+    QString routeName() const { return QmlValues::text(routeTexts, route_); }
     void setRouteName(const QString& name);
-    QVariantMap permissionStatusValue() const;
-    QVariantList sourcesValue() const;
+    QVariantMap permissionStatusValue() const { return QmlValues::permissionStatus(permissionStatus_); }
+    QVariantList sourcesValue() const { return QmlValues::sources(sources_); }
     QString selectedSourceId() const;
     void selectSource(const QString& id);
     QVariantMap currentProjectValue() const;
@@ -154,12 +169,12 @@ public:
     QString projectDirectoryText() const;
     QString statusMessageText() const { return QString::fromStdString(statusMessage_); }
     QString errorMessageText() const { return QString::fromStdString(errorMessage_.value_or("")); }
-    QVariantMap renderSettingsValue() const;
-    QDateTime recordingStartTimeValue() const;
+    QVariantMap renderSettingsValue() const { return QmlValues::renderSettings(renderSettings_); }
+    QDateTime recordingStartTimeValue() const { return QmlValues::dateTime(recordingStartTime_); }
     QString recordingElapsedText() const;
-    QString audioCaptureModeName() const;
+    QString audioCaptureModeName() const { return QmlValues::text(audioCaptureModeTexts, audioCaptureMode_); }
     void setAudioCaptureModeName(const QString& name);
-    QVariantList availableMicrophonesValue() const;
+    QVariantList availableMicrophonesValue() const { return QmlValues::microphones(availableMicrophones_); }
     QString selectedMicrophoneDeviceIDText() const;
     void setSelectedMicrophoneDeviceIDText(const QString& id);
     QUrl previewVideoURLValue() const;
@@ -181,7 +196,6 @@ signals:
     void recordingStartTimeChanged();
     void recordingElapsedChanged();
     void recordingMaxDurationChanged();
-    void previewIsPartialChanged();
     void audioCaptureModeChanged();
     void availableMicrophonesChanged();
     void selectedMicrophoneDeviceIDChanged();
@@ -191,37 +205,7 @@ signals:
     void isExportingChanged();
 
 private:
-    std::optional<VideoInfo> currentVideo() const;
-    struct StopOutcome;
-
-    void setPermissionStatus(const PermissionStatus& status);
-    void setSources(std::vector<CaptureSource> sources);
-    void setCurrentProject(std::optional<RecordingProject> project);
-    void setProjectDirectory(std::optional<std::filesystem::path> directory);
-    void setBusy(bool busy);
-    void setStatusMessage(const std::string& message);
-    void setErrorMessage(std::optional<std::string> message);
-    void setRenderSettings(const RenderSettings& settings);
-    void setRecordingStartTime(std::optional<Timestamp> time);
-    void setRecordingElapsed(double seconds);
-    void setPreviewIsPartial(bool partial);
-    void setAvailableMicrophones(std::vector<AudioInputDevice> devices);
-    void setExportProgress(double fraction);
     void notifyDerivedTexts();
-
-    void beginCapture(const AudioCaptureSettings& audioSettings);
-    void finishStart(const AudioCaptureSettings& audioSettings, const std::optional<std::string>& failure);
-    void finishStop(StopOutcome outcome);
-    void startRecordingTimer();
-    void cancelRecordingTimer();
-    void recordingTimerTick();
-    void showRecordingStartedHint();
-    void dismissRecordingHint();
-    ProjectSettingsEditor settingsEditor() const;
-
-    // Runs `work` on the worker pool and `done` with its result back on the main thread.
-    template <typename Work, typename Done>
-    void runInBackground(Work work, Done done);
 
     Route route_ = Route::home;
     PermissionStatus permissionStatus_;
@@ -236,28 +220,20 @@ private:
     std::optional<Timestamp> recordingStartTime_;
     double recordingElapsed_ = 0;
     double recordingMaxDuration_ = 600;
-    bool previewIsPartial_ = false;
     AudioCaptureMode audioCaptureMode_ = AudioCaptureMode::none;
     std::vector<AudioInputDevice> availableMicrophones_;
     std::optional<std::string> selectedMicrophoneDeviceID_;
     double exportProgress_ = 0;
 
-    std::unique_ptr<QTimer> recordingTimerTask_;
+    bool isExporting_ = false;
+
     std::unique_ptr<PermissionService> permissions_;
-    std::unique_ptr<SourceService> sourceProvider_;
-    std::unique_ptr<ScreenRecorderService> recorder_;
-    std::unique_ptr<InputRecorderService> inputRecorder_;
-    ProjectFileManager projectFiles_;
-    FocusPlanner focusPlanner_;
-    CursorPathSmoother cursorSmoother_;
-    std::unique_ptr<ExportService> exporter_;
-    std::optional<AudioCaptureSettings> activeAudioSettings_;
-    std::optional<std::string> captureFailure_;
-    std::shared_ptr<ExportMonitor> exportMonitor_;
     DesktopShell* shell_ = nullptr;
-    std::function<Timestamp()> wallClock_;
-    std::chrono::milliseconds recordingTick_;
     QThreadPool workers_;
+    std::unique_ptr<ProjectSession> session_;
+    std::unique_ptr<SourcesFlow> sourcesFlow_;
+    std::unique_ptr<RecordingFlow> recordingFlow_;
+    std::unique_ptr<ExportFlow> exportFlow_;
 };
 
 }  // namespace vantile

@@ -3,9 +3,12 @@
 #include "FileManagerReveal.h"
 #include "RecordingHintPlacement.h"
 
+#include <QCoreApplication>
 #include <QCursor>
+#include <QEvent>
 #include <QGuiApplication>
 #include <QScreen>
+#include <QSystemTrayIcon>
 #include <QWindow>
 
 namespace vantile {
@@ -21,7 +24,55 @@ std::vector<QWindow*> mainWindows()
     return windows;
 }
 
+HintScreens currentScreens()
+{
+    HintScreens screens;
+    const auto allScreens = QGuiApplication::screens();
+    for (qsizetype index = 0; index < allScreens.size(); ++index) {
+        screens.availableAreas.push_back(allScreens[index]->availableGeometry());
+        screens.fullAreas.push_back(allScreens[index]->geometry());
+        if (allScreens[index] == QGuiApplication::screenAt(QCursor::pos())) screens.pointerScreen = index;
+        if (allScreens[index] == QGuiApplication::primaryScreen()) screens.primaryScreen = index;
+    }
+    return screens;
+}
+
+class CloseWatcher : public QObject {
+public:
+    CloseWatcher(QWindow* window, MainWindowShell::TrayProbe trayAvailable, std::function<void()> quit)
+        : window_(window), trayAvailable_(std::move(trayAvailable)), quit_(std::move(quit))
+    {
+        window->installEventFilter(this);
+    }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (watched == window_ && event->type() == QEvent::Close && !trayAvailable_()) {
+            // Queued, so the close finishes first; quitting while recording finishes the movie.
+            QMetaObject::invokeMethod(this, quit_, Qt::QueuedConnection);
+        }
+        return false;
+    }
+
+private:
+    QPointer<QWindow> window_;
+    MainWindowShell::TrayProbe trayAvailable_;
+    std::function<void()> quit_;
+};
+
 }  // namespace
+
+MainWindowShell::MainWindowShell()
+    : trayAvailable_([] { return QSystemTrayIcon::isSystemTrayAvailable(); }),
+      quit_([] { QCoreApplication::quit(); })
+{
+    // A tray that goes away while recording must not leave the user without a stop button.
+    trayCheck_.setInterval(trayCheckMilliseconds);
+    QObject::connect(&trayCheck_, &QTimer::timeout, [this] { showRecordingControlIfNoTray(); });
+}
+
+MainWindowShell::~MainWindowShell() = default;
 
 bool MainWindowShell::showMainWindow()
 {
@@ -40,20 +91,30 @@ void MainWindowShell::hideMainWindow()
     for (QWindow* window : mainWindows()) window->hide();
 }
 
+bool MainWindowShell::canPlaceWindows() const
+{
+    // Wayland lets no client choose where its windows go.
+    return !QGuiApplication::platformName().startsWith("wayland");
+}
+
 void MainWindowShell::showRecordingHint(const CaptureSource& recorded)
 {
     dismissRecordingHint();
-    HintScreens screens;
-    const auto allScreens = QGuiApplication::screens();
-    for (qsizetype index = 0; index < allScreens.size(); ++index) {
-        screens.availableAreas.push_back(allScreens[index]->availableGeometry());
-        screens.fullAreas.push_back(allScreens[index]->geometry());
-        if (allScreens[index] == QGuiApplication::screenAt(QCursor::pos())) screens.pointerScreen = index;
-        if (allScreens[index] == QGuiApplication::primaryScreen()) screens.primaryScreen = index;
+    recorded_ = recorded;
+    showRecordingControlIfNoTray();
+    trayCheck_.start();
+
+    const HintScreens screens = currentScreens();
+    const auto chosen = canPlaceWindows() ? chooseHintScreen(screens, recorded) : std::nullopt;
+    // Without a tray the recording control, placed where the panel would go, is the hint.
+    if (chosen && recordingControl_) return;
+    if (!chosen) {
+        // Nowhere to put the panel without it landing in the recording: the desktop says it.
+        if (notifier_) {
+            notifier_->notify(hintTitle, trayAvailable_() ? hintMessage : hintMessageWithoutTray, hintMilliseconds);
+        }
+        return;
     }
-    const auto chosen = chooseHintScreen(screens, recorded);
-    // Every screen is being recorded: no panel, the tray's tooltip says "Vantile 正在录制".
-    if (!chosen) return;
 
     recordingHintPanel_ = std::make_unique<RecordingHintPanel>();
     recordingHintPanel_->setGeometry(hintGeometry(screens.availableAreas[*chosen]));
@@ -71,6 +132,40 @@ void MainWindowShell::showRecordingHint(const CaptureSource& recorded)
     recordingHintTask_->start(hintMilliseconds);
 }
 
+void MainWindowShell::showRecordingControlIfNoTray()
+{
+    if (!recorded_ || recordingControl_ || trayAvailable_()) return;
+    recordingControl_ = std::make_unique<RecordingControlWindow>(canPlaceWindows());
+    recordingControl_->setElapsedText(elapsedText_);
+    QObject::connect(recordingControl_.get(), &RecordingControlWindow::stopRequested, [this] {
+        if (stopRecording_) stopRecording_();
+    });
+    if (canPlaceWindows()) {
+        recordingControl_->setGeometry(recordingControlGeometry(
+            currentScreens(), *recorded_,
+            QSize(RecordingControlWindow::controlWidth, RecordingControlWindow::controlHeight)));
+    }
+    recordingControl_->show();
+}
+
+void MainWindowShell::setRecordingElapsedText(const QString& text)
+{
+    elapsedText_ = text;
+    if (recordingControl_) recordingControl_->setElapsedText(text);
+}
+
+void MainWindowShell::endRecording()
+{
+    recorded_.reset();
+    trayCheck_.stop();
+    elapsedText_ = "00:00";
+    if (recordingControl_) {
+        recordingControl_->hide();
+        // Deleted later: the stop may come from the control's own button.
+        recordingControl_.release()->deleteLater();
+    }
+}
+
 void MainWindowShell::dismissRecordingHint()
 {
     recordingHintTask_.reset();
@@ -81,6 +176,21 @@ void MainWindowShell::dismissRecordingHint()
 void MainWindowShell::revealFile(const std::filesystem::path& file)
 {
     FileManagerReveal::reveal(file);
+}
+
+void MainWindowShell::quitWhenClosedWithoutTray(QWindow* mainWindow)
+{
+    closeWatcher_ =
+        mainWindow ? std::make_unique<CloseWatcher>(
+                                    mainWindow, [this] { return trayAvailable_(); }, [this] { quit_(); })
+                              : nullptr;
+}
+
+void MainWindowShell::announceExport(const std::filesystem::path& movie)
+{
+    if (!notifier_) return;
+    notifier_->notifyWithAction("导出完成", QString::fromStdString(movie.filename().string()), "在文件管理器中显示",
+                                [this, movie] { revealFile(movie); });
 }
 
 }  // namespace vantile

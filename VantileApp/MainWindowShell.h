@@ -1,6 +1,8 @@
 #pragma once
 
 #include "AppServices.h"
+#include "DesktopNotifier.h"
+#include "RecordingControlWindow.h"
 #include "RecordingHintPanel.h"
 
 #include <QPointer>
@@ -8,27 +10,66 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
+
+class QWindow;
 
 namespace vantile {
 
 // The windows around the controller: the main window titled "Vantile", the recording hint
-// and the file manager.
+// (a placed panel, or a desktop notification where it cannot be placed away from the
+// recording), the recording control for desktops without a tray, and the file manager.
 class MainWindowShell : public DesktopShell {
 public:
+    using TrayProbe = std::function<bool()>;
+
+    MainWindowShell();
+    ~MainWindowShell() override;
+
     bool showMainWindow() override;
     void hideMainWindow() override;
     void showRecordingHint(const CaptureSource& recorded) override;
     void dismissRecordingHint() override;
     void revealFile(const std::filesystem::path& file) override;
 
+    // What the recording control's 停止 does; the same as the tray menu's stop.
+    void setStopRecordingAction(std::function<void()> action) { stopRecording_ = std::move(action); }
+    void setTrayProbe(TrayProbe probe) { trayAvailable_ = std::move(probe); }
+    void setQuitAction(std::function<void()> quit) { quit_ = std::move(quit); }
+    void setNotifier(DesktopNotifier* notifier) { notifier_ = notifier; }
+    void setRecordingElapsedText(const QString& text);
+    // The recording is over: the recording control goes away.
+    void endRecording();
+    // Without a tray nothing would be left to reopen a closed main window, so closing it quits.
+    void quitWhenClosedWithoutTray(QWindow* mainWindow);
+    // A finished export offers to reveal the movie.
+    void announceExport(const std::filesystem::path& movie);
+
     static constexpr const char* mainWindowTitle = "Vantile";
     static constexpr int hintMilliseconds = 4000;
+    static constexpr int trayCheckMilliseconds = 1000;
+    static constexpr const char* hintTitle = "正在录制";
+    static constexpr const char* hintMessage = "主窗口已隐藏，可从菜单栏 Vantile 图标停止或打开。";
+    static constexpr const char* hintMessageWithoutTray = "主窗口已隐藏，可从 Vantile 录制控制条停止。";
 
     const RecordingHintPanel* recordingHintPanel() const { return recordingHintPanel_.get(); }
+    RecordingControlWindow* recordingControl() const { return recordingControl_.get(); }
 
 private:
+    bool canPlaceWindows() const;
+    void showRecordingControlIfNoTray();
+
+    TrayProbe trayAvailable_;
+    std::function<void()> stopRecording_;
+    std::function<void()> quit_;
+    QPointer<DesktopNotifier> notifier_;
     std::unique_ptr<RecordingHintPanel> recordingHintPanel_;
     std::unique_ptr<QTimer> recordingHintTask_;
+    std::unique_ptr<RecordingControlWindow> recordingControl_;
+    std::optional<CaptureSource> recorded_;
+    QString elapsedText_ = "00:00";
+    QTimer trayCheck_;
+    std::unique_ptr<QObject> closeWatcher_;
 };
 
 }  // namespace vantile

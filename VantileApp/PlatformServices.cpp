@@ -11,6 +11,7 @@
 #include "capture/x11/X11InputSource.h"
 #include "capture/x11/X11SourceLister.h"
 #include "render/ExportManager.h"
+#include "store/ProjectFileManager.h"
 
 #include <QSocketNotifier>
 

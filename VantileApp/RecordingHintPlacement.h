@@ -27,6 +27,11 @@ std::optional<std::size_t> chooseHintScreen(const HintScreens& screens, const Ca
 // Top right of the area: 14 from the right and 12 from the top edge.
 QRect hintGeometry(const QRect& availableArea);
 
+// Where the recording control goes. Without a tray it is the only way to stop, so it always
+// gets a place: on a screen outside a recorded display when there is one (else in a corner of
+// the recorded one, where it shows in the movie), and beside, never over, a recorded window.
+QRect recordingControlGeometry(const HintScreens& screens, const CaptureSource& recorded, QSize size);
+
 inline constexpr int hintWidth = 360;
 inline constexpr int hintHeight = 74;
 

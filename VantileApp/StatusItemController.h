@@ -26,9 +26,11 @@ public:
     QSystemTrayIcon* statusItem() const { return statusItem_.get(); }
     QMenu* menu() const { return menu_.get(); }
 
+    // Stops the recording and brings the main window back once the stop flow is over.
+    void stopRecordingAndOpen();
+
 private:
     void rebuildMenu(bool isRecording);
-    void stopRecordingAndOpen();
 
     std::unique_ptr<QSystemTrayIcon> statusItem_;
     QPointer<AppState> appState_;

@@ -1,4 +1,5 @@
 #include "AppState.h"
+#include "DesktopNotifier.h"
 #include "MainWindowLoader.h"
 #include "MainWindowShell.h"
 #include "PlatformServices.h"
@@ -6,6 +7,8 @@
 #include "StatusItemController.h"
 
 #include <QApplication>
+#include <QFileInfo>
+#include <QQuickWindow>
 #include <QTimer>
 
 #include <cstdio>
@@ -24,11 +27,14 @@ int main(int argc, char** argv)
     application.setApplicationName("Vantile");
     application.setDesktopFileName("app.vantile.Vantile");
     application.setWindowIcon(QIcon(":/resources/vantile.svg"));
-    // Closing the main window keeps the application and its tray icon running.
+    // Closing the main window keeps the application and its tray icon running; without a
+    // tray the shell quits instead.
     application.setQuitOnLastWindowClosed(false);
 
     AppState appState(makePlatformCollaborators());
+    DesktopNotifier notifier;
     MainWindowShell shell;
+    shell.setNotifier(&notifier);
     appState.setDesktopShell(&shell);
 
     const QStringList arguments = application.arguments();
@@ -40,15 +46,39 @@ int main(int argc, char** argv)
         return 1;
     }
 
+    const auto watchMainWindow = [&] {
+        const auto roots = engine ? engine->rootObjects() : QList<QObject*>{};
+        shell.quitWhenClosedWithoutTray(roots.isEmpty() ? nullptr : qobject_cast<QQuickWindow*>(roots.first()));
+    };
+    watchMainWindow();
+
     StatusItemController statusItem;
     std::function<void()> openMainWindow;
     openMainWindow = [&] {
         if (appState.showMainWindow()) return;
         // The window is gone: open a new one and bring it to front once it exists.
         engine = loadMainWindow(appState);
+        watchMainWindow();
         QTimer::singleShot(0, &appState, [&] { appState.showMainWindow(); });
     };
     statusItem.configure(&appState, openMainWindow);
+    shell.setStopRecordingAction([&] { statusItem.stopRecordingAndOpen(); });
+    QObject::connect(&appState, &AppState::recordingElapsedChanged, &appState,
+                     [&] { shell.setRecordingElapsedText(appState.recordingElapsedText()); });
+    QObject::connect(&appState, &AppState::routeChanged, &appState, [&] {
+        if (appState.route() != Route::recording) shell.endRecording();
+    });
+    // A finished export is announced once per new movie; a cancelled or failed one leaves
+    // the file as it was.
+    QDateTime exportStartedWith;
+    QObject::connect(&appState, &AppState::isExportingChanged, &appState, [&] {
+        const QFileInfo movie(appState.exportedFilePath());
+        if (appState.isExporting()) {
+            exportStartedWith = movie.exists() ? movie.lastModified() : QDateTime();
+        } else if (movie.exists() && movie.lastModified() != exportStartedWith) {
+            shell.announceExport(movie.absoluteFilePath().toStdString());
+        }
+    });
 
     QObject::connect(&application, &QCoreApplication::aboutToQuit, &appState, [&] { appState.shutdown(); });
     return application.exec();

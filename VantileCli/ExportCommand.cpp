@@ -3,7 +3,7 @@
 #include "ProgressBar.h"
 
 #include "render/ExportManager.h"
-#include "render/FfmpegHandles.h"
+#include "media/FfmpegHandles.h"
 #include "render/ProjectSettingsEditor.h"
 #include "render/RenderError.h"
 

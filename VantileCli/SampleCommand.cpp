@@ -1,7 +1,7 @@
 #include "CommandLine.h"
 #include "Commands.h"
 
-#include "render/FfmpegHandles.h"
+#include "media/FfmpegHandles.h"
 #include "sample/SampleProjectWriter.h"
 
 #include <QGuiApplication>

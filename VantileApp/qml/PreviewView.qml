@@ -185,8 +185,11 @@ Item {
             color: Theme.panel
             border.color: Theme.border
             PreviewSettingsPanel {
+                objectName: "previewSettingsPanel"
                 anchors.fill: parent
                 anchors.margins: 18
+                // An export renders the settings it started with.
+                enabled: !appState.isBusy
             }
         }
     }

@@ -3,7 +3,7 @@
 #include "capture/AudioSource.h"
 #include "capture/RecordingError.h"
 
-#include "render/FfmpegHandles.h"
+#include "media/FfmpegHandles.h"
 
 extern "C" {
 #include <libavutil/opt.h>

@@ -1,7 +1,7 @@
 #include "capture/ScreenCaptureSession.h"
 
+#include "capture/PlaceholderMovie.h"
 #include "capture/RecordingError.h"
-#include "render/PlaceholderMovie.h"
 
 #include <libyuv/convert.h>
 #include <libyuv/scale_argb.h>
@@ -281,7 +281,7 @@ RecordingResult ScreenCaptureSession::stop()
         writer_.reset();
         // Nothing was captured: a placeholder of the recording's length keeps the project playable.
         if (encoded == 0)
-            PlaceholderMovie::write(outputURL_, width_, height_, std::max(wall, 1.0), RawMovieWriter::fps);
+            PlaceholderMovie::write(outputURL_, width_, height_, std::max(wall, 1.0));
     } catch (const RecordingError&) {
         throw;
     } catch (const std::exception& error) {

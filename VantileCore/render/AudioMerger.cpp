@@ -1,8 +1,10 @@
 #include "render/AudioMerger.h"
 
-#include "render/FfmpegHandles.h"
+#include "media/FfmpegHandles.h"
+#include "render/FfmpegCheck.h"
 #include "render/MovieWriter.h"
 #include "render/VideoFileWriter.h"
+#include "render/RenderError.h"
 
 #include <cmath>
 #include <vector>

@@ -1,6 +1,7 @@
 #include "render/ImageConversion.h"
 
-#include "render/FfmpegHandles.h"
+#include "media/FfmpegHandles.h"
+#include "render/RenderError.h"
 
 #include <libyuv/convert_argb.h>
 #include <libyuv/convert_from_argb.h>

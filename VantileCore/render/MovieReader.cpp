@@ -1,4 +1,5 @@
 #include "render/MovieReader.h"
+#include "render/RenderError.h"
 
 #include <cmath>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "render/FfmpegHandles.h"
+#include "media/FfmpegHandles.h"
 
 #include <filesystem>
 

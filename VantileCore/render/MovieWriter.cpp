@@ -1,6 +1,7 @@
 #include "render/MovieWriter.h"
 
 #include "render/ImageConversion.h"
+#include "render/RenderError.h"
 
 extern "C" {
 #include <libavutil/channel_layout.h>

@@ -16,6 +16,10 @@ ProjectSettingsEditor::ProjectSettingsEditor(RecordingProject project, std::file
 
 void ProjectSettingsEditor::saveQuietly() const
 {
+    if (saveProject_) {
+        saveProject_(project_, directory_);
+        return;
+    }
     try {
         files_.saveProject(project_, directory_);
     } catch (const std::exception&) {
@@ -102,7 +106,11 @@ void ProjectSettingsEditor::recordExport(const std::filesystem::path& outputURL)
     // exported elsewhere by its full path.
     updated.exportVideoPath = absoluteOutput.parent_path() == absoluteDirectory ? absoluteOutput.filename().string()
                                                                                  : absoluteOutput.string();
-    files_.saveProject(updated, directory_);
+    if (saveProject_) {
+        saveProject_(updated, directory_);
+    } else {
+        files_.saveProject(updated, directory_);
+    }
     project_ = std::move(updated);
 }
 

@@ -4,6 +4,7 @@
 #include "store/ProjectFileManager.h"
 
 #include <filesystem>
+#include <functional>
 
 namespace vantile {
 
@@ -15,6 +16,12 @@ class ProjectSettingsEditor {
 public:
     // The current settings start as the project's own.
     ProjectSettingsEditor(RecordingProject project, std::filesystem::path directory, ProjectFileManager files);
+
+    // How the project reaches the disk. By default it is written at once; a failed write of a
+    // settings change is ignored and one of a recorded export throws. The application hands
+    // the writes to a background saver instead.
+    using SaveProject = std::function<void(const RecordingProject&, const std::filesystem::path&)>;
+    void setSaveProject(SaveProject save) { saveProject_ = std::move(save); }
 
     const RecordingProject& project() const { return project_; }
     const RenderSettings& renderSettings() const { return renderSettings_; }
@@ -35,7 +42,7 @@ public:
     std::filesystem::path rawVideoURL() const;
     std::filesystem::path defaultExportURL() const { return directory_ / "export.mp4"; }
     RenderJob makeExportJob(const std::filesystem::path& outputURL) const;
-    // Remembers a finished export in the project and saves it; a failed save throws.
+    // Remembers a finished export in the project and saves it; a failed direct save throws.
     void recordExport(const std::filesystem::path& outputURL);
 
 private:
@@ -45,6 +52,7 @@ private:
     std::filesystem::path directory_;
     ProjectFileManager files_;
     RenderSettings renderSettings_;
+    SaveProject saveProject_;
 };
 
 }  // namespace vantile

@@ -7,6 +7,7 @@
 #include "render/MovieWriter.h"
 #include "render/RenderFrameQueue.h"
 #include "render/SourceFrameProvider.h"
+#include "render/RenderError.h"
 
 #include <cmath>
 #include <cstdio>

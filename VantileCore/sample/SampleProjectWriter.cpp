@@ -4,6 +4,7 @@
 #include "engine/FocusPlanner.h"
 #include "render/ImageConversion.h"
 #include "render/MovieWriter.h"
+#include "render/RenderError.h"
 #include "sample/SampleScreenPainter.h"
 #include "store/ProjectFileManager.h"
 

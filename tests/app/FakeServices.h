@@ -286,6 +286,32 @@ inline CaptureSource sampleWindow(const std::string& id = "window-7")
     return source;
 }
 
+// Moves, a click and a typing burst inside the sample display's region.
+inline std::vector<InputEvent> sampleEvents()
+{
+    std::vector<InputEvent> events;
+    for (int i = 0; i < 30; ++i) events.push_back({0.1 * i, InputEvent::EventType::mouseMove, 10.0 * i, 5.0 * i, {}, {}, {}});
+    events.push_back({3.0, InputEvent::EventType::leftMouseDown, 400, 200, {}, {}, "left"});
+    events.push_back({3.1, InputEvent::EventType::leftMouseUp, 400, 200, {}, {}, "left"});
+    events.push_back({4.0, InputEvent::EventType::typingActivityStart, 400, 200, {}, {}, {}});
+    events.push_back({5.0, InputEvent::EventType::typingActivityEnd, 400, 200, {}, {}, {}});
+    return events;
+}
+
+// Records every value a published text takes, in order.
+struct TextTrail {
+    std::vector<std::string> statuses;
+    std::vector<std::string> routes;
+    std::vector<bool> busy;
+
+    explicit TextTrail(AppState& state)
+    {
+        QObject::connect(&state, &AppState::statusMessageChanged, [&] { statuses.push_back(state.statusMessage()); });
+        QObject::connect(&state, &AppState::routeChanged, [&] { routes.push_back(state.routeName().toStdString()); });
+        QObject::connect(&state, &AppState::isBusyChanged, [&] { busy.push_back(state.isBusy()); });
+    }
+};
+
 // Pumps the main thread's events until `condition` holds or the time is up.
 template <typename Condition>
 bool waitFor(Condition condition, int milliseconds = 5000)

@@ -1,5 +1,5 @@
 #include "render/CropScaler.h"
-#include "render/FfmpegHandles.h"
+#include "media/FfmpegHandles.h"
 #include "render/ImageConversion.h"
 
 #include <gtest/gtest.h>

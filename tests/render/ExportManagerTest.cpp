@@ -2,7 +2,6 @@
 
 #include "render/CompositorGeometry.h"
 #include "render/ExportManager.h"
-#include "render/PlaceholderMovie.h"
 #include "render/RenderError.h"
 #include "render/VideoFileWriter.h"
 
@@ -242,22 +241,6 @@ TEST(ExportManagerTest, FullDiskFailsCleanly)
         EXPECT_NE(std::string(error.what()).find("No space left"), std::string::npos) << error.what();
     }
     EXPECT_TRUE(std::filesystem::is_empty(disk));
-}
-
-TEST(ExportManagerTest, PlaceholderMovieHasTheRequestedShape)
-{
-    TemporaryDirectory directory;
-    const auto path = directory.path() / "placeholder.mov";
-    writeFile(path, "old");
-    PlaceholderMovie::write(path, 320, 240, 0.5, 30, "ignored");
-    const Json movie = test::probe(path);
-    ASSERT_EQ(movie["streams"].size(), 1U);
-    EXPECT_EQ(movie["streams"][0]["width"], 320);
-    EXPECT_EQ(movie["streams"][0]["height"], 240);
-    EXPECT_EQ(test::countVideoFrames(path), 15);
-    const QImage frame = test::decodeFrame(path, 0);
-    EXPECT_TRUE(test::near(frame.pixelColor(20, 20), QColor(16, 24, 39), 4)) << test::describe(frame.pixelColor(20, 20));
-    EXPECT_TRUE(test::near(frame.pixelColor(60, 180), QColor(37, 48, 68), 6)) << test::describe(frame.pixelColor(60, 180));
 }
 
 }  // namespace

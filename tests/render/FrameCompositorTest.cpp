@@ -1,6 +1,6 @@
 #include "RenderTestSupport.h"
 
-#include "render/FfmpegHandles.h"
+#include "media/FfmpegHandles.h"
 #include "render/FrameCompositor.h"
 #include "render/ImageConversion.h"
 

@@ -1,4 +1,6 @@
-#include "render/FfmpegHandles.h"
+#include "media/FfmpegHandles.h"
+
+#include <new>
 
 namespace vantile {
 
@@ -9,23 +11,17 @@ std::string averrorText(int code)
     return text;
 }
 
-int checkAv(int code, const std::string& step)
-{
-    if (code < 0) throw RenderError(RenderError::Kind::media, step + ": " + averrorText(code));
-    return code;
-}
-
 FrameHandle allocateFrame()
 {
     FrameHandle frame(av_frame_alloc());
-    if (!frame) throw RenderError::pixelBufferCreationFailed();
+    if (!frame) throw std::bad_alloc();
     return frame;
 }
 
 PacketHandle allocatePacket()
 {
     PacketHandle packet(av_packet_alloc());
-    if (!packet) throw RenderError::writerFailed();
+    if (!packet) throw std::bad_alloc();
     return packet;
 }
 
@@ -35,13 +31,9 @@ FrameHandle allocateFrame(AVPixelFormat format, int width, int height)
     frame->format = format;
     frame->width = width;
     frame->height = height;
-    if (av_frame_get_buffer(frame.get(), 0) < 0) throw RenderError::pixelBufferCreationFailed();
+    if (av_frame_get_buffer(frame.get(), 0) < 0) throw std::bad_alloc();
     return frame;
 }
-
-}  // namespace vantile
-
-namespace vantile {
 
 void quietMediaLibraryLogs()
 {

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "render/RenderError.h"
-
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
@@ -49,17 +47,11 @@ using OutputFormatHandle = std::unique_ptr<AVFormatContext, OutputFormatDeleter>
 // av_strerror's text for an AVERROR code.
 std::string averrorText(int code);
 
-// Throws RenderError(media) "<step>: <reason>" when `code` is negative; returns it otherwise.
-int checkAv(int code, const std::string& step);
-
+// Allocation failures throw std::bad_alloc.
 FrameHandle allocateFrame();
 PacketHandle allocatePacket();
 // A frame with its own buffers of the given format and size.
 FrameHandle allocateFrame(AVPixelFormat format, int width, int height);
-
-}  // namespace vantile
-
-namespace vantile {
 
 // FFmpeg prints encoder statistics and notices on stderr by default; command-line tools keep
 // only real errors.

@@ -1,0 +1,108 @@
+#include "ProjectSession.h"
+
+#include "AppState.h"
+#include "MainThreadResume.h"
+
+namespace vantile {
+
+ProjectSession::ProjectSession(AppState& state, const ProjectFileManager& files)
+    : state_(state),
+      files_(files),
+      saver_([files](const RecordingProject& project, const std::filesystem::path& directory) {
+          files.saveProject(project, directory);
+      })
+{
+    QObject::connect(&saver_, &ProjectSaver::saveFailed, &state_,
+                     [this](const QString& message) { state_.setErrorMessage(message.toStdString()); });
+}
+
+void ProjectSession::open(RecordingProject project, const std::filesystem::path& directory)
+{
+    editor_.emplace(std::move(project), directory, files_);
+    editor_->setSaveProject([this](const RecordingProject& saved, const std::filesystem::path& where) {
+        saver_.save(saved, where);
+    });
+    state_.setProjectDirectory(directory);
+    state_.setRenderSettings(editor_->renderSettings());
+    state_.setCurrentProject(editor_->project());
+}
+
+void ProjectSession::openFromDisk(const std::filesystem::path& directory)
+{
+    if (state_.isBusy() || state_.route() == Route::recording) return;
+    try {
+        open(files_.loadProject(directory), directory);
+        state_.setStatusMessage("Ready");
+        state_.setRoute(Route::preview);
+    } catch (...) {
+        state_.setErrorMessage(describeError(std::current_exception()));
+    }
+}
+
+bool ProjectSession::editable() const { return !state_.isExporting(); }
+
+void ProjectSession::publish()
+{
+    state_.setRenderSettings(editor_->renderSettings());
+    state_.setCurrentProject(editor_->project());
+}
+
+void ProjectSession::edit(const std::function<void(ProjectSettingsEditor&)>& withProject,
+                          const std::function<void(RenderSettings&)>& withoutProject)
+{
+    if (!editable()) return;
+    if (editor_) {
+        withProject(*editor_);
+        publish();
+        return;
+    }
+    RenderSettings settings = state_.renderSettings();
+    withoutProject(settings);
+    state_.setRenderSettings(settings);
+}
+
+void ProjectSession::applyRenderSettings(const RenderSettings& settings)
+{
+    edit([&](ProjectSettingsEditor& editor) { editor.applyRenderSettings(settings); },
+         [&](RenderSettings& alone) { alone = settings; });
+}
+
+// Before the first recording the preset alone sizes the output.
+void ProjectSession::updateAspectRatio(AspectRatio ratio)
+{
+    edit([&](ProjectSettingsEditor& editor) { editor.updateAspectRatio(ratio); },
+         [&](RenderSettings& alone) {
+             alone.aspectRatio = ratio;
+             alone = alone.sizedFor(std::nullopt);
+         });
+}
+
+void ProjectSession::updateResolutionPreset(ResolutionPreset preset)
+{
+    edit([&](ProjectSettingsEditor& editor) { editor.updateResolutionPreset(preset); },
+         [&](RenderSettings& alone) {
+             alone.resolutionPreset = preset;
+             alone = alone.sizedFor(std::nullopt);
+         });
+}
+
+void ProjectSession::changeZoomIntensity(ZoomIntensity intensity)
+{
+    edit([&](ProjectSettingsEditor& editor) { editor.changeZoomIntensity(intensity); },
+         [&](RenderSettings& alone) { alone.zoomIntensity = intensity; });
+}
+
+void ProjectSession::changeFps(std::int64_t fps)
+{
+    edit([&](ProjectSettingsEditor& editor) { editor.changeFps(fps); }, [&](RenderSettings& alone) { alone.fps = fps; });
+}
+
+RenderJob ProjectSession::exportJob() const { return editor_->makeExportJob(editor_->defaultExportURL()); }
+
+void ProjectSession::recordExport(const std::filesystem::path& outputURL)
+{
+    editor_->recordExport(outputURL);
+    state_.setCurrentProject(editor_->project());
+}
+
+}  // namespace vantile

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "ProjectSaver.h"
+#include "model/RecordingProject.h"
+#include "render/ProjectSettingsEditor.h"
+#include "store/ProjectFileManager.h"
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+
+namespace vantile {
+
+class AppState;
+
+// The open project: every edit goes through one ProjectSettingsEditor, the same the CLI
+// uses, and every save through a background saver, in order. Settings changed before any
+// project is open are kept for the next recording.
+class ProjectSession {
+public:
+    ProjectSession(AppState& state, const ProjectFileManager& files);
+
+    bool hasProject() const { return editor_.has_value(); }
+    // Publishes `project` of `directory` as the open project with its own settings.
+    void open(RecordingProject project, const std::filesystem::path& directory);
+    // `vantile DIR`: loads an earlier recording into the preview.
+    void openFromDisk(const std::filesystem::path& directory);
+
+    void applyRenderSettings(const RenderSettings& settings);
+    void updateAspectRatio(AspectRatio ratio);
+    void updateResolutionPreset(ResolutionPreset preset);
+    void changeZoomIntensity(ZoomIntensity intensity);
+    void changeFps(std::int64_t fps);
+
+    // Only with an open project.
+    RenderJob exportJob() const;
+    void recordExport(const std::filesystem::path& outputURL);
+
+    void waitUntilSaved() { saver_.waitUntilSaved(); }
+
+private:
+    // Edits wait while an export renders the settings it started with.
+    bool editable() const;
+    void edit(const std::function<void(ProjectSettingsEditor&)>& withProject,
+              const std::function<void(RenderSettings&)>& withoutProject);
+    void publish();
+
+    AppState& state_;
+    ProjectFileManager files_;
+    ProjectSaver saver_;
+    std::optional<ProjectSettingsEditor> editor_;
+};
+
+}  // namespace vantile

@@ -1,0 +1,130 @@
+#include "QmlValues.h"
+
+namespace vantile::QmlValues {
+
+QVariantMap permissionStatus(const PermissionStatus& status)
+{
+    return {
+        {"screenRecordingGranted", status.screenRecordingGranted},
+        {"accessibilityGranted", status.accessibilityGranted},
+        {"inputMonitoringGranted", status.inputMonitoringGranted},
+        {"allGranted", status.allGranted()},
+        {"missingPermissionMessage", QString::fromStdString(status.missingPermissionMessage())},
+    };
+}
+
+QVariantList sources(const std::vector<CaptureSource>& sources)
+{
+    QVariantList list;
+    for (const auto& source : sources) {
+        list.append(QVariantMap{
+            {"id", QString::fromStdString(source.id)},
+            {"kind", text(sourceKindTexts, source.kind)},
+            {"title", QString::fromStdString(source.title)},
+            {"appName", QString::fromStdString(source.appName)},
+            {"x", source.region.x},
+            {"y", source.region.y},
+            {"width", source.region.width},
+            {"height", source.region.height},
+        });
+    }
+    return list;
+}
+
+QVariantMap project(const RecordingProject& project)
+{
+    return {
+        {"id", QString::fromStdString(project.id)},
+        {"duration", project.duration},
+        {"videoWidth", static_cast<qlonglong>(project.video.width)},
+        {"videoHeight", static_cast<qlonglong>(project.video.height)},
+        {"eventCount", static_cast<qlonglong>(project.events.size())},
+        {"focusSegmentCount", static_cast<qlonglong>(project.focusSegments.size())},
+        {"cursorFrameCount", static_cast<qlonglong>(project.cursorFrames.size())},
+        {"exportVideoPath", QString::fromStdString(project.exportVideoPath.value_or(""))},
+    };
+}
+
+QVariantMap renderSettings(const RenderSettings& settings)
+{
+    return {
+        {"aspectRatio", text(aspectRatioTexts, settings.aspectRatio)},
+        {"templateName", text(templateNameTexts, settings.templateName)},
+        {"zoomIntensity", text(zoomIntensityTexts, settings.zoomIntensity)},
+        {"resolutionPreset", text(resolutionPresetTexts, settings.resolutionPreset)},
+        {"backgroundEnabled", settings.backgroundEnabled},
+        {"showCursor", settings.showCursor},
+        {"showClickRipple", settings.showClickRipple},
+        {"cursorTheme", text(cursorThemeTexts, settings.cursorTheme)},
+        {"cursorEffect", text(cursorEffectTexts, settings.cursorEffect)},
+        {"dynamicCursorScale", settings.dynamicCursorScale},
+        {"outputWidth", static_cast<qlonglong>(settings.outputWidth)},
+        {"outputHeight", static_cast<qlonglong>(settings.outputHeight)},
+        {"fps", static_cast<qlonglong>(settings.fps)},
+    };
+}
+
+QVariantList microphones(const std::vector<AudioInputDevice>& devices)
+{
+    QVariantList list;
+    for (const auto& device : devices)
+        list.append(QVariantMap{{"id", QString::fromStdString(device.id)}, {"name", QString::fromStdString(device.name)}});
+    return list;
+}
+
+QDateTime dateTime(const std::optional<Timestamp>& time)
+{
+    if (!time) return {};
+    return QDateTime::fromMSecsSinceEpoch(
+        std::chrono::duration_cast<std::chrono::milliseconds>(time->time_since_epoch()).count());
+}
+
+std::optional<RenderSettingChange> renderSettingChange(const RenderSettings& current, const QString& field,
+                                                       const QVariant& value)
+{
+    RenderSettings settings = current;
+    const QString raw = value.toString();
+    if (field == "zoomIntensity") {
+        if (const auto parsed = parse(zoomIntensityTexts, raw)) return *parsed;
+        return std::nullopt;
+    }
+    if (field == "fps") {
+        const int fps = value.toInt();
+        if (fps > 0) return FpsChange{fps};
+        return std::nullopt;
+    }
+    if (field == "aspectRatio") {
+        if (const auto parsed = parse(aspectRatioTexts, raw)) return *parsed;
+        return std::nullopt;
+    }
+    if (field == "resolutionPreset") {
+        if (const auto parsed = parse(resolutionPresetTexts, raw)) return *parsed;
+        return std::nullopt;
+    }
+    if (field == "templateName") {
+        const auto parsed = parse(templateNameTexts, raw);
+        if (!parsed) return std::nullopt;
+        settings.templateName = *parsed;
+    } else if (field == "cursorTheme") {
+        const auto parsed = parse(cursorThemeTexts, raw);
+        if (!parsed) return std::nullopt;
+        settings.cursorTheme = *parsed;
+    } else if (field == "cursorEffect") {
+        const auto parsed = parse(cursorEffectTexts, raw);
+        if (!parsed) return std::nullopt;
+        settings.cursorEffect = *parsed;
+    } else if (field == "backgroundEnabled") {
+        settings.backgroundEnabled = value.toBool();
+    } else if (field == "showCursor") {
+        settings.showCursor = value.toBool();
+    } else if (field == "showClickRipple") {
+        settings.showClickRipple = value.toBool();
+    } else if (field == "dynamicCursorScale") {
+        settings.dynamicCursorScale = value.toBool();
+    } else {
+        return std::nullopt;
+    }
+    return settings;
+}
+
+}  // namespace vantile::QmlValues

@@ -1,0 +1,73 @@
+#include "RecordingControlWindow.h"
+
+#include <QHBoxLayout>
+#include <QPainter>
+#include <QPainterPath>
+
+namespace vantile {
+
+namespace {
+
+Qt::WindowFlags controlFlags(bool frameless)
+{
+    if (!frameless) return Qt::Window | Qt::WindowStaysOnTopHint;
+    return Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus;
+}
+
+}  // namespace
+
+RecordingControlWindow::RecordingControlWindow(bool frameless)
+    : QWidget(nullptr, controlFlags(frameless)), frameless_(frameless)
+{
+    setWindowTitle("Vantile 正在录制");
+    setFixedSize(controlWidth, controlHeight);
+    if (frameless_) {
+        setAttribute(Qt::WA_TranslucentBackground);
+        setAttribute(Qt::WA_ShowWithoutActivating);
+    }
+
+    auto* layout = new QHBoxLayout(this);
+    layout->setContentsMargins(34, 8, 8, 8);
+    layout->setSpacing(10);
+    elapsed_ = new QLabel("00:00", this);
+    QFont timeFont = elapsed_->font();
+    timeFont.setPixelSize(15);
+    timeFont.setWeight(QFont::DemiBold);
+    timeFont.setStyleHint(QFont::Monospace);
+    elapsed_->setFont(timeFont);
+    elapsed_->setStyleSheet("color: #f5f5f7;");
+    layout->addWidget(elapsed_, 1);
+
+    stopButton_ = new QPushButton("停止", this);
+    stopButton_->setCursor(Qt::PointingHandCursor);
+    stopButton_->setStyleSheet("QPushButton { color: white; background: #ff3b30; border: none; border-radius: 7px;"
+                               " padding: 6px 16px; font-weight: 600; }"
+                               "QPushButton:pressed { background: #d70015; }");
+    layout->addWidget(stopButton_);
+    connect(stopButton_, &QPushButton::clicked, this, &RecordingControlWindow::stopRequested);
+}
+
+void RecordingControlWindow::setElapsedText(const QString& text)
+{
+    elapsed_->setText(text);
+}
+
+void RecordingControlWindow::paintEvent(QPaintEvent*)
+{
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    QPainterPath outline;
+    const double radius = frameless_ ? 12 : 0;
+    outline.addRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
+    painter.fillPath(outline, QColor(24, 24, 27, frameless_ ? 235 : 255));
+    if (frameless_) {
+        painter.setPen(QPen(QColor(255, 255, 255, 40), 1));
+        painter.drawPath(outline);
+    }
+    // The red dot that says a recording runs.
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(QColor(255, 59, 48));
+    painter.drawEllipse(QRectF(14, height() / 2.0 - 5, 10, 10));
+}
+
+}  // namespace vantile

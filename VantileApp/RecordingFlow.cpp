@@ -1,0 +1,233 @@
+#include "RecordingFlow.h"
+
+#include "AppFlowError.h"
+#include "AppState.h"
+#include "MainThreadResume.h"
+#include "ProjectSession.h"
+#include "capture/RecordingFinisher.h"
+
+namespace vantile {
+
+namespace fs = std::filesystem;
+
+struct RecordingFlow::StopOutcome {
+    std::optional<RenderSettings> sizedSettings;
+    std::optional<RecordingProject> project;
+    std::optional<std::string> failure;
+};
+
+RecordingFlow::RecordingFlow(AppState& state, PermissionService& permissions, ProjectSession& session, Parts parts)
+    : state_(state), permissions_(permissions), session_(session), parts_(std::move(parts))
+{
+}
+
+void RecordingFlow::start()
+{
+    if (state_.isBusy()) return;
+    if (!state_.selectedSource()) {
+        state_.setErrorMessage("Select a window or display first.");
+        return;
+    }
+    state_.setPermissionStatus(permissions_.currentStatus());
+    if (!state_.permissionStatus().allGranted()) {
+        state_.setStatusMessage("Missing permissions for recording.");
+        state_.setRoute(Route::permissions);
+        state_.setErrorMessage(state_.permissionStatus().missingPermissionMessage());
+        return;
+    }
+    state_.setBusy(true);
+    state_.setErrorMessage(std::nullopt);
+    state_.setStatusMessage("Starting recording");
+
+    // Later changes of the choices do not affect this recording.
+    source_ = state_.selectedSource();
+    const AudioCaptureSettings audioSettings{state_.audioCaptureMode(), state_.selectedMicrophoneDeviceID()};
+    if (!capturesMicrophone(audioSettings.mode)) {
+        beginCapture(audioSettings);
+        return;
+    }
+    runOffMainThread(state_.workers(), &state_, [this] { return permissions_.microphoneAccessGranted(); },
+                     [this, audioSettings](bool granted) {
+                         if (!granted) {
+                             state_.setErrorMessage("请允许麦克风权限后再开始录制。");
+                             permissions_.openMicrophoneSettings();
+                             source_.reset();
+                             state_.setBusy(false);
+                             return;
+                         }
+                         beginCapture(audioSettings);
+                     });
+}
+
+void RecordingFlow::beginCapture(const AudioCaptureSettings& audioSettings)
+{
+    fs::path directory;
+    try {
+        directory = parts_.projectFiles.createProjectDirectory(parts_.wallClock());
+    } catch (...) {
+        finishStart(describeError(std::current_exception()));
+        return;
+    }
+    audioSettings_ = audioSettings;
+    state_.setProjectDirectory(directory);
+    runOffMainThread(
+        state_.workers(), &state_,
+        [recorder = parts_.recorder.get(), source = *source_, output = directory / "raw.mov",
+         audioSettings]() -> std::optional<std::string> {
+            try {
+                recorder->start(source, output, audioSettings);
+                return std::nullopt;
+            } catch (...) {
+                return describeError(std::current_exception());
+            }
+        },
+        [this](std::optional<std::string> failure) { finishStart(failure); });
+}
+
+void RecordingFlow::finishStart(const std::optional<std::string>& failure)
+{
+    if (failure) {
+        cancelTimer();
+        source_.reset();
+        audioSettings_.reset();
+        state_.setBusy(false);
+        state_.setRoute(Route::sourcePicker);
+        state_.setErrorMessage(failure);
+        return;
+    }
+    try {
+        parts_.inputRecorder->start(source_->region, *state_.projectDirectory());
+    } catch (...) {
+        // Without the input log there is no auto-direction: stop the capture again.
+        const std::string reason = describeError(std::current_exception());
+        try {
+            parts_.recorder->stop();
+        } catch (const std::exception&) {
+            // The start failure is the one worth telling.
+        }
+        finishStart(reason);
+        return;
+    }
+    state_.setRecordingStartTime(parts_.wallClock());
+    state_.setRecordingElapsed(0);
+    state_.setRoute(Route::recording);
+    state_.setStatusMessage("Recording");
+    startTimer();
+    state_.setBusy(false);
+    if (auto* shell = state_.desktopShell()) {
+        shell->hideMainWindow();
+        shell->showRecordingHint(*source_);
+    }
+}
+
+void RecordingFlow::startTimer()
+{
+    timer_ = std::make_unique<QTimer>();
+    timer_->setTimerType(Qt::PreciseTimer);
+    timer_->setInterval(parts_.tick);
+    QObject::connect(timer_.get(), &QTimer::timeout, &state_, [this] { tick(); });
+    timer_->start();
+}
+
+void RecordingFlow::stopFromTimer()
+{
+    // Deleting the timer inside its own signal is deferred.
+    if (timer_) timer_.release()->deleteLater();
+    QMetaObject::invokeMethod(&state_, [this] { stop(); }, Qt::QueuedConnection);
+}
+
+void RecordingFlow::tick()
+{
+    if (state_.route() != Route::recording) {
+        if (timer_) timer_.release()->deleteLater();
+        return;
+    }
+    if (const auto startTime = state_.recordingStartTime())
+        state_.setRecordingElapsed(std::chrono::duration<double>(parts_.wallClock() - *startTime).count());
+    if (!captureFailure_) {
+        captureFailure_ = parts_.recorder->failure();
+        // The capture ended on its own: keep what was recorded and say why afterwards.
+        if (captureFailure_) {
+            stopFromTimer();
+            return;
+        }
+    }
+    if (state_.recordingMaxDuration() <= state_.recordingElapsed()) {
+        state_.setStatusMessage("Reached max duration; stopping.");
+        stopFromTimer();
+    }
+}
+
+void RecordingFlow::stop()
+{
+    if (state_.route() != Route::recording) {
+        cancelTimer();
+        return;
+    }
+    if (state_.isBusy()) return;
+    if (auto* shell = state_.desktopShell()) shell->dismissRecordingHint();
+    state_.setBusy(true);
+    state_.setStatusMessage("Generating demo");
+    state_.setRoute(Route::generating);
+    cancelTimer();
+
+    std::vector<InputEvent> events = parts_.inputRecorder->stop();
+    runOffMainThread(
+        state_.workers(), &state_,
+        [this, events = std::move(events), source = source_, directory = state_.projectDirectory(),
+         settings = state_.renderSettings(), audio = audioSettings_.value_or(AudioCaptureSettings{}),
+         now = parts_.wallClock]() {
+            StopOutcome outcome;
+            try {
+                const RecordingResult result = parts_.recorder->stop();
+                if (!source || !directory) throw AppFlowError::missingProjectContext();
+                // The published settings take the recorded size even when saving fails below.
+                outcome.sizedSettings = settings.sizedFor(result.videoInfo);
+                const RecordingFinisher finisher(parts_.projectFiles, planner_, smoother_);
+                outcome.project = finisher.finish(StoppedRecording{events, result, *source, audio, *directory},
+                                                  settings, now());
+            } catch (...) {
+                outcome.failure = describeError(std::current_exception());
+            }
+            return outcome;
+        },
+        [this](StopOutcome outcome) { finishStop(std::move(outcome)); });
+}
+
+void RecordingFlow::finishStop(StopOutcome outcome)
+{
+    source_.reset();
+    audioSettings_.reset();
+    state_.setRecordingStartTime(std::nullopt);
+    state_.setRecordingElapsed(0);
+    if (outcome.sizedSettings) state_.setRenderSettings(*outcome.sizedSettings);
+    // Busy ends before the route changes, so the screen that opens may start its own flow.
+    state_.setBusy(false);
+    if (outcome.project) {
+        session_.open(std::move(*outcome.project), *state_.projectDirectory());
+        state_.setStatusMessage("Ready");
+        state_.setRoute(Route::preview);
+    } else {
+        state_.setRoute(Route::sourcePicker);
+        state_.setErrorMessage(outcome.failure);
+    }
+    if (!outcome.failure && captureFailure_) state_.setErrorMessage(captureFailure_);
+    captureFailure_.reset();
+    if (!outcome.failure) state_.showMainWindow();
+}
+
+void RecordingFlow::shutdown()
+{
+    cancelTimer();
+    if (auto* shell = state_.desktopShell()) shell->dismissRecordingHint();
+    if (state_.route() != Route::recording || state_.isBusy()) return;
+    parts_.inputRecorder->stop();
+    try {
+        parts_.recorder->stop();
+    } catch (const std::exception&) {
+        // Quitting anyway; the fragmented movie stays playable up to its last fragment.
+    }
+    state_.setRoute(Route::sourcePicker);
+}
+
+}  // namespace vantile

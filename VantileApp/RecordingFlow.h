@@ -1,0 +1,67 @@
+#pragma once
+
+#include "AppServices.h"
+#include "engine/CursorPathSmoother.h"
+#include "engine/FocusPlanner.h"
+#include "store/ProjectFileManager.h"
+
+#include <QTimer>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace vantile {
+
+class AppState;
+class ProjectSession;
+
+// One recording: start (microphone access, a fresh project directory, the capture and the
+// input log), the elapsed-time timer with its maximum, a capture that ends on its own, and
+// stop (plan, smooth and save the project, then open it in the preview).
+class RecordingFlow {
+public:
+    struct Parts {
+        std::unique_ptr<ScreenRecorderService> recorder;
+        std::unique_ptr<InputRecorderService> inputRecorder;
+        ProjectFileManager projectFiles;
+        std::function<Timestamp()> wallClock;
+        std::chrono::milliseconds tick;
+    };
+
+    RecordingFlow(AppState& state, PermissionService& permissions, ProjectSession& session, Parts parts);
+
+    void start();
+    void stop();
+    // Before the process ends: a running capture is stopped so its movie is finished on disk
+    // (the events are already journalled beside it).
+    void shutdown();
+    void cancelTimer() { timer_.reset(); }
+
+private:
+    struct StopOutcome;
+
+    void beginCapture(const AudioCaptureSettings& audioSettings);
+    void finishStart(const std::optional<std::string>& failure);
+    void finishStop(StopOutcome outcome);
+    void startTimer();
+    void tick();
+    // Ends the timer from inside its own signal and stops through the event loop.
+    void stopFromTimer();
+
+    AppState& state_;
+    PermissionService& permissions_;
+    ProjectSession& session_;
+    Parts parts_;
+    FocusPlanner planner_;
+    CursorPathSmoother smoother_;
+    std::unique_ptr<QTimer> timer_;
+    // What this recording was started with: later choices in the picker do not reach it.
+    std::optional<CaptureSource> source_;
+    std::optional<AudioCaptureSettings> audioSettings_;
+    std::optional<std::string> captureFailure_;
+};
+
+}  // namespace vantile

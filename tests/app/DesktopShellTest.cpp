@@ -1,0 +1,209 @@
+#include "DesktopNotifier.h"
+#include "MainWindowShell.h"
+#include "RecordingHintPlacement.h"
+#include "support/ChildProcess.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QGuiApplication>
+#include <QScreen>
+#include <QTest>
+#include <QWindow>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+namespace vantile {
+namespace {
+
+constexpr int waitLimitMilliseconds = 10000;
+
+CaptureSource displaySource(const QRect& area)
+{
+    CaptureSource source;
+    source.id = "display-1";
+    source.kind = CaptureSource::SourceKind::display;
+    source.region = CGRectCodable{double(area.x()), double(area.y()), double(area.width()), double(area.height())};
+    return source;
+}
+
+CaptureSource windowSource(const QRect& area)
+{
+    CaptureSource source = displaySource(area);
+    source.id = "window-7";
+    source.kind = CaptureSource::SourceKind::window;
+    return source;
+}
+
+TEST(RecordingControlPlacementTest, StaysOffRecordedDisplaysAndBesideRecordedWindows)
+{
+    const QSize size(200, 40);
+    HintScreens two;
+    two.availableAreas = {QRect(0, 0, 1920, 1050), QRect(1920, 0, 1280, 1024)};
+    two.fullAreas = {QRect(0, 0, 1920, 1080), QRect(1920, 0, 1280, 1024)};
+    two.pointerScreen = 0;
+
+    // The pointer's screen is recorded: the control goes to the other one.
+    const QRect onSecond = recordingControlGeometry(two, displaySource(two.fullAreas[0]), size);
+    EXPECT_TRUE(two.availableAreas[1].contains(onSecond)) << onSecond.x() << "," << onSecond.y();
+
+    // The only screen is recorded: still somewhere on it, since it is the only way to stop.
+    HintScreens one = two;
+    one.availableAreas.resize(1);
+    one.fullAreas.resize(1);
+    const QRect onRecorded = recordingControlGeometry(one, displaySource(one.fullAreas[0]), size);
+    EXPECT_TRUE(one.availableAreas[0].contains(onRecorded));
+
+    // A window covering the right half: the control must not cover it.
+    const QRect rightHalf(960, 0, 960, 1080);
+    const QRect besideWindow = recordingControlGeometry(one, windowSource(rightHalf), size);
+    EXPECT_FALSE(besideWindow.intersects(rightHalf));
+    EXPECT_TRUE(one.availableAreas[0].contains(besideWindow));
+    // A window filling the first screen sends it to the second.
+    const QRect besideFullWindow = recordingControlGeometry(two, windowSource(two.fullAreas[0]), size);
+    EXPECT_FALSE(besideFullWindow.intersects(two.fullAreas[0]));
+}
+
+TEST(RecordingControlTest, AppearsOnlyWithoutTrayAndStopsTheRecording)
+{
+    MainWindowShell shell;
+    bool trayAvailable = true;
+    int stops = 0;
+    shell.setTrayProbe([&] { return trayAvailable; });
+    shell.setStopRecordingAction([&] { ++stops; });
+    const QRect screen = QGuiApplication::primaryScreen()->geometry();
+
+    // With a tray, the tray menu stops the recording: no extra window.
+    shell.showRecordingHint(windowSource(QRect(0, 0, 100, 100)));
+    EXPECT_EQ(shell.recordingControl(), nullptr);
+
+    // The tray goes away while recording: the control appears within the next check.
+    trayAvailable = false;
+    ASSERT_TRUE(QTest::qWaitFor([&] { return shell.recordingControl() != nullptr; }, waitLimitMilliseconds));
+    EXPECT_TRUE(shell.recordingControl()->isVisible());
+    shell.setRecordingElapsedText("01:07");
+    EXPECT_EQ(shell.recordingControl()->elapsedText(), "01:07");
+    QTest::mouseClick(shell.recordingControl()->stopButton(), Qt::LeftButton);
+    EXPECT_EQ(stops, 1);
+
+    shell.endRecording();
+    EXPECT_EQ(shell.recordingControl(), nullptr);
+
+    // A new recording without a tray shows it at once, counting from zero again.
+    shell.showRecordingHint(displaySource(screen));
+    ASSERT_NE(shell.recordingControl(), nullptr);
+    EXPECT_EQ(shell.recordingControl()->elapsedText(), "00:00");
+    EXPECT_TRUE(screen.contains(shell.recordingControl()->geometry()));
+    shell.endRecording();
+}
+
+TEST(RecordingControlTest, ClosingTheMainWindowQuitsOnlyWithoutTray)
+{
+    MainWindowShell shell;
+    bool trayAvailable = true;
+    int quits = 0;
+    shell.setTrayProbe([&] { return trayAvailable; });
+    shell.setQuitAction([&] { ++quits; });
+    QWindow window;
+    window.setTitle(MainWindowShell::mainWindowTitle);
+    window.show();
+    shell.quitWhenClosedWithoutTray(&window);
+
+    window.close();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(quits, 0);
+
+    trayAvailable = false;
+    window.show();
+    window.close();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return quits == 1; }, waitLimitMilliseconds));
+}
+
+// A notification server of our own on a private session bus, recording what it was sent.
+class NotificationServer : public QObject {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
+
+public:
+    struct Sent {
+        QString applicationName, summary, body;
+        QStringList actions;
+        int expireMilliseconds = 0;
+    };
+    std::vector<Sent> sent;
+
+public slots:
+    uint Notify(const QString& applicationName, uint, const QString&, const QString& summary, const QString& body,
+                const QStringList& actions, const QVariantMap&, int expireMilliseconds)
+    {
+        sent.push_back({applicationName, summary, body, actions, expireMilliseconds});
+        return uint(sent.size()) + 40;
+    }
+};
+
+// Reveals nothing for real; remembers what it was asked to show.
+class RecordingShell : public MainWindowShell {
+public:
+    void revealFile(const std::filesystem::path& file) override { revealed.push_back(file); }
+    std::vector<std::filesystem::path> revealed;
+};
+
+TEST(DesktopNotificationTest, HintAndFinishedExportReachTheNotificationServer)
+{
+    const std::filesystem::path directory = std::filesystem::temp_directory_path() /
+                                            ("vantile-bus-" + std::to_string(::getpid()));
+    std::filesystem::create_directories(directory);
+    const std::string address = "unix:path=" + (directory / "bus").string();
+    ChildProcess bus({"dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address=1",
+                      "--address=" + address},
+                     {.captureOutput = true});
+    ASSERT_TRUE(bus.readLine(std::chrono::milliseconds(waitLimitMilliseconds)).has_value());
+
+    QDBusConnection serverBus = QDBusConnection::connectToBus(QString::fromStdString(address), "notification-server");
+    ASSERT_TRUE(serverBus.isConnected());
+    NotificationServer server;
+    ASSERT_TRUE(serverBus.registerObject(DesktopNotifier::path, &server, QDBusConnection::ExportAllSlots));
+    ASSERT_TRUE(serverBus.registerService(DesktopNotifier::service));
+    QDBusConnection clientBus = QDBusConnection::connectToBus(QString::fromStdString(address), "vantile-client");
+    {
+        DesktopNotifier notifier(clientBus);
+        RecordingShell shell;
+        shell.setNotifier(&notifier);
+        shell.setTrayProbe([] { return true; });
+
+        // The only screen is recorded: the panel has no place, so the desktop shows the hint.
+        shell.showRecordingHint(displaySource(QGuiApplication::primaryScreen()->geometry()));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return server.sent.size() == 1; }, waitLimitMilliseconds));
+        EXPECT_EQ(server.sent[0].applicationName, "Vantile");
+        EXPECT_EQ(server.sent[0].summary, "正在录制");
+        EXPECT_EQ(server.sent[0].body, MainWindowShell::hintMessage);
+        EXPECT_TRUE(server.sent[0].actions.isEmpty());
+        EXPECT_EQ(shell.recordingHintPanel(), nullptr);
+        shell.endRecording();
+
+        // A finished export offers to reveal the movie; picking the action reveals it.
+        shell.announceExport("/videos/project-1/export.mp4");
+        ASSERT_TRUE(QTest::qWaitFor([&] { return server.sent.size() == 2; }, waitLimitMilliseconds));
+        EXPECT_EQ(server.sent[1].summary, "导出完成");
+        EXPECT_EQ(server.sent[1].body, "export.mp4");
+        EXPECT_EQ(server.sent[1].actions, (QStringList{"default", "在文件管理器中显示"}));
+        // Let the notifier learn the id before the user can click.
+        QTest::qWait(200);
+        QDBusMessage click = QDBusMessage::createSignal(DesktopNotifier::path, DesktopNotifier::interface,
+                                                        "ActionInvoked");
+        click << uint(42) << QString("default");
+        ASSERT_TRUE(serverBus.send(click));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return !shell.revealed.empty(); }, waitLimitMilliseconds));
+        EXPECT_EQ(shell.revealed, (std::vector<std::filesystem::path>{"/videos/project-1/export.mp4"}));
+    }
+    QDBusConnection::disconnectFromBus("vantile-client");
+    QDBusConnection::disconnectFromBus("notification-server");
+    bus.stop();
+    std::filesystem::remove_all(directory);
+}
+
+}  // namespace
+}  // namespace vantile
+
+#include "DesktopShellTest.moc"

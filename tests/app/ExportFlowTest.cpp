@@ -1,0 +1,91 @@
+#include "FakeServices.h"
+
+#include "store/ProjectFileManager.h"
+
+#include <QSignalSpy>
+
+#include <gtest/gtest.h>
+
+namespace vantile {
+namespace {
+
+using testing::AppFixture;
+using testing::TextTrail;
+using testing::waitFor;
+
+TEST(ExportFlowTest, ExportRendersTheProjectRecordsTheFileAndReveals)
+{
+    AppFixture app;
+    app.state->exportCurrentProject();
+    EXPECT_EQ(app.state->errorMessage(), "No project to export.");
+
+    ASSERT_TRUE(app.recordAndStop());
+    const auto directory = *app.state->projectDirectory();
+    app.state->changeRenderSetting("cursorTheme", "rose");
+    TextTrail trail(*app.state);
+    QSignalSpy progress(app.state.get(), &AppState::exportProgressChanged);
+    app.state->exportCurrentProject();
+    EXPECT_TRUE(app.state->isExporting());
+    app.state->exportCurrentProject();  // the second click while busy is ignored
+    ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
+    EXPECT_EQ(trail.statuses, (std::vector<std::string>{"Exporting MP4", "Exported"}));
+    EXPECT_EQ(app.state->exportProgress(), 1);
+    EXPECT_GE(progress.count(), 2);
+    const auto calls = app.log.entries();
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "exporter.export"), 1);
+
+    const RenderJob& job = *app.exporter->lastJob;
+    EXPECT_EQ(job.outputURL, directory / "export.mp4");
+    EXPECT_EQ(job.rawVideoURL, directory / "raw.mov");
+    EXPECT_EQ(job.renderSettings.cursorTheme, CursorTheme::rose);
+    EXPECT_EQ(job.focusSegments, app.state->currentProject()->focusSegments);
+    EXPECT_EQ(app.state->currentProject()->exportVideoPath, "export.mp4");
+    app.state->shutdown();  // waits for the save
+    EXPECT_EQ(ProjectFileManager(app.root / "projects").loadProject(directory).exportVideoPath, "export.mp4");
+    app.state->revealExportInFinder();
+    EXPECT_EQ(app.log.entries().back(), "shell.reveal " + (directory / "export.mp4").string());
+
+    // A failed export tells why and keeps the project as it was.
+    const auto before = app.state->currentProject();
+    app.exporter->failure = "Could not write the movie: No space left on device";
+    app.state->exportCurrentProject();
+    ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
+    EXPECT_EQ(app.state->errorMessage(), "Could not write the movie: No space left on device");
+    EXPECT_EQ(app.state->currentProject(), before);
+
+    // Cancelling ends the export with the exporter's sentence.
+    app.exporter->failure.reset();
+    app.exporter->holdUntilCancelled = true;
+    app.state->exportCurrentProject();
+    ASSERT_TRUE(waitFor([&] { return app.state->exportProgress() == 0.5; }));
+    app.state->cancelExport();
+    ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
+    EXPECT_EQ(app.state->errorMessage(), "Export cancelled.");
+    EXPECT_FALSE(app.state->isExporting());
+}
+
+TEST(ExportFlowTest, SettingsChangedDuringAnExportDoNotReachTheProjectItIsRecordedOn)
+{
+    AppFixture app;
+    ASSERT_TRUE(app.recordAndStop());
+    const auto directory = *app.state->projectDirectory();
+    app.exporter->holdUntilCancelled = true;
+    app.state->exportCurrentProject();
+    ASSERT_TRUE(waitFor([&] { return app.state->exportProgress() == 0.5; }));
+    const RenderSettings exported = app.exporter->lastJob->renderSettings;
+    app.state->changeRenderSetting("templateName", "gradientBlue");
+    app.state->changeRenderSetting("zoomIntensity", "strong");
+    app.state->updateAspectRatio("square1x1");
+    app.exporter->holdUntilCancelled = false;
+    ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
+    EXPECT_FALSE(app.state->errorMessage());
+    // The recorded export describes the project exactly as it was rendered.
+    EXPECT_EQ(app.state->currentProject()->exportVideoPath, "export.mp4");
+    EXPECT_EQ(app.state->currentProject()->renderSettings, exported);
+    EXPECT_EQ(app.state->renderSettings(), exported);
+    app.state->shutdown();
+    EXPECT_EQ(ProjectFileManager(app.root / "projects").loadProject(directory).renderSettings, exported);
+}
+
+}  // namespace
+}  // namespace vantile

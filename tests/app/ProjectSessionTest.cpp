@@ -1,0 +1,114 @@
+#include "FakeServices.h"
+
+#include "ProjectSaver.h"
+#include "engine/CursorPathSmoother.h"
+#include "engine/FocusPlanner.h"
+#include "store/ProjectFileManager.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+namespace vantile {
+namespace {
+
+using testing::AppFixture;
+using testing::sampleEvents;
+using testing::waitFor;
+
+TEST(ProjectSessionTest, SettingsChangesUpdateAndSaveTheProjectAndReplanOrResmooth)
+{
+    AppFixture app;
+    app.input->events = sampleEvents();
+    // Without a project only the settings change; the size comes from no source video.
+    app.state->updateAspectRatio(AspectRatio::source);
+    EXPECT_EQ(app.state->renderSettings().outputWidth, outputSize(AspectRatio::source, std::nullopt).width);
+    app.state->updateAspectRatio(AspectRatio::landscape16x9);
+
+    ASSERT_TRUE(app.recordAndStop());
+    const auto directory = *app.state->projectDirectory();
+    const auto saved = [&] {
+        app.state->shutdown();  // waits for the saves in flight
+        return ProjectFileManager(app.root / "projects").loadProject(directory);
+    };
+    // An exported project forgets its export on the next change.
+    app.state->exportCurrentProject();
+    ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
+    ASSERT_TRUE(app.state->currentProject()->exportVideoPath);
+    app.state->changeRenderSetting("templateName", "gradientBlue");
+    EXPECT_EQ(app.state->renderSettings().templateName, TemplateName::gradientBlue);
+    EXPECT_FALSE(app.state->currentProject()->exportVideoPath);
+    EXPECT_EQ(saved(), *app.state->currentProject());
+
+    app.state->updateResolutionPreset(ResolutionPreset::p720);
+    app.state->changeRenderSetting("aspectRatio", "square1x1");
+    EXPECT_EQ(app.state->renderSettings().outputWidth, 720);
+    EXPECT_EQ(app.state->renderSettings().outputHeight, 720);
+    EXPECT_EQ(app.state->videoReferenceText(), "原视频 1600 x 900 · 当前输出 720 x 720 · 30 fps");
+
+    const auto& project = *app.state->currentProject();
+    app.state->changeRenderSetting("zoomIntensity", "strong");
+    EXPECT_EQ(app.state->currentProject()->focusSegments,
+              FocusPlanner().plan({project.duration, 1600, 900, project.events, ZoomIntensity::strong}).segments);
+    app.state->changeRenderSetting("fps", 12);
+    EXPECT_EQ(app.state->currentProject()->cursorFrames, CursorPathSmoother().smooth(project.events, 12, 6));
+    app.state->changeRenderSetting("cursorTheme", "lime");
+    app.state->changeRenderSetting("cursorTheme", "neon");  // unknown values are ignored
+    EXPECT_EQ(app.state->renderSettings().cursorTheme, CursorTheme::lime);
+    EXPECT_EQ(saved(), *app.state->currentProject());
+
+    // A failing settings save is told, and the change stays in effect.
+    std::filesystem::remove_all(directory);
+    testing::writeText(directory, "not a directory");
+    app.state->changeRenderSetting("showCursor", false);
+    EXPECT_FALSE(app.state->renderSettings().showCursor);
+    EXPECT_TRUE(waitFor([&] { return app.state->errorMessage().has_value(); }));
+}
+
+TEST(ProjectSessionTest, SavesRunOffTheMainThreadInOrderAndABurstCollapsesIntoItsLastChange)
+{
+    std::mutex mutex;
+    std::condition_variable released;
+    bool open = false;
+    bool writing = false;
+    std::vector<std::int64_t> written;
+    std::vector<std::thread::id> threads;
+    ProjectSaver saver([&](const RecordingProject& project, const std::filesystem::path& directory) {
+        std::unique_lock lock(mutex);
+        writing = true;
+        released.notify_all();
+        released.wait(lock, [&] { return open; });
+        written.push_back(project.renderSettings.fps);
+        threads.push_back(std::this_thread::get_id());
+        if (directory == "unwritable") throw std::runtime_error("Cannot write project.json");
+    });
+    QString failure;
+    QObject::connect(&saver, &ProjectSaver::saveFailed, [&](const QString& message) { failure = message; });
+    RecordingProject project;
+    // The first save holds the writer; the burst behind it asks for 2..20 frames a second.
+    project.renderSettings.fps = 1;
+    saver.save(project, "project");
+    {
+        std::unique_lock lock(mutex);
+        ASSERT_TRUE(released.wait_for(lock, std::chrono::seconds(5), [&] { return writing; }));
+    }
+    for (std::int64_t fps = 2; fps <= 20; ++fps) {
+        project.renderSettings.fps = fps;
+        saver.save(project, "project");
+    }
+    {
+        std::lock_guard lock(mutex);
+        open = true;
+    }
+    released.notify_all();
+    saver.waitUntilSaved();
+    EXPECT_EQ(written, (std::vector<std::int64_t>{1, 20}));
+    for (const auto& thread : threads) EXPECT_NE(thread, std::this_thread::get_id());
+
+    saver.save(project, "unwritable");
+    saver.waitUntilSaved();
+    EXPECT_TRUE(waitFor([&] { return failure == "Cannot write project.json"; }));
+}
+
+}  // namespace
+}  // namespace vantile

@@ -1,0 +1,200 @@
+#include "FakeServices.h"
+
+#include "engine/CoordinateMapper.h"
+#include "engine/CursorPathSmoother.h"
+#include "engine/FocusPlanner.h"
+#include "store/ProjectFileManager.h"
+
+#include <gtest/gtest.h>
+
+namespace vantile {
+namespace {
+
+using testing::AppFixture;
+using testing::sampleDisplay;
+using testing::sampleEvents;
+using testing::TextTrail;
+using testing::waitFor;
+
+TEST(RecordingFlowTest, StartIsRefusedWithoutSourceOrPermissionsAndCreatesNothing)
+{
+    AppFixture app;
+    app.state->startRecording();
+    EXPECT_EQ(app.state->errorMessage(), "Select a window or display first.");
+    EXPECT_FALSE(app.state->isBusy());
+
+    app.loadSources();
+    app.permissions->status = {true, true, false};
+    app.state->startRecording();
+    EXPECT_EQ(app.state->route(), Route::permissions);
+    EXPECT_EQ(app.state->errorMessage(), "请先开启“输入监控”权限后再开始录制。");
+    EXPECT_FALSE(std::filesystem::exists(app.root / "projects"));
+
+    app.permissions->status = {true, true, true};
+    app.state->setAudioCaptureMode(AudioCaptureMode::microphone);
+    app.permissions->microphoneGranted = false;
+    app.state->startRecording();
+    ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
+    EXPECT_EQ(app.state->errorMessage(), "请允许麦克风权限后再开始录制。");
+    EXPECT_TRUE(app.log.contains("permissions.openMicrophoneSettings"));
+    EXPECT_FALSE(app.state->projectDirectory());
+    EXPECT_FALSE(app.log.contains("recorder.start display-42"));
+}
+
+TEST(RecordingFlowTest, StartRecordsTheSourceChosenAtTheClickWhateverIsClickedMeanwhile)
+{
+    AppFixture app;
+    app.input->events = sampleEvents();
+    app.loadSources();
+    app.state->setAudioCaptureMode(AudioCaptureMode::system);
+    app.recorder->startGate.close();
+    TextTrail trail(*app.state);
+    app.state->startRecording();
+    EXPECT_EQ(app.state->statusMessage(), "Starting recording");
+    // A second click, another source and another mode while starting change nothing of this recording.
+    app.state->startRecording();
+    app.state->selectSource("window-7");
+    app.state->setAudioCaptureMode(AudioCaptureMode::none);
+    app.recorder->startGate.open();
+    ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
+
+    EXPECT_EQ(app.state->route(), Route::recording);
+    EXPECT_EQ(app.state->recordingStartTime(), app.clock.now());
+    EXPECT_EQ(app.state->projectDirectory()->parent_path(), app.root / "projects");
+    EXPECT_EQ(app.recorder->startedOutput, *app.state->projectDirectory() / "raw.mov");
+    EXPECT_EQ(app.recorder->startedAudio, (AudioCaptureSettings{AudioCaptureMode::system, std::nullopt}));
+    EXPECT_EQ(app.input->startedRegion, sampleDisplay().region);
+    EXPECT_EQ(trail.statuses, (std::vector<std::string>{"Starting recording", "Recording"}));
+    const auto calls = app.log.entries();
+    EXPECT_EQ(std::vector<std::string>(calls.end() - 4, calls.end()),
+              (std::vector<std::string>{"recorder.start display-42", "input.start", "shell.hideMainWindow",
+                                        "shell.showHint display-42"}));
+
+    // The stop maps the events with the recorded display's region and records it as the source.
+    app.clock.advance(6);
+    app.state->stopRecording();
+    ASSERT_TRUE(waitFor([&] { return app.state->route() == Route::preview; }));
+    const RecordingProject& project = *app.state->currentProject();
+    EXPECT_EQ(project.capture, sampleDisplay().captureInfo());
+    EXPECT_EQ(project.events, CoordinateMapper::mapEventsToVideo(sampleEvents(), sampleDisplay().region, project.video));
+}
+
+TEST(RecordingFlowTest, FailedStartReturnsToThePicker)
+{
+    AppFixture app;
+    app.loadSources();
+    app.recorder->startFailure = "The selected capture source is no longer available.";
+    app.state->startRecording();
+    ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
+    EXPECT_EQ(app.state->route(), Route::sourcePicker);
+    EXPECT_EQ(app.state->errorMessage(), "The selected capture source is no longer available.");
+    EXPECT_TRUE(std::filesystem::is_directory(*app.state->projectDirectory()));
+    EXPECT_FALSE(app.log.contains("input.start"));
+
+    // An input monitor that refuses makes the start fail too, and the capture is stopped again.
+    AppFixture refused;
+    refused.input->startFailure = "Global input is not available.";
+    refused.loadSources();
+    refused.state->startRecording();
+    ASSERT_TRUE(waitFor([&] { return !refused.state->isBusy(); }));
+    EXPECT_EQ(refused.state->route(), Route::sourcePicker);
+    EXPECT_EQ(refused.state->errorMessage(), "Global input is not available.");
+    EXPECT_TRUE(refused.log.contains("recorder.stop"));
+}
+
+TEST(RecordingFlowTest, StopPlansSmoothsAndSavesTheProjectThenOpensThePreview)
+{
+    AppFixture app;
+    app.input->events = sampleEvents();
+    ASSERT_TRUE(app.record());
+    app.state->updateAspectRatio(AspectRatio::portrait9x16);
+    app.recorder->stopGate.close();
+    TextTrail trail(*app.state);
+    app.clock.advance(6);
+    app.state->stopRecording();
+    EXPECT_EQ(app.state->route(), Route::generating);
+    app.state->stopRecording();  // a second quick stop sees `generating` and returns
+    app.recorder->stopGate.open();
+    ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
+
+    EXPECT_EQ(trail.routes, (std::vector<std::string>{"generating", "preview"}));
+    const auto calls = app.log.entries();
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "recorder.stop"), 1);
+    EXPECT_LT(std::find(calls.begin(), calls.end(), "input.stop"), std::find(calls.begin(), calls.end(), "recorder.stop"));
+    EXPECT_EQ(calls.back(), "shell.showMainWindow");
+
+    const RecordingProject& project = *app.state->currentProject();
+    const auto directory = *app.state->projectDirectory();
+    EXPECT_EQ(project.duration, 6);
+    EXPECT_EQ(project.events[30].x, 800);  // 400 capture-local points of 800 → 800 of 1600 pixels
+    // The output size follows the chosen ratio for the recorded video.
+    EXPECT_EQ(project.renderSettings.outputWidth, outputSize(AspectRatio::portrait9x16, project.video).width);
+    EXPECT_EQ(app.state->renderSettings(), project.renderSettings);
+    EXPECT_EQ(project.focusSegments, FocusPlanner().plan({6, 1600, 900, project.events, ZoomIntensity::standard}).segments);
+    EXPECT_EQ(project.cursorFrames, CursorPathSmoother().smooth(project.events, 30, 6));
+    EXPECT_EQ(ProjectFileManager(app.root / "projects").loadProject(directory), project);
+    EXPECT_EQ(app.state->previewVideoURL(), directory / "raw.mov");
+}
+
+TEST(RecordingFlowTest, FailedStopReturnsToThePickerAndKeepsTheEarlierProject)
+{
+    AppFixture app;
+    ASSERT_TRUE(app.recordAndStop());
+    const auto earlier = app.state->currentProject();
+    app.clock.advance(1);  // a new directory name
+    ASSERT_TRUE(app.record());
+    app.recorder->stopFailure = "Could not stop capture: the display went away";
+    app.state->stopRecording();
+    ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
+    EXPECT_EQ(app.state->route(), Route::sourcePicker);
+    EXPECT_EQ(app.state->errorMessage(), "Could not stop capture: the display went away");
+    EXPECT_EQ(app.state->currentProject(), earlier);
+    EXPECT_FALSE(app.state->recordingStartTime());
+    EXPECT_NE(app.log.entries().back(), "shell.showMainWindow");
+
+    // A save that fails is a failed stop as well.
+    app.recorder->stopFailure.reset();
+    app.clock.advance(1);
+    ASSERT_TRUE(app.record());
+    testing::writeText(*app.state->projectDirectory() / ".vantile", "a file where the metadata folder goes");
+    app.state->stopRecording();
+    ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
+    EXPECT_EQ(app.state->route(), Route::sourcePicker);
+    EXPECT_EQ(app.state->currentProject(), earlier);
+}
+
+TEST(RecordingFlowTest, TheTimerStopsAtTheMaximumOrWhenTheCaptureEndsOnItsOwn)
+{
+    AppFixture app(std::chrono::milliseconds(10));
+    ASSERT_TRUE(app.record());
+    app.clock.advance(2.5);
+    ASSERT_TRUE(waitFor([&] { return app.state->recordingElapsed() == 2.5; }));
+    EXPECT_EQ(app.state->recordingElapsedText(), "00:02");
+    TextTrail trail(*app.state);
+    app.clock.advance(597.5);  // exactly 600 s: the maximum is reached
+    ASSERT_TRUE(waitFor([&] { return app.state->route() == Route::preview && !app.state->isBusy(); }));
+    EXPECT_EQ(trail.statuses, (std::vector<std::string>{"Reached max duration; stopping.", "Generating demo", "Ready"}));
+
+    app.clock.advance(1);
+    ASSERT_TRUE(app.record());
+    {
+        std::lock_guard lock(app.recorder->mutex);
+        app.recorder->captureFailure = "The selected capture source is no longer available.";
+    }
+    ASSERT_TRUE(waitFor([&] { return app.state->route() == Route::preview && !app.state->isBusy(); }));
+    EXPECT_EQ(app.state->errorMessage(), "The selected capture source is no longer available.");
+}
+
+TEST(RecordingFlowTest, QuittingWhileRecordingStopsTheCaptureSoTheMovieIsFinished)
+{
+    AppFixture app;
+    ASSERT_TRUE(app.record());
+    app.state->shutdown();
+    const auto calls = app.log.entries();
+    EXPECT_EQ(std::vector<std::string>(calls.end() - 2, calls.end()),
+              (std::vector<std::string>{"input.stop", "recorder.stop"}));
+    EXPECT_NE(app.state->route(), Route::recording);
+}
+
+}  // namespace
+}  // namespace vantile
