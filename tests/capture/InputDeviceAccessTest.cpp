@@ -52,6 +52,7 @@ TEST(InputDeviceAccessTest, GrantedOnlyWhenAnEventDeviceCanBeRead)
     EXPECT_NE(message.find("输入监控"), std::string::npos);
     EXPECT_NE(message.find("usermod -aG input"), std::string::npos);
     EXPECT_NE(message.find("注销并重新登录"), std::string::npos);
+    EXPECT_TRUE(message.ends_with(InputDeviceAccess::howToGrant()));
 
     std::filesystem::permissions(directory / "event4", std::filesystem::perms::others_read, std::filesystem::perm_options::add);
     EXPECT_TRUE(grantedToUnprivilegedUser(directory.path()));
