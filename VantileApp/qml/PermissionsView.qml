@@ -45,6 +45,15 @@ Item {
             onSettingsAction: appState.openPermissionSettings("inputMonitoring")
         }
         Text {
+            // What is missing, and how to grant it where the desktop cannot ask.
+            visible: !appState.permissionStatus.allGranted
+            text: appState.permissionStatus.missingPermissionMessage || ""
+            color: Theme.secondaryText
+            font.pixelSize: 14
+            wrapMode: Text.WordWrap
+            Layout.fillWidth: true
+        }
+        Text {
             Layout.topMargin: 8
             text: "录制和导出默认在你的电脑本地完成。"
             color: Theme.tertiaryText

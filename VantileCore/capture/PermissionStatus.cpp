@@ -15,13 +15,16 @@ std::string PermissionStatus::missingPermissionMessage() const
 {
     const std::vector<std::string> names = missingRequiredPermissionNames();
     const auto quoted = [](const std::string& name) { return "“" + name + "”"; };
+    std::string message;
     switch (names.size()) {
     case 0: return "Recording permissions are ready.";
-    case 1: return "请先开启" + quoted(names[0]) + "权限后再开始录制。";
-    case 2: return "请先开启" + quoted(names[0]) + "和" + quoted(names[1]) + "权限后再开始录制。";
+    case 1: message = "请先开启" + quoted(names[0]) + "权限后再开始录制。"; break;
+    case 2: message = "请先开启" + quoted(names[0]) + "和" + quoted(names[1]) + "权限后再开始录制。"; break;
     default:
-        return "请先开启" + quoted(names[0]) + "、" + quoted(names[1]) + "和" + quoted(names[2]) + "权限后再开始录制。";
+        message = "请先开启" + quoted(names[0]) + "、" + quoted(names[1]) + "和" + quoted(names[2]) + "权限后再开始录制。";
     }
+    if (!inputMonitoringGranted && !inputMonitoringHowTo.empty()) message += inputMonitoringHowTo;
+    return message;
 }
 
 }  // namespace vantile

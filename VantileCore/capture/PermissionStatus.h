@@ -10,6 +10,9 @@ struct PermissionStatus {
     bool screenRecordingGranted = false;
     bool accessibilityGranted = false;
     bool inputMonitoringGranted = false;
+    // How to grant input monitoring where no system dialog asks for it (joining a group, say);
+    // added to the message while it is missing.
+    std::string inputMonitoringHowTo;
 
     bool allGranted() const { return screenRecordingGranted && accessibilityGranted && inputMonitoringGranted; }
     std::vector<std::string> missingRequiredPermissionNames() const;

@@ -26,6 +26,18 @@ TEST(PermissionStatusTest, NamesTheMissingPermissionsInOrder)
     EXPECT_EQ(none.missingPermissionMessage(), "请先开启“屏幕录制”、“辅助功能”和“输入监控”权限后再开始录制。");
 }
 
+TEST(PermissionStatusTest, SaysHowToGrantInputMonitoringOnlyWhileItIsMissing)
+{
+    PermissionStatus status{true, true, false, "请将当前用户加入 input 用户组，然后注销并重新登录。"};
+    EXPECT_EQ(status.missingPermissionMessage(),
+              "请先开启“输入监控”权限后再开始录制。请将当前用户加入 input 用户组，然后注销并重新登录。");
+    status.screenRecordingGranted = false;
+    EXPECT_EQ(status.missingPermissionMessage(), "请先开启“屏幕录制”和“输入监控”权限后再开始录制。"
+                                                 "请将当前用户加入 input 用户组，然后注销并重新登录。");
+    status.inputMonitoringGranted = true;
+    EXPECT_EQ(status.missingPermissionMessage(), "请先开启“屏幕录制”权限后再开始录制。");
+}
+
 TEST(PermissionManagerTest, OpeningSettingsDoesNotWaitForTheProgramItStarts)
 {
     // An xdg-open that only finishes once the test has carried on past the call.

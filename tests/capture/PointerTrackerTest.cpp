@@ -35,6 +35,14 @@ TEST(PointerTrackerTest, PositionAtATimeIsTheLastUpdateAtOrBeforeIt)
     EXPECT_EQ(tracker.positionAt(epoch + 299ms), (CodablePoint{30, 40}));
     EXPECT_EQ(tracker.positionAt(epoch + 300ms), (CodablePoint{50, 60}));
     EXPECT_EQ(tracker.positionAt(epoch + 10s), (CodablePoint{50, 60}));
+
+    // A repeated position moves nothing but says the pointer was known to rest until then.
+    EXPECT_EQ(tracker.latestTime(), epoch + 300ms);
+    tracker.update({50, 60}, epoch + 400ms);
+    EXPECT_EQ(tracker.latestTime(), epoch + 400ms);
+    tracker.update({1, 2}, epoch + 350ms);
+    EXPECT_EQ(tracker.latestTime(), epoch + 400ms);
+    EXPECT_EQ(tracker.positionAt(epoch + 360ms), (CodablePoint{1, 2}));
 }
 
 TEST(PointerTrackerTest, MovesQueueInOrderAndTheDescriptorIsReadableExactlyWhileTheyWait)

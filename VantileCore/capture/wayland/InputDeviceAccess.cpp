@@ -36,9 +36,13 @@ std::string InputDeviceAccess::missingPermissionMessage() const
     const std::string where = inputDirectory_.string();
     if (!anyEventDevice())
         return "没有找到输入设备（" + where + "），点击、滚动和键入不会被记录，只记录指针移动。";
-    return "缺少“输入监控”权限：无法读取输入设备（" + where +
-           "），点击、滚动和键入不会被记录，只记录指针移动。请将当前用户加入 input 用户组"
-           "（sudo usermod -aG input $USER），然后注销并重新登录。";
+    return "缺少“输入监控”权限：无法读取输入设备（" + where + "），点击、滚动和键入不会被记录，只记录指针移动。" +
+           howToGrant();
+}
+
+std::string InputDeviceAccess::howToGrant()
+{
+    return "请将当前用户加入 input 用户组（sudo usermod -aG input $USER），然后注销并重新登录。";
 }
 
 }  // namespace vantile

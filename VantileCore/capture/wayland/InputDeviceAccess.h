@@ -16,8 +16,10 @@ public:
 
     // At least one event device can be read by this process.
     bool granted() const;
-    // What is missing and how to grant it; for the permission screen and the command line.
+    // What is missing and how to grant it; for the command line.
     std::string missingPermissionMessage() const;
+    // Only how to grant it, for a screen that already says what is missing.
+    static std::string howToGrant();
 
 private:
     bool anyEventDevice() const;

@@ -19,6 +19,7 @@ PointerTracker::~PointerTracker() { close(eventFd_); }
 void PointerTracker::update(CodablePoint global, TimePoint when)
 {
     const std::lock_guard lock(mutex_);
+    latestTime_ = std::max(latestTime_.value_or(when), when);
     if (!history_.empty() && history_.back().position == global) return;
     const Move move{global, when};
     // Updates normally come in time order; keep the history sorted when one does not.
@@ -49,6 +50,12 @@ std::optional<CodablePoint> PointerTracker::positionAt(TimePoint when) const
     const auto later = std::upper_bound(history_.begin(), history_.end(), when,
                                         [](TimePoint time, const Move& kept) { return time < kept.time; });
     return later == history_.begin() ? history_.front().position : std::prev(later)->position;
+}
+
+std::optional<PointerTracker::TimePoint> PointerTracker::latestTime() const
+{
+    const std::lock_guard lock(mutex_);
+    return latestTime_;
 }
 
 std::vector<PointerTracker::Move> PointerTracker::takeMoves()

@@ -43,6 +43,8 @@ public:
     std::optional<CodablePoint> latest() const;
     // The last position updated at or before `when`; the earliest one kept when all are later.
     std::optional<CodablePoint> positionAt(TimePoint when) const;
+    // The time of the newest update, repeated positions included: positions up to it are final.
+    std::optional<TimePoint> latestTime() const;
 
     // Moves not yet taken, oldest first; taking them empties the queue.
     std::vector<Move> takeMoves();
@@ -57,6 +59,7 @@ private:
     mutable std::mutex mutex_;
     std::deque<Move> history_;
     std::vector<Move> pending_;
+    std::optional<TimePoint> latestTime_;
     int eventFd_ = -1;
 };
 

@@ -5,8 +5,10 @@
 #include "capture/wayland/InputDeviceSet.h"
 #include "capture/wayland/PointerTracker.h"
 
+#include <chrono>
 #include <filesystem>
 #include <memory>
+#include <vector>
 
 namespace vantile {
 
@@ -15,6 +17,11 @@ namespace vantile {
 // from the kernel's input devices. Without access to those devices only the pointer is recorded.
 class WaylandInputSource : public InputSource {
 public:
+    // The compositor shares pointer positions this much later than the kernel reports clicks.
+    // Device input waits at most this long for the position at its time, so that it is told in
+    // time order with the moves around it.
+    static constexpr std::chrono::milliseconds pointerLatency{150};
+
     explicit WaylandInputSource(std::shared_ptr<PointerTracker> pointer,
                                 std::filesystem::path inputDirectory = "/dev/input",
                                 InputDeviceOpener openDevice = &EvdevDevice::open);
@@ -43,12 +50,19 @@ private:
         void set(bool pressed, PointerTracker::TimePoint time);
     };
 
+    // Delivers in time order what happened up to the pointer's latest time, or longer ago than
+    // the latency; everything when `all`.
+    void release(bool all);
     void deliver(RawInput input);
+    void armTimer();
 
     std::shared_ptr<PointerTracker> pointer_;
     InputDeviceSet devices_;
     int pollFd_ = -1;
+    int timerFd_ = -1;  // fires when the oldest waiting input has waited long enough
     Handler handler_;
+    std::vector<RawInput> waiting_;  // in time order
+    bool flushing_ = false;
     ButtonState left_;
     ButtonState right_;
 };

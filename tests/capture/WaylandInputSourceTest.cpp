@@ -1,0 +1,282 @@
+#include "capture/InputEventRecorder.h"
+#include "capture/wayland/InputEventStream.h"
+#include "capture/wayland/WaylandInputSource.h"
+
+#include "capture/RecordedInputStream.h"
+#include "support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace vantile {
+namespace {
+
+using namespace std::chrono_literals;
+using Kind = RawInput::Kind;
+using Type = InputEvent::EventType;
+using testing::RecordedInputStream;
+using testing::TemporaryDirectory;
+
+// A recorded device replayed through a named pipe in the input directory.
+class PipeDevice {
+public:
+    explicit PipeDevice(std::filesystem::path path) : path_(std::move(path))
+    {
+        if (mkfifo(path_.c_str(), 0600) != 0) throw std::runtime_error("mkfifo " + path_.string());
+    }
+    ~PipeDevice() { disconnect(); }
+
+    // Once the source has the pipe open for reading.
+    void write(const RecordedInputStream& stream)
+    {
+        if (writer_ < 0) writer_ = ::open(path_.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+        ASSERT_GE(writer_, 0) << "the source has not opened " << path_;
+        const auto bytes = stream.events().size() * sizeof(input_event);
+        ASSERT_EQ(::write(writer_, stream.events().data(), bytes), static_cast<ssize_t>(bytes));
+    }
+    // Like unplugging: the reader sees the stream end.
+    void disconnect()
+    {
+        if (writer_ >= 0) ::close(writer_);
+        writer_ = -1;
+    }
+
+private:
+    std::filesystem::path path_;
+    int writer_ = -1;
+};
+
+// Dispatches as the source signals, until done() or five seconds pass.
+template <typename Done>
+bool dispatchUntil(InputSource& source, Done done)
+{
+    const auto deadline = std::chrono::steady_clock::now() + 5s;
+    while (!done()) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        pollfd descriptor{source.fileDescriptor(), POLLIN, 0};
+        poll(&descriptor, 1, 50);
+        source.dispatchPending();
+    }
+    return true;
+}
+
+RecordedInputStream::TimePoint microsecondNow()
+{
+    return RecordedInputStream::TimePoint(
+        std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now().time_since_epoch()));
+}
+
+struct Rig {
+    TemporaryDirectory directory;
+    std::shared_ptr<PointerTracker> tracker = std::make_shared<PointerTracker>();
+    std::vector<std::filesystem::path> opened;
+    WaylandInputSource source{tracker, directory.path(), [this](const std::filesystem::path& path) {
+                                  opened.push_back(path);
+                                  return InputEventStream::open(path);
+                              }};
+    // Input long past, so nothing waits for the pointer's latency unless a test wants it to.
+    RecordedInputStream::TimePoint epoch = microsecondNow() - 10s;
+    std::vector<RawInput> received;
+
+    void install()
+    {
+        ASSERT_TRUE(source.install([this](const RawInput& input) { received.push_back(input); }));
+    }
+    RecordedInputStream stream() const { return RecordedInputStream(epoch); }
+    void move(double x, double y, double seconds) { tracker->update({x, y}, stream().timeAt(seconds)); }
+    RawInput expected(Kind kind, double seconds, CodablePoint where, double dy = 0) const
+    {
+        return {.kind = kind, .scrollingDeltaY = dy, .time = stream().timeAt(seconds), .location = where};
+    }
+};
+
+TEST(WaylandInputSourceTest, ClicksTakeThePointerKnownAtTheirTimeAndMovesWhileHeldAreDrags)
+{
+    Rig rig;
+    PipeDevice mouse(rig.directory / "event0");
+    PipeDevice ignored(rig.directory / "mouse0");  // the legacy interface, not an event device
+    std::filesystem::create_directory(rig.directory / "by-id");
+    rig.install();
+    EXPECT_EQ(rig.opened, (std::vector{rig.directory / "event0"}));
+
+    rig.move(100, 100, 0.05);
+    rig.move(200, 150, 0.30);
+    auto clicks = rig.stream();
+    clicks.at(0.35).press(BTN_LEFT, 1).at(0.50).press(BTN_LEFT, 0);
+    clicks.at(0.55).relative(REL_WHEEL_HI_RES, -120).relative(REL_WHEEL, -1).report();
+    mouse.write(clicks);
+    // This update reaches the tracker after the press and release were delivered, yet the
+    // pointer moved between them: it is still a drag. The release carries what was known then.
+    ASSERT_TRUE(dispatchUntil(rig.source, [&] { return rig.received.size() >= 5; }));
+    rig.move(210, 160, 0.40);
+    rig.move(220, 170, 0.60);
+    ASSERT_TRUE(dispatchUntil(rig.source, [&] { return rig.received.size() >= 7; }));
+
+    EXPECT_EQ(rig.received, (std::vector{rig.expected(Kind::mouseMoved, 0.05, {100, 100}),
+                                         rig.expected(Kind::mouseMoved, 0.30, {200, 150}),
+                                         rig.expected(Kind::leftMouseDown, 0.35, {200, 150}),
+                                         rig.expected(Kind::leftMouseUp, 0.50, {200, 150}),
+                                         rig.expected(Kind::scrollWheel, 0.55, {200, 150}, -1),
+                                         rig.expected(Kind::leftMouseDragged, 0.40, {210, 160}),
+                                         rig.expected(Kind::mouseMoved, 0.60, {220, 170})}));
+    EXPECT_EQ(rig.source.pointerLocation(), (CodablePoint{220, 170}));
+}
+
+TEST(WaylandInputSourceTest, DeviceInputWaitsForThePointerPositionAtItsTimeButNotLongerThanTheLatency)
+{
+    Rig rig;
+    rig.epoch = microsecondNow();
+    PipeDevice mouse(rig.directory / "event0");
+    rig.install();
+    rig.move(10, 10, -1.0);
+
+    // Without news of the pointer, input is told once the latency has passed.
+    auto press = rig.stream();
+    press.at(0.2).press(BTN_LEFT, 1);
+    mouse.write(press);
+    rig.source.dispatchPending();
+    EXPECT_EQ(rig.received.size(), 1u);
+    // Nothing else stirs, so only the source's own timer can wake the caller's loop.
+    pollfd descriptor{rig.source.fileDescriptor(), POLLIN, 0};
+    ASSERT_EQ(poll(&descriptor, 1, 5000), 1);
+    rig.source.dispatchPending();
+    ASSERT_EQ(rig.received.size(), 2u);
+    EXPECT_GE(std::chrono::steady_clock::now(), press.timeAt(0.2) + WaylandInputSource::pointerLatency);
+    EXPECT_EQ(rig.received.back(), rig.expected(Kind::leftMouseDown, 0.2, {10, 10}));
+
+    // A click the kernel reports before the compositor has shared where the pointer went.
+    auto click = rig.stream();
+    click.at(2.0).press(BTN_RIGHT, 1);
+    mouse.write(click);
+    for (int round = 0; round < 3; ++round) rig.source.dispatchPending();
+    EXPECT_EQ(rig.received.size(), 2u);
+    rig.move(50, 50, 1.99);
+    rig.move(60, 60, 2.01);
+    ASSERT_TRUE(dispatchUntil(rig.source, [&] { return rig.received.size() == 5; }));
+    EXPECT_LT(std::chrono::steady_clock::now(), click.timeAt(2.0));  // told as soon as the position was known
+    EXPECT_EQ(std::vector(rig.received.begin() + 2, rig.received.end()),
+              (std::vector{rig.expected(Kind::leftMouseDragged, 1.99, {50, 50}),
+                           rig.expected(Kind::rightMouseDown, 2.0, {50, 50}),
+                           rig.expected(Kind::leftMouseDragged, 2.01, {60, 60})}));
+
+    // Removing the source tells what was still unread or waiting.
+    auto late = rig.stream();
+    late.at(60).press(BTN_LEFT, 0);
+    mouse.write(late);
+    rig.source.remove();
+    ASSERT_EQ(rig.received.size(), 6u);
+    EXPECT_EQ(rig.received.back(), rig.expected(Kind::leftMouseUp, 60, {60, 60}));
+}
+
+TEST(WaylandInputSourceTest, DevicesPluggedInWhileRecordingAreReadAndUnpluggedOnesDropped)
+{
+    Rig rig;
+    rig.install();
+    EXPECT_EQ(rig.source.openDeviceCount(), 0u);
+    PipeDevice keyboard(rig.directory / "event7");
+    ASSERT_TRUE(dispatchUntil(rig.source, [&] { return rig.source.openDeviceCount() == 1; }));
+
+    auto typing = rig.stream();
+    typing.at(1.0).press(KEY_Q, 1).at(1.1).press(KEY_Q, 0);
+    keyboard.write(typing);
+    ASSERT_TRUE(dispatchUntil(rig.source, [&] { return rig.received.size() == 2; }));
+    EXPECT_EQ(rig.received[0].kind, Kind::keyDown);
+    EXPECT_EQ(rig.received[1].kind, Kind::keyUp);
+    EXPECT_EQ(rig.received[1].time, typing.timeAt(1.1));
+
+    keyboard.disconnect();
+    ASSERT_TRUE(dispatchUntil(rig.source, [&] { return rig.source.openDeviceCount() == 0; }));
+
+    // Removing the source closes what it opened and delivers nothing more.
+    PipeDevice second(rig.directory / "event8");
+    ASSERT_TRUE(dispatchUntil(rig.source, [&] { return rig.source.openDeviceCount() == 1; }));
+    rig.source.remove();
+    EXPECT_EQ(rig.source.openDeviceCount(), 0u);
+    rig.move(5, 5, 2.0);
+    rig.source.dispatchPending();
+    EXPECT_EQ(rig.received.size(), 2u);
+}
+
+TEST(WaylandInputSourceTest, WithoutReadableDevicesThePointerIsStillRecorded)
+{
+    auto tracker = std::make_shared<PointerTracker>();
+    WaylandInputSource source(tracker, "/nonexistent/vantile-input");
+    EXPECT_EQ(source.pointerLocation(), (CodablePoint{0, 0}));
+    tracker->update({9, 9}, std::chrono::steady_clock::now());  // before install: not part of it
+    std::vector<RawInput> received;
+    ASSERT_TRUE(source.install([&](const RawInput& input) { received.push_back(input); }));
+    tracker->update({40, 30}, std::chrono::steady_clock::now());
+    ASSERT_TRUE(dispatchUntil(source, [&] { return !received.empty(); }));
+    ASSERT_EQ(received.size(), 1u);
+    EXPECT_EQ(received[0].kind, Kind::mouseMoved);
+    EXPECT_EQ(received[0].location, (CodablePoint{40, 30}));
+    EXPECT_EQ(source.pointerLocation(), (CodablePoint{40, 30}));
+}
+
+// One recording's worth of input through the recorder, with the given keys typed.
+std::vector<InputEvent> recordScenario(const std::array<unsigned short, 3>& keys)
+{
+    Rig rig;
+    PipeDevice mouse(rig.directory / "event0");
+    PipeDevice keyboard(rig.directory / "event1");
+    InputEventRecorder recorder(&rig.source, [&rig] { return rig.epoch; });
+    recorder.start({100, 50, 800, 600});
+    EXPECT_TRUE(recorder.isMonitoring());
+
+    rig.move(150, 80, 0.10);
+    rig.move(300, 200, 0.20);
+    rig.move(310, 210, 0.45);
+    rig.move(320, 220, 0.47);
+    rig.move(400, 300, 0.70);
+    rig.move(405, 300, 0.71);  // within a thirtieth of a second of the last move
+    auto clicks = rig.stream();
+    clicks.at(0.40).press(BTN_LEFT, 1).at(0.50).press(BTN_LEFT, 0);
+    clicks.at(0.80).press(BTN_RIGHT, 1).at(0.85).press(BTN_RIGHT, 0);
+    clicks.at(0.90).relative(REL_WHEEL_HI_RES, 120).relative(REL_WHEEL, 1).report();
+    mouse.write(clicks);
+    auto typing = rig.stream();
+    typing.at(1.00).press(keys[0], 1).at(1.05).press(keys[0], 0);
+    typing.at(1.50).press(keys[1], 1).at(1.55).press(keys[1], 0);
+    typing.at(3.00).press(keys[2], 1).at(3.05).press(keys[2], 0);  // 1.45 s after the last release
+    keyboard.write(typing);
+    EXPECT_TRUE(dispatchUntil(rig.source, [&] { return recorder.snapshot().size() >= 13; }));
+    return recorder.stop();
+}
+
+TEST(WaylandInputSourceTest, RecorderTurnsDeviceAndPointerInputIntoTheSameEventsAsOnX11)
+{
+    const auto events = recordScenario({KEY_H, KEY_I, KEY_ENTER});
+    const std::vector<InputEvent> expected{
+        {0.10, Type::mouseMove, 50, 30},
+        {0.20, Type::mouseMove, 200, 150},
+        {0.40, Type::leftMouseDown, 200, 150, {}, {}, "left"},
+        {0.45, Type::mouseDragged, 210, 160},
+        {0.47, Type::mouseDragged, 220, 170},
+        {0.50, Type::leftMouseUp, 220, 170, {}, {}, "left"},
+        {0.70, Type::mouseMove, 300, 250},
+        {0.80, Type::rightMouseDown, 305, 250, {}, {}, "right"},
+        {0.85, Type::rightMouseUp, 305, 250, {}, {}, "right"},
+        {0.90, Type::scrollWheel, 305, 250, 0.0, 1.0, {}},
+        {1.00, Type::typingActivityStart, 305, 250},
+        {1.75, Type::typingActivityEnd, 305, 250},
+        {3.00, Type::typingActivityStart, 305, 250},
+        {3.25, Type::typingActivityEnd, 305, 250},
+    };
+    ASSERT_EQ(events.size(), expected.size());
+    for (std::size_t index = 0; index < events.size(); ++index) {
+        SCOPED_TRACE(index);
+        EXPECT_NEAR(events[index].time, expected[index].time, 1e-6);
+        InputEvent timeless = events[index];
+        timeless.time = expected[index].time;
+        EXPECT_EQ(timeless, expected[index]);
+    }
+    // Nothing recorded depends on which keys were typed.
+    EXPECT_EQ(recordScenario({KEY_A, KEY_A, KEY_A}), events);
+}
+
+}  // namespace
+}  // namespace vantile
