@@ -14,6 +14,8 @@ struct FocusSegment {
     double centerX = 0;
     double centerY = 0;
     double scale = 1;
+    // Made or changed by the user; re-planning keeps it.
+    bool edited = false;
 
     bool operator==(const FocusSegment&) const = default;
 };
@@ -33,6 +35,6 @@ template <>
 struct std::hash<vantile::FocusSegment> {
     std::size_t operator()(const vantile::FocusSegment& s) const
     {
-        return vantile::hashValues(s.start, s.end, s.type, s.centerX, s.centerY, s.scale);
+        return vantile::hashValues(s.start, s.end, s.type, s.centerX, s.centerY, s.scale, s.edited);
     }
 };
