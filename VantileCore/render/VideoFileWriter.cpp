@@ -5,6 +5,7 @@
 #include "render/FrameCompositor.h"
 #include "render/ImageConversion.h"
 #include "render/MovieWriter.h"
+#include "engine/OutputTimeline.h"
 #include "render/RenderFrameQueue.h"
 #include "render/SourceFrameProvider.h"
 #include "render/RenderError.h"
@@ -155,10 +156,14 @@ void writeRenderedVideoOnly(const RenderJob& job, const VideoPassOptions& option
     compositor.setDecodedSource([&source](double time) { return source.decodedFrame(time); });
     const auto fps = job.renderSettings.fps;
     if (fps < 1 || fps > std::numeric_limits<int>::max()) throw RenderError::writerFailed();
+    // Each output frame shows its recording time: camera, cursor, ripples and picture alike.
+    const OutputTimeline timeline(project);
     writeMovie(
         job.outputURL, static_cast<int>(job.renderSettings.outputWidth), static_cast<int>(job.renderSettings.outputHeight),
-        project.duration, static_cast<int>(fps),
-        [&compositor](QImage& canvas, double time) { return compositor.drawFrame(canvas, time); },
+        timeline.duration(), static_cast<int>(fps),
+        [&compositor, &timeline](QImage& canvas, double time) {
+            return compositor.drawFrame(canvas, timeline.recordingTime(time));
+        },
         options);
 }
 
@@ -171,13 +176,20 @@ void writeRenderedDemo(const RenderJob& job, ExportMonitor* monitor)
         VideoPassOptions options{monitor, 0, 0.97};
         // With audio to merge, the result is cut to the raw movie's length; frames past it
         // are not drawn, so no encoded frame (and no frame another one refers to) is dropped.
+        const OutputTimeline timeline(job.project);
         if (const auto rawDuration = AudioMerger::audioMergeDuration(job.rawVideoURL)) {
-            const double product = std::ceil(*rawDuration * static_cast<double>(job.renderSettings.fps) - 1e-9);
+            const double product = std::ceil(timeline.outputTimeAtOrAfter(*rawDuration) *
+                                                 static_cast<double>(job.renderSettings.fps) -
+                                             1e-9);
             if (product >= 1 && product < 9e18) options.frameLimit = static_cast<std::int64_t>(product);
         }
         writeRenderedVideoOnly(videoJob, options);
         if (monitor && monitor->isCancelled()) throw RenderError::cancelled();
-        AudioMerger::mergeAudioTracksIfPresent(temporary, job.rawVideoURL, job.outputURL);
+        if (timeline.isIdentity()) {
+            AudioMerger::mergeAudioTracksIfPresent(temporary, job.rawVideoURL, job.outputURL);
+        } else {
+            AudioMerger::mergeEditedAudioTracksIfPresent(temporary, job.rawVideoURL, job.outputURL, timeline);
+        }
         if (monitor) monitor->report(1);
     } catch (...) {
         std::error_code ignored;
