@@ -112,7 +112,7 @@ QImage decodeFrame(const std::filesystem::path& movie, double seconds)
 }
 
 void writeRawMovie(const std::filesystem::path& path, int width, int height, double duration, int audioTracks,
-                   const std::function<void(QImage&, int)>& paint)
+                   const std::function<void(QImage&, int)>& paint, const std::function<float(int, double)>& sound)
 {
     MovieWriter writer(path, VideoEncoderSettings{width, height, 30, "ultrafast", 18}, audioTracks);
     QImage canvas(width, height, QImage::Format_RGB32);
@@ -127,7 +127,8 @@ void writeRawMovie(const std::filesystem::path& path, int width, int height, dou
         for (int track = 0; track < audioTracks; ++track) {
             for (std::size_t i = 0; i < samples.size() / 2; ++i) {
                 const double t = index / 30.0 + static_cast<double>(i) / 48000;
-                samples[2 * i] = samples[2 * i + 1] = static_cast<float>(0.1 * std::sin(2 * M_PI * (300 + 100 * track) * t));
+                samples[2 * i] = samples[2 * i + 1] =
+                    sound ? sound(track, t) : static_cast<float>(0.1 * std::sin(2 * M_PI * (300 + 100 * track) * t));
             }
             writer.appendAudio(track, samples);
         }

@@ -43,9 +43,10 @@ int countVideoFrames(const std::filesystem::path& movie);
 QImage decodeFrame(const std::filesystem::path& movie, double seconds);
 
 // A small raw movie: every frame filled by `paint` (frame index → image), 30 fps, with
-// `audioTracks` AAC tracks of a quiet tone.
+// `audioTracks` AAC tracks of a quiet tone, or of `sound` (track, seconds → sample) when given.
 void writeRawMovie(const std::filesystem::path& path, int width, int height, double duration, int audioTracks,
-                   const std::function<void(QImage&, int)>& paint);
+                   const std::function<void(QImage&, int)>& paint,
+                   const std::function<float(int, double)>& sound = {});
 
 // A project record for a raw movie of that size, with a short click path.
 RecordingProject makeProject(int width, int height, double duration);
