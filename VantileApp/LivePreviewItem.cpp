@@ -82,6 +82,7 @@ void LivePreviewItem::updateScene()
         return;
     }
     player_.setScene(PreviewFrameRenderer::sceneFor(*appState_->currentProject(), appState_->renderSettings()));
+    player_.setTimeline(OutputTimeline(*appState_->currentProject()));
 }
 
 void LivePreviewItem::updateCanvas()

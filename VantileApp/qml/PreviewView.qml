@@ -99,6 +99,12 @@ Item {
                 }
             }
 
+            TimelineView {
+                objectName: "timelineView"
+                Layout.fillWidth: true
+                preview: preview
+            }
+
             Text {
                 text: "实时预览使用原始录制；点击导出时生成最终镜头。"
                 color: Theme.secondaryText

@@ -13,6 +13,12 @@ TimelineState TimelineModel::state() const
     return {project_.trim, project_.cuts, project_.focusSegments};
 }
 
+void TimelineModel::adopt(RecordingProject project)
+{
+    project_ = std::move(project);
+    timeline_ = OutputTimeline(project_);
+}
+
 void TimelineModel::restore(const TimelineState& state)
 {
     project_.trim = state.trim;

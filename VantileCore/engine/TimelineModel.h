@@ -31,6 +31,9 @@ public:
     explicit TimelineModel(RecordingProject project);
 
     const RecordingProject& project() const { return project_; }
+    TimelineState state() const;
+    // Takes the project as changed elsewhere (settings, a re-plan) without an undo step.
+    void adopt(RecordingProject project);
     const OutputTimeline& timeline() const { return timeline_; }
 
     // Keeps the length; the start is clamped so the segment stays inside the recording and off
@@ -52,7 +55,6 @@ public:
     void redo();
 
 private:
-    TimelineState state() const;
     void restore(const TimelineState& state);
     void commit(RecordingProject edited);
     const FocusSegment& segment(std::size_t index) const;

@@ -80,6 +80,15 @@ void ProjectSettingsEditor::changeFps(std::int64_t fps)
     rebuildCursorFrames();
 }
 
+void ProjectSettingsEditor::replaceTimeline(const TimelineState& timeline)
+{
+    project_.trim = timeline.trim;
+    project_.cuts = timeline.cuts;
+    project_.focusSegments = timeline.focusSegments;
+    project_.previewVideoPath.reset();
+    saveQuietly();
+}
+
 std::filesystem::path ProjectSettingsEditor::rawVideoURL() const
 {
     const std::filesystem::path raw(project_.rawVideoPath);
