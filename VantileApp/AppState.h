@@ -73,6 +73,8 @@ class AppState : public QObject {
     Q_PROPERTY(QString exportedFilePath READ exportedFilePath NOTIFY currentProjectChanged)
     Q_PROPERTY(QVariantMap settingOptions READ settingOptions CONSTANT)
     Q_PROPERTY(QVariantList unfinishedRecordings READ unfinishedRecordingsValue NOTIFY unfinishedRecordingsChanged)
+    Q_PROPERTY(bool canUndo READ canUndo NOTIFY currentProjectChanged)
+    Q_PROPERTY(bool canRedo READ canRedo NOTIFY currentProjectChanged)
 
 public:
     explicit AppState(AppCollaborators collaborators, QObject* parent = nullptr);
@@ -161,6 +163,21 @@ public:
     Q_INVOKABLE void changeRenderSetting(const QString& field, const QVariant& value);
     Q_INVOKABLE void updateAspectRatio(const QString& ratio);
     Q_INVOKABLE void updateResolutionPreset(const QString& preset);
+
+    // The timeline under the preview. Times are recording seconds, points raw-video pixels,
+    // indexes positions in currentProject.segments. A refused edit shows its error and changes nothing.
+    Q_INVOKABLE void addTimelineSegment(double playhead);
+    Q_INVOKABLE void moveTimelineSegment(int index, double start);
+    Q_INVOKABLE void resizeTimelineSegment(int index, double start, double end);
+    Q_INVOKABLE void setTimelineSegmentDepth(int index, double scale);
+    Q_INVOKABLE void setTimelineSegmentFocus(int index, double x, double y);
+    Q_INVOKABLE void removeTimelineSegment(int index);
+    Q_INVOKABLE void setTimelineTrim(double start, double end);
+    Q_INVOKABLE void cutTimelineRange(double start, double end);
+    Q_INVOKABLE void undoTimelineEdit();
+    Q_INVOKABLE void redoTimelineEdit();
+    bool canUndo() const;
+    bool canRedo() const;
 
     // The permission screen's row actions: "screenRecording", "accessibility", "inputMonitoring".
     Q_INVOKABLE void requestPermission(const QString& permission);

@@ -75,6 +75,20 @@ void LivePreviewItem::reloadMovie()
     }
 }
 
+QVariantMap LivePreviewItem::videoPointAt(double x, double y) const
+{
+    if (!appState_ || !appState_->currentProject() || canvasRect_.isEmpty()) return {};
+    const RenderSettings& settings = appState_->renderSettings();
+    // The canvas shows the output frame scaled down; work in output pixels as the compositor does.
+    const double scale = static_cast<double>(settings.outputWidth) / canvasRect_.width();
+    const auto point = PreviewGeometry::videoPointAt(
+        *appState_->currentProject(), settings, static_cast<double>(settings.outputWidth),
+        static_cast<double>(settings.outputHeight), (x - canvasRect_.x()) * scale, (y - canvasRect_.y()) * scale,
+        currentTime());
+    if (!point) return {};
+    return {{"x", point->x}, {"y", point->y}};
+}
+
 void LivePreviewItem::updateScene()
 {
     if (!appState_ || !appState_->currentProject()) {
@@ -82,6 +96,7 @@ void LivePreviewItem::updateScene()
         return;
     }
     player_.setScene(PreviewFrameRenderer::sceneFor(*appState_->currentProject(), appState_->renderSettings()));
+    player_.setTimeline(OutputTimeline(*appState_->currentProject()));
 }
 
 void LivePreviewItem::updateCanvas()

@@ -5,6 +5,7 @@
 #include <QPointer>
 #include <QQuickItem>
 #include <QUrl>
+#include <QVariantMap>
 
 namespace vantile {
 
@@ -45,6 +46,9 @@ public:
     Q_INVOKABLE void handleScrubbing(bool editing, double time);
     Q_INVOKABLE void scrubTo(double time);
     Q_INVOKABLE QString formatPlaybackTime(double time) const;
+    // The timeline's focus point gesture: the raw-video point under (x, y) of this item, as
+    // {"x", "y"}, or an empty map outside the video.
+    Q_INVOKABLE QVariantMap videoPointAt(double x, double y) const;
 
 signals:
     void appStateChanged();

@@ -25,6 +25,23 @@ CameraKeyframe cameraState(const std::optional<RecordingProject>& project, doubl
     return CameraPathBuilder::cameraStateAt(time, keyframes);
 }
 
+std::optional<CodablePoint> videoPointAt(const RecordingProject& project, const RenderSettings& settings,
+                                         double canvasWidth, double canvasHeight, double x, double y, double time)
+{
+    const VideoSize video = sourceVideoSize(project);
+    const auto layout = CompositorGeometry::frameLayout({0, 0, canvasWidth, canvasHeight}, video.width, video.height,
+                                                        settings.backgroundEnabled, settings.renderPreset());
+    const CGRectCodable& shown = layout.video;
+    if (!(shown.width > 0 && shown.height > 0) || x < shown.x || y < shown.y || x > shown.x + shown.width ||
+        y > shown.y + shown.height) {
+        return std::nullopt;
+    }
+    const CGRectCodable crop =
+        CompositorGeometry::cropRect(video.width, video.height, shown, cameraState(project, time));
+    return CodablePoint{crop.x + (x - shown.x) / shown.width * crop.width,
+                        crop.y + (y - shown.y) / shown.height * crop.height};
+}
+
 CGRectCodable sourceCropRect(const VideoSize& video, const CameraKeyframe& camera, double contentWidth,
                              double contentHeight)
 {

@@ -33,6 +33,11 @@ CGRectCodable sourceCropRect(const VideoSize& video, const CameraKeyframe& camer
 CGRectCodable playerFrame(const VideoSize& video, const CGRectCodable& crop, double contentWidth,
                           double contentHeight);
 
+// The source-video point shown at (x, y) of a canvas of `canvasWidth` × `canvasHeight` at `time`,
+// through the same layout and camera crop as the compositor; nothing outside the video.
+std::optional<CodablePoint> videoPointAt(const RecordingProject& project, const RenderSettings& settings,
+                                         double canvasWidth, double canvasHeight, double x, double y, double time);
+
 // "m:ss" of whole seconds (no hours field); "0:00" for a negative or non-finite time.
 std::string formatPlaybackTime(double time);
 

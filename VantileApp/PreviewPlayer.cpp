@@ -27,6 +27,7 @@ struct PreviewPlayer::Shared {
     std::optional<std::filesystem::path> movie;
     bool sceneChanged = false;
     std::optional<CompositorScene> scene;
+    std::optional<OutputTimeline> timeline;
     QSize canvasSize;
     std::optional<double> seekTarget;
     bool wantsPlaying = false;
@@ -76,6 +77,15 @@ void PreviewPlayer::setScene(std::optional<CompositorScene> scene)
         std::lock_guard lock(shared_->mutex);
         shared_->scene = std::move(scene);
         shared_->sceneChanged = true;
+    }
+    shared_->wake.notify_all();
+}
+
+void PreviewPlayer::setTimeline(const OutputTimeline& timeline)
+{
+    {
+        std::lock_guard lock(shared_->mutex);
+        shared_->timeline = timeline;
     }
     shared_->wake.notify_all();
 }
@@ -205,11 +215,13 @@ void PreviewPlayer::run()
         publish(time);
     };
 
+    std::optional<OutputTimeline> timeline;
     for (;;) {
         std::optional<double> seekTarget;
         bool sceneChanged = false;
         {
             std::unique_lock lock(shared_->mutex);
+            timeline = shared_->timeline;
             shared_->wake.wait(lock, [&] {
                 return shared_->quit || shared_->reopen || shared_->sceneChanged || shared_->seekTarget ||
                        shared_->wantsPlaying != playing || playing;
@@ -263,6 +275,20 @@ void PreviewPlayer::run()
         if (!playing) continue;
 
         const double now = mediaStart + std::chrono::duration<double>(Clock::now() - clockStart).count();
+        // Removed stretches are skipped as the export skips them: a hard cut to the next kept instant.
+        if (timeline && !timeline->isIdentity() && !clockPending && !timeline->outputTime(now)) {
+            const double output = timeline->outputTimeAtOrAfter(now);
+            if (output >= timeline->duration()) {
+                finishPlayback();
+                continue;
+            }
+            const double resume = timeline->recordingTime(output);
+            seekTo(resume);
+            clockStart = Clock::now();
+            mediaStart = resume;
+            clockPending = true;
+            continue;
+        }
         if (!reader) {
             // Placeholder playback: frames on a fixed grid for the project's duration.
             const double duration = duration_.load();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "PreviewFrameRenderer.h"
+#include "engine/OutputTimeline.h"
 
 #include <QImage>
 #include <QObject>
@@ -30,6 +31,8 @@ public:
     // Opens `movie` (or nothing) for a project of `duration` seconds, paused at 0.
     void open(const std::optional<std::filesystem::path>& movie, double duration);
     void setScene(std::optional<CompositorScene> scene);
+    // The project's trim and cuts: playback skips what they remove and stops at the kept end.
+    void setTimeline(const OutputTimeline& timeline);
     void setCanvasSize(QSize size);
 
     void play();

@@ -22,6 +22,7 @@ void ProjectSession::open(RecordingProject project, const std::filesystem::path&
     editor_->setSaveProject([this](const RecordingProject& saved, const std::filesystem::path& where) {
         saver_.save(saved, where);
     });
+    timeline_.emplace(editor_->project());
     state_.setProjectDirectory(directory);
     state_.setRenderSettings(editor_->renderSettings());
     state_.setCurrentProject(editor_->project());
@@ -95,6 +96,21 @@ void ProjectSession::changeZoomIntensity(ZoomIntensity intensity)
 void ProjectSession::changeFps(std::int64_t fps)
 {
     edit([&](ProjectSettingsEditor& editor) { editor.changeFps(fps); }, [&](RenderSettings& alone) { alone.fps = fps; });
+}
+
+void ProjectSession::editTimeline(const std::function<void(TimelineModel&)>& change)
+{
+    if (!editable() || !editor_ || !timeline_) return;
+    // The editor's project is the truth: settings and re-plans change it outside the timeline.
+    timeline_->adopt(editor_->project());
+    try {
+        change(*timeline_);
+    } catch (const TimelineEditError& error) {
+        state_.setErrorMessage(error.what());
+        return;
+    }
+    editor_->replaceTimeline(timeline_->state());
+    publish();
 }
 
 RenderJob ProjectSession::exportJob() const { return editor_->makeExportJob(editor_->defaultExportURL()); }

@@ -2,6 +2,7 @@
 
 #include "ProjectSaver.h"
 #include "model/RecordingProject.h"
+#include "engine/TimelineModel.h"
 #include "render/ProjectSettingsEditor.h"
 #include "store/ProjectFileManager.h"
 
@@ -32,6 +33,12 @@ public:
     void changeZoomIntensity(ZoomIntensity intensity);
     void changeFps(std::int64_t fps);
 
+    // A timeline gesture on the open project: applied, saved in the background and published,
+    // or refused with the error shown and nothing changed.
+    void editTimeline(const std::function<void(TimelineModel&)>& change);
+    bool canUndo() const { return timeline_ && timeline_->canUndo(); }
+    bool canRedo() const { return timeline_ && timeline_->canRedo(); }
+
     // Only with an open project.
     RenderJob exportJob() const;
     void recordExport(const std::filesystem::path& outputURL);
@@ -49,6 +56,7 @@ private:
     ProjectFileManager files_;
     ProjectSaver saver_;
     std::optional<ProjectSettingsEditor> editor_;
+    std::optional<TimelineModel> timeline_;
 };
 
 }  // namespace vantile

@@ -1,5 +1,7 @@
 #include "QmlValues.h"
 
+#include "engine/OutputTimeline.h"
+
 namespace vantile::QmlValues {
 
 QVariantMap permissionStatus(const PermissionStatus& status)
@@ -31,6 +33,32 @@ QVariantList sources(const std::vector<CaptureSource>& sources)
     return list;
 }
 
+namespace {
+
+QVariantList segments(const std::vector<FocusSegment>& list)
+{
+    QVariantList values;
+    for (const FocusSegment& segment : list) {
+        values.append(QVariantMap{{"start", segment.start},
+                                  {"end", segment.end},
+                                  {"type", QString::fromStdString(rawValue(segment.type))},
+                                  {"centerX", segment.centerX},
+                                  {"centerY", segment.centerY},
+                                  {"scale", segment.scale},
+                                  {"edited", segment.edited}});
+    }
+    return values;
+}
+
+QVariantList ranges(const std::vector<TimeRange>& list)
+{
+    QVariantList values;
+    for (const TimeRange& range : list) values.append(QVariantMap{{"start", range.start}, {"end", range.end}});
+    return values;
+}
+
+}  // namespace
+
 QVariantMap project(const RecordingProject& project)
 {
     return {
@@ -42,6 +70,11 @@ QVariantMap project(const RecordingProject& project)
         {"focusSegmentCount", static_cast<qlonglong>(project.focusSegments.size())},
         {"cursorFrameCount", static_cast<qlonglong>(project.cursorFrames.size())},
         {"exportVideoPath", QString::fromStdString(project.exportVideoPath.value_or(""))},
+        {"segments", segments(project.focusSegments)},
+        {"trimStart", project.trim ? project.trim->start : 0.0},
+        {"trimEnd", project.trim ? project.trim->end : project.duration},
+        {"cuts", ranges(project.cuts)},
+        {"keptDuration", OutputTimeline(project).duration()},
     };
 }
 

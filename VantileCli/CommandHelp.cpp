@@ -65,6 +65,18 @@ const std::map<std::string, std::string>& helpTexts()
                    "  --no-cursor         no drawn cursor\n"
                    "  --no-ripple         no click ripples\n"
                    "  --no-dynamic-cursor the cursor keeps one size while the camera zooms\n"},
+        {"edit", "vantile-cli edit DIR [--trim START END] [--cut START END]... [--zoom START END X Y SCALE]...\n"
+                 "                     [--remove-zoom INDEX]... [--clear-edits] [--json]\n"
+                 "  Edits the timeline: options apply in the order given, the project is saved once, and the resulting\n"
+                 "  timeline is printed. Times are recording seconds; a refused edit changes nothing.\n"
+                 "  --trim START END    keep only this stretch of the recording\n"
+                 "  --cut START END     remove this stretch (overlapping cuts merge)\n"
+                 "  --zoom START END X Y SCALE\n"
+                 "                      a zoom on raw-video pixel X,Y at SCALE 1.0 to 4.0; automatic segments it\n"
+                 "                      overlaps are dropped, and re-planning keeps it\n"
+                 "  --remove-zoom INDEX remove segment INDEX (as `info --json` lists focusSegments)\n"
+                 "  --clear-edits       no trim, no cuts, and the automatic plan again\n"
+                 "  --json              print {\"duration\", \"trim\", \"cuts\", \"segments\"}\n"},
         {"plan", "vantile-cli plan --events FILE --duration S --width W --height H [--intensity I] [--fps N]\n"
                  "  Plans a JSON array of input events (video pixels) and prints segments, camera keyframes and cursor frames.\n"
                  "  --events FILE       the events, a JSON array\n"

@@ -15,5 +15,6 @@ int runDemo(const std::vector<std::string>& arguments);
 int runPlan(const std::vector<std::string>& arguments);
 int runSample(const std::vector<std::string>& arguments);
 int runExport(const std::vector<std::string>& arguments);
+int runEdit(const std::vector<std::string>& arguments);
 
 }  // namespace vantile::cli

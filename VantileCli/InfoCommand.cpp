@@ -1,5 +1,6 @@
 #include "CommandLine.h"
 #include "Commands.h"
+#include "TimelineSummary.h"
 
 #include "store/ProjectFileManager.h"
 
@@ -54,7 +55,7 @@ void printSummary(const std::filesystem::path& directory, const RecordingProject
         << "source        " << describeSource(project.capture) << "\n"
         << "raw movie     " << describeRawMovie(directory, project) << "\n"
         << "events        " << project.events.size() << "\n"
-        << "segments      " << project.focusSegments.size() << "\n"
+        << describeTimelineEdit(project) << describeSegments(project, true)
         << "cursor frames " << project.cursorFrames.size() << "\n"
         << "output        " << settings.outputWidth << "x" << settings.outputHeight << " at " << settings.fps
         << " fps (" << label(settings.aspectRatio) << ", " << label(settings.resolutionPreset) << ")\n"

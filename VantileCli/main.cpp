@@ -34,6 +34,8 @@ const std::map<std::string, CommandEntry>& commands()
         {"export", {runExport, "export DIR [-o FILE] [--aspect A] [--resolution R] [--template T] [--zoom Z] [--fps N] "
                                "[--cursor-theme C] [--cursor-effect E] [--no-background] [--no-cursor] [--no-ripple] "
                                "[--no-dynamic-cursor]"}},
+        {"edit", {runEdit, "edit DIR [--trim START END] [--cut START END]... [--zoom START END X Y SCALE]... "
+                           "[--remove-zoom INDEX]... [--clear-edits] [--json]"}},
         {"plan", {runPlan, "plan --events FILE --duration S --width W --height H [--intensity light|standard|strong] [--fps N]"}},
     };
     return table;

@@ -102,6 +102,19 @@ int main(int argc, char** argv)
     screens.settle(600);
     ok &= save(screens.grab(), out / "06-preview.png");
 
+    // The timeline with a cut, a trim and a zoom added at the playhead, that zoom selected.
+    screens.state->cutTimelineRange(2.2, 3.0);
+    screens.state->addTimelineSegment(1.6);
+    screens.state->setTimelineTrim(0.3, 5.7);
+    if (auto* timeline = screens.item("timelineView"); timeline && screens.state->currentProject()) {
+        const auto& segments = screens.state->currentProject()->focusSegments;
+        for (std::size_t index = 0; index < segments.size(); ++index) {
+            if (segments[index].edited) timeline->setProperty("selected", static_cast<int>(index));
+        }
+    }
+    screens.settle(600);
+    ok &= save(screens.grab(), out / "06-preview-timeline.png");
+
     screens.state->changeRenderSetting("templateName", "cleanLight");
     screens.state->updateAspectRatio("portrait9x16");
     screens.state->changeRenderSetting("cursorTheme", "electricBlue");

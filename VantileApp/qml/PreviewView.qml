@@ -44,6 +44,32 @@ Item {
                     anchors.margins: 12
                     controller: appState
                 }
+                // With a segment selected on the timeline, a press or drag on the picture moves its focus point.
+                MouseArea {
+                    objectName: "focusPointArea"
+                    anchors.fill: preview
+                    enabled: timelineView.selected >= 0
+                    cursorShape: enabled ? Qt.CrossCursor : Qt.ArrowCursor
+                    property point marker: Qt.point(-100, -100)
+                    onPressed: (mouse) => marker = Qt.point(mouse.x, mouse.y)
+                    onPositionChanged: (mouse) => marker = Qt.point(mouse.x, mouse.y)
+                    onReleased: (mouse) => {
+                        const point = preview.videoPointAt(mouse.x, mouse.y)
+                        marker = Qt.point(-100, -100)
+                        if (point.x !== undefined) appState.setTimelineSegmentFocus(timelineView.selected, point.x, point.y)
+                    }
+                    Rectangle {
+                        visible: parent.pressed
+                        x: parent.marker.x - 9
+                        y: parent.marker.y - 9
+                        width: 18
+                        height: 18
+                        radius: 9
+                        color: "transparent"
+                        border.color: Theme.warning
+                        border.width: 2
+                    }
+                }
                 Text {
                     anchors.centerIn: parent
                     visible: !preview.ready
@@ -97,6 +123,13 @@ Item {
                     font.pixelSize: 13
                     font.family: "DejaVu Sans Mono"
                 }
+            }
+
+            TimelineView {
+                id: timelineView
+                objectName: "timelineView"
+                Layout.fillWidth: true
+                preview: preview
             }
 
             Text {

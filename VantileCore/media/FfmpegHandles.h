@@ -4,6 +4,8 @@ extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 #include <libavutil/frame.h>
+#include <libavutil/audio_fifo.h>
+#include <libswresample/swresample.h>
 #include <libswscale/swscale.h>
 }
 
@@ -25,6 +27,12 @@ struct PacketDeleter {
 struct SwsContextDeleter {
     void operator()(SwsContext* context) const { sws_freeContext(context); }
 };
+struct SwrContextDeleter {
+    void operator()(SwrContext* context) const { swr_free(&context); }
+};
+struct AudioFifoDeleter {
+    void operator()(AVAudioFifo* fifo) const { av_audio_fifo_free(fifo); }
+};
 // Input contexts are closed; output contexts are freed after their file is closed.
 struct InputFormatDeleter {
     void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
@@ -41,6 +49,8 @@ using CodecContextHandle = std::unique_ptr<AVCodecContext, CodecContextDeleter>;
 using FrameHandle = std::unique_ptr<AVFrame, FrameDeleter>;
 using PacketHandle = std::unique_ptr<AVPacket, PacketDeleter>;
 using SwsContextHandle = std::unique_ptr<SwsContext, SwsContextDeleter>;
+using SwrContextHandle = std::unique_ptr<SwrContext, SwrContextDeleter>;
+using AudioFifoHandle = std::unique_ptr<AVAudioFifo, AudioFifoDeleter>;
 using InputFormatHandle = std::unique_ptr<AVFormatContext, InputFormatDeleter>;
 using OutputFormatHandle = std::unique_ptr<AVFormatContext, OutputFormatDeleter>;
 

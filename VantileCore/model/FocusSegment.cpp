@@ -6,6 +6,8 @@ void to_json(Json& json, const FocusSegment& segment)
 {
     json = Json{{"start", segment.start},     {"end", segment.end},         {"type", segment.type},
                 {"centerX", segment.centerX}, {"centerY", segment.centerY}, {"scale", segment.scale}};
+    // Only when set, so planned segments encode as they always have.
+    if (segment.edited) json["edited"] = true;
 }
 
 void decodeValue(const Json& json, FocusSegment& segment)
@@ -17,6 +19,7 @@ void decodeValue(const Json& json, FocusSegment& segment)
     decodeKey(json, "centerX", segment.centerX);
     decodeKey(json, "centerY", segment.centerY);
     decodeKey(json, "scale", segment.scale);
+    decodeKeyOrKeep(json, "edited", segment.edited);
 }
 
 }  // namespace vantile

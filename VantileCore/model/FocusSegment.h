@@ -14,6 +14,8 @@ struct FocusSegment {
     double centerX = 0;
     double centerY = 0;
     double scale = 1;
+    // Made or changed by the user; re-planning keeps it.
+    bool edited = false;
 
     bool operator==(const FocusSegment&) const = default;
 };

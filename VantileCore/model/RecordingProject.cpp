@@ -79,6 +79,9 @@ void to_json(Json& json, const RecordingProject& project)
     };
     encodeOptionalKey(json, "previewVideoPath", project.previewVideoPath);
     encodeOptionalKey(json, "exportVideoPath", project.exportVideoPath);
+    // Absent without edits, so an unedited project writes exactly what earlier versions wrote.
+    encodeOptionalKey(json, "trim", project.trim);
+    if (!project.cuts.empty()) json["cuts"] = project.cuts;
 }
 
 namespace {
@@ -131,6 +134,8 @@ void decodeValue(const Json& json, RecordingProject& project)
     decodeKeyOrKeep(json, "rawVideoPath", project.rawVideoPath);
     decodeOptionalKey(json, "previewVideoPath", project.previewVideoPath);
     decodeOptionalKey(json, "exportVideoPath", project.exportVideoPath);
+    decodeOptionalKey(json, "trim", project.trim);
+    decodeKeyOrKeep(json, "cuts", project.cuts);
     requirePlausibleValues(project);
 }
 

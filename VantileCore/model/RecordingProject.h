@@ -6,6 +6,7 @@
 #include "model/FocusSegment.h"
 #include "model/InputEvent.h"
 #include "model/RenderSettings.h"
+#include "model/TimeRange.h"
 
 #include <chrono>
 #include <optional>
@@ -36,6 +37,9 @@ struct RecordingProject {
     std::string rawVideoPath = "raw.mov";  // a bare name is relative to the project directory
     std::optional<std::string> previewVideoPath;
     std::optional<std::string> exportVideoPath;
+    // The user's timeline edit: the kept stretch of the recording and the stretches cut out of it.
+    std::optional<TimeRange> trim;
+    std::vector<TimeRange> cuts;
 
     bool operator==(const RecordingProject&) const = default;
 };

@@ -1,6 +1,7 @@
 #include "render/AudioMerger.h"
 
 #include "media/FfmpegHandles.h"
+#include "render/EditedAudioTrack.h"
 #include "render/FfmpegCheck.h"
 #include "render/MovieWriter.h"
 #include "render/VideoFileWriter.h"
@@ -85,36 +86,47 @@ std::filesystem::path temporaryMergeURL(const std::filesystem::path& outputURL)
     return outputURL.parent_path() / (text + outputURL.extension().string());
 }
 
+OutputFormatHandle createOutput(const std::filesystem::path& target, const std::filesystem::path& outputURL)
+{
+    AVFormatContext* allocated = nullptr;
+    checkAv(avformat_alloc_output_context2(&allocated, nullptr, containerFormatName(outputURL).c_str(), target.c_str()),
+            "Cannot create the movie " + outputURL.filename().string());
+    return OutputFormatHandle(allocated);
+}
+
+AVStream* copyStream(AVFormatContext& output, const AVStream& source)
+{
+    AVStream* stream = avformat_new_stream(&output, nullptr);
+    if (!stream) throw RenderError::cannotAddWriterInput();
+    checkAv(avcodec_parameters_copy(stream->codecpar, source.codecpar), "Cannot copy a track");
+    stream->codecpar->codec_tag = 0;
+    stream->time_base = source.time_base;
+    stream->avg_frame_rate = source.avg_frame_rate;
+    av_dict_copy(&stream->metadata, source.metadata, 0);
+    return stream;
+}
+
+void writeHeader(AVFormatContext& output, const std::filesystem::path& target, const std::filesystem::path& outputURL)
+{
+    const std::string name = outputURL.filename().string();
+    checkAv(avio_open(&output.pb, target.c_str(), AVIO_FLAG_WRITE), "Cannot write the movie " + name);
+    AVDictionary* options = nullptr;
+    const bool mp4 = containerFormatName(outputURL) == "mp4";
+    av_dict_set(&options, "movflags", mp4 ? "+faststart+write_colr" : "+write_colr", 0);
+    const int header = avformat_write_header(&output, &options);
+    av_dict_free(&options);
+    checkAv(header, "Cannot write the movie " + name);
+}
+
 void writeMerged(AVFormatContext& rendered, int videoStream, AVFormatContext& raw, const std::vector<int>& audioStreams,
                  double duration, const std::filesystem::path& target, const std::filesystem::path& outputURL)
 {
-    const std::string container = containerFormatName(outputURL);
-    AVFormatContext* allocated = nullptr;
-    checkAv(avformat_alloc_output_context2(&allocated, nullptr, container.c_str(), target.c_str()),
-            "Cannot create the movie " + outputURL.filename().string());
-    OutputFormatHandle output(allocated);
-
-    const auto addStream = [&](const AVStream& source) {
-        AVStream* stream = avformat_new_stream(output.get(), nullptr);
-        if (!stream) throw RenderError::cannotAddWriterInput();
-        checkAv(avcodec_parameters_copy(stream->codecpar, source.codecpar), "Cannot copy a track");
-        stream->codecpar->codec_tag = 0;
-        stream->time_base = source.time_base;
-        stream->avg_frame_rate = source.avg_frame_rate;
-        av_dict_copy(&stream->metadata, source.metadata, 0);
-        return stream;
-    };
-    std::vector<AVStream*> videoOut{addStream(*rendered.streams[videoStream])};
+    OutputFormatHandle output = createOutput(target, outputURL);
+    std::vector<AVStream*> videoOut{copyStream(*output, *rendered.streams[videoStream])};
     std::vector<AVStream*> audioOut;
-    for (const int index : audioStreams) audioOut.push_back(addStream(*raw.streams[index]));
-
+    for (const int index : audioStreams) audioOut.push_back(copyStream(*output, *raw.streams[index]));
     const std::string name = outputURL.filename().string();
-    checkAv(avio_open(&output->pb, target.c_str(), AVIO_FLAG_WRITE), "Cannot write the movie " + name);
-    AVDictionary* options = nullptr;
-    av_dict_set(&options, "movflags", container == "mp4" ? "+faststart+write_colr" : "+write_colr", 0);
-    const int header = avformat_write_header(output.get(), &options);
-    av_dict_free(&options);
-    checkAv(header, "Cannot write the movie " + name);
+    writeHeader(*output, target, outputURL);
 
     PacketSource video(rendered, {videoStream});
     PacketSource audio(raw, audioStreams);
@@ -135,6 +147,39 @@ void writeMerged(AVFormatContext& rendered, int videoStream, AVFormatContext& ra
         }
         source.advance();
     }
+    checkAv(av_write_trailer(output.get()), "Cannot write the movie " + name);
+    checkAv(avio_closep(&output->pb), "Cannot write the movie " + name);
+}
+
+void writeEditedMerge(AVFormatContext& rendered, int videoStream, const std::filesystem::path& rawVideoURL,
+                      const std::vector<int>& audioStreams, const OutputTimeline& timeline, double duration,
+                      const std::filesystem::path& target, const std::filesystem::path& outputURL)
+{
+    OutputFormatHandle output = createOutput(target, outputURL);
+    AVStream* videoOut = copyStream(*output, *rendered.streams[videoStream]);
+    std::vector<std::unique_ptr<EditedAudioTrack>> tracks;
+    for (const int index : audioStreams) {
+        tracks.push_back(std::make_unique<EditedAudioTrack>(rawVideoURL, index, timeline, duration, *output));
+    }
+    const std::string name = outputURL.filename().string();
+    writeHeader(*output, target, outputURL);
+
+    PacketSource video(rendered, {videoStream});
+    while (AVPacket* packet = video.current()) {
+        const AVStream* inputStream = rendered.streams[packet->stream_index];
+        const int64_t stamp = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
+        const double seconds = stamp == AV_NOPTS_VALUE ? 0 : static_cast<double>(stamp) * av_q2d(inputStream->time_base);
+        // Audio up to this frame first, so the muxer interleaves without holding much back.
+        for (const auto& track : tracks) track->writeUntil(std::min(video.currentSeconds(), duration));
+        if (seconds < duration - 1e-9) {
+            av_packet_rescale_ts(packet, inputStream->time_base, videoOut->time_base);
+            packet->stream_index = videoOut->index;
+            packet->pos = -1;
+            checkAv(av_interleaved_write_frame(output.get(), packet), "Cannot write the movie " + name);
+        }
+        video.advance();
+    }
+    for (const auto& track : tracks) track->finish();
     checkAv(av_write_trailer(output.get()), "Cannot write the movie " + name);
     checkAv(avio_closep(&output->pb), "Cannot write the movie " + name);
 }
@@ -172,6 +217,38 @@ void mergeAudioTracksIfPresent(const std::filesystem::path& renderedVideoURL, co
     const std::filesystem::path merged = temporaryMergeURL(outputURL);
     try {
         writeMerged(*rendered, videoStreams.front(), *raw, audioStreams, duration, merged, outputURL);
+        VideoFileWriter::replace(outputURL, merged);
+    } catch (...) {
+        std::filesystem::remove(merged, error);
+        throw;
+    }
+    rendered.reset();
+    std::filesystem::remove(renderedVideoURL, error);
+}
+
+void mergeEditedAudioTracksIfPresent(const std::filesystem::path& renderedVideoURL,
+                                     const std::filesystem::path& rawVideoURL, const std::filesystem::path& outputURL,
+                                     const OutputTimeline& timeline)
+{
+    const auto moveIntoPlace = [&] { VideoFileWriter::replace(outputURL, renderedVideoURL); };
+    std::error_code error;
+    if (!std::filesystem::exists(rawVideoURL, error)) return moveIntoPlace();
+    InputFormatHandle raw = openInput(rawVideoURL);
+    if (!raw) return moveIntoPlace();
+    const std::vector<int> audioStreams = streamsOfType(*raw, AVMEDIA_TYPE_AUDIO);
+    raw.reset();
+    if (audioStreams.empty()) return moveIntoPlace();
+    InputFormatHandle rendered = openInput(renderedVideoURL);
+    if (!rendered) throw RenderError::writerFailed();
+    const std::vector<int> videoStreams = streamsOfType(*rendered, AVMEDIA_TYPE_VIDEO);
+    if (videoStreams.empty()) return moveIntoPlace();
+    const double duration = std::min(timeline.duration(), durationOf(*rendered));
+    if (!std::isfinite(duration) || duration <= 0) return moveIntoPlace();
+
+    const std::filesystem::path merged = temporaryMergeURL(outputURL);
+    try {
+        writeEditedMerge(*rendered, videoStreams.front(), rawVideoURL, audioStreams, timeline, duration, merged,
+                         outputURL);
         VideoFileWriter::replace(outputURL, merged);
     } catch (...) {
         std::filesystem::remove(merged, error);

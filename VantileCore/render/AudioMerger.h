@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/OutputTimeline.h"
+
 #include <filesystem>
 #include <optional>
 
@@ -15,6 +17,13 @@ namespace AudioMerger {
 // destination is replaced only once the new one is complete.
 void mergeAudioTracksIfPresent(const std::filesystem::path& renderedVideoURL, const std::filesystem::path& rawVideoURL,
                                const std::filesystem::path& outputURL);
+
+// The same with a trim or cuts: the audio tracks are decoded and only the timeline's kept
+// ranges are re-encoded back to back (AAC at each track's own rate and channels), so each kept
+// range stays in sync with its video; the result is cut to the shorter of video and kept audio.
+void mergeEditedAudioTracksIfPresent(const std::filesystem::path& renderedVideoURL,
+                                     const std::filesystem::path& rawVideoURL, const std::filesystem::path& outputURL,
+                                     const OutputTimeline& timeline);
 
 // The raw movie's duration in seconds when it has audio tracks that a merge would copy.
 std::optional<double> audioMergeDuration(const std::filesystem::path& rawVideoURL);

@@ -1,5 +1,7 @@
 #include "render/GifWriter.h"
 
+#include "engine/OutputTimeline.h"
+
 #include "media/FfmpegHandles.h"
 #include "render/RenderError.h"
 #include "render/SourceFrameProvider.h"
@@ -189,6 +191,7 @@ void drawFrames(const RenderJob& job, std::int64_t count, int fps, ExportMonitor
     const DecodedFrameLookup decoded = [&source](double time) { return source.decodedFrame(time); };
     compositor.setDecodedSource(decoded);
     YuvFrameCompositor yuvCompositor(compositor, decoded);
+    const OutputTimeline timeline(job.project);
     FrameHandle frame = allocateFrame(AV_PIX_FMT_YUV420P, static_cast<int>(job.renderSettings.outputWidth),
                                       static_cast<int>(job.renderSettings.outputHeight));
     std::optional<QRegion> content;
@@ -198,7 +201,7 @@ void drawFrames(const RenderJob& job, std::int64_t count, int fps, ExportMonitor
         const uint8_t* before = frame->data[0];
         if (av_frame_make_writable(frame.get()) < 0) throw RenderError::pixelBufferCreationFailed();
         if (frame->data[0] != before) content.reset();
-        content = yuvCompositor.drawFrame(*frame, content, static_cast<double>(index) / fps);
+        content = yuvCompositor.drawFrame(*frame, content, timeline.recordingTime(static_cast<double>(index) / fps));
         frame->pts = index;
         take(*frame);
         if (monitor) {
@@ -221,7 +224,7 @@ void write(const RenderJob& job, const std::filesystem::path& path, ExportMonito
         throw RenderError::cannotAddWriterInput();
     }
     const GifFormat format = gifFormat(settings.outputWidth, settings.outputHeight, settings.fps);
-    const std::int64_t count = VideoFileWriter::frameCount(job.project.duration, format.fps);
+    const std::int64_t count = VideoFileWriter::frameCount(OutputTimeline(job.project).duration(), format.fps);
     const FilterGraph::Source frames{"in", static_cast<int>(settings.outputWidth),
                                      static_cast<int>(settings.outputHeight), AV_PIX_FMT_YUV420P, format.fps};
 

@@ -99,6 +99,16 @@ void MovieReader::seek(double time)
     finished_ = false;
 }
 
+std::optional<double> MovieReader::keyframeTimeAtOrBefore(double time) const
+{
+    AVStream* stream = format_->streams[streamIndex_];
+    const auto target = static_cast<int64_t>(std::floor(time / av_q2d(stream->time_base)));
+    const int index = av_index_search_timestamp(stream, target, AVSEEK_FLAG_BACKWARD);
+    const AVIndexEntry* entry = index >= 0 ? avformat_index_get_entry(stream, index) : nullptr;
+    if (!entry) return std::nullopt;
+    return static_cast<double>(entry->timestamp) * av_q2d(stream->time_base);
+}
+
 FrameHandle MovieReader::frameAt(double time)
 {
     seek(time);

@@ -3,6 +3,7 @@
 #include "media/FfmpegHandles.h"
 
 #include <filesystem>
+#include <optional>
 
 namespace vantile {
 
@@ -26,8 +27,13 @@ public:
     // The frame presented at `time` (the last one starting at or before it), or null.
     FrameHandle frameAt(double time);
 
-private:
+    // Where decoding restarts after seek(time): the last keyframe at or before `time` in the
+    // container's index; nothing when the index does not say.
+    std::optional<double> keyframeTimeAtOrBefore(double time) const;
+    // Positions the stream at that keyframe; the next readFrame() decodes from there.
     void seek(double time);
+
+private:
 
     std::filesystem::path path_;
     InputFormatHandle format_;

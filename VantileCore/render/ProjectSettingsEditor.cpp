@@ -1,7 +1,7 @@
 #include "render/ProjectSettingsEditor.h"
 
 #include "engine/CursorPathSmoother.h"
-#include "engine/FocusPlanner.h"
+#include "engine/TimelineEdits.h"
 
 namespace vantile {
 
@@ -53,13 +53,9 @@ void ProjectSettingsEditor::applyRenderSettings(const RenderSettings& settings)
 
 void ProjectSettingsEditor::rebuildFocusSegments()
 {
-    FocusPlannerInput input;
-    input.duration = project_.duration;
-    input.videoWidth = static_cast<double>(project_.video.width);
-    input.videoHeight = static_cast<double>(project_.video.height);
-    input.events = project_.events;
-    input.zoomIntensity = renderSettings_.zoomIntensity;
-    project_.focusSegments = FocusPlanner().plan(input).segments;
+    RecordingProject planning = project_;
+    planning.renderSettings.zoomIntensity = renderSettings_.zoomIntensity;
+    project_.focusSegments = TimelineEdits::replannedSegments(planning);
     saveQuietly();
 }
 
@@ -83,6 +79,15 @@ void ProjectSettingsEditor::changeFps(std::int64_t fps)
     settings.fps = fps;
     applyRenderSettings(settings);
     rebuildCursorFrames();
+}
+
+void ProjectSettingsEditor::replaceTimeline(const TimelineState& timeline)
+{
+    project_.trim = timeline.trim;
+    project_.cuts = timeline.cuts;
+    project_.focusSegments = timeline.focusSegments;
+    project_.previewVideoPath.reset();
+    saveQuietly();
 }
 
 std::filesystem::path ProjectSettingsEditor::rawVideoURL() const

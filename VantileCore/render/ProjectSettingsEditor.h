@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/TimelineModel.h"
 #include "render/RenderJob.h"
 #include "store/ProjectFileManager.h"
 
@@ -38,6 +39,8 @@ public:
     // The preview panel's own handlers for the two settings that recompute project data.
     void changeZoomIntensity(ZoomIntensity intensity);
     void changeFps(std::int64_t fps);
+    // Takes a timeline edit (trim, cuts, segments) made and validated elsewhere, and saves it.
+    void replaceTimeline(const TimelineState& timeline);
 
     std::filesystem::path rawVideoURL() const;
     std::filesystem::path defaultExportURL() const { return directory_ / "export.mp4"; }

@@ -14,6 +14,17 @@ SourceFrameProvider::SourceFrameProvider(const std::filesystem::path& url)
 const SourceFrameProvider::TimedFrame* SourceFrameProvider::sequentialNearest(double time)
 {
     if (!reader_) return nullptr;
+    // A jump over a cut: restart at a keyframe past what is decoded rather than decode the
+    // removed frames one by one.
+    const double decoded = nextFrame_ ? nextFrame_->time : lastFrame_ ? lastFrame_->time : 0;
+    if (time > decoded + 0.5) {
+        const auto keyframe = reader_->keyframeTimeAtOrBefore(time);
+        if (keyframe && *keyframe > decoded + 1e-6) {
+            reader_->seek(*keyframe);
+            lastFrame_.reset();
+            nextFrame_.reset();
+        }
+    }
     while (nextFrame_) {
         if (time < nextFrame_->time) {
             if (!lastFrame_) return &*nextFrame_;

@@ -4,6 +4,7 @@
 #include "render/AudioMerger.h"
 #include "render/FrameCompositor.h"
 #include "render/MovieWriter.h"
+#include "engine/OutputTimeline.h"
 #include "render/RenderFrameQueue.h"
 #include "render/SourceFrameProvider.h"
 #include "render/RenderError.h"
@@ -158,8 +159,11 @@ void writeRenderedVideoOnly(const RenderJob& job, const VideoPassOptions& option
     YuvFrameCompositor yuvCompositor(compositor, decoded);
     const auto fps = job.renderSettings.fps;
     if (fps < 1 || fps > std::numeric_limits<int>::max()) throw RenderError::writerFailed();
+    // Each output frame shows its recording time: camera, cursor, ripples and picture alike.
+    const OutputTimeline timeline(project);
     // A project that claims more than its movie holds renders only what there is to show.
-    const double duration = source.duration() > 0 ? std::min(project.duration, source.duration()) : project.duration;
+    const double duration =
+        source.duration() > 0 ? std::min(timeline.duration(), source.duration()) : timeline.duration();
     VideoPassOptions tuned = options;
     // The standard quality leaves the encoder at its defaults, so its movies stay as they were.
     if (job.renderSettings.exportQuality != ExportQuality::standard) {
@@ -170,8 +174,8 @@ void writeRenderedVideoOnly(const RenderJob& job, const VideoPassOptions& option
     writeMovie(
         job.outputURL, static_cast<int>(job.renderSettings.outputWidth), static_cast<int>(job.renderSettings.outputHeight),
         duration, static_cast<int>(fps),
-        [&yuvCompositor](AVFrame& frame, const std::optional<QRegion>& previous, double time) {
-            return yuvCompositor.drawFrame(frame, previous, time);
+        [&yuvCompositor, &timeline](AVFrame& frame, const std::optional<QRegion>& previous, double time) {
+            return yuvCompositor.drawFrame(frame, previous, timeline.recordingTime(time));
         },
         tuned);
 }
@@ -187,13 +191,20 @@ void writeRenderedDemo(const RenderJob& job, ExportMonitor* monitor)
         options.progressEnd = 0.97;
         // With audio to merge, the result is cut to the raw movie's length; frames past it
         // are not drawn, so no encoded frame (and no frame another one refers to) is dropped.
+        const OutputTimeline timeline(job.project);
         if (const auto rawDuration = AudioMerger::audioMergeDuration(job.rawVideoURL)) {
-            const double product = std::ceil(*rawDuration * static_cast<double>(job.renderSettings.fps) - 1e-9);
+            const double product = std::ceil(timeline.outputTimeAtOrAfter(*rawDuration) *
+                                                 static_cast<double>(job.renderSettings.fps) -
+                                             1e-9);
             if (product >= 1 && product < 9e18) options.frameLimit = static_cast<std::int64_t>(product);
         }
         writeRenderedVideoOnly(videoJob, options);
         if (monitor && monitor->isCancelled()) throw RenderError::cancelled();
-        AudioMerger::mergeAudioTracksIfPresent(temporary, job.rawVideoURL, job.outputURL);
+        if (timeline.isIdentity()) {
+            AudioMerger::mergeAudioTracksIfPresent(temporary, job.rawVideoURL, job.outputURL);
+        } else {
+            AudioMerger::mergeEditedAudioTracksIfPresent(temporary, job.rawVideoURL, job.outputURL, timeline);
+        }
         if (monitor) monitor->report(1);
     } catch (...) {
         std::error_code ignored;

@@ -1,0 +1,107 @@
+#include "CommandLine.h"
+#include "Commands.h"
+#include "TimelineSummary.h"
+
+#include "engine/TimelineEdits.h"
+#include "store/ProjectFileManager.h"
+
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <functional>
+#include <iostream>
+
+namespace vantile::cli {
+
+namespace {
+
+double parseNumber(const std::string& option, const std::string& text)
+{
+    char* end = nullptr;
+    errno = 0;
+    const double parsed = std::strtod(text.c_str(), &end);
+    if (text.empty() || *end != '\0' || errno == ERANGE || !std::isfinite(parsed)) {
+        throw UsageError(option + ": expected a number, got \"" + text + "\"");
+    }
+    return parsed;
+}
+
+std::size_t parseIndex(const std::string& option, const std::string& text)
+{
+    const double parsed = parseNumber(option, text);
+    if (parsed < 0 || parsed != std::floor(parsed)) {
+        throw UsageError(option + ": expected a segment index (0, 1, ...), got \"" + text + "\"");
+    }
+    return static_cast<std::size_t>(parsed);
+}
+
+using Edit = std::function<RecordingProject(const RecordingProject&)>;
+
+}  // namespace
+
+int runEdit(const std::vector<std::string>& arguments)
+{
+    // Options repeat and apply in order, so they are parsed here rather than into a map.
+    std::vector<std::string> positional;
+    std::vector<Edit> edits;
+    bool json = false;
+    for (std::size_t index = 0; index < arguments.size(); ++index) {
+        const std::string& option = arguments[index];
+        const auto values = [&](std::size_t count) {
+            if (index + count >= arguments.size()) {
+                throw UsageError("option " + option + " needs " + std::to_string(count) + " values");
+            }
+            std::vector<double> numbers;
+            for (std::size_t offset = 1; offset <= count; ++offset) {
+                numbers.push_back(parseNumber(option, arguments[index + offset]));
+            }
+            index += count;
+            return numbers;
+        };
+        if (option == "--trim") {
+            const auto v = values(2);
+            edits.push_back([range = TimeRange{v[0], v[1]}](const RecordingProject& p) {
+                return TimelineEdits::withTrim(p, range);
+            });
+        } else if (option == "--cut") {
+            const auto v = values(2);
+            edits.push_back([range = TimeRange{v[0], v[1]}](const RecordingProject& p) {
+                return TimelineEdits::withCut(p, range);
+            });
+        } else if (option == "--zoom") {
+            const auto v = values(5);
+            const FocusSegment zoom{v[0], v[1], FocusSegment::SegmentType::clickFocus, v[2], v[3], v[4], true};
+            edits.push_back([zoom](const RecordingProject& p) { return TimelineEdits::withZoom(p, zoom); });
+        } else if (option == "--remove-zoom") {
+            if (index + 1 >= arguments.size()) throw UsageError("option --remove-zoom needs a value");
+            const std::size_t segment = parseIndex(option, arguments[++index]);
+            edits.push_back([segment](const RecordingProject& p) { return TimelineEdits::withoutSegment(p, segment); });
+        } else if (option == "--clear-edits") {
+            edits.push_back([](const RecordingProject& p) { return TimelineEdits::withoutEdits(p); });
+        } else if (option == "--json") {
+            json = true;
+        } else if (option.rfind("-", 0) == 0 && option.size() > 1) {
+            throw UsageError("unknown option " + option);
+        } else {
+            positional.push_back(option);
+        }
+    }
+    if (positional.empty()) throw UsageError("missing project directory DIR");
+    if (positional.size() > 1) throw UsageError("unexpected argument " + positional[1]);
+    const std::filesystem::path directory = positional.front();
+
+    const ProjectFileManager store(directory.parent_path());
+    RecordingProject project = store.loadProject(directory);
+    if (!edits.empty()) {
+        for (const Edit& edit : edits) project = edit(project);
+        store.saveProject(project, directory);
+    }
+    if (json) {
+        std::cout << ProjectFileManager::encodeDocument(timelineJson(project)) << "\n";
+    } else {
+        std::cout << describeTimelineEdit(project) << describeSegments(project);
+    }
+    return 0;
+}
+
+}  // namespace vantile::cli

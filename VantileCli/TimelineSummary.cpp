@@ -1,0 +1,63 @@
+#include "TimelineSummary.h"
+
+#include "engine/OutputTimeline.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace vantile::cli {
+
+namespace {
+
+std::string range(const TimeRange& value)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, "%.3f s to %.3f s", value.start, value.end);
+    return text;
+}
+
+TimeRange keptWhole(const RecordingProject& project)
+{
+    return project.trim ? *project.trim : TimeRange{0, project.duration};
+}
+
+}  // namespace
+
+std::string describeTimelineEdit(const RecordingProject& project)
+{
+    char kept[96];
+    std::snprintf(kept, sizeof kept, "%.3f s of %.3f s", OutputTimeline(project).duration(), project.duration);
+    std::string cuts;
+    for (const TimeRange& cut : project.cuts) cuts += (cuts.empty() ? "" : ", ") + range(cut);
+    return std::string("kept          ") + kept + "\n" +
+           "trim          " + (project.trim ? range(*project.trim) : std::string("none")) + "\n" +
+           "cuts          " + (cuts.empty() ? std::string("none") : cuts) + "\n";
+}
+
+std::string describeSegments(const RecordingProject& project, bool onlyEdited)
+{
+    const auto edited = std::count_if(project.focusSegments.begin(), project.focusSegments.end(),
+                                      [](const FocusSegment& segment) { return segment.edited; });
+    std::string text = "segments      " + std::to_string(project.focusSegments.size()) + " (" +
+                       std::to_string(edited) + " edited)\n";
+    for (std::size_t index = 0; index < project.focusSegments.size(); ++index) {
+        const FocusSegment& segment = project.focusSegments[index];
+        if (onlyEdited && !segment.edited) continue;
+        char line[160];
+        std::snprintf(line, sizeof line, "  %3zu  %8.3f - %8.3f s  %-11s at %.0f,%.0f  x%.2f%s\n", index, segment.start,
+                      segment.end, rawValue(segment.type).c_str(), segment.centerX, segment.centerY, segment.scale,
+                      segment.edited ? "  edited" : "");
+        text += line;
+    }
+    return text;
+}
+
+Json timelineJson(const RecordingProject& project)
+{
+    return Json{{"duration", OutputTimeline(project).duration()},
+                {"trim", keptWhole(project)},
+                {"cuts", project.cuts},
+                {"segments", project.focusSegments}};
+}
+
+}  // namespace vantile::cli

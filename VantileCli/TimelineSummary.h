@@ -1,0 +1,17 @@
+#pragma once
+
+#include "model/RecordingProject.h"
+
+#include <string>
+
+namespace vantile::cli {
+
+// "kept", "trim" and "cuts" lines of a project's timeline edit, aligned like `info`.
+std::string describeTimelineEdit(const RecordingProject& project);
+// A count, then one line per focus segment (or per edited one): index (as `info --json` lists
+// them), times, type, focus point, scale, edited.
+std::string describeSegments(const RecordingProject& project, bool onlyEdited = false);
+// {"duration": kept seconds, "trim": {"start","end"}, "cuts": [...], "segments": [...]}
+Json timelineJson(const RecordingProject& project);
+
+}  // namespace vantile::cli

@@ -1,0 +1,227 @@
+#include "engine/TimelineEdits.h"
+
+#include "engine/FocusPlanner.h"
+#include "engine/OutputTimeline.h"
+
+#include <algorithm>
+#include <cmath>
+#include <iomanip>
+#include <sstream>
+
+namespace vantile::TimelineEdits {
+
+namespace {
+
+std::string seconds(double value)
+{
+    std::ostringstream text;
+    text << std::setprecision(6) << value << " s";
+    return text.str();
+}
+
+std::string describe(const TimeRange& range)
+{
+    return seconds(range.start) + " to " + seconds(range.end);
+}
+
+void requireInsideRecording(const TimeRange& range, double duration, const std::string& what)
+{
+    if (!std::isfinite(range.start) || !std::isfinite(range.end)) {
+        throw TimelineEditError("The " + what + " needs finite start and end times.");
+    }
+    if (!(range.start < range.end)) {
+        throw TimelineEditError("The " + what + " " + describe(range) + " must end after it starts.");
+    }
+    if (range.start < 0 || range.end > duration) {
+        throw TimelineEditError("The " + what + " " + describe(range) + " lies outside the recording (0 to " +
+                                seconds(duration) + ").");
+    }
+}
+
+bool overlaps(const FocusSegment& a, const FocusSegment& b)
+{
+    return a.start < b.end && b.start < a.end;
+}
+
+void sortByStart(std::vector<FocusSegment>& segments)
+{
+    std::stable_sort(segments.begin(), segments.end(),
+                     [](const FocusSegment& a, const FocusSegment& b) { return a.start < b.start; });
+}
+
+void validateSegment(const FocusSegment& segment, const RecordingProject& project, const std::string& what)
+{
+    requireInsideRecording({segment.start, segment.end}, project.duration, what);
+    if (!(segment.scale >= smallestZoomScale && segment.scale <= largestZoomScale)) {
+        std::ostringstream text;
+        text << "The " << what << "'s scale " << segment.scale << " must lie between 1.0 and 4.0.";
+        throw TimelineEditError(text.str());
+    }
+    const auto width = static_cast<double>(project.video.width);
+    const auto height = static_cast<double>(project.video.height);
+    if (!(segment.centerX >= 0 && segment.centerX <= width && segment.centerY >= 0 && segment.centerY <= height)) {
+        std::ostringstream text;
+        text << "The " << what << "'s focus point (" << segment.centerX << ", " << segment.centerY
+             << ") lies outside the " << project.video.width << "x" << project.video.height << " video.";
+        throw TimelineEditError(text.str());
+    }
+}
+
+// Edited segments may not overlap each other; automatic ones overlapping an edited one go.
+std::vector<FocusSegment> placeEdited(const std::vector<FocusSegment>& segments, std::size_t newIndex)
+{
+    const FocusSegment& placed = segments[newIndex];
+    std::vector<FocusSegment> result;
+    result.reserve(segments.size());
+    for (std::size_t index = 0; index < segments.size(); ++index) {
+        const FocusSegment& other = segments[index];
+        if (index != newIndex && overlaps(other, placed)) {
+            if (other.edited) {
+                throw TimelineEditError("The zoom " + describe({placed.start, placed.end}) +
+                                        " overlaps the edited zoom " + describe({other.start, other.end}) + ".");
+            }
+            continue;
+        }
+        result.push_back(other);
+    }
+    sortByStart(result);
+    return result;
+}
+
+std::size_t checkedIndex(const RecordingProject& project, std::size_t index)
+{
+    if (index >= project.focusSegments.size()) {
+        throw TimelineEditError("There is no segment " + std::to_string(index) + "; the project has " +
+                                std::to_string(project.focusSegments.size()) + " (numbered from 0).");
+    }
+    return index;
+}
+
+RecordingProject validated(RecordingProject project)
+{
+    validate(project);
+    // The exported movie changes with the timeline; an earlier preview or export no longer shows it.
+    project.previewVideoPath.reset();
+    return project;
+}
+
+}  // namespace
+
+void validate(const RecordingProject& project)
+{
+    if (project.trim) requireInsideRecording(*project.trim, project.duration, "trim");
+    for (const TimeRange& cut : project.cuts) requireInsideRecording(cut, project.duration, "cut");
+    const OutputTimeline timeline(project);
+    const double oneFrame = 1.0 / static_cast<double>(std::max<std::int64_t>(project.renderSettings.fps, 1));
+    if ((project.trim || !project.cuts.empty()) && timeline.duration() < oneFrame) {
+        throw TimelineEditError("The trim and cuts keep nothing of the recording.");
+    }
+    for (const FocusSegment& segment : project.focusSegments) {
+        if (segment.edited) validateSegment(segment, project, "zoom");
+    }
+}
+
+RecordingProject withTrim(const RecordingProject& project, TimeRange kept)
+{
+    RecordingProject edited = project;
+    edited.trim = kept;
+    return validated(std::move(edited));
+}
+
+RecordingProject withCut(const RecordingProject& project, TimeRange removed)
+{
+    requireInsideRecording(removed, project.duration, "cut");
+    RecordingProject edited = project;
+    std::vector<TimeRange> cuts = project.cuts;
+    cuts.push_back(removed);
+    std::sort(cuts.begin(), cuts.end(), [](const TimeRange& a, const TimeRange& b) { return a.start < b.start; });
+    edited.cuts.clear();
+    for (const TimeRange& cut : cuts) {
+        if (!edited.cuts.empty() && cut.start <= edited.cuts.back().end) {
+            edited.cuts.back().end = std::max(edited.cuts.back().end, cut.end);
+        } else {
+            edited.cuts.push_back(cut);
+        }
+    }
+    return validated(std::move(edited));
+}
+
+RecordingProject withZoom(const RecordingProject& project, const FocusSegment& zoom)
+{
+    FocusSegment added = zoom;
+    added.edited = true;
+    validateSegment(added, project, "zoom");
+    RecordingProject edited = project;
+    edited.focusSegments.push_back(added);
+    edited.focusSegments = placeEdited(edited.focusSegments, edited.focusSegments.size() - 1);
+    return validated(std::move(edited));
+}
+
+RecordingProject withSegmentChanged(const RecordingProject& project, std::size_t index, FocusSegment changed)
+{
+    checkedIndex(project, index);
+    changed.edited = true;
+    validateSegment(changed, project, "zoom");
+    RecordingProject edited = project;
+    edited.focusSegments[index] = changed;
+    edited.focusSegments = placeEdited(edited.focusSegments, index);
+    return validated(std::move(edited));
+}
+
+RecordingProject withoutSegment(const RecordingProject& project, std::size_t index)
+{
+    checkedIndex(project, index);
+    RecordingProject edited = project;
+    edited.focusSegments.erase(edited.focusSegments.begin() + static_cast<std::ptrdiff_t>(index));
+    return validated(std::move(edited));
+}
+
+RecordingProject withoutEdits(const RecordingProject& project)
+{
+    RecordingProject edited = project;
+    edited.trim.reset();
+    edited.cuts.clear();
+    edited.focusSegments = plannedSegments(project);
+    return validated(std::move(edited));
+}
+
+std::vector<FocusSegment> plannedSegments(const RecordingProject& project)
+{
+    FocusPlannerInput input;
+    input.duration = project.duration;
+    input.videoWidth = static_cast<double>(project.video.width);
+    input.videoHeight = static_cast<double>(project.video.height);
+    input.events = project.events;
+    input.zoomIntensity = project.renderSettings.zoomIntensity;
+    return FocusPlanner().plan(input).segments;
+}
+
+std::vector<FocusSegment> replannedSegments(const RecordingProject& project)
+{
+    return mergeReplanned(project.focusSegments, plannedSegments(project));
+}
+
+std::vector<FocusSegment> mergeReplanned(const std::vector<FocusSegment>& current, std::vector<FocusSegment> planned)
+{
+    std::vector<FocusSegment> merged;
+    std::copy_if(current.begin(), current.end(), std::back_inserter(merged),
+                 [](const FocusSegment& segment) { return segment.edited; });
+    const std::size_t editedCount = merged.size();
+    for (FocusSegment& segment : planned) {
+        segment.edited = false;
+        const bool blocked = std::any_of(merged.begin(), merged.begin() + static_cast<std::ptrdiff_t>(editedCount),
+                                         [&](const FocusSegment& kept) { return overlaps(kept, segment); });
+        if (!blocked) merged.push_back(std::move(segment));
+    }
+    sortByStart(merged);
+    return merged;
+}
+
+bool hasEdits(const RecordingProject& project)
+{
+    return project.trim || !project.cuts.empty() ||
+           std::any_of(project.focusSegments.begin(), project.focusSegments.end(),
+                       [](const FocusSegment& segment) { return segment.edited; });
+}
+
+}  // namespace vantile::TimelineEdits

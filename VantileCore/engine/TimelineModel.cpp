@@ -1,0 +1,158 @@
+#include "engine/TimelineModel.h"
+
+#include "engine/TimelineEdits.h"
+
+#include <algorithm>
+
+namespace vantile {
+
+TimelineModel::TimelineModel(RecordingProject project) : project_(std::move(project)), timeline_(project_) {}
+
+TimelineState TimelineModel::state() const
+{
+    return {project_.trim, project_.cuts, project_.focusSegments};
+}
+
+void TimelineModel::adopt(RecordingProject project)
+{
+    project_ = std::move(project);
+    timeline_ = OutputTimeline(project_);
+}
+
+void TimelineModel::restore(const TimelineState& state)
+{
+    project_.trim = state.trim;
+    project_.cuts = state.cuts;
+    project_.focusSegments = state.focusSegments;
+    project_.previewVideoPath.reset();
+    timeline_ = OutputTimeline(project_);
+}
+
+void TimelineModel::commit(RecordingProject edited)
+{
+    undo_.push_back(state());
+    if (undo_.size() > undoLimit) undo_.pop_front();
+    redo_.clear();
+    project_ = std::move(edited);
+    timeline_ = OutputTimeline(project_);
+}
+
+const FocusSegment& TimelineModel::segment(std::size_t index) const
+{
+    if (index >= project_.focusSegments.size()) {
+        throw TimelineEditError("There is no segment " + std::to_string(index) + ".");
+    }
+    return project_.focusSegments[index];
+}
+
+TimeRange TimelineModel::freeRoom(std::size_t index) const
+{
+    TimeRange room{0, project_.duration};
+    const FocusSegment& moving = segment(index);
+    for (std::size_t other = 0; other < project_.focusSegments.size(); ++other) {
+        const FocusSegment& neighbour = project_.focusSegments[other];
+        if (other == index || !neighbour.edited) continue;
+        if (neighbour.end <= moving.start) room.start = std::max(room.start, neighbour.end);
+        if (neighbour.start >= moving.end) room.end = std::min(room.end, neighbour.start);
+    }
+    return room;
+}
+
+void TimelineModel::moveSegment(std::size_t index, double start)
+{
+    FocusSegment moved = segment(index);
+    const double length = moved.end - moved.start;
+    const TimeRange room = freeRoom(index);
+    moved.start = std::clamp(start, room.start, std::max(room.start, room.end - length));
+    moved.end = moved.start + length;
+    commit(TimelineEdits::withSegmentChanged(project_, index, moved));
+}
+
+void TimelineModel::resizeSegment(std::size_t index, double start, double end)
+{
+    FocusSegment resized = segment(index);
+    const TimeRange room = freeRoom(index);
+    resized.start = std::max(start, room.start);
+    resized.end = std::min(end, room.end);
+    commit(TimelineEdits::withSegmentChanged(project_, index, resized));
+}
+
+void TimelineModel::setDepth(std::size_t index, double scale)
+{
+    FocusSegment changed = segment(index);
+    changed.scale = scale;
+    commit(TimelineEdits::withSegmentChanged(project_, index, changed));
+}
+
+void TimelineModel::setFocusPoint(std::size_t index, double x, double y)
+{
+    FocusSegment changed = segment(index);
+    changed.centerX = x;
+    changed.centerY = y;
+    commit(TimelineEdits::withSegmentChanged(project_, index, changed));
+}
+
+void TimelineModel::removeSegment(std::size_t index)
+{
+    commit(TimelineEdits::withoutSegment(project_, index));
+}
+
+std::size_t TimelineModel::addSegment(double playhead)
+{
+    FocusSegment added{playhead, playhead + newSegmentLength, FocusSegment::SegmentType::clickFocus,
+                       static_cast<double>(project_.video.width) / 2, static_cast<double>(project_.video.height) / 2,
+                       newSegmentScale, true};
+    // Up to the next edited segment, so adding never refuses for lack of room after the playhead.
+    for (const FocusSegment& other : project_.focusSegments) {
+        if (!other.edited) continue;
+        if (other.start <= playhead && playhead < other.end) {
+            throw TimelineEditError("The playhead is already inside an edited zoom.");
+        }
+        if (other.start > playhead) added.end = std::min(added.end, other.start);
+    }
+    added.end = std::min(added.end, project_.duration);
+    const auto cursor = std::lower_bound(project_.cursorFrames.begin(), project_.cursorFrames.end(), playhead,
+                                         [](const CursorFrame& frame, double time) { return frame.time < time; });
+    if (cursor != project_.cursorFrames.end()) {
+        added.centerX = std::clamp(cursor->x, 0.0, static_cast<double>(project_.video.width));
+        added.centerY = std::clamp(cursor->y, 0.0, static_cast<double>(project_.video.height));
+    }
+    commit(TimelineEdits::withZoom(project_, added));
+    const auto found = std::find(project_.focusSegments.begin(), project_.focusSegments.end(), added);
+    return static_cast<std::size_t>(found - project_.focusSegments.begin());
+}
+
+void TimelineModel::setTrim(TimeRange kept)
+{
+    commit(TimelineEdits::withTrim(project_, kept));
+}
+
+void TimelineModel::cut(TimeRange removed)
+{
+    commit(TimelineEdits::withCut(project_, removed));
+}
+
+void TimelineModel::clearEdits()
+{
+    commit(TimelineEdits::withoutEdits(project_));
+}
+
+void TimelineModel::undo()
+{
+    if (undo_.empty()) return;
+    redo_.push_back(state());
+    const TimelineState previous = std::move(undo_.back());
+    undo_.pop_back();
+    restore(previous);
+}
+
+void TimelineModel::redo()
+{
+    if (redo_.empty()) return;
+    undo_.push_back(state());
+    const TimelineState next = std::move(redo_.back());
+    redo_.pop_back();
+    restore(next);
+}
+
+}  // namespace vantile

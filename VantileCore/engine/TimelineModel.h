@@ -1,0 +1,70 @@
+#pragma once
+
+#include "engine/OutputTimeline.h"
+#include "engine/TimelineEditError.h"
+#include "model/RecordingProject.h"
+
+#include <cstddef>
+#include <deque>
+#include <optional>
+#include <vector>
+
+namespace vantile {
+
+// What a timeline edit changes; the undo history keeps only this, not the whole project.
+struct TimelineState {
+    std::optional<TimeRange> trim;
+    std::vector<TimeRange> cuts;
+    std::vector<FocusSegment> focusSegments;
+
+    bool operator==(const TimelineState&) const = default;
+};
+
+// The editing timeline behind the app's timeline view: gestures become validated edits of the
+// project, each one undoable. A refused edit throws TimelineEditError and changes nothing.
+class TimelineModel {
+public:
+    static constexpr std::size_t undoLimit = 100;
+    static constexpr double newSegmentLength = 2.0;
+    static constexpr double newSegmentScale = 2.0;
+
+    explicit TimelineModel(RecordingProject project);
+
+    const RecordingProject& project() const { return project_; }
+    TimelineState state() const;
+    // Takes the project as changed elsewhere (settings, a re-plan) without an undo step.
+    void adopt(RecordingProject project);
+    const OutputTimeline& timeline() const { return timeline_; }
+
+    // Keeps the length; the start is clamped so the segment stays inside the recording and off
+    // the edited segments beside it.
+    void moveSegment(std::size_t index, double start);
+    void resizeSegment(std::size_t index, double start, double end);
+    void setDepth(std::size_t index, double scale);
+    void setFocusPoint(std::size_t index, double x, double y);
+    void removeSegment(std::size_t index);
+    // A zoom at the playhead on the cursor's position there (or the video's centre); returns its index.
+    std::size_t addSegment(double playhead);
+    void setTrim(TimeRange kept);
+    void cut(TimeRange removed);
+    void clearEdits();
+
+    bool canUndo() const { return !undo_.empty(); }
+    bool canRedo() const { return !redo_.empty(); }
+    void undo();
+    void redo();
+
+private:
+    void restore(const TimelineState& state);
+    void commit(RecordingProject edited);
+    const FocusSegment& segment(std::size_t index) const;
+    // The free stretch around `index` between its edited neighbours (or the recording's ends).
+    TimeRange freeRoom(std::size_t index) const;
+
+    RecordingProject project_;
+    OutputTimeline timeline_;
+    std::deque<TimelineState> undo_;
+    std::vector<TimelineState> redo_;
+};
+
+}  // namespace vantile

@@ -1,0 +1,17 @@
+#include "model/TimeRange.h"
+
+namespace vantile {
+
+void to_json(Json& json, const TimeRange& range)
+{
+    json = Json{{"start", range.start}, {"end", range.end}};
+}
+
+void decodeValue(const Json& json, TimeRange& range)
+{
+    requireObject(json);
+    decodeKey(json, "start", range.start);
+    decodeKey(json, "end", range.end);
+}
+
+}  // namespace vantile

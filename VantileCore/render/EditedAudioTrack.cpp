@@ -1,0 +1,191 @@
+#include "render/EditedAudioTrack.h"
+
+#include "render/FfmpegCheck.h"
+#include "render/RenderError.h"
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+namespace vantile {
+
+namespace {
+
+constexpr const char* failure = "Cannot re-encode the audio";
+
+}  // namespace
+
+EditedAudioTrack::EditedAudioTrack(const std::filesystem::path& rawVideoURL, int streamIndex,
+                                   const OutputTimeline& timeline, double outputDuration, AVFormatContext& output)
+    : timeline_(timeline), output_(output), streamIndex_(streamIndex)
+{
+    AVFormatContext* opened = nullptr;
+    checkAv(avformat_open_input(&opened, rawVideoURL.c_str(), nullptr, nullptr), failure);
+    input_.reset(opened);
+    checkAv(avformat_find_stream_info(input_.get(), nullptr), failure);
+    for (unsigned index = 0; index < input_->nb_streams; ++index) {
+        input_->streams[index]->discard = static_cast<int>(index) == streamIndex ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+    }
+    const AVStream& source = *input_->streams[streamIndex];
+    const AVCodec* decoder = avcodec_find_decoder(source.codecpar->codec_id);
+    const AVCodec* aac = avcodec_find_encoder(AV_CODEC_ID_AAC);
+    if (!decoder || !aac) throw RenderError::cannotAddWriterInput();
+    decoder_.reset(avcodec_alloc_context3(decoder));
+    if (!decoder_) throw RenderError::cannotAddWriterInput();
+    checkAv(avcodec_parameters_to_context(decoder_.get(), source.codecpar), failure);
+    checkAv(avcodec_open2(decoder_.get(), decoder, nullptr), failure);
+    sampleRate_ = decoder_->sample_rate;
+    channels_ = decoder_->ch_layout.nb_channels;
+    if (sampleRate_ < 1 || channels_ < 1) throw RenderError::cannotAddWriterInput();
+
+    encoder_.reset(avcodec_alloc_context3(aac));
+    if (!encoder_) throw RenderError::cannotAddWriterInput();
+    encoder_->sample_fmt = AV_SAMPLE_FMT_FLTP;
+    encoder_->sample_rate = sampleRate_;
+    checkAv(av_channel_layout_copy(&encoder_->ch_layout, &decoder_->ch_layout), failure);
+    encoder_->bit_rate = 96000 * std::min(channels_, 2);
+    encoder_->time_base = AVRational{1, sampleRate_};
+    if (output.oformat->flags & AVFMT_GLOBALHEADER) encoder_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    checkAv(avcodec_open2(encoder_.get(), aac, nullptr), failure);
+
+    outputStream_ = avformat_new_stream(&output, nullptr);
+    if (!outputStream_) throw RenderError::cannotAddWriterInput();
+    checkAv(avcodec_parameters_from_context(outputStream_->codecpar, encoder_.get()), failure);
+    outputStream_->time_base = encoder_->time_base;
+    av_dict_copy(&outputStream_->metadata, source.metadata, 0);
+
+    SwrContext* converter = nullptr;
+    checkAv(swr_alloc_set_opts2(&converter, &decoder_->ch_layout, AV_SAMPLE_FMT_FLTP, sampleRate_,
+                                &decoder_->ch_layout, decoder_->sample_fmt, sampleRate_, 0, nullptr),
+            failure);
+    converter_.reset(converter);
+    checkAv(swr_init(converter_.get()), failure);
+    pending_.reset(av_audio_fifo_alloc(AV_SAMPLE_FMT_FLTP, channels_, 4096));
+    if (!pending_) throw RenderError::pixelBufferCreationFailed();
+    samplesLimit_ = static_cast<std::int64_t>(std::llround(outputDuration * sampleRate_));
+}
+
+void EditedAudioTrack::keepKeptSamples(std::int64_t firstSample, int count, const float* const* planes)
+{
+    // Sample n plays at n / rate; it is kept when that instant lies in a kept range.
+    const double rate = sampleRate_;
+    for (const TimeRange& range : timeline_.keptRanges()) {
+        const auto from = std::max(firstSample, static_cast<std::int64_t>(std::ceil(range.start * rate)));
+        const auto to = std::min(firstSample + count, static_cast<std::int64_t>(std::ceil(range.end * rate)));
+        const std::int64_t wanted = std::min(to - from, samplesLimit_ - samplesQueued_);
+        if (wanted <= 0) continue;
+        std::vector<void*> slice(static_cast<std::size_t>(channels_));
+        for (int channel = 0; channel < channels_; ++channel) {
+            slice[static_cast<std::size_t>(channel)] =
+                const_cast<float*>(planes[channel] + (from - firstSample));
+        }
+        if (av_audio_fifo_write(pending_.get(), slice.data(), static_cast<int>(wanted)) < wanted) {
+            throw RenderError::pixelBufferCreationFailed();
+        }
+        samplesQueued_ += wanted;
+    }
+}
+
+bool EditedAudioTrack::decodeMore()
+{
+    while (true) {
+        const int received = avcodec_receive_frame(decoder_.get(), decoded_.get());
+        if (received == 0) {
+            const AVStream& stream = *input_->streams[streamIndex_];
+            const std::int64_t stamp = decoded_->best_effort_timestamp != AV_NOPTS_VALUE ? decoded_->best_effort_timestamp
+                                                                                      : decoded_->pts;
+            const std::int64_t first = stamp == AV_NOPTS_VALUE
+                                           ? nextSourceSample_
+                                           : std::llround(static_cast<double>(stamp) * av_q2d(stream.time_base) *
+                                                          sampleRate_);
+            // A gap in the raw track plays as silence, so later samples keep their place.
+            if (first > nextSourceSample_) {
+                const std::vector<float> silence(static_cast<std::size_t>(first - nextSourceSample_), 0.0F);
+                const std::vector<const float*> planes(static_cast<std::size_t>(channels_), silence.data());
+                keepKeptSamples(nextSourceSample_, static_cast<int>(silence.size()), planes.data());
+            }
+            av_frame_unref(converted_.get());
+            converted_->format = AV_SAMPLE_FMT_FLTP;
+            converted_->sample_rate = sampleRate_;
+            checkAv(av_channel_layout_copy(&converted_->ch_layout, &decoder_->ch_layout), failure);
+            checkAv(swr_convert_frame(converter_.get(), converted_.get(), decoded_.get()), failure);
+            std::vector<const float*> planes(static_cast<std::size_t>(channels_));
+            for (int channel = 0; channel < channels_; ++channel) {
+                planes[static_cast<std::size_t>(channel)] = reinterpret_cast<const float*>(converted_->extended_data[channel]);
+            }
+            keepKeptSamples(first, converted_->nb_samples, planes.data());
+            nextSourceSample_ = std::max(nextSourceSample_, first + converted_->nb_samples);
+            av_frame_unref(decoded_.get());
+            return true;
+        }
+        if (received == AVERROR_EOF) return false;
+        if (received != AVERROR(EAGAIN)) checkAv(received, failure);
+        const int read = av_read_frame(input_.get(), packet_.get());
+        if (read < 0) {
+            checkAv(avcodec_send_packet(decoder_.get(), nullptr), failure);
+            continue;
+        }
+        if (packet_->stream_index == streamIndex_) {
+            const int sent = avcodec_send_packet(decoder_.get(), packet_.get());
+            // A damaged packet loses its samples, not the export.
+            if (sent < 0 && sent != AVERROR_INVALIDDATA) checkAv(sent, failure);
+        }
+        av_packet_unref(packet_.get());
+    }
+}
+
+void EditedAudioTrack::sendToEncoder(const AVFrame* frame)
+{
+    checkAv(avcodec_send_frame(encoder_.get(), frame), failure);
+    while (true) {
+        const int received = avcodec_receive_packet(encoder_.get(), packet_.get());
+        if (received == AVERROR(EAGAIN) || received == AVERROR_EOF) return;
+        checkAv(received, failure);
+        av_packet_rescale_ts(packet_.get(), encoder_->time_base, outputStream_->time_base);
+        packet_->stream_index = outputStream_->index;
+        checkAv(av_interleaved_write_frame(&output_, packet_.get()), failure);
+    }
+}
+
+void EditedAudioTrack::encodeFrame(int count)
+{
+    const int frameSize = encoder_->frame_size > 0 ? encoder_->frame_size : 1024;
+    av_frame_unref(encoded_.get());
+    encoded_->format = AV_SAMPLE_FMT_FLTP;
+    encoded_->sample_rate = sampleRate_;
+    checkAv(av_channel_layout_copy(&encoded_->ch_layout, &encoder_->ch_layout), failure);
+    encoded_->nb_samples = std::min(count, frameSize);
+    checkAv(av_frame_get_buffer(encoded_.get(), 0), failure);
+    if (av_audio_fifo_read(pending_.get(), reinterpret_cast<void**>(encoded_->extended_data), encoded_->nb_samples) <
+        encoded_->nb_samples) {
+        throw RenderError::pixelBufferCreationFailed();
+    }
+    encoded_->pts = samplesEncoded_;
+    samplesEncoded_ += encoded_->nb_samples;
+    sendToEncoder(encoded_.get());
+}
+
+void EditedAudioTrack::writeUntil(double outputSeconds)
+{
+    const int frameSize = encoder_->frame_size > 0 ? encoder_->frame_size : 1024;
+    while (static_cast<double>(samplesEncoded_) / sampleRate_ < outputSeconds) {
+        if (av_audio_fifo_size(pending_.get()) >= frameSize) {
+            encodeFrame(frameSize);
+        } else if (!inputFinished_ && samplesQueued_ < samplesLimit_) {
+            inputFinished_ = !decodeMore();
+        } else {
+            if (av_audio_fifo_size(pending_.get()) > 0) encodeFrame(av_audio_fifo_size(pending_.get()));
+            return;
+        }
+    }
+}
+
+void EditedAudioTrack::finish()
+{
+    if (encoderFlushed_) return;
+    writeUntil(static_cast<double>(samplesLimit_) / sampleRate_ + 1);
+    sendToEncoder(nullptr);
+    encoderFlushed_ = true;
+}
+
+}  // namespace vantile

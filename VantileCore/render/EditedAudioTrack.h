@@ -1,0 +1,55 @@
+#pragma once
+
+#include "engine/OutputTimeline.h"
+#include "media/FfmpegHandles.h"
+
+#include <cstdint>
+#include <filesystem>
+
+namespace vantile {
+
+// One audio track of the raw movie with the timeline's edits applied: decoded, only the kept
+// ranges played back to back, re-encoded with AAC at the track's own rate and channels, and
+// written as a track of `output`. It reads the raw movie through its own demuxer, so several
+// tracks and the video can be interleaved freely.
+class EditedAudioTrack {
+public:
+    // Adds the track's stream to `output` (before its header is written).
+    EditedAudioTrack(const std::filesystem::path& rawVideoURL, int streamIndex, const OutputTimeline& timeline,
+                     double outputDuration, AVFormatContext& output);
+
+    // Encodes and writes until the track reaches `outputSeconds` or its end.
+    void writeUntil(double outputSeconds);
+    // Writes the rest, drains the encoder.
+    void finish();
+
+private:
+    bool decodeMore();
+    void keepKeptSamples(std::int64_t firstSample, int count, const float* const* planes);
+    void encodeFrame(int count);
+    void sendToEncoder(const AVFrame* frame);
+
+    const OutputTimeline& timeline_;
+    AVFormatContext& output_;
+    InputFormatHandle input_;
+    int streamIndex_ = 0;
+    AVStream* outputStream_ = nullptr;
+    CodecContextHandle decoder_;
+    CodecContextHandle encoder_;
+    SwrContextHandle converter_;
+    AudioFifoHandle pending_;
+    FrameHandle decoded_ = allocateFrame();
+    FrameHandle converted_ = allocateFrame();
+    FrameHandle encoded_ = allocateFrame();
+    PacketHandle packet_ = allocatePacket();
+    int sampleRate_ = 0;
+    int channels_ = 0;
+    std::int64_t nextSourceSample_ = 0;  // the raw track's next sample index not yet seen
+    std::int64_t samplesQueued_ = 0;     // kept samples handed to the queue so far
+    std::int64_t samplesLimit_ = 0;      // the output's length in samples
+    std::int64_t samplesEncoded_ = 0;
+    bool inputFinished_ = false;
+    bool encoderFlushed_ = false;
+};
+
+}  // namespace vantile

@@ -1,0 +1,93 @@
+#include "store/ProjectFileManager.h"
+
+#include "support/RunCommand.h"
+#include "support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+using namespace vantile;
+using namespace vantile::testing;
+namespace fs = std::filesystem;
+
+namespace {
+
+fs::path sampleProject(const TemporaryDirectory& root)
+{
+    const fs::path directory = root / "project";
+    const auto made = runCli({"sample", directory.string(), "--duration", "20", "--width", "640", "--height", "360"});
+    EXPECT_EQ(made.exitCode, 0) << made.standardError;
+    return directory;
+}
+
+}  // namespace
+
+TEST(EditCommand, AppliesOptionsInOrderSavesOnceAndPrintsTheTimeline)
+{
+    TemporaryDirectory root;
+    const fs::path directory = sampleProject(root);
+    const ProjectFileManager store(root.path());
+    const RecordingProject original = store.loadProject(directory);
+
+    // The second cut overlaps the first and merges; the zoom replaces what it overlaps.
+    const auto edited = runCli({"edit", directory.string(), "--trim", "1", "19", "--cut", "5", "7", "--cut", "6",
+                                "8", "--cut", "12", "13.5", "--zoom", "9", "10.5", "300", "200", "2.5", "--json"});
+    ASSERT_EQ(edited.exitCode, 0) << edited.standardError;
+    const Json timeline = Json::parse(edited.standardOutput);
+    EXPECT_DOUBLE_EQ(timeline.at("duration").get<double>(), 18 - 3 - 1.5);
+    EXPECT_EQ(timeline.at("trim"), (Json{{"start", 1.0}, {"end", 19.0}}));
+    EXPECT_EQ(timeline.at("cuts"), Json::parse(R"([{"start":5.0,"end":8.0},{"start":12.0,"end":13.5}])"));
+
+    const RecordingProject saved = store.loadProject(directory);
+    EXPECT_EQ(timeline.at("segments"), Json(saved.focusSegments));
+    std::size_t zoomIndex = saved.focusSegments.size();
+    for (std::size_t index = 0; index < saved.focusSegments.size(); ++index) {
+        if (saved.focusSegments[index].edited) zoomIndex = index;
+    }
+    ASSERT_LT(zoomIndex, saved.focusSegments.size());
+    EXPECT_EQ(saved.focusSegments[zoomIndex],
+              (FocusSegment{9, 10.5, FocusSegment::SegmentType::clickFocus, 300, 200, 2.5, true}));
+
+    const auto info = runCli({"info", directory.string()});
+    EXPECT_NE(info.standardOutput.find("kept          13.500 s of 20.000 s"), std::string::npos) << info.standardOutput;
+    EXPECT_NE(info.standardOutput.find("cuts          5.000 s to 8.000 s, 12.000 s to 13.500 s"), std::string::npos);
+    EXPECT_NE(info.standardOutput.find("edited"), std::string::npos);
+
+    // Removing by the index info --json lists, then clearing, brings back the automatic plan.
+    const auto removed = runCli({"edit", directory.string(), "--remove-zoom", std::to_string(zoomIndex)});
+    ASSERT_EQ(removed.exitCode, 0) << removed.standardError;
+    EXPECT_EQ(store.loadProject(directory).focusSegments.size(), saved.focusSegments.size() - 1);
+    const auto cleared = runCli({"edit", directory.string(), "--clear-edits"});
+    ASSERT_EQ(cleared.exitCode, 0) << cleared.standardError;
+    RecordingProject restored = store.loadProject(directory);
+    EXPECT_EQ(restored.focusSegments, original.focusSegments);
+    EXPECT_FALSE(restored.trim);
+    EXPECT_TRUE(restored.cuts.empty());
+}
+
+TEST(EditCommand, ARefusedEditInTheMiddleLeavesEveryFileAsItWas)
+{
+    TemporaryDirectory root;
+    const fs::path directory = sampleProject(root);
+    ASSERT_EQ(runCli({"edit", directory.string(), "--cut", "2", "3"}).exitCode, 0);
+    const auto before = snapshotFiles(directory);
+    const std::vector<std::pair<std::vector<std::string>, std::string>> refused = {
+        {{"--cut", "4", "5", "--zoom", "1", "2", "700", "10", "2"}, "outside the 640x360 video"},
+        {{"--cut", "4", "5", "--trim", "3", "25"}, "outside the recording"},
+        {{"--zoom", "1", "2", "10", "10", "5"}, "between 1.0 and 4.0"},
+        {{"--trim", "2", "3"}, "keep nothing"},
+        {{"--cut", "8", "7"}, "end after it starts"},
+        {{"--remove-zoom", "999"}, "no segment 999"},
+        {{"--cut", "1"}, "needs 2 values"},
+        {{"--zoom", "1", "2", "x", "10", "2"}, "expected a number"},
+    };
+    for (const auto& [options, expected] : refused) {
+        std::string commandLine = quoteForShell(VANTILE_CLI) + " edit " + quoteForShell(directory.string());
+        for (const std::string& option : options) commandLine += " " + quoteForShell(option);
+        const CommandResult result = runShell(commandLine);
+        EXPECT_NE(result.exitCode, 0) << commandLine;
+        EXPECT_NE(result.standardError.find(expected), std::string::npos) << result.standardError;
+        EXPECT_EQ(result.standardError.find('\n'), result.standardError.size() - 1) << result.standardError;
+        EXPECT_TRUE(result.standardOutput.empty()) << result.standardOutput;
+        EXPECT_EQ(snapshotFiles(directory), before) << commandLine;
+    }
+}
