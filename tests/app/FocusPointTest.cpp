@@ -20,7 +20,7 @@ TEST(FocusPointTest, CanvasPointsMapBackThroughLayoutAndCamera)
     const double width = static_cast<double>(settings.outputWidth);
     const double height = static_cast<double>(settings.outputHeight);
     const auto layout = CompositorGeometry::frameLayout({0, 0, width, height}, 1600, 900, settings.backgroundEnabled,
-                                                        settings.renderPreset());
+                                                        RenderPreset::preset(settings.templateName));
     const CGRectCodable& shown = layout.video;
 
     // Whole frame: the video rectangle's corners and centre are the video's.

@@ -80,20 +80,20 @@ TEST(ExportQualityTest, PresetsReachTheEncoderAndTheProjectKeepsOnlyAChoice)
     const auto project = directory.path() / "demo";
     const auto sample = test::runCommand({VANTILE_CLI, "sample", project.string(), "--duration", "1", "--width", "320",
                                           "--height", "180", "--audio", "none"});
-    ASSERT_EQ(sample.status, 0) << sample.errors;
+    ASSERT_EQ(sample.exitCode, 0) << sample.standardError;
     const auto record = project / ".vantile" / "project.json";
     const auto high = test::runCommand({VANTILE_CLI, "export", project.string(), "--quality", "high", "--resolution",
                                         "720p"});
-    ASSERT_EQ(high.status, 0) << high.errors;
+    ASSERT_EQ(high.exitCode, 0) << high.standardError;
     EXPECT_NE(readFile(record).find("\"exportQuality\":\"high\""), std::string::npos);
     EXPECT_EQ(ProjectFileManager(directory.path()).loadProject(project).renderSettings.exportQuality,
               ExportQuality::high);
     const auto standard = test::runCommand({VANTILE_CLI, "export", project.string(), "--quality", "standard"});
-    ASSERT_EQ(standard.status, 0) << standard.errors;
+    ASSERT_EQ(standard.exitCode, 0) << standard.standardError;
     EXPECT_EQ(readFile(record).find("exportQuality"), std::string::npos);
     const auto unknown = test::runCommand({VANTILE_CLI, "export", project.string(), "--quality", "best"});
-    EXPECT_EQ(unknown.status, 2);
-    EXPECT_NE(unknown.errors.find("draft, standard, high"), std::string::npos) << unknown.errors;
+    EXPECT_EQ(unknown.exitCode, 2);
+    EXPECT_NE(unknown.standardError.find("draft, standard, high"), std::string::npos) << unknown.standardError;
 }
 
 TEST(GifExportTest, SameFramesAsTheMovieScaledToAtMost960WideAt15Fps)

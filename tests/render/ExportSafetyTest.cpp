@@ -29,7 +29,7 @@ fs::path makeSample(const fs::path& root, const std::string& duration, const std
     const auto sample = runCommand({VANTILE_CLI, "sample", project.string(), "--duration", duration, "--width",
                                     std::to_string(std::stoi(height) * 16 / 9 / 2 * 2), "--height", height, "--audio",
                                     "system"});
-    EXPECT_EQ(sample.status, 0) << sample.errors;
+    EXPECT_EQ(sample.exitCode, 0) << sample.standardError;
     return project;
 }
 
@@ -59,9 +59,9 @@ TEST(ExportSafety, OutputsThatWouldDestroyTheProjectAreRefused)
           project / ".vantile" / "new.mp4", project / "project.json", project, root.path() / "link-to-raw.mov",
           root.path() / "fifo.mp4"}) {
         const auto refused = runCommand({VANTILE_CLI, "export", project.string(), "-o", output.string()});
-        EXPECT_EQ(refused.status, 1) << output;
-        EXPECT_EQ(lineCount(refused.errors), 1) << refused.errors;
-        EXPECT_NE(refused.errors.find("Cannot export to " + output.string()), std::string::npos) << refused.errors;
+        EXPECT_EQ(refused.exitCode, 1) << output;
+        EXPECT_EQ(lineCount(refused.standardError), 1) << refused.standardError;
+        EXPECT_NE(refused.standardError.find("Cannot export to " + output.string()), std::string::npos) << refused.standardError;
         EXPECT_EQ(snapshotFiles(project), before) << output;
     }
     const auto relative = vantile::testing::runShell("cd " + vantile::testing::quoteForShell(project.string()) + " && " +
@@ -72,7 +72,7 @@ TEST(ExportSafety, OutputsThatWouldDestroyTheProjectAreRefused)
     // A name too long for a temporary sibling of its own still exports.
     const fs::path longName = root.path() / (std::string(250, 'n') + ".mp4");
     const auto exported = runCommand({VANTILE_CLI, "export", project.string(), "--resolution", "720p", "-o", longName.string()});
-    EXPECT_EQ(exported.status, 0) << exported.errors;
+    EXPECT_EQ(exported.exitCode, 0) << exported.standardError;
     EXPECT_TRUE(fs::is_regular_file(longName));
 }
 
@@ -82,7 +82,7 @@ TEST(ExportSafety, ARefusedOrFailedExportLeavesTheProjectAsItWas)
     const fs::path project = makeSample(root.path(), "1", "180");
     const auto before = snapshotFiles(project);
     const auto refused = runCommand({VANTILE_CLI, "export", project.string(), "--zoom", "strong", "--fps", "0"});
-    EXPECT_EQ(refused.status, 2) << refused.errors;
+    EXPECT_EQ(refused.exitCode, 2) << refused.standardError;
     EXPECT_EQ(snapshotFiles(project), before);
 
     // A failure after the settings were applied: the raw movie is not a movie. The
@@ -90,9 +90,9 @@ TEST(ExportSafety, ARefusedOrFailedExportLeavesTheProjectAsItWas)
     vantile::testing::writeText(project / "raw.mov", "not a movie");
     const auto broken = snapshotFiles(project);
     const auto failed = runCommand({VANTILE_CLI, "export", project.string(), "--zoom", "strong", "--fps", "24"});
-    EXPECT_EQ(failed.status, 1);
-    EXPECT_EQ(lineCount(failed.errors), 1) << failed.errors;
-    EXPECT_NE(failed.errors.find("raw.mov"), std::string::npos) << failed.errors;
+    EXPECT_EQ(failed.exitCode, 1);
+    EXPECT_EQ(lineCount(failed.standardError), 1) << failed.standardError;
+    EXPECT_NE(failed.standardError.find("raw.mov"), std::string::npos) << failed.standardError;
     EXPECT_EQ(snapshotFiles(project), broken);
 }
 
@@ -101,7 +101,7 @@ TEST(ExportSafety, AFullDiskKeepsTheEarlierMovieAndProject)
     test::TemporaryDirectory root;
     const fs::path project = makeSample(root.path(), "1", "180");
     const auto first = runCommand({VANTILE_CLI, "export", project.string(), "--resolution", "720p"});
-    ASSERT_EQ(first.status, 0) << first.errors;
+    ASSERT_EQ(first.exitCode, 0) << first.standardError;
     const auto movieSize = fs::file_size(project / "export.mp4");
     // Many events make the project's files larger than the movie, so a disk can be full for
     // them and not for the movie.

@@ -18,7 +18,7 @@ TEST(SourceFrameJump, JumpsOverCutsAndTrimsAnswerTheExactFrame)
     const CommandResult made = runCommand({"ffmpeg", "-v", "error", "-f", "lavfi", "-i",
                                            "color=black:s=64x64:r=30:d=8,geq=lum='16+N':cb=128:cr=128", "-c:v",
                                            "libx264", "-qp", "0", "-g", "30", "-pix_fmt", "yuv420p", movie.string()});
-    ASSERT_EQ(made.status, 0) << made.errors;
+    ASSERT_EQ(made.exitCode, 0) << made.standardError;
 
     SourceFrameProvider source(movie);
     std::vector<double> times;

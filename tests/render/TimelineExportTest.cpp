@@ -49,15 +49,15 @@ std::vector<std::uint8_t> centrePixels(const fs::path& movie)
     const CommandResult result = runCommand({"ffmpeg", "-v", "error", "-i", movie.string(), "-vf",
                                              "crop=2:2:iw/2-1:ih/2-1,scale=1:1:flags=neighbor", "-f", "rawvideo",
                                              "-pix_fmt", "rgb24", "-"});
-    return {result.output.begin(), result.output.end()};
+    return {result.standardOutput.begin(), result.standardOutput.end()};
 }
 
 std::vector<float> monoSamples(const fs::path& movie)
 {
     const CommandResult result = runCommand({"ffmpeg", "-v", "error", "-i", movie.string(), "-map", "0:a:0", "-ac",
                                              "1", "-ar", "48000", "-f", "f32le", "-"});
-    std::vector<float> samples(result.output.size() / sizeof(float));
-    std::memcpy(samples.data(), result.output.data(), samples.size() * sizeof(float));
+    std::vector<float> samples(result.standardOutput.size() / sizeof(float));
+    std::memcpy(samples.data(), result.standardOutput.data(), samples.size() * sizeof(float));
     return samples;
 }
 

@@ -1,6 +1,6 @@
 // Recording on a real headless GNOME session: mutter, PipeWire, the desktop portals. The session
 // starts once for this whole program; the tests run in order and share its restore token.
-#include "capture/MediaProbe.h"
+#include "support/MediaProbe.h"
 #include "support/ChildProcess.h"
 #include "capture/wayland/PipeWireStream.h"
 #include "capture/wayland/SessionBus.h"
