@@ -33,6 +33,20 @@ double CaptureSourceProvider::scaleFactor(const CGRectCodable& rect, const std::
     return best->scaleFactor;
 }
 
+CaptureSource displaySource(const ListedDisplay& display)
+{
+    const std::string number = std::to_string(display.number);
+    return {
+        .id = "display-" + number,
+        .kind = CaptureSource::SourceKind::display,
+        .displayId = number,
+        .appName = "Display",
+        .title = display.name.empty() ? "Display " + number : display.name,
+        .region = display.frame,
+        .scaleFactor = display.scaleFactor,
+    };
+}
+
 std::vector<CaptureSource> CaptureSourceProvider::loadSources()
 {
     ShareableContent content;
@@ -47,16 +61,7 @@ std::vector<CaptureSource> CaptureSourceProvider::loadSources()
     std::vector<CaptureSource> sources;
     std::vector<CGRectCodable> displayBounds;
     for (const ListedDisplay& display : content.displays) {
-        const std::string number = std::to_string(display.number);
-        sources.push_back({
-            .id = "display-" + number,
-            .kind = CaptureSource::SourceKind::display,
-            .displayId = number,
-            .appName = "Display",
-            .title = display.name.empty() ? "Display " + number : display.name,
-            .region = display.frame,
-            .scaleFactor = display.scaleFactor,
-        });
+        sources.push_back(displaySource(display));
         displayBounds.push_back(display.frame);
     }
     for (const ListedWindow& window : content.windows) {

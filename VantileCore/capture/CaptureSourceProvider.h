@@ -10,6 +10,9 @@
 namespace vantile {
 
 // Lists the displays and ordinary application windows a user can record.
+// The source that records one listed display.
+CaptureSource displaySource(const ListedDisplay& display);
+
 class CaptureSourceProvider {
 public:
     explicit CaptureSourceProvider(SourceLister& lister) : lister_(lister) {}

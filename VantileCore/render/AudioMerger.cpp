@@ -118,6 +118,19 @@ void writeHeader(AVFormatContext& output, const std::filesystem::path& target, c
     checkAv(header, "Cannot write the movie " + name);
 }
 
+// Copies a packet that starts before `duration` into the output; later ones are dropped.
+void writePacketBefore(double duration, AVPacket& packet, const AVStream& inputStream, const AVStream& outputStream,
+                       AVFormatContext& output, const std::string& name)
+{
+    const int64_t stamp = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
+    const double seconds = stamp == AV_NOPTS_VALUE ? 0 : static_cast<double>(stamp) * av_q2d(inputStream.time_base);
+    if (seconds >= duration - 1e-9) return;
+    av_packet_rescale_ts(&packet, inputStream.time_base, outputStream.time_base);
+    packet.stream_index = outputStream.index;
+    packet.pos = -1;
+    checkAv(av_interleaved_write_frame(&output, &packet), "Cannot write the movie " + name);
+}
+
 void writeMerged(AVFormatContext& rendered, int videoStream, AVFormatContext& raw, const std::vector<int>& audioStreams,
                  double duration, const std::filesystem::path& target, const std::filesystem::path& outputURL)
 {
@@ -135,16 +148,8 @@ void writeMerged(AVFormatContext& rendered, int videoStream, AVFormatContext& ra
         PacketSource& source = takeVideo ? video : audio;
         AVPacket* packet = source.current();
         const AVFormatContext& input = takeVideo ? rendered : raw;
-        const AVStream* inputStream = input.streams[packet->stream_index];
         AVStream* outputStream = takeVideo ? videoOut[0] : audioOut[static_cast<std::size_t>(source.outputSlot())];
-        const int64_t stamp = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
-        const double seconds = stamp == AV_NOPTS_VALUE ? 0 : static_cast<double>(stamp) * av_q2d(inputStream->time_base);
-        if (seconds < duration - 1e-9) {
-            av_packet_rescale_ts(packet, inputStream->time_base, outputStream->time_base);
-            packet->stream_index = outputStream->index;
-            packet->pos = -1;
-            checkAv(av_interleaved_write_frame(output.get(), packet), "Cannot write the movie " + name);
-        }
+        writePacketBefore(duration, *packet, *input.streams[packet->stream_index], *outputStream, *output, name);
         source.advance();
     }
     checkAv(av_write_trailer(output.get()), "Cannot write the movie " + name);
@@ -166,17 +171,9 @@ void writeEditedMerge(AVFormatContext& rendered, int videoStream, const std::fil
 
     PacketSource video(rendered, {videoStream});
     while (AVPacket* packet = video.current()) {
-        const AVStream* inputStream = rendered.streams[packet->stream_index];
-        const int64_t stamp = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
-        const double seconds = stamp == AV_NOPTS_VALUE ? 0 : static_cast<double>(stamp) * av_q2d(inputStream->time_base);
         // Audio up to this frame first, so the muxer interleaves without holding much back.
         for (const auto& track : tracks) track->writeUntil(std::min(video.currentSeconds(), duration));
-        if (seconds < duration - 1e-9) {
-            av_packet_rescale_ts(packet, inputStream->time_base, videoOut->time_base);
-            packet->stream_index = videoOut->index;
-            packet->pos = -1;
-            checkAv(av_interleaved_write_frame(output.get(), packet), "Cannot write the movie " + name);
-        }
+        writePacketBefore(duration, *packet, *rendered.streams[packet->stream_index], *videoOut, *output, name);
         video.advance();
     }
     for (const auto& track : tracks) track->finish();

@@ -1,5 +1,7 @@
 #include "capture/wayland/WaylandCaptureBackend.h"
 
+#include "capture/CaptureSourceProvider.h"
+
 #include "capture/wayland/InputDeviceAccess.h"
 #include "capture/wayland/ScreenCastPortal.h"
 #include "capture/wayland/WaylandInputSource.h"
@@ -31,16 +33,7 @@ std::vector<CaptureSource> WaylandCaptureBackend::loadSources()
     }
     if (displays.empty()) displays.push_back({.number = 1, .name = "Display 1", .frame = {}, .scaleFactor = 1});
     for (const ListedDisplay& display : displays) {
-        const std::string number = std::to_string(display.number);
-        sources.push_back({
-            .id = "display-" + number,
-            .kind = CaptureSource::SourceKind::display,
-            .displayId = number,
-            .appName = "Display",
-            .title = display.name.empty() ? "Display " + number : display.name,
-            .region = display.frame,
-            .scaleFactor = display.scaleFactor,
-        });
+        sources.push_back(displaySource(display));
     }
     // Wayland names no windows to other clients: the system dialog picks one, and its real size
     // becomes known when the stream starts.
@@ -66,7 +59,10 @@ PermissionStatus WaylandCaptureBackend::permissions()
     } catch (const std::exception&) {
         // No portal: nothing can be recorded.
     }
-    status.inputMonitoringGranted = InputDeviceAccess().granted();
+    const InputDeviceAccess inputDevices;
+    status.inputMonitoringGranted = inputDevices.granted();
+    // No system dialog grants this one: the permission screen says how.
+    if (!status.inputMonitoringGranted) status.inputMonitoringHowTo = inputDevices.howToGrant();
     return status;
 }
 
