@@ -1,6 +1,7 @@
 // Renders every screen of the application over fake collaborators and saves one PNG per
 // screen, for a person to look at: `vantile-screenshots OUTDIR [PROJECT_DIR]`.
 #include "MainWindowShell.h"
+#include "RecordingControlWindow.h"
 #include "RecordingHintPanel.h"
 #include "SampleProject.h"
 #include "ScreenHarness.h"
@@ -142,5 +143,14 @@ int main(int argc, char** argv)
     statusItem.configure(screens.state.get(), [] {});
     statusItem.menu()->adjustSize();
     ok &= save(statusItem.menu()->grab().toImage(), out / "10-tray-menu.png");
+
+    // Without a tray: placed frameless on X11, an ordinary movable window on Wayland.
+    for (const bool frameless : {true, false}) {
+        RecordingControlWindow control(frameless);
+        control.setElapsedText("01:24");
+        control.show();
+        screens.settle(100);
+        ok &= save(control.grab().toImage(), out / (frameless ? "11-recording-control.png" : "11-recording-control-window.png"));
+    }
     return ok ? 0 : 1;
 }
