@@ -29,6 +29,21 @@ using namespace vantile::testing;
 
 namespace {
 
+// The session's user runs the command line. The build tree may sit where that user cannot reach
+// (a clone under /root), so it runs a copy from a directory of its own.
+const std::string& sessionCli()
+{
+    static const TemporaryDirectory directory;
+    static const std::string copy = [] {
+        const std::filesystem::path path = directory / "vantile-cli";
+        std::filesystem::copy_file(VANTILE_CLI, path);
+        std::filesystem::permissions(directory.path(), std::filesystem::perms(0755));
+        std::filesystem::permissions(path, std::filesystem::perms(0755));
+        return path.string();
+    }();
+    return copy;
+}
+
 // The session, a client window, and a driver that sees the monitor and clicks.
 class Session {
 public:
@@ -95,7 +110,7 @@ protected:
 
     std::unique_ptr<ChildProcess> startRecording(const std::vector<std::string>& options, const std::string& name)
     {
-        std::vector<std::string> command{"sh", "-c", "exec \"$@\" 2>\"$VANTILE_TEST_ERRORS\"", "sh", VANTILE_CLI, "record",
+        std::vector<std::string> command{"sh", "-c", "exec \"$@\" 2>\"$VANTILE_TEST_ERRORS\"", "sh", sessionCli(), "record",
                                          "--root", (directory / name).string()};
         command.insert(command.end(), options.begin(), options.end());
         return session->desktop.launch(command,
@@ -151,7 +166,7 @@ TEST(HeadlessDesktopTest, StartsEveryPartAndStopsThemAll)
 TEST_F(WaylandRecording, SourcesListTheMonitorAndTheDialogWindow)
 {
     auto lister = session->desktop.launch(
-        {VANTILE_CLI, "sources", "--json"}, {"VANTILE_BACKEND=wayland"}, true);
+        {sessionCli(), "sources", "--json"}, {"VANTILE_BACKEND=wayland"}, true);
     std::string printed;
     while (auto line = lister->readLine(20s)) printed += *line;
     const auto sources = nlohmann::json::parse(printed);
@@ -169,7 +184,7 @@ TEST_F(WaylandRecording, CancelledDialogLeavesNoProject)
     const std::filesystem::path empty = directory / "empty-state";
     std::filesystem::create_directories(empty);
     session->desktop.share(empty);
-    std::vector<std::string> command{"sh", "-c", "exec \"$@\" 2>\"$VANTILE_TEST_ERRORS\"", "sh", VANTILE_CLI, "record",
+    std::vector<std::string> command{"sh", "-c", "exec \"$@\" 2>\"$VANTILE_TEST_ERRORS\"", "sh", sessionCli(), "record",
                                      "--duration", "2", "--root", (directory / "cancelled").string()};
     auto recorder = session->desktop.launch(command,
                                             {"VANTILE_BACKEND=wayland", "XDG_STATE_HOME=" + empty.string(),
