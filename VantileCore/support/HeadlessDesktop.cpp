@@ -197,9 +197,10 @@ std::unique_ptr<ChildProcess> HeadlessDesktop::launch(const std::vector<std::str
                                                       const std::vector<std::string>& environment,
                                                       bool captureOutput) const
 {
-    // env drops the X display, setpriv becomes the session's user; both exec, so the id we keep
+    // env drops the X display and starts in the session's home (our own working directory may be
+    // out of the user's reach), setpriv becomes the session's user; both exec, so the id we keep
     // is the program's own.
-    std::vector<std::string> command{"env", "-u", "DISPLAY", "setpriv", "--reuid=" + std::to_string(userId_),
+    std::vector<std::string> command{"env", "-u", "DISPLAY", "-C", homeDirectory_.string(), "setpriv", "--reuid=" + std::to_string(userId_),
                                      "--regid=" + std::to_string(groupId_), "--clear-groups"};
     command.insert(command.end(), arguments.begin(), arguments.end());
     std::vector<std::string> variables{
