@@ -8,6 +8,7 @@
 #include "render/RenderError.h"
 
 #include <cmath>
+#include <functional>
 #include <vector>
 
 namespace vantile::AudioMerger {
@@ -181,6 +182,24 @@ void writeEditedMerge(AVFormatContext& rendered, int videoStream, const std::fil
     checkAv(avio_closep(&output->pb), "Cannot write the movie " + name);
 }
 
+// Writes the merged movie beside the output, puts it in place, then removes the video-only one;
+// on failure the output stays as it was.
+void placeMerged(const std::filesystem::path& renderedVideoURL, const std::filesystem::path& outputURL,
+                 InputFormatHandle& rendered, const std::function<void(const std::filesystem::path&)>& write)
+{
+    std::error_code error;
+    const std::filesystem::path merged = temporaryMergeURL(outputURL);
+    try {
+        write(merged);
+        VideoFileWriter::replace(outputURL, merged);
+    } catch (...) {
+        std::filesystem::remove(merged, error);
+        throw;
+    }
+    rendered.reset();
+    std::filesystem::remove(renderedVideoURL, error);
+}
+
 }  // namespace
 
 std::optional<double> audioMergeDuration(const std::filesystem::path& rawVideoURL)
@@ -211,16 +230,9 @@ void mergeAudioTracksIfPresent(const std::filesystem::path& renderedVideoURL, co
     const double duration = std::min(durationOf(*raw), durationOf(*rendered));
     if (!std::isfinite(duration) || duration <= 0) return moveIntoPlace();
 
-    const std::filesystem::path merged = temporaryMergeURL(outputURL);
-    try {
+    placeMerged(renderedVideoURL, outputURL, rendered, [&](const std::filesystem::path& merged) {
         writeMerged(*rendered, videoStreams.front(), *raw, audioStreams, duration, merged, outputURL);
-        VideoFileWriter::replace(outputURL, merged);
-    } catch (...) {
-        std::filesystem::remove(merged, error);
-        throw;
-    }
-    rendered.reset();
-    std::filesystem::remove(renderedVideoURL, error);
+    });
 }
 
 void mergeEditedAudioTracksIfPresent(const std::filesystem::path& renderedVideoURL,
@@ -242,17 +254,10 @@ void mergeEditedAudioTracksIfPresent(const std::filesystem::path& renderedVideoU
     const double duration = std::min(timeline.duration(), durationOf(*rendered));
     if (!std::isfinite(duration) || duration <= 0) return moveIntoPlace();
 
-    const std::filesystem::path merged = temporaryMergeURL(outputURL);
-    try {
+    placeMerged(renderedVideoURL, outputURL, rendered, [&](const std::filesystem::path& merged) {
         writeEditedMerge(*rendered, videoStreams.front(), rawVideoURL, audioStreams, timeline, duration, merged,
                          outputURL);
-        VideoFileWriter::replace(outputURL, merged);
-    } catch (...) {
-        std::filesystem::remove(merged, error);
-        throw;
-    }
-    rendered.reset();
-    std::filesystem::remove(renderedVideoURL, error);
+    });
 }
 
 }  // namespace vantile::AudioMerger

@@ -18,6 +18,17 @@ namespace fs = std::filesystem;
 
 namespace {
 
+// The load error's message, or "loaded" when the project loads.
+std::string loadFailure(const ProjectFileManager& store, const fs::path& directory)
+{
+    try {
+        store.loadProject(directory);
+    } catch (const ProjectFileError& error) {
+        return error.what();
+    }
+    return "loaded";
+}
+
 RecordingProject sampleProject()
 {
     RecordingProject project;
@@ -123,14 +134,7 @@ TEST(ProjectStore, BadFilesFailWithTheFileAndKeyNamedAndChangeNothing)
     const fs::path directory = root / "broken";
     store.saveProject(sampleProject(), directory);
 
-    const auto failureOf = [&] {
-        try {
-            store.loadProject(directory);
-        } catch (const ProjectFileError& error) {
-            return std::string(error.what());
-        }
-        return std::string("loaded");
-    };
+    const auto failureOf = [&] { return loadFailure(store, directory); };
 
     Json events = Json::parse(readText(directory / ".vantile" / "events.json"));
     events[3]["time"] = "late";
@@ -195,14 +199,7 @@ TEST(ProjectStore, SpecialFilesAndBrokenLinksAreErrorsNamingTheFile)
     const fs::path directory = root / "special";
     store.saveProject(sampleProject(), directory);
     const fs::path metadata = directory / ".vantile";
-    const auto failureOf = [&] {
-        try {
-            store.loadProject(directory);
-        } catch (const ProjectFileError& error) {
-            return std::string(error.what());
-        }
-        return std::string("loaded");
-    };
+    const auto failureOf = [&] { return loadFailure(store, directory); };
     const auto replaceWith = [&](const std::string& name, const std::function<void(const fs::path&)>& make) {
         fs::remove(metadata / name);
         make(metadata / name);
