@@ -206,6 +206,8 @@ std::unique_ptr<ChildProcess> HeadlessDesktop::launch(const std::vector<std::str
     std::vector<std::string> variables{
         "XDG_RUNTIME_DIR=" + runtimeDirectory_.string(),
         "HOME=" + homeDirectory_.string(),
+        // The session's user has no login shell, and a terminal falls back to it without SHELL.
+        "SHELL=/bin/sh",
         "XDG_CONFIG_HOME=" + (homeDirectory_ / ".config").string(),
         "XDG_DATA_HOME=" + (homeDirectory_ / ".local/share").string(),
         "XDG_STATE_HOME=" + (homeDirectory_ / ".local/state").string(),
