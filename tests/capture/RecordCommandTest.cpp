@@ -71,7 +71,7 @@ protected:
         for (const auto& entry : std::filesystem::directory_iterator(directory / "projects"))
             projects.push_back(entry.path());
         EXPECT_EQ(projects.size(), 1u);
-        return projects.empty() ? directory : projects.front();
+        return projects.empty() ? directory.path() : projects.front();
     }
 };
 

@@ -2,6 +2,7 @@
 
 #include "model/JsonCoding.h"
 #include "model/RecordingProject.h"
+#include "render/RenderJob.h"
 #include "support/MediaProbe.h"
 #include "support/TemporaryDirectory.h"
 
@@ -18,6 +19,7 @@ namespace vantile::test {
 using testing::CommandResult;
 using testing::countVideoFrames;
 using testing::probe;
+using testing::readText;
 using testing::runCommand;
 using testing::TemporaryDirectory;
 
@@ -32,6 +34,11 @@ void writeRawMovie(const std::filesystem::path& path, int width, int height, dou
 
 // A project record for a raw movie of that size, with a short click path.
 RecordingProject makeProject(int width, int height, double duration);
+
+// The project's export from `directory`/raw.mov into `directory`/`output`.
+RenderJob makeJob(const std::filesystem::path& directory, const RecordingProject& project, const std::string& output);
+
+int lineCount(const std::string& text);
 
 bool near(QColor actual, QColor expected, int tolerance);
 std::string describe(QColor color);
