@@ -39,16 +39,6 @@ TEST(ScreensTest, HomeAndPermissionScreensShowTheirTextsAndMoveBetweenScreens)
     EXPECT_EQ(shown.count("打开设置"), 1u);
     EXPECT_TRUE(shown.count("请先开启“辅助功能”权限后再开始录制。"));
 
-    // Where no dialog can grant input monitoring, the screen says how to.
-    screens.permissions->status = {true, true, false, "请将当前用户加入 input 用户组，然后注销并重新登录。"};
-    screens.state->refreshPermissionStatus();
-    screens.settle();
-    EXPECT_TRUE(screens.visibleTexts().count(
-        "请先开启“输入监控”权限后再开始录制。请将当前用户加入 input 用户组，然后注销并重新登录。"));
-    screens.permissions->status = {true, true, true, "请将当前用户加入 input 用户组，然后注销并重新登录。"};
-    screens.state->refreshPermissionStatus();
-    screens.settle();
-    for (const std::string& text : screens.visibleTexts()) EXPECT_EQ(text.find("input 用户组"), std::string::npos) << text;
 }
 
 TEST(ScreensTest, SourcePickerListsSourcesAndTheAudioChoices)

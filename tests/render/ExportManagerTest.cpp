@@ -121,11 +121,7 @@ TEST(ExportManagerTest, FrameCountContainerAndPlaceholderWithoutRawMovie)
     test::writeRawMovie(directory.path() / "raw.mov", 320, 180, 1.0, 0, paintQuadrants);
     project = test::makeProject(320, 180, 36000);
     int reports = 0;
-    ExportMonitor* self = nullptr;
-    ExportMonitor bounded([&](double) {
-        if (++reports > 200) self->cancel();  // fail instead of rendering for hours
-    });
-    self = &bounded;
+    test::CancellingMonitor bounded([&](double) { return ++reports > 200; });  // fail instead of rendering for hours
     const auto clamped = ExportManager().exportMovie(test::makeJob(directory.path(), project, "clamped.mp4"), &bounded);
     EXPECT_EQ(test::countVideoFrames(clamped), 30);
 }
@@ -142,11 +138,7 @@ TEST(ExportManagerTest, FailuresAndCancelLeaveThePreviousExportAndNoStrayFiles)
 
     // Cancelled halfway.
     RecordingProject project = test::makeProject(320, 180, 1.0);
-    ExportMonitor* monitorPointer = nullptr;
-    ExportMonitor monitor([&](double fraction) {
-        if (fraction > 0.3) monitorPointer->cancel();
-    });
-    monitorPointer = &monitor;
+    test::CancellingMonitor monitor([](double fraction) { return fraction > 0.3; });
     try {
         ExportManager().exportMovie(test::makeJob(directory.path(), project, "export.mp4"), &monitor);
         FAIL() << "expected a cancel";
@@ -156,10 +148,7 @@ TEST(ExportManagerTest, FailuresAndCancelLeaveThePreviousExportAndNoStrayFiles)
     expectUntouched();
 
     // Cancelled while the audio was merged, after the last frame was drawn.
-    ExportMonitor lateMonitor([&](double fraction) {
-        if (fraction >= 1) monitorPointer->cancel();
-    });
-    monitorPointer = &lateMonitor;
+    test::CancellingMonitor lateMonitor([](double fraction) { return fraction >= 1; });
     EXPECT_THROW(ExportManager().exportMovie(test::makeJob(directory.path(), project, "export.mp4"), &lateMonitor), RenderError);
     expectUntouched();
 

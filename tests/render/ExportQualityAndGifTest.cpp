@@ -103,11 +103,7 @@ TEST(GifExportTest, SameFramesAsTheMovieScaledToAtMost960WideAt15Fps)
 
     // Cancelled: the previous GIF stays and nothing else is left.
     const std::string previous = test::readText(gif);
-    ExportMonitor* pointer = nullptr;
-    ExportMonitor cancelling([&](double fraction) {
-        if (fraction > 0.2) pointer->cancel();
-    });
-    pointer = &cancelling;
+    test::CancellingMonitor cancelling([](double fraction) { return fraction > 0.2; });
     try {
         ExportManager().exportMovie(test::makeJob(directory.path(), project, "clip.gif"), &cancelling);
         FAIL() << "expected a cancel";

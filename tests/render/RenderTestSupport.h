@@ -2,6 +2,7 @@
 
 #include "model/JsonCoding.h"
 #include "model/RecordingProject.h"
+#include "render/ExportMonitor.h"
 #include "render/RenderJob.h"
 #include "support/MediaProbe.h"
 #include "support/TemporaryDirectory.h"
@@ -39,6 +40,16 @@ RecordingProject makeProject(int width, int height, double duration);
 RenderJob makeJob(const std::filesystem::path& directory, const RecordingProject& project, const std::string& output);
 
 int lineCount(const std::string& text);
+
+// A monitor that cancels its own export once `shouldCancel` holds for a progress report.
+struct CancellingMonitor : ExportMonitor {
+    explicit CancellingMonitor(std::function<bool(double)> shouldCancel)
+        : ExportMonitor([this, shouldCancel = std::move(shouldCancel)](double fraction) {
+              if (shouldCancel(fraction)) cancel();
+          })
+    {
+    }
+};
 
 bool near(QColor actual, QColor expected, int tolerance);
 std::string describe(QColor color);
