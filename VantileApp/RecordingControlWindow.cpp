@@ -1,5 +1,6 @@
 #include "RecordingControlWindow.h"
 
+#include <QCloseEvent>
 #include <QHBoxLayout>
 #include <QPainter>
 #include <QPainterPath>
@@ -10,7 +11,10 @@ namespace {
 
 Qt::WindowFlags controlFlags(bool frameless)
 {
-    if (!frameless) return Qt::Window | Qt::WindowStaysOnTopHint;
+    // A fixed-size window: no maximize button, which would also crowd out its title.
+    if (!frameless)
+        return Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowMinimizeButtonHint |
+               Qt::WindowCloseButtonHint | Qt::WindowStaysOnTopHint;
     return Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus;
 }
 
@@ -50,6 +54,13 @@ RecordingControlWindow::RecordingControlWindow(bool frameless)
 void RecordingControlWindow::setElapsedText(const QString& text)
 {
     elapsed_->setText(text);
+}
+
+void RecordingControlWindow::closeEvent(QCloseEvent* event)
+{
+    // Without a tray this is the only way to stop: closing it must not strand the recording.
+    emit stopRequested();
+    event->accept();
 }
 
 void RecordingControlWindow::paintEvent(QPaintEvent*)

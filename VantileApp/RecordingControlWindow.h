@@ -26,6 +26,7 @@ signals:
     void stopRequested();
 
 protected:
+    void closeEvent(QCloseEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
 private:
