@@ -11,10 +11,7 @@ namespace {
 
 Qt::WindowFlags controlFlags(bool frameless)
 {
-    // A fixed-size window: no maximize button, which would also crowd out its title.
-    if (!frameless)
-        return Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowMinimizeButtonHint |
-               Qt::WindowCloseButtonHint | Qt::WindowStaysOnTopHint;
+    if (!frameless) return Qt::Window | Qt::WindowStaysOnTopHint;
     return Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus;
 }
 
@@ -24,7 +21,8 @@ RecordingControlWindow::RecordingControlWindow(bool frameless)
     : QWidget(nullptr, controlFlags(frameless)), frameless_(frameless)
 {
     setWindowTitle("Vantile 正在录制");
-    setFixedSize(controlWidth, controlHeight);
+    // As a window it is a little wider, so its title fits beside the decoration's buttons.
+    setFixedSize(frameless ? controlWidth : windowedWidth, controlHeight);
     if (frameless_) {
         setAttribute(Qt::WA_TranslucentBackground);
         setAttribute(Qt::WA_ShowWithoutActivating);

@@ -20,6 +20,7 @@ public:
     QPushButton* stopButton() const { return stopButton_; }
 
     static constexpr int controlWidth = 212;
+    static constexpr int windowedWidth = 260;
     static constexpr int controlHeight = 48;
 
 signals:
