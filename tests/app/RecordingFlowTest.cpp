@@ -124,11 +124,12 @@ TEST(RecordingFlowTest, StopPlansSmoothsAndSavesTheProjectThenOpensThePreview)
     EXPECT_LT(std::find(calls.begin(), calls.end(), "input.stop"), std::find(calls.begin(), calls.end(), "recorder.stop"));
     EXPECT_EQ(calls.back(), "shell.showMainWindow");
 
-    // What the finisher made of it (checked on its own) is what the preview opens, with the chosen ratio.
+    // What the finisher planned and saved is what the preview opens, sized for the chosen ratio.
     const RecordingProject& project = *app.state->currentProject();
     const auto directory = *app.state->projectDirectory();
-    EXPECT_EQ(project.renderSettings.aspectRatio, AspectRatio::portrait9x16);
+    EXPECT_EQ(project.renderSettings.outputWidth, outputSize(AspectRatio::portrait9x16, project.video).width);
     EXPECT_EQ(app.state->renderSettings(), project.renderSettings);
+    EXPECT_FALSE(project.focusSegments.empty());
     EXPECT_EQ(ProjectFileManager(app.root / "projects").loadProject(directory), project);
     EXPECT_EQ(app.state->previewVideoURL(), directory / "raw.mov");
 }
