@@ -103,36 +103,19 @@ TEST(FrameCompositorTest, TemplatesDrawBackgroundCardChromeAndShadow)
     }
 }
 
-TEST(FrameCompositorTest, CameraCropLandsInTheVideoRectangle)
+TEST(FrameCompositorTest, CameraZoomLandsInTheVideoRectangle)
 {
-    Render whole;
-    const QImage frame = whole.draw();
-    const auto video = whole.layout().video;
-    EXPECT_TRUE(near(pixel(frame, video.x + video.width * 0.25, video.y + video.height * 0.25), red, 12));
-    EXPECT_TRUE(near(pixel(frame, video.x + video.width * 0.75, video.y + video.height * 0.25), green, 12));
-    EXPECT_TRUE(near(pixel(frame, video.x + video.width * 0.25, video.y + video.height * 0.75), blue, 12));
-    EXPECT_TRUE(near(pixel(frame, video.x + video.width * 0.75, video.y + video.height * 0.75), yellow, 12));
-
     // Zoom 2.5 on the bottom-right quadrant: the whole video is yellow.
     Render zoomed;
     zoomed.keyframes = {{0, 1440, 810, 2.5}};
     const QImage closeUp = zoomed.draw();
+    const auto video = zoomed.layout().video;
     for (const double u : {0.05, 0.5, 0.95}) {
         for (const double v : {0.05, 0.5, 0.95}) {
             EXPECT_TRUE(near(pixel(closeUp, video.x + video.width * u, video.y + video.height * v), yellow, 12))
                 << u << "," << v << " " << describe(pixel(closeUp, video.x + video.width * u, video.y + video.height * v));
         }
     }
-
-    // Without a background the video is fitted on black; a portrait output gets bars.
-    Render bare;
-    bare.settings.backgroundEnabled = false;
-    bare.size = QSize(540, 960);
-    const QImage portrait = bare.draw();
-    EXPECT_EQ(pixel(portrait, 270, 10), QColor(0, 0, 0));
-    EXPECT_EQ(pixel(portrait, 270, 950), QColor(0, 0, 0));
-    EXPECT_TRUE(near(pixel(portrait, 60, 480 - 60), red, 12));
-    EXPECT_TRUE(near(pixel(portrait, 480, 480 + 60), yellow, 12));
 }
 
 TEST(FrameCompositorTest, CursorAndRippleAreDrawnWhereTheCursorFramesSay)
