@@ -10,57 +10,6 @@ namespace vantile::testing {
 
 using Type = InputEvent::EventType;
 
-std::vector<InputEvent> randomStream(std::uint64_t seed, const RandomStreamOptions& options)
-{
-    std::mt19937_64 random(seed);
-    std::uniform_real_distribution<double> unit(0.0, 1.0);
-    // Weighted towards the kinds that make segments, with every kind present.
-    const std::vector<std::pair<Type, double>> weights = {
-        {Type::mouseMove, 4},      {Type::leftMouseDown, 3},  {Type::leftMouseUp, 1},
-        {Type::rightMouseDown, 1}, {Type::rightMouseUp, 0.5}, {Type::mouseDragged, 1},
-        {Type::scrollWheel, 4},    {Type::typingActivityStart, 1.5}, {Type::typingActivityEnd, 1.5},
-    };
-    double total = 0;
-    for (const auto& [type, weight] : weights) total += weight;
-
-    std::vector<InputEvent> events;
-    events.reserve(options.eventCount);
-    // Clustered positions so that merges by distance both happen and fail.
-    double anchorX = options.width * unit(random);
-    double anchorY = options.height * unit(random);
-    for (std::size_t index = 0; index < options.eventCount; ++index) {
-        double pick = unit(random) * total;
-        Type type = Type::mouseMove;
-        for (const auto& [candidate, weight] : weights) {
-            if (pick < weight) {
-                type = candidate;
-                break;
-            }
-            pick -= weight;
-        }
-        // A little outside [0, duration] on both sides.
-        double time = -0.5 + (options.duration + 1.5) * unit(random);
-        if (options.gridTimes) time = std::round(time * 20) / 20;
-        if (unit(random) < 0.1) {
-            anchorX = options.width * (1.2 * unit(random) - 0.1);
-            anchorY = options.height * (1.2 * unit(random) - 0.1);
-        }
-        double x = anchorX + 300 * (unit(random) - 0.5);
-        double y = anchorY + 300 * (unit(random) - 0.5);
-        if (unit(random) < 0.2) {
-            x = std::round(x / 50) * 50;
-            y = std::round(y / 50) * 50;
-        }
-        events.push_back(makeEvent(time, type, x, y));
-        // Exact duplicates of time (and sometimes of place) stress the stable orderings.
-        if (unit(random) < 0.05) events.push_back(makeEvent(time, Type::typingActivityStart, x + 1, y));
-    }
-    if (!options.shuffled) {
-        std::stable_sort(events.begin(), events.end(), [](const auto& a, const auto& b) { return a.time < b.time; });
-    }
-    return events;
-}
-
 std::vector<InputEvent> demoSession(double seconds, double width, double height, std::uint64_t seed)
 {
     std::mt19937_64 random(seed);
