@@ -16,7 +16,7 @@ public:
     bool install(Handler handler) override
     {
         handler_ = std::move(handler);
-        return refuse_ ? false : true;
+        return true;
     }
     void remove() override { handler_ = nullptr; }
     CodablePoint pointerLocation() override { return pointer; }
@@ -34,7 +34,6 @@ public:
 
     CodablePoint pointer;
     double now = 0;
-    bool refuse_ = false;
 
 private:
     Handler handler_;

@@ -201,12 +201,6 @@ TEST_F(X11RecordingTest, WindowRecordingFollowsAMovingCoveredWindowUntilItCloses
 
 TEST_F(X11RecordingTest, WithoutAnXServerEveryEntryPointSaysSo)
 {
-    try {
-        X11Connection connection(std::string(":987"));
-        FAIL() << "connected to a display that does not exist";
-    } catch (const RecordingError& error) {
-        EXPECT_EQ(error.kind(), RecordingError::Kind::unsupportedSystem);
-    }
     X11CapturePlatform platform(std::string(":987"));
     ScreenRecorder recorder(platform);
     const CaptureSource source{.id = "display-1", .region = {0, 0, 640, 360}};
