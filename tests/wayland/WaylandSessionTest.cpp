@@ -58,11 +58,6 @@ public:
             throw std::runtime_error("foot did not appear");
     }
 
-    bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds timeout)
-    {
-        return DesktopDriver::waitUntil(condition, timeout);
-    }
-
     static constexpr int width = 1280;
     static constexpr int height = 720;
     HeadlessDesktop desktop;
@@ -131,7 +126,7 @@ protected:
     // The recorder announces on stderr that the capture runs.
     bool captureRuns(const std::string& name) const
     {
-        return session->waitUntil([&] { return readText(directory / (name + ".err")).find("Recording display-1") != std::string::npos; }, 20s);
+        return DesktopDriver::waitUntil([&] { return readText(directory / (name + ".err")).find("Recording display-1") != std::string::npos; }, 20s);
     }
 
     Recording finish(ChildProcess& recorder, const std::string& name, std::chrono::seconds timeout)
@@ -352,20 +347,9 @@ TEST_F(WaylandRecording, WindowStreamIsTheWindowAndItsPointerIsWindowLocal)
 {
     DesktopDriver& driver = session->driver;
     // The terminal's dark content on our view of the monitor.
-    const StreamPicture& shown = driver.picture();
-    int left = shown.width, top = shown.height, right = -1, bottom = -1;
-    for (int y = 0; y < shown.height; ++y) {
-        for (int x = 0; x < shown.width; ++x) {
-            const std::uint8_t* bgrx = shown.pixels.data() + (std::size_t(y) * std::size_t(shown.width) + std::size_t(x)) * 4;
-            if (bgrx[0] < 40 && bgrx[1] < 40 && bgrx[2] < 40) {
-                left = std::min(left, x);
-                top = std::min(top, y);
-                right = std::max(right, x);
-                bottom = std::max(bottom, y);
-            }
-        }
-    }
-    ASSERT_GT(right, left);
+    const std::vector<ShownArea> dark = driver.areasOf({0, 0, 0}, 39);
+    ASSERT_FALSE(dark.empty());
+    [[maybe_unused]] const auto [left, top, right, bottom, pixels] = dark.front();
     // The title bar above the content is light; its first dark row is the content's top.
     int contentTop = top;
     while (contentTop < bottom && driver.pixel(left + 400, contentTop).red >= 40) ++contentTop;
@@ -400,7 +384,8 @@ TEST_F(WaylandRecording, WindowStreamIsTheWindowAndItsPointerIsWindowLocal)
     const bool arrived = arrivedAt(123, 45);
     const std::lock_guard lock(mutex);
     EXPECT_TRUE(arrived) << "last pointer position in the window " << pointers.back().position.x << ","
-                         << pointers.back().position.y << " of " << pointers.size();}
+                         << pointers.back().position.y << " of " << pointers.size();
+}
 
 TEST_F(WaylandRecording, RevokedStreamEndsTheRecordingWithAPlayableMovie)
 {
@@ -437,7 +422,7 @@ protected:
     }
     bool hinted(const ShellServicesStandIn& shell, const std::string& bodyPart)
     {
-        return session->waitUntil([&] {
+        return DesktopDriver::waitUntil([&] {
             const auto sent = shell.notifications();
             return std::any_of(sent.begin(), sent.end(), [&](const SentNotification& each) {
                 return each.summary == "正在录制" && each.body.find(bodyPart) != std::string::npos;
@@ -451,7 +436,7 @@ TEST_F(WaylandApp, WithoutATrayItsRecordingControlStopsTheRecording)
     ShellServicesStandIn shell(session->desktop.busAddress(), false);
     const auto app = startRecordingApp();
     std::optional<ShownArea> stop;
-    ASSERT_TRUE(session->waitUntil([&] {
+    ASSERT_TRUE(DesktopDriver::waitUntil([&] {
         if (session->driver.dialogShown()) session->driver.answerDialog(true);
         return (stop = app->waitForStopButton(0ms)).has_value();
     }, 40s)) << app->log();
@@ -459,7 +444,7 @@ TEST_F(WaylandApp, WithoutATrayItsRecordingControlStopsTheRecording)
     EXPECT_TRUE(hinted(shell, "录制控制条"));
     std::this_thread::sleep_for(2s);
     session->driver.input().click(stop->centreX(), stop->centreY());
-    EXPECT_TRUE(session->waitUntil([&] { return !app->waitForStopButton(0ms); }, 10s));
+    EXPECT_TRUE(DesktopDriver::waitUntil([&] { return !app->waitForStopButton(0ms); }, 10s));
     // The preview opens once the recording is finished and saved.
     ASSERT_TRUE(app->waitForMainWindow(60s)) << app->log();
     const auto projects = directory / "VantileProjects";
@@ -475,8 +460,8 @@ TEST_F(WaylandApp, WithATrayHostItRegistersItsItemAndShowsNoControl)
 {
     ShellServicesStandIn shell(session->desktop.busAddress(), true);
     const auto app = startRecordingApp();
-    EXPECT_TRUE(session->waitUntil([&] { return !shell.trayItems().empty(); }, 10s));
-    ASSERT_TRUE(session->waitUntil([&] {
+    EXPECT_TRUE(DesktopDriver::waitUntil([&] { return !shell.trayItems().empty(); }, 10s));
+    ASSERT_TRUE(DesktopDriver::waitUntil([&] {
         if (session->driver.dialogShown()) session->driver.answerDialog(true);
         return !app->waitForMainWindow(0ms);
     }, 40s)) << app->log();
