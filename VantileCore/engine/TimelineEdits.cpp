@@ -217,11 +217,4 @@ std::vector<FocusSegment> mergeReplanned(const std::vector<FocusSegment>& curren
     return merged;
 }
 
-bool hasEdits(const RecordingProject& project)
-{
-    return project.trim || !project.cuts.empty() ||
-           std::any_of(project.focusSegments.begin(), project.focusSegments.end(),
-                       [](const FocusSegment& segment) { return segment.edited; });
-}
-
 }  // namespace vantile::TimelineEdits

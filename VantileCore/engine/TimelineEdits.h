@@ -38,8 +38,6 @@ std::vector<FocusSegment> replannedSegments(const RecordingProject& project);
 // edited one are dropped; sorted by start.
 std::vector<FocusSegment> mergeReplanned(const std::vector<FocusSegment>& current, std::vector<FocusSegment> planned);
 
-bool hasEdits(const RecordingProject& project);
-
 }  // namespace TimelineEdits
 
 }  // namespace vantile

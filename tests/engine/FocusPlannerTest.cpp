@@ -39,44 +39,43 @@ TEST(FocusPlannerTest, QuietRecordingIsOneWholeFrameOverview)
     EXPECT_TRUE(sameList(output.cameraKeyframes, {{0, 960, 540, 1}, {0.72, 960, 540, 1}, {10, 960, 540, 1}}));
 }
 
-TEST(FocusPlannerTest, LoneClickZoomsAroundItThenClosingOverview)
+TEST(FocusPlannerTest, HandWorkedClicksZoomWithOverviewsPaddedByTheGap)
 {
-    const auto segments = planSegments(inputWith({makeEvent(0.2, Type::leftMouseDown, 700, 400)}));
-    EXPECT_TRUE(sameList(segments, {
-                                       {0, 0.2 + 0.95, Kind::clickFocus, 700, 400, 1.52},
-                                       {0.2 + 0.95 + 0.2, 10, Kind::overview, 960, 540, 1.0},
-                                   }));
-}
-
-TEST(FocusPlannerTest, BusyNeighbourhoodStartsEarlierEndsSoonerAndZoomsLess)
-{
-    // Five clicks in one spot, all within 1.4 s of each other.
-    std::vector<InputEvent> events;
-    for (double t : {4.0, 4.3, 4.6, 4.9, 5.2}) events.push_back(makeEvent(t, Type::leftMouseDown, 800, 500));
-    FocusPlannerInput input = inputWith(events, 20, ZoomIntensity::strong);
-    const std::vector<FocusSegment> segments = planSegments(input);
-    ASSERT_EQ(segments.size(), 3u);
-    EXPECT_EQ(segments[0].type, Kind::overview);
-    EXPECT_EQ(segments[1].type, Kind::clickFocus);
-    // Every click sees all five (k = 3): lead 0.5 - 0.12, tail 0.95 - 0.21, scale 1.72 - 0.165; all merge.
-    EXPECT_DOUBLE_EQ(segments[1].start, 4.0 - (0.5 - 0.04 * 3));
-    EXPECT_DOUBLE_EQ(segments[1].end, 5.2 + (0.95 - 0.07 * 3));
-    EXPECT_DOUBLE_EQ(segments[1].scale, 1.72 - 0.055 * 3);
-    EXPECT_EQ(segments[1].centerX, 800);
-    EXPECT_DOUBLE_EQ(segments[0].start, 0.28);  // gap 3.62 > 2.4 takes the wide pad
-}
-
-TEST(FocusPlannerTest, ClicksMergeOnlyWhenCloseAndScrollsReachFurther)
-{
-    // 0.5 s apart, 100 px apart: one segment, centred by duration weights, with the larger scale.
-    const auto near = planSegments(inputWith({makeEvent(2.0, Type::leftMouseDown, 600, 500),
-                                              makeEvent(2.5, Type::leftMouseDown, 700, 500)}));
-    ASSERT_EQ(near.size(), 3u);
-    EXPECT_EQ(near[1].type, Kind::clickFocus);
-    EXPECT_DOUBLE_EQ(near[1].start, 1.5);
-    EXPECT_DOUBLE_EQ(near[1].end, 3.45);
-    EXPECT_DOUBLE_EQ(near[1].centerX, (600 * 1.45 + 700 * 1.45) / 2.9);
-    EXPECT_DOUBLE_EQ(near[1].scale, 1.52);
+    const auto clicks = [](std::vector<double> times, double x, double y) {
+        std::vector<InputEvent> events;
+        for (double t : times) events.push_back(makeEvent(t, Type::leftMouseDown, x, y));
+        return events;
+    };
+    const auto overview = [](double start, double end) { return FocusSegment{start, end, Kind::overview, 960, 540, 1}; };
+    std::vector<InputEvent> near = clicks({2.0}, 600, 500);
+    near.push_back(makeEvent(2.5, Type::leftMouseDown, 700, 500));
+    const struct {
+        const char* what;
+        FocusPlannerInput input;
+        std::vector<FocusSegment> expected;
+    } cases[] = {
+        {"a lone click, then the closing overview 0.2 s after it",
+         inputWith(clicks({0.2}, 700, 400)),
+         {{0, 0.2 + 0.95, Kind::clickFocus, 700, 400, 1.52}, overview(0.2 + 0.95 + 0.2, 10)}},
+        // Every click sees all five (k = 3): lead 0.5 - 0.12, tail 0.95 - 0.21, scale 1.72 - 0.165;
+        // the gap before is longer than 2.4 s and takes the wide pad.
+        {"five clicks in one spot within 1.4 s start earlier, end sooner and zoom less",
+         inputWith(clicks({4.0, 4.3, 4.6, 4.9, 5.2}, 800, 500), 20, ZoomIntensity::strong),
+         {overview(0.28, 4.0 - (0.5 - 0.04 * 3) - 0.28),
+          {4.0 - (0.5 - 0.04 * 3), 5.2 + (0.95 - 0.07 * 3), Kind::clickFocus, 800, 500, 1.72 - 0.055 * 3},
+          overview(5.2 + (0.95 - 0.07 * 3) + 0.2, 20)}},
+        // 0.5 s and 100 px apart: one segment centred by duration weights; a gap of 1.5 s takes the narrow pad.
+        {"two close clicks merge", inputWith(near),
+         {overview(0.16, 1.5 - 0.16), {1.5, 3.45, Kind::clickFocus, (600 * 1.45 + 700 * 1.45) / 2.9, 500, 1.52},
+          overview(3.45 + 0.2, 10)}},
+        // Scale 1.72: the view is 1920 / 1.72 wide, so the centre keeps half of that from the edges.
+        {"a click in the corner keeps the view inside the video",
+         inputWith(clicks({2}, 1915, 5), 10, ZoomIntensity::strong),
+         {overview(0.16, 1.5 - 0.16),
+          {1.5, 2.95, Kind::clickFocus, 1920 - (1920 / 1.72) * 0.5, (1080 / 1.72) * 0.5, 1.72},
+          overview(2 + 0.95 + 0.2, 10)}},
+    };
+    for (const auto& [what, input, expected] : cases) EXPECT_TRUE(sameList(planSegments(input), expected)) << what;
 
     const auto far = planSegments(inputWith({makeEvent(2.0, Type::leftMouseDown, 600, 500),
                                              makeEvent(2.5, Type::leftMouseDown, 900, 500)}));
@@ -133,15 +132,9 @@ TEST(FocusPlannerTest, TypingEndsAtItsMarkerOrASecondLaterAndCentresOnTheLastCli
     EXPECT_EQ(typing->centerY, 700);
 }
 
-TEST(FocusPlannerTest, ZoomedViewStaysInsideTheVideoAndScaleNeverPassesTheCap)
+TEST(FocusPlannerTest, AStrongTypingBurstReachesTheScaleCapInsideTheVideo)
 {
-    auto segments = planSegments(inputWith({makeEvent(2, Type::leftMouseDown, 1915, 5)}, 10, ZoomIntensity::strong));
-    // Scale 1.72: the view is 1920 / 1.72 wide, so the centre keeps half of that from the edges.
-    EXPECT_DOUBLE_EQ(segments[1].centerX, 1920 - (1920 / 1.72) * 0.5);
-    EXPECT_DOUBLE_EQ(segments[1].centerY, (1080 / 1.72) * 0.5);
-
-    // A strong typing burst reaches the cap exactly.
-    segments = planSegments(inputWith({makeEvent(3, Type::typingActivityStart, 1919, 1079)}, 10, ZoomIntensity::strong));
+    auto segments = planSegments(inputWith({makeEvent(3, Type::typingActivityStart, 1919, 1079)}, 10, ZoomIntensity::strong));
     EXPECT_EQ(segments[1].scale, 1.8);
     EXPECT_DOUBLE_EQ(segments[1].centerX, 1920 - (1920 / 1.8) * 0.5);
 }
