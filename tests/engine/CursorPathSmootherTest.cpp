@@ -34,12 +34,8 @@ TEST(CursorPathSmootherTest, OneVisibleFramePerOutputFrameIncludingTheEnd)
 {
     const auto frames = smooth({makeEvent(0.4, Type::mouseMove, 10, 20)}, 30, 1.0);
     ASSERT_EQ(frames.size(), 31u);
-    for (std::size_t i = 0; i < frames.size(); ++i) {
-        EXPECT_EQ(frames[i].time, static_cast<double>(i) / 30);
-        EXPECT_TRUE(frames[i].visible);
-        EXPECT_EQ(frames[i].x, 10);
-        EXPECT_EQ(frames[i].y, 20);
-    }
+    for (std::size_t i = 0; i < frames.size(); ++i)
+        EXPECT_EQ(frames[i], (CursorFrame{static_cast<double>(i) / 30, 10, 20}));
     EXPECT_EQ(smooth({makeEvent(0, Type::mouseMove)}, 60, 2.999).size(), 180u);  // floor(179.94) + 1
     EXPECT_EQ(smooth({makeEvent(0, Type::mouseMove)}, 24, 0.01).size(), 1u);
 }
