@@ -1,0 +1,225 @@
+#include "render/BilinearPlaneScaler.h"
+
+#include <algorithm>
+#include <cstring>
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
+namespace vantile {
+
+namespace {
+
+std::uint8_t mix(int first, int second, int weight)
+{
+    return static_cast<std::uint8_t>(first + (((second - first) * weight + 64) >> 7));
+}
+
+void blendRowsScalar(const std::uint8_t* top, const std::uint8_t* bottom, int weight, std::uint8_t* destination,
+                     int from, int width)
+{
+    for (int x = from; x < width; ++x) destination[x] = mix(top[x], bottom[x], weight);
+}
+
+#if defined(__x86_64__)
+
+// SSE2 is part of x86-64 itself.
+void blendRowsVector(const std::uint8_t* top, const std::uint8_t* bottom, int weight, std::uint8_t* destination,
+                     int width)
+{
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i factor = _mm_set1_epi16(static_cast<short>(weight));
+    const __m128i half = _mm_set1_epi16(64);
+    const auto lerp = [&](__m128i first, __m128i second) {
+        const __m128i step = _mm_mullo_epi16(_mm_sub_epi16(second, first), factor);
+        return _mm_add_epi16(first, _mm_srai_epi16(_mm_add_epi16(step, half), 7));
+    };
+    int x = 0;
+    for (; x + 16 <= width; x += 16) {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(top + x));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bottom + x));
+        const __m128i low = lerp(_mm_unpacklo_epi8(a, zero), _mm_unpacklo_epi8(b, zero));
+        const __m128i high = lerp(_mm_unpackhi_epi8(a, zero), _mm_unpackhi_epi8(b, zero));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(destination + x), _mm_packus_epi16(low, high));
+    }
+    blendRowsScalar(top, bottom, weight, destination, x, width);
+}
+
+bool hasSsse3()
+{
+    static const bool has = __builtin_cpu_supports("ssse3") != 0;
+    return has;
+}
+
+#endif
+
+}  // namespace
+
+bool BilinearPlaneScaler::suits(int sourceWidth, int sourceHeight, int destinationWidth, int destinationHeight)
+{
+    return sourceWidth >= 1 && sourceHeight >= 1 && destinationWidth >= 1 && destinationHeight >= 1 &&
+           2 * destinationWidth >= sourceWidth && 2 * destinationHeight >= sourceHeight;
+}
+
+BilinearPlaneScaler::Tap BilinearPlaneScaler::tap(int index, int sourceSize, int destinationSize)
+{
+    // The output pixel's centre mapped onto the source, in 1/128ths, less half a pixel.
+    const auto numerator = static_cast<std::int64_t>(2 * index + 1) * sourceSize * 64 + destinationSize / 2;
+    const auto position = std::max<std::int64_t>(0, numerator / destinationSize - 64);
+    Tap tap{static_cast<int>(position >> 7), static_cast<int>(position & 127)};
+    if (tap.first >= sourceSize - 1) {
+        // Past the last centre: the last pixel, as the second of a pair so both taps stay inside.
+        tap.first = std::max(sourceSize - 2, 0);
+        tap.weight = sourceSize >= 2 ? 128 : 0;
+    }
+    return tap;
+}
+
+void BilinearPlaneScaler::prepareColumns(int sourceWidth, int destinationWidth)
+{
+    if (columnsSource_ == sourceWidth && columnsDestination_ == destinationWidth) return;
+    columnsSource_ = sourceWidth;
+    columnsDestination_ = destinationWidth;
+    columns_.resize(static_cast<std::size_t>(destinationWidth));
+    for (int x = 0; x < destinationWidth; ++x) columns_[static_cast<std::size_t>(x)] = tap(x, sourceWidth, destinationWidth);
+    groups_.assign(static_cast<std::size_t>((destinationWidth + 7) / 8), ColumnGroup{});
+    for (std::size_t group = 0; group < groups_.size(); ++group) {
+        ColumnGroup& columns = groups_[group];
+        const std::size_t first = group * 8;
+        columns.base = columns_[first].first;
+        const std::size_t count = std::min<std::size_t>(8, columns_.size() - first);
+        columns.gathered = count == 8 && columns_[first + 7].first + 1 - columns.base <= 15;
+        if (!columns.gathered) continue;
+        for (std::size_t i = 0; i < 8; ++i) {
+            const int offset = columns_[first + i].first - columns.base;
+            // The high byte of each 16-bit lane is zero (a shuffle index with its top bit set).
+            columns.firstBytes[2 * i] = static_cast<std::uint8_t>(offset);
+            columns.firstBytes[2 * i + 1] = 0x80;
+            columns.secondBytes[2 * i] = static_cast<std::uint8_t>(offset + 1);
+            columns.secondBytes[2 * i + 1] = 0x80;
+            columns.weights[i] = static_cast<std::int16_t>(columns_[first + i].weight);
+        }
+    }
+}
+
+namespace {
+
+// Columns computed one at a time; the second tap is read only when it weighs.
+void filterColumns(const std::uint8_t* source, std::uint8_t* destination,
+                   const std::vector<BilinearPlaneScaler::Tap>& columns, std::size_t from, std::size_t to)
+{
+    for (std::size_t x = from; x < to; ++x) {
+        const BilinearPlaneScaler::Tap& column = columns[x];
+        const int first = source[column.first];
+        destination[x] = column.weight ? mix(first, source[column.first + 1], column.weight) : static_cast<std::uint8_t>(first);
+    }
+}
+
+#if defined(__x86_64__)
+
+template <typename Group>
+__attribute__((target("ssse3"))) void filterRowSsse3(const std::uint8_t* source, int readableWidth,
+                                                      std::uint8_t* destination, const std::vector<Group>& groups,
+                                                      const std::vector<BilinearPlaneScaler::Tap>& columns)
+{
+    const __m128i half = _mm_set1_epi16(64);
+    for (std::size_t group = 0; group < groups.size(); ++group) {
+        const Group& columnGroup = groups[group];
+        if (!columnGroup.gathered || columnGroup.base + 16 > readableWidth) {
+            filterColumns(source, destination, columns, group * 8, std::min(columns.size(), group * 8 + 8));
+            continue;
+        }
+        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(source + columnGroup.base));
+        const __m128i first =
+            _mm_shuffle_epi8(bytes, _mm_load_si128(reinterpret_cast<const __m128i*>(columnGroup.firstBytes)));
+        const __m128i second =
+            _mm_shuffle_epi8(bytes, _mm_load_si128(reinterpret_cast<const __m128i*>(columnGroup.secondBytes)));
+        const __m128i weights = _mm_load_si128(reinterpret_cast<const __m128i*>(columnGroup.weights));
+        const __m128i step = _mm_mullo_epi16(_mm_sub_epi16(second, first), weights);
+        const __m128i mixed = _mm_add_epi16(first, _mm_srai_epi16(_mm_add_epi16(step, half), 7));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(destination + group * 8), _mm_packus_epi16(mixed, mixed));
+    }
+}
+
+#endif
+
+}  // namespace
+
+void BilinearPlaneScaler::filterRow(const std::uint8_t* source, int readableWidth, std::uint8_t* destination) const
+{
+    if (columnsSource_ == columnsDestination_) {
+        std::memcpy(destination, source, static_cast<std::size_t>(columnsDestination_));
+        return;
+    }
+#if defined(__x86_64__)
+    if (usesVectorCode_ && hasSsse3()) {
+        filterRowSsse3(source, readableWidth, destination, groups_, columns_);
+        return;
+    }
+#endif
+    (void)readableWidth;
+    filterColumns(source, destination, columns_, 0, columns_.size());
+}
+
+void BilinearPlaneScaler::scale(const std::uint8_t* source, int sourceStride, int sourceWidth, int sourceHeight,
+                                std::uint8_t* destination, int destinationStride, int destinationWidth,
+                                int destinationHeight)
+{
+    prepareColumns(sourceWidth, destinationWidth);
+    const auto sourceRow = [&](int y) { return source + static_cast<std::ptrdiff_t>(y) * sourceStride; };
+    const auto destinationRow = [&](int y) { return destination + static_cast<std::ptrdiff_t>(y) * destinationStride; };
+    const auto blend = [&](const std::uint8_t* top, const std::uint8_t* bottom, int weight, std::uint8_t* to, int width) {
+#if defined(__x86_64__)
+        if (usesVectorCode_) {
+            blendRowsVector(top, bottom, weight, to, width);
+            return;
+        }
+#endif
+        blendRowsScalar(top, bottom, weight, to, 0, width);
+    };
+
+    if (destinationHeight <= sourceHeight) {
+        // Reducing (or keeping) the height: blend the two source rows first, on the source's
+        // width, then filter the one row across; the padding lets every group load 16 bytes.
+        const int padded = sourceWidth + 16;
+        rows_.resize(static_cast<std::size_t>(padded));
+        for (int y = 0; y < destinationHeight; ++y) {
+            const Tap row = tap(y, sourceHeight, destinationHeight);
+            if (row.weight == 0) {
+                filterRow(sourceRow(row.first), sourceWidth, destinationRow(y));
+                continue;
+            }
+            blend(sourceRow(row.first), sourceRow(row.first + 1), row.weight, rows_.data(), sourceWidth);
+            filterRow(rows_.data(), padded, destinationRow(y));
+        }
+        return;
+    }
+
+    // Enlarging: each source row is filtered across once and kept while output rows need it.
+    const auto width = static_cast<std::size_t>(destinationWidth);
+    rows_.resize(2 * width);
+    std::uint8_t* const slots[2] = {rows_.data(), rows_.data() + width};
+    int held[2] = {-1, -1};
+    const auto filtered = [&](int y, int keep) -> const std::uint8_t* {
+        for (int slot = 0; slot < 2; ++slot) {
+            if (held[slot] == y) return slots[slot];
+        }
+        const int slot = held[0] == keep ? 1 : 0;
+        filterRow(sourceRow(y), sourceWidth, slots[slot]);
+        held[slot] = y;
+        return slots[slot];
+    };
+    for (int y = 0; y < destinationHeight; ++y) {
+        const Tap row = tap(y, sourceHeight, destinationHeight);
+        const std::uint8_t* top = filtered(row.first, row.first + 1);
+        if (row.weight == 0) {
+            std::memcpy(destinationRow(y), top, width);
+            continue;
+        }
+        const std::uint8_t* bottom = filtered(row.first + 1, row.first);
+        blend(top, bottom, row.weight, destinationRow(y), destinationWidth);
+    }
+}
+
+}  // namespace vantile
