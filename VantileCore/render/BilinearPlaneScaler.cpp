@@ -11,6 +11,9 @@ namespace vantile {
 
 namespace {
 
+// Bytes after an intermediate row, so every group may load 16 bytes from it.
+constexpr int rowPadding = 16;
+
 std::uint8_t mix(int first, int second, int weight)
 {
     return static_cast<std::uint8_t>(first + (((second - first) * weight + 64) >> 7));
@@ -24,32 +27,27 @@ void blendRowsScalar(const std::uint8_t* top, const std::uint8_t* bottom, int we
 
 #if defined(__x86_64__)
 
-// SSE2 is part of x86-64 itself.
-void blendRowsVector(const std::uint8_t* top, const std::uint8_t* bottom, int weight, std::uint8_t* destination,
-                     int width)
-{
-    const __m128i zero = _mm_setzero_si128();
-    const __m128i factor = _mm_set1_epi16(static_cast<short>(weight));
-    const __m128i half = _mm_set1_epi16(64);
-    const auto lerp = [&](__m128i first, __m128i second) {
-        const __m128i step = _mm_mullo_epi16(_mm_sub_epi16(second, first), factor);
-        return _mm_add_epi16(first, _mm_srai_epi16(_mm_add_epi16(step, half), 7));
-    };
-    int x = 0;
-    for (; x + 16 <= width; x += 16) {
-        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(top + x));
-        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bottom + x));
-        const __m128i low = lerp(_mm_unpacklo_epi8(a, zero), _mm_unpacklo_epi8(b, zero));
-        const __m128i high = lerp(_mm_unpackhi_epi8(a, zero), _mm_unpackhi_epi8(b, zero));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(destination + x), _mm_packus_epi16(low, high));
-    }
-    blendRowsScalar(top, bottom, weight, destination, x, width);
-}
-
 bool hasSsse3()
 {
     static const bool has = __builtin_cpu_supports("ssse3") != 0;
     return has;
+}
+
+// Weights 1-127: each pair of rows is interleaved and weighed by one multiply-add.
+__attribute__((target("ssse3"))) void blendRowsSsse3(const std::uint8_t* top, const std::uint8_t* bottom, int weight,
+                                                      std::uint8_t* destination, int width)
+{
+    const __m128i weights = _mm_set1_epi16(static_cast<short>(((weight << 8) | (128 - weight)) & 0xFFFF));
+    const __m128i half = _mm_set1_epi16(64);
+    int x = 0;
+    for (; x + 16 <= width; x += 16) {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(top + x));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bottom + x));
+        const __m128i low = _mm_srli_epi16(_mm_add_epi16(_mm_maddubs_epi16(_mm_unpacklo_epi8(a, b), weights), half), 7);
+        const __m128i high = _mm_srli_epi16(_mm_add_epi16(_mm_maddubs_epi16(_mm_unpackhi_epi8(a, b), weights), half), 7);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(destination + x), _mm_packus_epi16(low, high));
+    }
+    blendRowsScalar(top, bottom, weight, destination, x, width);
 }
 
 #endif
@@ -101,6 +99,15 @@ void BilinearPlaneScaler::prepareColumns(int sourceWidth, int destinationWidth)
             columns.weights[i] = static_cast<std::int16_t>(columns_[first + i].weight);
         }
     }
+    // Groups are in source order: the leading ones the vector code may take, reading rows
+    // of the source's width, or padded ones.
+    const auto leading = [&](int readable) {
+        std::size_t count = 0;
+        while (count < groups_.size() && groups_[count].gathered && groups_[count].base + 16 <= readable) ++count;
+        return count;
+    };
+    vectorGroups_ = leading(sourceWidth);
+    paddedVectorGroups_ = leading(sourceWidth + rowPadding);
 }
 
 namespace {
@@ -118,24 +125,20 @@ void filterColumns(const std::uint8_t* source, std::uint8_t* destination,
 
 #if defined(__x86_64__)
 
+// The first `count` groups are gathered and within reach of the row's readable bytes.
 template <typename Group>
-__attribute__((target("ssse3"))) void filterRowSsse3(const std::uint8_t* source, int readableWidth,
-                                                      std::uint8_t* destination, const std::vector<Group>& groups,
-                                                      const std::vector<BilinearPlaneScaler::Tap>& columns)
+__attribute__((target("ssse3"))) void filterGroupsSsse3(const std::uint8_t* source, std::uint8_t* destination,
+                                                         const Group* groups, std::size_t count)
 {
     const __m128i half = _mm_set1_epi16(64);
-    for (std::size_t group = 0; group < groups.size(); ++group) {
-        const Group& columnGroup = groups[group];
-        if (!columnGroup.gathered || columnGroup.base + 16 > readableWidth) {
-            filterColumns(source, destination, columns, group * 8, std::min(columns.size(), group * 8 + 8));
-            continue;
-        }
-        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(source + columnGroup.base));
+    for (std::size_t group = 0; group < count; ++group) {
+        const Group& columns = groups[group];
+        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(source + columns.base));
         const __m128i first =
-            _mm_shuffle_epi8(bytes, _mm_load_si128(reinterpret_cast<const __m128i*>(columnGroup.firstBytes)));
+            _mm_shuffle_epi8(bytes, _mm_load_si128(reinterpret_cast<const __m128i*>(columns.firstBytes)));
         const __m128i second =
-            _mm_shuffle_epi8(bytes, _mm_load_si128(reinterpret_cast<const __m128i*>(columnGroup.secondBytes)));
-        const __m128i weights = _mm_load_si128(reinterpret_cast<const __m128i*>(columnGroup.weights));
+            _mm_shuffle_epi8(bytes, _mm_load_si128(reinterpret_cast<const __m128i*>(columns.secondBytes)));
+        const __m128i weights = _mm_load_si128(reinterpret_cast<const __m128i*>(columns.weights));
         const __m128i step = _mm_mullo_epi16(_mm_sub_epi16(second, first), weights);
         const __m128i mixed = _mm_add_epi16(first, _mm_srai_epi16(_mm_add_epi16(step, half), 7));
         _mm_storel_epi64(reinterpret_cast<__m128i*>(destination + group * 8), _mm_packus_epi16(mixed, mixed));
@@ -146,20 +149,21 @@ __attribute__((target("ssse3"))) void filterRowSsse3(const std::uint8_t* source,
 
 }  // namespace
 
-void BilinearPlaneScaler::filterRow(const std::uint8_t* source, int readableWidth, std::uint8_t* destination) const
+void BilinearPlaneScaler::filterRow(const std::uint8_t* source, bool padded, std::uint8_t* destination) const
 {
     if (columnsSource_ == columnsDestination_) {
         std::memcpy(destination, source, static_cast<std::size_t>(columnsDestination_));
         return;
     }
+    std::size_t vectorGroups = 0;
 #if defined(__x86_64__)
     if (usesVectorCode_ && hasSsse3()) {
-        filterRowSsse3(source, readableWidth, destination, groups_, columns_);
-        return;
+        vectorGroups = padded ? paddedVectorGroups_ : vectorGroups_;
+        filterGroupsSsse3(source, destination, groups_.data(), vectorGroups);
     }
 #endif
-    (void)readableWidth;
-    filterColumns(source, destination, columns_, 0, columns_.size());
+    (void)padded;
+    filterColumns(source, destination, columns_, vectorGroups * 8, columns_.size());
 }
 
 void BilinearPlaneScaler::scale(const std::uint8_t* source, int sourceStride, int sourceWidth, int sourceHeight,
@@ -169,10 +173,15 @@ void BilinearPlaneScaler::scale(const std::uint8_t* source, int sourceStride, in
     prepareColumns(sourceWidth, destinationWidth);
     const auto sourceRow = [&](int y) { return source + static_cast<std::ptrdiff_t>(y) * sourceStride; };
     const auto destinationRow = [&](int y) { return destination + static_cast<std::ptrdiff_t>(y) * destinationStride; };
+    // Weights 1-127: rows exactly on a source row are copied by the callers.
     const auto blend = [&](const std::uint8_t* top, const std::uint8_t* bottom, int weight, std::uint8_t* to, int width) {
+        if (weight == 128) {
+            std::memcpy(to, bottom, static_cast<std::size_t>(width));
+            return;
+        }
 #if defined(__x86_64__)
-        if (usesVectorCode_) {
-            blendRowsVector(top, bottom, weight, to, width);
+        if (usesVectorCode_ && hasSsse3()) {
+            blendRowsSsse3(top, bottom, weight, to, width);
             return;
         }
 #endif
@@ -182,16 +191,15 @@ void BilinearPlaneScaler::scale(const std::uint8_t* source, int sourceStride, in
     if (destinationHeight <= sourceHeight) {
         // Reducing (or keeping) the height: blend the two source rows first, on the source's
         // width, then filter the one row across; the padding lets every group load 16 bytes.
-        const int padded = sourceWidth + 16;
-        rows_.resize(static_cast<std::size_t>(padded));
+        rows_.resize(static_cast<std::size_t>(sourceWidth + rowPadding));
         for (int y = 0; y < destinationHeight; ++y) {
             const Tap row = tap(y, sourceHeight, destinationHeight);
             if (row.weight == 0) {
-                filterRow(sourceRow(row.first), sourceWidth, destinationRow(y));
+                filterRow(sourceRow(row.first), false, destinationRow(y));
                 continue;
             }
             blend(sourceRow(row.first), sourceRow(row.first + 1), row.weight, rows_.data(), sourceWidth);
-            filterRow(rows_.data(), padded, destinationRow(y));
+            filterRow(rows_.data(), true, destinationRow(y));
         }
         return;
     }
@@ -206,7 +214,7 @@ void BilinearPlaneScaler::scale(const std::uint8_t* source, int sourceStride, in
             if (held[slot] == y) return slots[slot];
         }
         const int slot = held[0] == keep ? 1 : 0;
-        filterRow(sourceRow(y), sourceWidth, slots[slot]);
+        filterRow(sourceRow(y), false, slots[slot]);
         held[slot] = y;
         return slots[slot];
     };

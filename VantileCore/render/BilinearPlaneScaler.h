@@ -40,13 +40,16 @@ private:
     };
 
     void prepareColumns(int sourceWidth, int destinationWidth);
-    void filterRow(const std::uint8_t* source, int readableWidth, std::uint8_t* destination) const;
+    // `padded`: the row is followed by padding bytes that may be read.
+    void filterRow(const std::uint8_t* source, bool padded, std::uint8_t* destination) const;
 
     bool usesVectorCode_ = true;
     int columnsSource_ = 0;
     int columnsDestination_ = 0;
     std::vector<Tap> columns_;
     std::vector<ColumnGroup> groups_;
+    std::size_t vectorGroups_ = 0;        // leading groups the vector code takes on a source row
+    std::size_t paddedVectorGroups_ = 0;  // ... on a padded intermediate row
     std::vector<std::uint8_t> rows_;  // intermediate rows, reused from frame to frame
 };
 
