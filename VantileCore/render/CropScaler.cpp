@@ -19,7 +19,7 @@ namespace vantile {
 
 namespace {
 
-// Where a scaled crop goes. libyuv scales whole pixels: the source pixels the crop touches
+// Where a scaled crop goes. The scalers take whole pixels: the source pixels the crop touches
 // (the block) are scaled by the crop's factor into a virtual image, and the part of it the
 // target covers (the window) is written.
 struct Placement {
@@ -168,7 +168,8 @@ std::optional<ScaledPlanes> scaleBlock(std::vector<std::uint8_t>& scratch, const
                            blockChromaHeight, scaled.red, scaled.chromaWidth, scaled.chromaWidth, chromaHeight);
         return scaled;
     }
-    // Strong reductions (a large source on a small card) need libyuv's wider filter.
+    // Reductions below half size (a large source on a small card) are rare; libyuv steps
+    // through any factor.
     if (libyuv::I420Scale(plane(0, block.left(), block.top()), source.linesize[0],
                           plane(1, block.left() / 2, block.top() / 2), source.linesize[1],
                           plane(2, block.left() / 2, block.top() / 2), source.linesize[2], block.width(),
