@@ -50,6 +50,31 @@ __attribute__((target("ssse3"))) void blendRowsSsse3(const std::uint8_t* top, co
     blendRowsScalar(top, bottom, weight, destination, x, width);
 }
 
+bool hasAvx2()
+{
+    static const bool has = __builtin_cpu_supports("avx2") != 0;
+    return has;
+}
+
+// The same 32 bytes at a time; lane-wise unpacking and packing keep the bytes in order.
+__attribute__((target("avx2"))) void blendRowsAvx2(const std::uint8_t* top, const std::uint8_t* bottom, int weight,
+                                                    std::uint8_t* destination, int width)
+{
+    const __m256i weights = _mm256_set1_epi16(static_cast<short>(((weight << 8) | (128 - weight)) & 0xFFFF));
+    const __m256i half = _mm256_set1_epi16(64);
+    int x = 0;
+    for (; x + 32 <= width; x += 32) {
+        const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(top + x));
+        const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(bottom + x));
+        const __m256i low =
+            _mm256_srli_epi16(_mm256_add_epi16(_mm256_maddubs_epi16(_mm256_unpacklo_epi8(a, b), weights), half), 7);
+        const __m256i high =
+            _mm256_srli_epi16(_mm256_add_epi16(_mm256_maddubs_epi16(_mm256_unpackhi_epi8(a, b), weights), half), 7);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(destination + x), _mm256_packus_epi16(low, high));
+    }
+    blendRowsSsse3(top + x, bottom + x, weight, destination + x, width - x);
+}
+
 #endif
 
 }  // namespace
@@ -145,6 +170,35 @@ __attribute__((target("ssse3"))) void filterGroupsSsse3(const std::uint8_t* sour
     }
 }
 
+// Two groups at a time, one in each 128-bit lane.
+template <typename Group>
+__attribute__((target("avx2"))) void filterGroupsAvx2(const std::uint8_t* source, std::uint8_t* destination,
+                                                       const Group* groups, std::size_t count)
+{
+    const __m256i half = _mm256_set1_epi16(64);
+    std::size_t group = 0;
+    for (; group + 2 <= count; group += 2) {
+        const Group& left = groups[group];
+        const Group& right = groups[group + 1];
+        const auto bytes = _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(source + right.base),
+                                               reinterpret_cast<const __m128i*>(source + left.base));
+        const auto firstBytes = _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(right.firstBytes),
+                                                    reinterpret_cast<const __m128i*>(left.firstBytes));
+        const auto secondBytes = _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(right.secondBytes),
+                                                     reinterpret_cast<const __m128i*>(left.secondBytes));
+        const auto weights = _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(right.weights),
+                                                 reinterpret_cast<const __m128i*>(left.weights));
+        const __m256i first = _mm256_shuffle_epi8(bytes, firstBytes);
+        const __m256i second = _mm256_shuffle_epi8(bytes, secondBytes);
+        const __m256i step = _mm256_mullo_epi16(_mm256_sub_epi16(second, first), weights);
+        const __m256i mixed = _mm256_add_epi16(first, _mm256_srai_epi16(_mm256_add_epi16(step, half), 7));
+        // Each lane packs its eight results into its low half; gather both halves.
+        const __m256i packed = _mm256_permute4x64_epi64(_mm256_packus_epi16(mixed, mixed), 0b1000);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(destination + group * 8), _mm256_castsi256_si128(packed));
+    }
+    filterGroupsSsse3(source, destination + group * 8, groups + group, count - group);
+}
+
 #endif
 
 }  // namespace
@@ -159,7 +213,11 @@ void BilinearPlaneScaler::filterRow(const std::uint8_t* source, bool padded, std
 #if defined(__x86_64__)
     if (usesVectorCode_ && hasSsse3()) {
         vectorGroups = padded ? paddedVectorGroups_ : vectorGroups_;
-        filterGroupsSsse3(source, destination, groups_.data(), vectorGroups);
+        if (hasAvx2()) {
+            filterGroupsAvx2(source, destination, groups_.data(), vectorGroups);
+        } else {
+            filterGroupsSsse3(source, destination, groups_.data(), vectorGroups);
+        }
     }
 #endif
     (void)padded;
@@ -181,7 +239,11 @@ void BilinearPlaneScaler::scale(const std::uint8_t* source, int sourceStride, in
         }
 #if defined(__x86_64__)
         if (usesVectorCode_ && hasSsse3()) {
-            blendRowsSsse3(top, bottom, weight, to, width);
+            if (hasAvx2()) {
+                blendRowsAvx2(top, bottom, weight, to, width);
+            } else {
+                blendRowsSsse3(top, bottom, weight, to, width);
+            }
             return;
         }
 #endif
