@@ -4,7 +4,8 @@
 
 namespace vantile {
 
-// The real collaborators on this desktop: X11 capture and input, PulseAudio microphones,
+// The real collaborators on this desktop: the session's capture back end (X11 or Wayland) for
+// pictures, input and permissions, PulseAudio microphones,
 // the project store's default root and the movie exporter.
 AppCollaborators makePlatformCollaborators();
 

@@ -1,5 +1,6 @@
 #include "RecordingControlWindow.h"
 
+#include <QCloseEvent>
 #include <QHBoxLayout>
 #include <QPainter>
 #include <QPainterPath>
@@ -20,7 +21,8 @@ RecordingControlWindow::RecordingControlWindow(bool frameless)
     : QWidget(nullptr, controlFlags(frameless)), frameless_(frameless)
 {
     setWindowTitle("Vantile 正在录制");
-    setFixedSize(controlWidth, controlHeight);
+    // As a window it is a little wider, so its title fits beside the decoration's buttons.
+    setFixedSize(frameless ? controlWidth : windowedWidth, controlHeight);
     if (frameless_) {
         setAttribute(Qt::WA_TranslucentBackground);
         setAttribute(Qt::WA_ShowWithoutActivating);
@@ -50,6 +52,13 @@ RecordingControlWindow::RecordingControlWindow(bool frameless)
 void RecordingControlWindow::setElapsedText(const QString& text)
 {
     elapsed_->setText(text);
+}
+
+void RecordingControlWindow::closeEvent(QCloseEvent* event)
+{
+    // Without a tray this is the only way to stop: closing it must not strand the recording.
+    emit stopRequested();
+    event->accept();
 }
 
 void RecordingControlWindow::paintEvent(QPaintEvent*)

@@ -20,12 +20,14 @@ public:
     QPushButton* stopButton() const { return stopButton_; }
 
     static constexpr int controlWidth = 212;
+    static constexpr int windowedWidth = 260;
     static constexpr int controlHeight = 48;
 
 signals:
     void stopRequested();
 
 protected:
+    void closeEvent(QCloseEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
 private:

@@ -17,7 +17,8 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS
   "qml6-module-qtquick, qml6-module-qtquick-controls, qml6-module-qtquick-layouts, \
 qml6-module-qtquick-window, qml6-module-qtquick-templates, qml6-module-qtqml-workerscript, \
-qml6-module-qtquick-dialogs, qt6-qpa-plugins, libqt6svg6, xdg-utils")
+qml6-module-qtquick-dialogs, qt6-qpa-plugins, qt6-wayland, libqt6svg6, xdg-utils")
+# qt6-wayland makes the app a native client on Wayland desktops rather than one under XWayland.
 # The demo starts a virtual display and a sound server when none is there; Chinese texts need CJK glyphs.
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "fonts-noto-cjk, qt6-wayland, xvfb, pulseaudio")
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "fonts-noto-cjk, xvfb, pulseaudio")
 include(CPack)

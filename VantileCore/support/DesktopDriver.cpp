@@ -1,5 +1,7 @@
 #include "support/DesktopDriver.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <stdexcept>
 #include <thread>
 
@@ -58,6 +60,48 @@ long DesktopDriver::darkPixels()
     for (std::size_t offset = 0; offset + 3 < shown.pixels.size(); offset += 4 * step)
         if (shown.pixels[offset] < 40 && shown.pixels[offset + 1] < 40 && shown.pixels[offset + 2] < 40) ++dark;
     return dark * long(step);
+}
+
+std::vector<ShownArea> DesktopDriver::areasOf(ShownPixel colour, int tolerance, long minimumPixels)
+{
+    const StreamPicture& shown = picture();
+    const auto matches = [&](std::size_t index) {
+        const std::uint8_t* bgrx = shown.pixels.data() + index * 4;
+        return std::abs(bgrx[2] - colour.red) <= tolerance && std::abs(bgrx[1] - colour.green) <= tolerance &&
+               std::abs(bgrx[0] - colour.blue) <= tolerance;
+    };
+    const std::size_t width = std::size_t(shown.width);
+    const std::size_t count = width * std::size_t(shown.height);
+    std::vector<bool> seen(count, false);
+    std::vector<ShownArea> areas;
+    std::vector<std::size_t> pending;
+    for (std::size_t start = 0; start < count; ++start) {
+        if (seen[start] || !matches(start)) continue;
+        ShownArea area{int(start % width), int(start / width), int(start % width), int(start / width), 0};
+        seen[start] = true;
+        pending.push_back(start);
+        while (!pending.empty()) {
+            const std::size_t index = pending.back();
+            pending.pop_back();
+            const int x = int(index % width);
+            const int y = int(index / width);
+            area = {std::min(area.left, x), std::min(area.top, y), std::max(area.right, x), std::max(area.bottom, y),
+                    area.pixels + 1};
+            const auto visit = [&](std::size_t neighbour) {
+                if (!seen[neighbour] && matches(neighbour)) {
+                    seen[neighbour] = true;
+                    pending.push_back(neighbour);
+                }
+            };
+            if (x > 0) visit(index - 1);
+            if (x + 1 < shown.width) visit(index + 1);
+            if (y > 0) visit(index - width);
+            if (y + 1 < shown.height) visit(index + width);
+        }
+        if (area.pixels >= minimumPixels) areas.push_back(area);
+    }
+    std::sort(areas.begin(), areas.end(), [](const ShownArea& one, const ShownArea& other) { return one.pixels > other.pixels; });
+    return areas;
 }
 
 bool DesktopDriver::dialogShown()

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <functional>
+#include <vector>
 
 namespace vantile {
 
@@ -13,6 +14,21 @@ struct ShownPixel {
     int red = 0;
     int green = 0;
     int blue = 0;
+};
+
+// A connected patch of one colour on the monitor.
+struct ShownArea {
+    int left = 0;
+    int top = 0;
+    int right = 0;   // inclusive
+    int bottom = 0;  // inclusive
+    long pixels = 0;
+
+    int centreX() const { return (left + right) / 2; }
+    int centreY() const { return (top + bottom) / 2; }
+    int width() const { return right - left + 1; }
+    int height() const { return bottom - top + 1; }
+    bool operator==(const ShownArea&) const = default;
 };
 
 // Drives a headless desktop as a person would: watches its monitor (through a remote-desktop
@@ -29,6 +45,9 @@ public:
     ShownPixel pixel(int x, int y);
     // How many pixels of the monitor are near black (a terminal's background), from a sample.
     long darkPixels();
+    // The connected patches within tolerance (per channel) of colour, largest first; patches
+    // smaller than minimumPixels are left out.
+    std::vector<ShownArea> areasOf(ShownPixel colour, int tolerance, long minimumPixels = 50);
 
     // The screen-share dialog sits in the middle of the monitor, light on the dark desktop.
     bool dialogShown();

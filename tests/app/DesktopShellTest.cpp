@@ -86,6 +86,9 @@ TEST(RecordingControlTest, AppearsOnlyWithoutTrayAndStopsTheRecording)
     EXPECT_EQ(shell.recordingControl()->elapsedText(), "01:07");
     QTest::mouseClick(shell.recordingControl()->stopButton(), Qt::LeftButton);
     EXPECT_EQ(stops, 1);
+    // Closing the control's window stops too, rather than leave a recording nothing can stop.
+    shell.recordingControl()->close();
+    EXPECT_EQ(stops, 2);
 
     shell.endRecording();
     EXPECT_EQ(shell.recordingControl(), nullptr);

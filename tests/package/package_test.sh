@@ -19,7 +19,7 @@ deb="$work/out/vantile_${version}_amd64.deb"
 [ "$(dpkg-deb -f "$deb" Architecture)" = amd64 ] || fail "architecture is not amd64"
 depends=$(dpkg-deb -f "$deb" Depends)
 # Computed from the binaries, plus what they load or start at run time.
-for needed in libavcodec libavformat libqt6quick6 libxcb-shm0 libpulse0 qml6-module-qtquick-controls xdg-utils; do
+for needed in libavcodec libavformat libqt6quick6 libxcb-shm0 libpulse0 qml6-module-qtquick-controls qt6-wayland xdg-utils; do
   grep -q "$needed" <<<"$depends" || fail "Depends lacks $needed: $depends"
 done
 

@@ -7,6 +7,8 @@
 #include "capture/wayland/WaylandCapturePlatform.h"
 #include "support/DesktopDriver.h"
 #include "support/HeadlessDesktop.h"
+#include "support/AppInSession.h"
+#include "support/ShellServicesStandIn.h"
 #include "support/PulseAudioPlayer.h"
 #include "support/RunCommand.h"
 #include "support/TemporaryDirectory.h"
@@ -436,6 +438,68 @@ TEST_F(WaylandRecording, RevokedStreamEndsTheRecordingWithAPlayableMovie)
     const double duration = std::stod(probed["format"]["duration"].get<std::string>());
     EXPECT_GT(duration, 1.5);
     EXPECT_LT(duration, 10);
+}
+
+// The application itself, with Qt left to choose its platform: in this session, which has no X
+// server, a window on the monitor is a native Wayland client's.
+class WaylandApp : public WaylandRecording {
+protected:
+    std::unique_ptr<AppInSession> startRecordingApp()
+    {
+        auto app = std::make_unique<AppInSession>(
+            session->desktop, session->driver, VANTILE_APP,
+            std::vector<std::string>{"XDG_VIDEOS_DIR=" + directory.path().string(), "XDG_STATE_HOME=" + state().string()});
+        EXPECT_TRUE(app->waitForMainWindow(60s)) << app->log();
+        app->clickLowestPrimaryButton();
+        return app;
+    }
+    bool hinted(const ShellServicesStandIn& shell, const std::string& bodyPart)
+    {
+        return session->waitUntil([&] {
+            const auto sent = shell.notifications();
+            return std::any_of(sent.begin(), sent.end(), [&](const SentNotification& each) {
+                return each.summary == "正在录制" && each.body.find(bodyPart) != std::string::npos;
+            });
+        }, 10s);
+    }
+};
+
+TEST_F(WaylandApp, WithoutATrayItsRecordingControlStopsTheRecording)
+{
+    ShellServicesStandIn shell(session->desktop.busAddress(), false);
+    const auto app = startRecordingApp();
+    std::optional<ShownArea> stop;
+    ASSERT_TRUE(session->waitUntil([&] {
+        if (session->driver.dialogShown()) session->driver.answerDialog(true);
+        return (stop = app->waitForStopButton(0ms)).has_value();
+    }, 40s)) << app->log();
+    EXPECT_FALSE(app->waitForMainWindow(0ms)) << "the main window stayed while recording";
+    EXPECT_TRUE(hinted(shell, "录制控制条"));
+    std::this_thread::sleep_for(2s);
+    session->driver.input().click(stop->centreX(), stop->centreY());
+    EXPECT_TRUE(session->waitUntil([&] { return !app->waitForStopButton(0ms); }, 10s));
+    // The preview opens once the recording is finished and saved.
+    ASSERT_TRUE(app->waitForMainWindow(60s)) << app->log();
+    const auto projects = directory / "VantileProjects";
+    ASSERT_TRUE(std::filesystem::exists(projects)) << app->log();
+    const auto probed = probe(std::filesystem::directory_iterator(projects)->path() / "raw.mov");
+    const auto video = streamOfType(probed, "video");
+    ASSERT_FALSE(video.is_null()) << "the recording's movie does not play";
+    EXPECT_EQ(video["width"], Session::width);
+    EXPECT_GT(std::stod(probed["format"]["duration"].get<std::string>()), 1.5);
+}
+
+TEST_F(WaylandApp, WithATrayHostItRegistersItsItemAndShowsNoControl)
+{
+    ShellServicesStandIn shell(session->desktop.busAddress(), true);
+    const auto app = startRecordingApp();
+    EXPECT_TRUE(session->waitUntil([&] { return !shell.trayItems().empty(); }, 10s));
+    ASSERT_TRUE(session->waitUntil([&] {
+        if (session->driver.dialogShown()) session->driver.answerDialog(true);
+        return !app->waitForMainWindow(0ms);
+    }, 40s)) << app->log();
+    EXPECT_TRUE(hinted(shell, "菜单栏"));
+    EXPECT_FALSE(app->waitForStopButton(3s)) << "a recording control despite the tray";
 }
 
 int main(int argc, char** argv)
