@@ -8,22 +8,29 @@
 #include <cstdio>
 
 namespace vantile::PreviewGeometry {
+namespace {
 
-VideoSize sourceVideoSize(const std::optional<RecordingProject>& project)
+// The project's video size, each side at least 1.
+struct VideoSize {
+    double width;
+    double height;
+};
+
+VideoSize sourceVideoSize(const RecordingProject& project)
 {
-    if (!project) return {};
-    return {std::max(static_cast<double>(project->video.width), 1.0),
-            std::max(static_cast<double>(project->video.height), 1.0)};
+    return {std::max(static_cast<double>(project.video.width), 1.0),
+            std::max(static_cast<double>(project.video.height), 1.0)};
 }
 
-CameraKeyframe cameraState(const std::optional<RecordingProject>& project, double time)
+CameraKeyframe cameraState(const RecordingProject& project, double time)
 {
     const VideoSize video = sourceVideoSize(project);
-    if (!project) return {time, video.width / 2, video.height / 2, 1};
     const auto keyframes =
-        CameraPathBuilder::buildKeyframes(project->focusSegments, project->duration, video.width, video.height);
+        CameraPathBuilder::buildKeyframes(project.focusSegments, project.duration, video.width, video.height);
     return CameraPathBuilder::cameraStateAt(time, keyframes);
 }
+
+}  // namespace
 
 std::optional<CodablePoint> videoPointAt(const RecordingProject& project, const RenderSettings& settings,
                                          double canvasWidth, double canvasHeight, double x, double y, double time)
@@ -40,21 +47,6 @@ std::optional<CodablePoint> videoPointAt(const RecordingProject& project, const 
         CompositorGeometry::cropRect(video.width, video.height, shown, cameraState(project, time));
     return CodablePoint{crop.x + (x - shown.x) / shown.width * crop.width,
                         crop.y + (y - shown.y) / shown.height * crop.height};
-}
-
-CGRectCodable sourceCropRect(const VideoSize& video, const CameraKeyframe& camera, double contentWidth,
-                             double contentHeight)
-{
-    return CompositorGeometry::cropRect(video.width, video.height, {0, 0, contentWidth, contentHeight}, camera);
-}
-
-CGRectCodable playerFrame(const VideoSize& video, const CGRectCodable& crop, double contentWidth,
-                          double contentHeight)
-{
-    const double cropWidth = std::max(crop.width, 1.0);
-    const double cropHeight = std::max(crop.height, 1.0);
-    return {-crop.x / cropWidth * contentWidth, -crop.y / cropHeight * contentHeight,
-            video.width * contentWidth / cropWidth, video.height * contentHeight / cropHeight};
 }
 
 std::string formatPlaybackTime(double time)

@@ -29,7 +29,6 @@ CaptureBackendKind chooseCaptureBackend()
     return chooseCaptureBackend([](const char* name) { return std::getenv(name); });
 }
 
-std::string captureBackendName(CaptureBackendKind kind) { return kind == CaptureBackendKind::x11 ? "x11" : "wayland"; }
 
 std::unique_ptr<CaptureBackend> makeCaptureBackend(CaptureBackendKind kind, const std::optional<std::string>& displayName)
 {

@@ -24,8 +24,6 @@ using EnvironmentLookup = std::function<const char*(const char*)>;
 CaptureBackendKind chooseCaptureBackend(const EnvironmentLookup& environment);
 CaptureBackendKind chooseCaptureBackend();
 
-std::string captureBackendName(CaptureBackendKind kind);
-
 // Everything a recording needs from one display server: its sources, permissions, global input
 // and the capture platform. The rest of the program never names a back end.
 class CaptureBackend {

@@ -17,17 +17,6 @@ double mapAxis(double value, double regionSize, double videoSize)
 
 }  // namespace
 
-CodablePoint mapGlobalToCaptureLocal(CodablePoint point, const CGRectCodable& captureRegion)
-{
-    return {point.x - captureRegion.minX(), point.y - captureRegion.minY()};
-}
-
-CodablePoint clampToCapture(CodablePoint point, const CGRectCodable& captureRegion)
-{
-    return {std::min(std::max(point.x, 0.0), captureRegion.width),
-            std::min(std::max(point.y, 0.0), captureRegion.height)};
-}
-
 CodablePoint mapCaptureLocalToVideo(CodablePoint point, const CGRectCodable& captureRegion, const VideoInfo& videoInfo)
 {
     return {mapAxis(point.x, captureRegion.width, static_cast<double>(videoInfo.width)),

@@ -8,12 +8,6 @@
 
 namespace vantile::CoordinateMapper {
 
-// X11 root coordinates are already top-left and y-down, so capture-local is a plain shift, no flip.
-CodablePoint mapGlobalToCaptureLocal(CodablePoint point, const CGRectCodable& captureRegion);
-
-// Into [0, width] x [0, height] of the region: negatives raised to 0 first, then lowered to the size.
-CodablePoint clampToCapture(CodablePoint point, const CGRectCodable& captureRegion);
-
 // Scales capture-local points to raw-video pixels, clamped to [0, video size].
 CodablePoint mapCaptureLocalToVideo(CodablePoint point, const CGRectCodable& captureRegion, const VideoInfo& videoInfo);
 

@@ -1,6 +1,5 @@
 #include "engine/RecordingDurationFormatter.h"
 
-#include <algorithm>
 #include <cinttypes>
 #include <cmath>
 #include <cstdint>
@@ -16,21 +15,6 @@ std::string formatDuration(double seconds)
     char text[48];
     std::snprintf(text, sizeof text, "%02" PRId64 ":%02" PRId64, whole / 60, whole % 60);
     return text;
-}
-
-bool hasReachedMax(double elapsed, double maxDuration)
-{
-    return elapsed >= maxDuration;
-}
-
-double remaining(double elapsed, double maxDuration)
-{
-    return std::max(maxDuration - elapsed, 0.0);
-}
-
-double clampToMax(double elapsed, double maxDuration)
-{
-    return std::max(std::min(elapsed, maxDuration), 0.0);
 }
 
 }  // namespace vantile::RecordingDurationFormatter

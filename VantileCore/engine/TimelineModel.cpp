@@ -132,11 +132,6 @@ void TimelineModel::cut(TimeRange removed)
     commit(TimelineEdits::withCut(project_, removed));
 }
 
-void TimelineModel::clearEdits()
-{
-    commit(TimelineEdits::withoutEdits(project_));
-}
-
 void TimelineModel::undo()
 {
     if (undo_.empty()) return;

@@ -47,7 +47,6 @@ public:
     std::size_t addSegment(double playhead);
     void setTrim(TimeRange kept);
     void cut(TimeRange removed);
-    void clearEdits();
 
     bool canUndo() const { return !undo_.empty(); }
     bool canRedo() const { return !redo_.empty(); }

@@ -9,18 +9,12 @@ namespace vantile {
 class ProjectFileError : public std::runtime_error {
 public:
     enum class Kind {
-        projectDirectoryMissing,  // the controller has no project directory to work with
-        fileSystem,               // creating, reading, writing or removing failed
-        decoding,                 // a file's JSON is malformed or does not fit the record
-        unfinishedRecording,      // a recording's movie and journal without a saved project
+        fileSystem,           // creating, reading, writing or removing failed
+        decoding,             // a file's JSON is malformed or does not fit the record
+        unfinishedRecording,  // a recording's movie and journal without a saved project
     };
 
     ProjectFileError(Kind kind, const std::string& message) : std::runtime_error(message), kind_(kind) {}
-
-    static ProjectFileError projectDirectoryMissing()
-    {
-        return {Kind::projectDirectoryMissing, "Project directory is missing."};
-    }
 
     Kind kind() const { return kind_; }
 

@@ -162,12 +162,6 @@ void HeadlessDesktop::stopAll()
     if (!baseDirectory_.empty()) std::filesystem::remove_all(baseDirectory_, ignored);
 }
 
-std::vector<std::string> HeadlessDesktop::clientEnvironment() const
-{
-    return {"DBUS_SESSION_BUS_ADDRESS=" + busAddress_, "WAYLAND_DISPLAY=" + waylandDisplay(),
-            "PULSE_SERVER=" + pulseServer(), "XDG_SESSION_TYPE=wayland", "XDG_CURRENT_DESKTOP=GNOME"};
-}
-
 std::unique_ptr<ChildProcess> HeadlessDesktop::start(const std::vector<std::string>& arguments) const
 {
     return launch(arguments, {});

@@ -35,8 +35,6 @@ public:
     std::string pulseServer() const { return "unix:" + (runtimeDirectory_ / "pulse" / "native").string(); }
     const std::filesystem::path& runtimeDirectory() const { return runtimeDirectory_; }
 
-    // NAME=value entries that point a program at this session (bus, compositor, sound server).
-    std::vector<std::string> clientEnvironment() const;
     // Starts a program inside the session, as the session's user.
     std::unique_ptr<ChildProcess> launch(const std::vector<std::string>& arguments,
                                          const std::vector<std::string>& environment = {},

@@ -70,31 +70,21 @@ private:
     bool open_ = true;
 };
 
+// Grants what `status` says; only the microphone settings call is logged, since a refused
+// microphone must send the user there.
 class FakePermissions : public PermissionService {
 public:
     explicit FakePermissions(CallLog& log) : log_(log) {}
 
     PermissionStatus currentStatus() override { return status; }
-    bool requestScreenRecordingIfNeeded() override
-    {
-        log_.add("permissions.requestScreenRecording");
-        return status.screenRecordingGranted;
-    }
-    void requestAccessibilityPrompt() override { log_.add("permissions.requestAccessibility"); }
-    bool requestInputMonitoringIfNeeded() override
-    {
-        log_.add("permissions.requestInputMonitoring");
-        return status.inputMonitoringGranted;
-    }
-    void openPrivacySettings() override { log_.add("permissions.openPrivacySettings"); }
-    void openAccessibilitySettings() override { log_.add("permissions.openAccessibilitySettings"); }
-    void openInputMonitoringSettings() override { log_.add("permissions.openInputMonitoringSettings"); }
+    bool requestScreenRecordingIfNeeded() override { return status.screenRecordingGranted; }
+    void requestAccessibilityPrompt() override {}
+    bool requestInputMonitoringIfNeeded() override { return status.inputMonitoringGranted; }
+    void openPrivacySettings() override {}
+    void openAccessibilitySettings() override {}
+    void openInputMonitoringSettings() override {}
     void openMicrophoneSettings() override { log_.add("permissions.openMicrophoneSettings"); }
-    bool microphoneAccessGranted() override
-    {
-        log_.add("permissions.microphoneAccess");
-        return microphoneGranted;
-    }
+    bool microphoneAccessGranted() override { return microphoneGranted; }
 
     PermissionStatus status{true, true, true};
     std::atomic<bool> microphoneGranted{true};
@@ -117,7 +107,6 @@ public:
     }
     std::vector<AudioInputDevice> listMicrophones() override
     {
-        log_.add("sources.microphones");
         std::lock_guard lock(mutex);
         if (microphonesFail) throw std::runtime_error("no sound server");
         return microphones;
@@ -155,7 +144,7 @@ public:
         log_.add("recorder.stop");
         std::lock_guard lock(mutex);
         if (stopFailure) throw std::runtime_error(*stopFailure);
-        return {startedOutput, duration, VideoInfo{startedOutput.filename().string(), videoWidth, videoHeight, 30}};
+        return {startedOutput, duration, VideoInfo{startedOutput.filename().string(), 1600, 900, 30}};
     }
     std::optional<std::string> failure() override
     {
@@ -178,8 +167,6 @@ public:
     std::filesystem::path startedOutput;
     AudioCaptureSettings startedAudio;
     double duration = 6;
-    std::int64_t videoWidth = 1600;
-    std::int64_t videoHeight = 900;
     Gate startGate;
     Gate stopGate;
 
@@ -246,14 +233,12 @@ public:
     bool showMainWindow() override
     {
         log_.add("shell.showMainWindow");
-        return windowExists;
+        return true;
     }
     void hideMainWindow() override { log_.add("shell.hideMainWindow"); }
     void showRecordingHint(const CaptureSource& recorded) override { log_.add("shell.showHint " + recorded.id); }
-    void dismissRecordingHint() override { log_.add("shell.dismissHint"); }
+    void dismissRecordingHint() override {}
     void revealFile(const std::filesystem::path& file) override { log_.add("shell.reveal " + file.string()); }
-
-    bool windowExists = true;
 
 private:
     CallLog& log_;

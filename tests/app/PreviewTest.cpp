@@ -3,6 +3,7 @@
 #include "SampleProject.h"
 #include "support/TemporaryDirectory.h"
 
+#include "render/CompositorGeometry.h"
 #include "render/FrameCompositor.h"
 
 #include <gtest/gtest.h>
@@ -12,8 +13,6 @@
 
 namespace vantile {
 namespace {
-
-using PreviewGeometry::VideoSize;
 
 TEST(PreviewGeometryTest, PlaybackTimeTextHasMinutesAndTwoDigitSeconds)
 {
@@ -26,39 +25,45 @@ TEST(PreviewGeometryTest, PlaybackTimeTextHasMinutesAndTwoDigitSeconds)
     EXPECT_EQ(PreviewGeometry::formatPlaybackTime(std::numeric_limits<double>::infinity()), "0:00");
 }
 
-TEST(PreviewGeometryTest, CropFitsTheContentZoomsAndNeverLeavesTheVideo)
+// Dragging the focus point on the preview: a point of the output canvas back to the raw video,
+// through the compositor's layout and the camera of that moment.
+TEST(PreviewGeometryTest, CanvasPointsMapBackThroughLayoutAndCamera)
 {
-    // No project: the whole 16 × 9 frame, centred, at scale 1.
-    const auto none = PreviewGeometry::cameraState(std::nullopt, 3);
-    EXPECT_EQ(none.centerX, 8);
-    EXPECT_EQ(none.centerY, 4.5);
-    EXPECT_EQ(none.scale, 1);
-    const auto whole = PreviewGeometry::sourceCropRect({}, none, 1600, 900);
-    EXPECT_EQ(whole, (CGRectCodable{0, 0, 16, 9}));
+    RecordingProject project;
+    project.duration = 10;
+    project.video = {"raw.mov", 1600, 900, 30};
+    project.focusSegments = {{0, 4, FocusSegment::SegmentType::overview, 800, 450, 1},
+                             {5, 9, FocusSegment::SegmentType::clickFocus, 400, 300, 2, true}};
+    const RenderSettings settings = RenderSettings::defaultLandscape();
+    const double width = static_cast<double>(settings.outputWidth);
+    const double height = static_cast<double>(settings.outputHeight);
+    const auto layout = CompositorGeometry::frameLayout({0, 0, width, height}, 1600, 900, settings.backgroundEnabled,
+                                                        RenderPreset::preset(settings.templateName));
+    const CGRectCodable& shown = layout.video;
 
-    const VideoSize video{1920, 1080};
-    // A square content area takes a square out of the video; scale 2 halves it.
-    EXPECT_EQ(PreviewGeometry::sourceCropRect(video, {0, 960, 540, 1}, 500, 500), (CGRectCodable{420, 0, 1080, 1080}));
-    EXPECT_EQ(PreviewGeometry::sourceCropRect(video, {0, 960, 540, 2}, 500, 500), (CGRectCodable{690, 270, 540, 540}));
-    // Below 1 the crop stays content-fitted: no zooming out beyond the frame.
-    EXPECT_EQ(PreviewGeometry::sourceCropRect(video, {0, 960, 540, 0.5}, 1600, 900), (CGRectCodable{0, 0, 1920, 1080}));
-    // A centre near the bottom-right corner touches the edges exactly.
-    EXPECT_EQ(PreviewGeometry::sourceCropRect(video, {0, 1900, 1070, 3}, 1600, 900),
-              (CGRectCodable{1280, 720, 640, 360}));
-    // A zero-height area uses its width as the aspect; a tiny aspect is raised to 0.001.
-    const auto flat = PreviewGeometry::sourceCropRect(video, {0, 960, 540, 1}, 4, 0);
-    EXPECT_DOUBLE_EQ(flat.width, 1920);
-    EXPECT_DOUBLE_EQ(flat.height, 480);
-    const auto thin = PreviewGeometry::sourceCropRect(video, {0, 960, 540, 1}, 0, 100);
-    EXPECT_DOUBLE_EQ(thin.width, 1080 * 0.001);
-    EXPECT_DOUBLE_EQ(thin.height, 1080);
+    // Whole frame: the video rectangle's corners and centre are the video's.
+    const auto centre = PreviewGeometry::videoPointAt(project, settings, width, height, shown.x + shown.width / 2,
+                                                      shown.y + shown.height / 2, 1);
+    ASSERT_TRUE(centre);
+    EXPECT_NEAR(centre->x, 800, 1);
+    EXPECT_NEAR(centre->y, 450, 1);
+    const auto corner = PreviewGeometry::videoPointAt(project, settings, width, height, shown.x + shown.width,
+                                                      shown.y + shown.height, 1);
+    ASSERT_TRUE(corner);
+    EXPECT_NEAR(corner->x, 1600, 1);
+    EXPECT_NEAR(corner->y, 900, 1);
+    EXPECT_FALSE(PreviewGeometry::videoPointAt(project, settings, width, height, shown.x - 2, shown.y + 5, 1));
 
-    // The player frame puts the crop exactly over the content area.
-    const CGRectCodable crop{690, 270, 540, 540};
-    const auto frame = PreviewGeometry::playerFrame(video, crop, 500, 500);
-    EXPECT_DOUBLE_EQ(frame.width, 1920 * 500 / 540.0);
-    EXPECT_NEAR(frame.x + crop.x / 1920 * frame.width, 0, 1e-9);
-    EXPECT_NEAR(frame.y + (crop.y + crop.height) / 1080 * frame.height, 500, 1e-9);
+    // Settled in the zoom: the centre is the zoom's focus, a quarter across is half as far from it.
+    const auto zoomed = PreviewGeometry::videoPointAt(project, settings, width, height, shown.x + shown.width / 2,
+                                                      shown.y + shown.height / 2, 8);
+    ASSERT_TRUE(zoomed);
+    EXPECT_NEAR(zoomed->x, 400, 1);
+    EXPECT_NEAR(zoomed->y, 300, 1);
+    const auto quarter = PreviewGeometry::videoPointAt(project, settings, width, height, shown.x + shown.width / 4,
+                                                       shown.y + shown.height / 2, 8);
+    ASSERT_TRUE(quarter);
+    EXPECT_NEAR(quarter->x, 400 - 1600 / 8.0, 1);
 }
 
 TEST(PreviewGeometryTest, CanvasKeepsTheOutputAspectInsideTheAvailableArea)

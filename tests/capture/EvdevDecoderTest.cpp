@@ -27,7 +27,7 @@ RawInput at(const RecordedInputStream& stream, double seconds, Kind kind, double
     return {.kind = kind, .scrollingDeltaX = dx, .scrollingDeltaY = dy, .time = stream.timeAt(seconds)};
 }
 
-TEST(EvdevDecoderTest, ButtonsBecomePressesAndReleasesAtTheirKernelTimes)
+TEST(EvdevDecoderTest, ButtonsBecomePressesAndReleasesAtTheirKernelTimesOnceTheirFrameEnds)
 {
     RecordedInputStream stream(epoch);
     stream.at(0.100).key(BTN_LEFT, 1).relative(REL_X, 3).report();
@@ -39,21 +39,19 @@ TEST(EvdevDecoderTest, ButtonsBecomePressesAndReleasesAtTheirKernelTimes)
     stream.at(0.600).press(BTN_RIGHT, 0);  // not held: no second release
     EXPECT_EQ(decode(stream), (std::vector{at(stream, 0.1, Kind::leftMouseDown), at(stream, 0.25, Kind::leftMouseUp),
                                            at(stream, 0.4, Kind::rightMouseDown), at(stream, 0.5, Kind::rightMouseUp)}));
-}
 
-TEST(EvdevDecoderTest, ActivityWaitsForTheEndOfItsFrame)
-{
-    RecordedInputStream stream(epoch);
-    stream.at(1).key(BTN_LEFT, 1).key(KEY_A, 1);
+    // Nothing is told before the end of its frame.
+    RecordedInputStream unfinished(epoch);
+    unfinished.at(1).key(BTN_LEFT, 1).key(KEY_A, 1);
     EvdevDecoder decoder;
     std::vector<RawInput> activity;
-    for (const input_event& event : stream.events()) decoder.feed(event, activity);
+    for (const input_event& event : unfinished.events()) decoder.feed(event, activity);
     EXPECT_TRUE(activity.empty());
     decoder.feed(RecordedInputStream(epoch).at(1).report().events().front(), activity);
-    EXPECT_EQ(activity, (std::vector{at(stream, 1, Kind::leftMouseDown), at(stream, 1, Kind::keyDown)}));
+    EXPECT_EQ(activity, (std::vector{at(unfinished, 1, Kind::leftMouseDown), at(unfinished, 1, Kind::keyDown)}));
 }
 
-TEST(EvdevDecoderTest, WheelNotchesBecomeOneEventEachUpAndLeftPositive)
+TEST(EvdevDecoderTest, WheelNotchesBecomeOneEventEachUpAndLeftPositiveHighResolutionOnesToo)
 {
     RecordedInputStream stream(epoch);
     stream.at(0.1).relative(REL_WHEEL, 1).report();
@@ -66,11 +64,9 @@ TEST(EvdevDecoderTest, WheelNotchesBecomeOneEventEachUpAndLeftPositive)
                            at(stream, 0.2, Kind::scrollWheel, 0, -1), at(stream, 0.3, Kind::scrollWheel, -1, 0),
                            at(stream, 0.4, Kind::scrollWheel, 1, 0), at(stream, 0.5, Kind::leftMouseDown),
                            at(stream, 0.5, Kind::scrollWheel, 0, 1), at(stream, 0.5, Kind::leftMouseUp)}));
-}
 
-TEST(EvdevDecoderTest, HighResolutionWheelsCountEachNotchOnce)
-{
-    // With the matching whole-notch events, in either order within the frame.
+    // High-resolution wheels count each notch once, with the matching whole-notch events in
+    // either order within the frame.
     RecordedInputStream paired(epoch);
     paired.at(0.1).relative(REL_WHEEL_HI_RES, 120).relative(REL_WHEEL, 1).report();
     paired.at(0.2).relative(REL_WHEEL, -1).relative(REL_WHEEL_HI_RES, -120).report();

@@ -42,35 +42,27 @@ protected:
         return std::filesystem::temp_directory_path() / ("vantile-pulse-" + std::to_string(::getpid()));
     }
 
-    // The recording's event journal, once the recorder has written a second of frames.
+    // Polls `condition` until it holds or the limit passes.
+    static bool waitUntil(const std::function<bool()>& condition, std::chrono::seconds limit = 30s)
+    {
+        const auto deadline = std::chrono::steady_clock::now() + limit;
+        while (!condition() && std::chrono::steady_clock::now() < deadline) std::this_thread::sleep_for(20ms);
+        return condition();
+    }
+
+    // The only recording's event journal, which may not exist yet.
     std::filesystem::path journal() const
     {
-        const auto projects = directory / "projects";
-        for (int wait = 0; wait < 100; ++wait) {
-            if (std::filesystem::exists(projects)) {
-                for (const auto& entry : std::filesystem::directory_iterator(projects)) {
-                    const auto file = entry.path() / ProjectFileManager::metadataFolderName / EventJournal::fileName;
-                    if (std::filesystem::exists(file) && vantile::testing::countVideoFrames(entry.path() / "raw.mov") >= 30)
-                        return file;
-                }
-            }
-            std::this_thread::sleep_for(100ms);
-        }
+        std::error_code error;
+        for (const auto& entry : std::filesystem::directory_iterator(directory / "projects", error))
+            return entry.path() / ProjectFileManager::metadataFolderName / EventJournal::fileName;
         return {};
     }
 
-    // Waits (ten seconds at most) until the journal holds `count` presses.
-    static bool pressesJournalled(const std::filesystem::path& file, long count)
+    static long journalled(const std::filesystem::path& file, InputEvent::EventType type)
     {
-        for (int wait = 0; wait < 1000; ++wait) {
-            const auto events = EventJournal::read(file);
-            if (std::count_if(events.begin(), events.end(), [](const InputEvent& event) {
-                    return event.type == InputEvent::EventType::leftMouseDown;
-                }) >= count)
-                return true;
-            std::this_thread::sleep_for(10ms);
-        }
-        return false;
+        const auto events = EventJournal::read(file);
+        return std::count_if(events.begin(), events.end(), [&](const InputEvent& event) { return event.type == type; });
     }
 
     std::filesystem::path onlyProject() const
@@ -79,7 +71,7 @@ protected:
         for (const auto& entry : std::filesystem::directory_iterator(directory / "projects"))
             projects.push_back(entry.path());
         EXPECT_EQ(projects.size(), 1u);
-        return projects.empty() ? directory : projects.front();
+        return projects.empty() ? directory.path() : projects.front();
     }
 };
 
@@ -105,28 +97,13 @@ TEST_F(RecordCommandTest, AKilledRecordingIsRecoveredAsTheStopFlowWouldHave)
 {
     ChildProcess recorder({VANTILE_CLI, "record", "--duration", "60", "--root", (directory / "projects").string()},
                           {});
-    const auto journalFile = [&] {
-        std::error_code error;
-        for (const auto& entry : std::filesystem::directory_iterator(directory / "projects", error))
-            return entry.path() / ProjectFileManager::metadataFolderName / EventJournal::fileName;
-        return std::filesystem::path();
-    };
-    const auto waitFor = [](const std::function<bool()>& condition) {
-        const auto deadline = std::chrono::steady_clock::now() + 30s;
-        while (!condition() && std::chrono::steady_clock::now() < deadline) std::this_thread::sleep_for(20ms);
-        return condition();
-    };
     // Input is logged from the moment the movie has frames.
-    ASSERT_TRUE(waitFor([&] { return std::filesystem::exists(journalFile()); }));
+    ASSERT_TRUE(waitUntil([&] { return std::filesystem::exists(journal()); }));
     const std::filesystem::path project = onlyProject();
-    ASSERT_TRUE(waitFor([&] { return playableSeconds(project / "raw.mov") >= 0.5; }));
+    ASSERT_TRUE(waitUntil([&] { return playableSeconds(project / "raw.mov") >= 0.5; }));
     xdotool("mousemove 300 200 click 1");
-    ASSERT_TRUE(waitFor([&] {
-        const auto events = EventJournal::read(journalFile());
-        return std::any_of(events.begin(), events.end(),
-                           [](const InputEvent& event) { return event.type == InputEvent::EventType::leftMouseUp; });
-    }));
-    ASSERT_TRUE(waitFor([&] { return playableSeconds(project / "raw.mov") >= 2; }));
+    ASSERT_TRUE(waitUntil([&] { return journalled(journal(), InputEvent::EventType::leftMouseUp) > 0; }));
+    ASSERT_TRUE(waitUntil([&] { return playableSeconds(project / "raw.mov") >= 2; }));
     kill(recorder.pid(), SIGKILL);
     recorder.stop();
 
@@ -135,8 +112,8 @@ TEST_F(RecordCommandTest, AKilledRecordingIsRecoveredAsTheStopFlowWouldHave)
     EXPECT_NE(info.standardError.find("unfinished recording: run vantile-cli recover " + project.string()),
               std::string::npos) << info.standardError;
     const double playable = playableSeconds(project / "raw.mov");
-    std::vector<InputEvent> journal = EventJournal::read(journalFile());
-    std::erase_if(journal, [&](const InputEvent& event) { return event.time > playable + 1e-6; });
+    std::vector<InputEvent> logged = EventJournal::read(journal());
+    std::erase_if(logged, [&](const InputEvent& event) { return event.time > playable + 1e-6; });
 
     const auto recovered = runCli({"recover", project.string()});
     ASSERT_EQ(recovered.exitCode, 0) << recovered.standardError;
@@ -144,10 +121,10 @@ TEST_F(RecordCommandTest, AKilledRecordingIsRecoveredAsTheStopFlowWouldHave)
     const RecordingProject saved = ProjectFileManager(directory / "projects").loadProject(project);
     EXPECT_NEAR(saved.duration, playable, 1e-3);
     EXPECT_EQ(saved.video, (VideoInfo{"raw.mov", 1280, 720, 30}));
-    EXPECT_EQ(saved.events, journal);  // a display at the origin: capture pixels are video pixels
+    EXPECT_EQ(saved.events, logged);  // a display at the origin: capture pixels are video pixels
     EXPECT_FALSE(saved.focusSegments.empty());
     EXPECT_NEAR(static_cast<double>(saved.cursorFrames.size()), saved.duration * 30, 2);
-    EXPECT_FALSE(std::filesystem::exists(journalFile()));
+    EXPECT_FALSE(std::filesystem::exists(journal()));
     EXPECT_EQ(runCli({"recover", project.string()}).exitCode, 1);  // once only
 
     const auto exported = runCli({"export", project.string(), "--resolution", "720p"});
@@ -159,11 +136,13 @@ TEST_F(RecordCommandTest, InterruptStopsLikeTheAppAndSavesThePlannedProject)
 {
     ChildProcess recorder({VANTILE_CLI, "record", "--root", (directory / "projects").string()},
                           {.captureOutput = true});
-    const auto events = journal();
-    ASSERT_FALSE(events.empty());
+    // Input is logged from the moment the movie has frames.
+    ASSERT_TRUE(waitUntil([&] {
+        return std::filesystem::exists(journal()) && vantile::testing::countVideoFrames(onlyProject() / "raw.mov") >= 30;
+    }));
     for (int click = 0; click < 3; ++click) {
         xdotool("mousemove " + std::to_string(200 + click * 300) + " 400 click 1");
-        ASSERT_TRUE(pressesJournalled(events, click + 1));
+        ASSERT_TRUE(waitUntil([&] { return journalled(journal(), InputEvent::EventType::leftMouseDown) == click + 1; }, 10s));
     }
     kill(recorder.pid(), SIGINT);
     const auto printed = recorder.readLine(30s);
@@ -174,17 +153,12 @@ TEST_F(RecordCommandTest, InterruptStopsLikeTheAppAndSavesThePlannedProject)
 
     const std::filesystem::path project = onlyProject();
     EXPECT_EQ(std::filesystem::path(*printed), project);
+    // What the finisher made of it is checked on its own; here the interrupt must reach it.
     const RecordingProject saved = ProjectFileManager(directory / "projects").loadProject(project);
-    EXPECT_EQ(saved.id, project.filename().string());
-    EXPECT_EQ(saved.rawVideoPath, "raw.mov");
-    EXPECT_EQ(saved.video, (VideoInfo{"raw.mov", 1280, 720, 30}));
-    const auto downs = std::count_if(saved.events.begin(), saved.events.end(), [](const InputEvent& event) {
-        return event.type == InputEvent::EventType::leftMouseDown;
-    });
-    EXPECT_EQ(downs, 3);
+    EXPECT_EQ(std::count_if(saved.events.begin(), saved.events.end(),
+                            [](const InputEvent& event) { return event.type == InputEvent::EventType::leftMouseDown; }),
+              3);
     EXPECT_FALSE(saved.focusSegments.empty());
-    EXPECT_NEAR(static_cast<double>(saved.cursorFrames.size()), saved.duration * 30, 2);
-    EXPECT_EQ(saved.renderSettings.outputWidth, 1920);
 }
 
 TEST_F(RecordCommandTest, SystemAudioAndMicrophoneLandOnTheirOwnTracksSystemFirst)

@@ -1,5 +1,6 @@
 #include "capture/EventJournal.h"
 #include "capture/RecordingFinisher.h"
+#include "support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 
@@ -10,22 +11,10 @@ namespace {
 
 using Type = InputEvent::EventType;
 
-class RecordingFinisherTest : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        root = std::filesystem::temp_directory_path() / ("vantile-finisher-" + std::to_string(::getpid()));
-        std::filesystem::remove_all(root);
-        directory = ProjectFileManager(root).createProjectDirectory();
-    }
-    void TearDown() override { std::filesystem::remove_all(root); }
-
-    std::filesystem::path root;
-    std::filesystem::path directory;
-};
-
-TEST_F(RecordingFinisherTest, MapsPlansSmoothsAndSavesTheProjectTheAppWouldSave)
+TEST(RecordingFinisherTest, MapsPlansSmoothsAndSavesTheProjectTheAppWouldSave)
 {
+    const vantile::testing::TemporaryDirectory root;
+    const std::filesystem::path directory = ProjectFileManager(root.path()).createProjectDirectory();
     StoppedRecording stopped;
     // A 1000 x 500 window recorded at 2000 x 1000: video pixels are twice the local points.
     stopped.source = {.id = "window-42", .kind = CaptureSource::SourceKind::window, .windowId = "42",
@@ -44,7 +33,7 @@ TEST_F(RecordingFinisherTest, MapsPlansSmoothsAndSavesTheProjectTheAppWouldSave)
     settings.aspectRatio = AspectRatio::portrait9x16;
     settings.fps = 24;
 
-    const ProjectFileManager files(root);
+    const ProjectFileManager files(root.path());
     const FocusPlanner planner;
     const CursorPathSmoother smoother;
     const Timestamp now = parseISO8601("2026-11-23T10:00:00Z");

@@ -1,4 +1,5 @@
 #include "support/MediaProbe.h"
+#include "support/TemporaryDirectory.h"
 
 #include "capture/ScreenRecorder.h"
 
@@ -92,22 +93,13 @@ public:
 
 class ScreenCaptureSessionTest : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        directory = std::filesystem::temp_directory_path() /
-                    ("vantile-session-" + std::to_string(::getpid()) + "-" +
-                     ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::create_directories(directory);
-    }
-    void TearDown() override { std::filesystem::remove_all(directory); }
-
     static CaptureSource source(const std::string& id, double width, double height)
     {
         return {.id = id, .kind = CaptureSource::SourceKind::window, .windowId = "1", .appName = "App",
                 .title = "App", .region = {10, 20, width, height}};
     }
 
-    std::filesystem::path directory;
+    vantile::testing::TemporaryDirectory directory;
     FakePlatform platform;
 };
 

@@ -1,4 +1,3 @@
-#include "capture/InputEventRecorder.h"
 #include "capture/wayland/InputEventStream.h"
 #include "capture/wayland/WaylandInputSource.h"
 
@@ -17,7 +16,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using Kind = RawInput::Kind;
-using Type = InputEvent::EventType;
 using testing::RecordedInputStream;
 using testing::TemporaryDirectory;
 
@@ -215,67 +213,6 @@ TEST(WaylandInputSourceTest, WithoutReadableDevicesThePointerIsStillRecorded)
     EXPECT_EQ(received[0].kind, Kind::mouseMoved);
     EXPECT_EQ(received[0].location, (CodablePoint{40, 30}));
     EXPECT_EQ(source.pointerLocation(), (CodablePoint{40, 30}));
-}
-
-// One recording's worth of input through the recorder, with the given keys typed.
-std::vector<InputEvent> recordScenario(const std::array<unsigned short, 3>& keys)
-{
-    Rig rig;
-    PipeDevice mouse(rig.directory / "event0");
-    PipeDevice keyboard(rig.directory / "event1");
-    InputEventRecorder recorder(&rig.source, [&rig] { return rig.epoch; });
-    recorder.start({100, 50, 800, 600});
-    EXPECT_TRUE(recorder.isMonitoring());
-
-    rig.move(150, 80, 0.10);
-    rig.move(300, 200, 0.20);
-    rig.move(310, 210, 0.45);
-    rig.move(320, 220, 0.47);
-    rig.move(400, 300, 0.70);
-    rig.move(405, 300, 0.71);  // within a thirtieth of a second of the last move
-    auto clicks = rig.stream();
-    clicks.at(0.40).press(BTN_LEFT, 1).at(0.50).press(BTN_LEFT, 0);
-    clicks.at(0.80).press(BTN_RIGHT, 1).at(0.85).press(BTN_RIGHT, 0);
-    clicks.at(0.90).relative(REL_WHEEL_HI_RES, 120).relative(REL_WHEEL, 1).report();
-    mouse.write(clicks);
-    auto typing = rig.stream();
-    typing.at(1.00).press(keys[0], 1).at(1.05).press(keys[0], 0);
-    typing.at(1.50).press(keys[1], 1).at(1.55).press(keys[1], 0);
-    typing.at(3.00).press(keys[2], 1).at(3.05).press(keys[2], 0);  // 1.45 s after the last release
-    keyboard.write(typing);
-    EXPECT_TRUE(dispatchUntil(rig.source, [&] { return recorder.snapshot().size() >= 13; }));
-    return recorder.stop();
-}
-
-TEST(WaylandInputSourceTest, RecorderTurnsDeviceAndPointerInputIntoTheSameEventsAsOnX11)
-{
-    const auto events = recordScenario({KEY_H, KEY_I, KEY_ENTER});
-    const std::vector<InputEvent> expected{
-        {0.10, Type::mouseMove, 50, 30},
-        {0.20, Type::mouseMove, 200, 150},
-        {0.40, Type::leftMouseDown, 200, 150, {}, {}, "left"},
-        {0.45, Type::mouseDragged, 210, 160},
-        {0.47, Type::mouseDragged, 220, 170},
-        {0.50, Type::leftMouseUp, 220, 170, {}, {}, "left"},
-        {0.70, Type::mouseMove, 300, 250},
-        {0.80, Type::rightMouseDown, 305, 250, {}, {}, "right"},
-        {0.85, Type::rightMouseUp, 305, 250, {}, {}, "right"},
-        {0.90, Type::scrollWheel, 305, 250, 0.0, 1.0, {}},
-        {1.00, Type::typingActivityStart, 305, 250},
-        {1.75, Type::typingActivityEnd, 305, 250},
-        {3.00, Type::typingActivityStart, 305, 250},
-        {3.25, Type::typingActivityEnd, 305, 250},
-    };
-    ASSERT_EQ(events.size(), expected.size());
-    for (std::size_t index = 0; index < events.size(); ++index) {
-        SCOPED_TRACE(index);
-        EXPECT_NEAR(events[index].time, expected[index].time, 1e-6);
-        InputEvent timeless = events[index];
-        timeless.time = expected[index].time;
-        EXPECT_EQ(timeless, expected[index]);
-    }
-    // Nothing recorded depends on which keys were typed.
-    EXPECT_EQ(recordScenario({KEY_A, KEY_A, KEY_A}), events);
 }
 
 }  // namespace

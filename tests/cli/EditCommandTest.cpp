@@ -73,10 +73,6 @@ TEST(EditCommand, ARefusedEditInTheMiddleLeavesEveryFileAsItWas)
     const std::vector<std::pair<std::vector<std::string>, std::string>> refused = {
         {{"--cut", "4", "5", "--zoom", "1", "2", "700", "10", "2"}, "outside the 640x360 video"},
         {{"--cut", "4", "5", "--trim", "3", "25"}, "outside the recording"},
-        {{"--zoom", "1", "2", "10", "10", "5"}, "between 1.0 and 4.0"},
-        {{"--trim", "2", "3"}, "keep nothing"},
-        {{"--cut", "8", "7"}, "end after it starts"},
-        {{"--remove-zoom", "999"}, "no segment 999"},
         {{"--cut", "1"}, "needs 2 values"},
         {{"--zoom", "1", "2", "x", "10", "2"}, "expected a number"},
     };

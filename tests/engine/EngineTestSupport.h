@@ -47,6 +47,20 @@ inline std::string describe(const CursorFrame& f)
     return text.str();
 }
 
+// A camera view of `scale` around the centre: zoomed between 1 and the cap, wholly inside the video.
+inline ::testing::AssertionResult viewInsideVideo(double centerX, double centerY, double scale, double width,
+                                                  double height)
+{
+    const double halfWidth = width / scale * 0.5;
+    const double halfHeight = height / scale * 0.5;
+    if (scale >= 1.0 && scale <= 1.8 && centerX - halfWidth >= -1e-9 && centerX + halfWidth <= width + 1e-9 &&
+        centerY - halfHeight >= -1e-9 && centerY + halfHeight <= height + 1e-9) {
+        return ::testing::AssertionSuccess();
+    }
+    return ::testing::AssertionFailure() << "view x" << scale << " at (" << centerX << ", " << centerY
+                                         << ") leaves the " << width << " x " << height << " video";
+}
+
 // Exact equality of two lists, naming the first element that differs.
 template <typename T>
 ::testing::AssertionResult sameList(const std::vector<T>& actual, const std::vector<T>& expected)

@@ -1,26 +1,14 @@
 #include "engine/EventStreams.h"
 
+#include "engine/EngineTestSupport.h"
+
 #include <algorithm>
 #include <cmath>
 #include <random>
 
 namespace vantile::testing {
 
-namespace {
-
 using Type = InputEvent::EventType;
-
-InputEvent event(double time, Type type, double x, double y)
-{
-    InputEvent result;
-    result.time = time;
-    result.type = type;
-    result.x = x;
-    result.y = y;
-    return result;
-}
-
-}  // namespace
 
 std::vector<InputEvent> randomStream(std::uint64_t seed, const RandomStreamOptions& options)
 {
@@ -63,9 +51,9 @@ std::vector<InputEvent> randomStream(std::uint64_t seed, const RandomStreamOptio
             x = std::round(x / 50) * 50;
             y = std::round(y / 50) * 50;
         }
-        events.push_back(event(time, type, x, y));
+        events.push_back(makeEvent(time, type, x, y));
         // Exact duplicates of time (and sometimes of place) stress the stable orderings.
-        if (unit(random) < 0.05) events.push_back(event(time, Type::typingActivityStart, x + 1, y));
+        if (unit(random) < 0.05) events.push_back(makeEvent(time, Type::typingActivityStart, x + 1, y));
     }
     if (!options.shuffled) {
         std::stable_sort(events.begin(), events.end(), [](const auto& a, const auto& b) { return a.time < b.time; });
@@ -95,16 +83,16 @@ std::vector<InputEvent> demoSession(double seconds, double width, double height,
             const double eased = c * c * (3 - 2 * c);
             x = fromX + (targetX - fromX) * eased + between(-0.8, 0.8);
             y = fromY + (targetY - fromY) * eased + between(-0.8, 0.8);
-            events.push_back(event(t + elapsed, type, x, y));
+            events.push_back(makeEvent(t + elapsed, type, x, y));
         }
         t += span;
     };
     const auto press = [&](Type down, Type up, const char* button) {
-        InputEvent pressed = event(t, down, x, y);
+        InputEvent pressed = makeEvent(t, down, x, y);
         pressed.button = button;
         events.push_back(pressed);
         t += between(0.07, 0.16);
-        InputEvent released = event(t, up, x, y);
+        InputEvent released = makeEvent(t, up, x, y);
         released.button = button;
         events.push_back(released);
     };
@@ -121,11 +109,11 @@ std::vector<InputEvent> demoSession(double seconds, double width, double height,
         } else if (choice < 0.45) {
             press(Type::rightMouseDown, Type::rightMouseUp, "right");
         } else if (choice < 0.55) {
-            InputEvent pressed = event(t, Type::leftMouseDown, x, y);
+            InputEvent pressed = makeEvent(t, Type::leftMouseDown, x, y);
             pressed.button = "left";
             events.push_back(pressed);
             glide(between(0.1, 0.9) * width, between(0.1, 0.9) * height, between(0.4, 1.5), Type::mouseDragged);
-            InputEvent released = event(t + 0.01, Type::leftMouseUp, x, y);
+            InputEvent released = makeEvent(t + 0.01, Type::leftMouseUp, x, y);
             released.button = "left";
             events.push_back(released);
         } else if (choice < 0.8) {
@@ -133,23 +121,23 @@ std::vector<InputEvent> demoSession(double seconds, double width, double height,
             const double end = t + between(0.5, 4.5);
             double nextMove = t;
             for (; t < end; t += between(0.006, 0.014)) {
-                InputEvent scroll = event(t, Type::scrollWheel, x, y);
+                InputEvent scroll = makeEvent(t, Type::scrollWheel, x, y);
                 scroll.deltaX = 0.0;
                 scroll.deltaY = std::round(between(-3, 3));
                 events.push_back(scroll);
                 for (; nextMove <= t; nextMove += pointerInterval) {
                     x += between(-0.6, 0.6);
                     y += between(-0.6, 0.6);
-                    events.push_back(event(nextMove, Type::mouseMove, x, y));
+                    events.push_back(makeEvent(nextMove, Type::mouseMove, x, y));
                 }
             }
         } else if (choice < 0.9) {
             press(Type::leftMouseDown, Type::leftMouseUp, "left");
             t += between(0.2, 0.6);
-            events.push_back(event(t, Type::typingActivityStart, x, y));
+            events.push_back(makeEvent(t, Type::typingActivityStart, x, y));
             t += between(0.8, 3.5);
             // Now and then the recording stops mid-burst and the end never comes.
-            if (unit(random) < 0.9) events.push_back(event(t, Type::typingActivityEnd, x, y));
+            if (unit(random) < 0.9) events.push_back(makeEvent(t, Type::typingActivityEnd, x, y));
         }
         // Between actions the hand rests on the mouse: the pointer mostly drifts a little, sometimes stays still.
         const double pause = between(0.05, 3.0);

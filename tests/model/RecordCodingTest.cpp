@@ -107,28 +107,21 @@ TEST(RecordCoding, ProjectDecodingFailsOnMissingRequiredKeysWrongTypesAndUnknown
     EXPECT_EQ(decodeFailure(Json::array()), "expected an object");
 }
 
-TEST(RecordCoding, EncodingOmitsAbsentOptionalsAndRoundTrips)
+TEST(RecordCoding, EncodingOmitsAbsentOptionalsAndRoundTripsThroughText)
 {
     const InputEvent move{1.5, InputEvent::EventType::mouseMove, 3, 4, {}, {}, {}};
-    const Json moveJson = move;
-    EXPECT_EQ(moveJson, Json::parse(R"({"time":1.5,"type":"mouseMove","x":3,"y":4})"));
-
-    const Json rect = CGRectCodable{1, 2, 3, 4};
-    EXPECT_EQ(rect, Json::parse(R"({"x":1,"y":2,"width":3,"height":4})"));
+    EXPECT_EQ(Json(move), Json::parse(R"({"time":1.5,"type":"mouseMove","x":3,"y":4})"));
 
     RecordingProject project = richProject();
     project.exportVideoPath.reset();
     const Json encoded = project;
     EXPECT_FALSE(encoded.contains("previewVideoPath"));
     EXPECT_FALSE(encoded.contains("exportVideoPath"));
-    EXPECT_EQ(encoded.size(), 11u);
-    EXPECT_EQ(encoded["createdAt"], "2026-01-02T03:04:05Z");
     EXPECT_EQ(decodeDocument<RecordingProject>(encoded), project);
 
     // Through text, as the store writes it: every double survives exactly.
     const RecordingProject rich = richProject();
     EXPECT_EQ(decodeDocument<RecordingProject>(Json::parse(Json(rich).dump())), rich);
-    EXPECT_EQ(decodeDocument<RecordingProject>(Json::parse(Json(rich).dump())).duration, 0.1 + 0.2);
 }
 
 TEST(RecordCoding, StrictRecordsRejectWhatTheyCannotHold)

@@ -26,7 +26,6 @@ TEST(RenderSettingsCoding, OnlyTheSixRequiredKeysAreRequired)
     custom.cursorTheme = CursorTheme::lime;
     custom.showClickRipple = false;
     EXPECT_EQ(decodeDocument<RenderSettings>(Json(custom)), custom);
-    EXPECT_EQ(Json(custom).size(), 13u);
 }
 
 TEST(RenderSettingsCoding, ExportQualityIsWrittenOnlyWhenNotStandard)
@@ -58,16 +57,4 @@ TEST(OutputSizes, SourceMatchingNeverEnlargesAndRoundsDownToEven)
     EXPECT_EQ(outputSize(AspectRatio::source, std::nullopt, ResolutionPreset::p720), (OutputSize{1280, 720}));
     // Only `source` looks at the video.
     EXPECT_EQ(outputSize(AspectRatio::square1x1, video(2880, 1800), ResolutionPreset::p720), (OutputSize{720, 720}));
-}
-
-TEST(OutputSizes, SizedForKeepsTheOtherChoices)
-{
-    RenderSettings settings;
-    settings.aspectRatio = AspectRatio::source;
-    settings.resolutionPreset = ResolutionPreset::p720;
-    settings.templateName = TemplateName::gradientBlue;
-    const auto sized = settings.sizedFor(VideoInfo{"raw.mov", 2560, 1600, 30});
-    EXPECT_EQ(sized.outputWidth, 1152);
-    EXPECT_EQ(sized.outputHeight, 720);
-    EXPECT_EQ(sized.templateName, TemplateName::gradientBlue);
 }

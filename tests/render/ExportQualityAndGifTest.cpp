@@ -3,12 +3,9 @@
 #include "render/ExportManager.h"
 #include "render/GifWriter.h"
 #include "render/RenderError.h"
-#include "store/ProjectFileManager.h"
 
 #include <QPainter>
 
-#include <fstream>
-#include <sstream>
 
 #include <gtest/gtest.h>
 
@@ -17,14 +14,6 @@ namespace {
 
 using test::TemporaryDirectory;
 
-std::string readFile(const std::filesystem::path& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    std::stringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
 // A moving square over a colour field, so frames differ and placement shows.
 void paintMoving(QImage& image, int index)
 {
@@ -32,12 +21,6 @@ void paintMoving(QImage& image, int index)
     QPainter painter(&image);
     painter.fillRect(QRect(0, 0, image.width() / 2, image.height() / 2), QColor(220, 40, 40));
     painter.fillRect(QRect((index * 7) % image.width(), image.height() / 2, 24, 24), Qt::white);
-}
-
-RenderJob makeJob(const std::filesystem::path& directory, const RecordingProject& project, const std::string& output)
-{
-    return RenderJob{project, directory / "raw.mov", {}, project.cursorFrames, project.renderSettings,
-                     directory / output};
 }
 
 double meanDifference(const QImage& a, const QImage& b)
@@ -69,31 +52,13 @@ TEST(ExportQualityTest, PresetsReachTheEncoderAndTheProjectKeepsOnlyAChoice)
     for (const auto& expected : expectations) {
         RecordingProject project = test::makeProject(320, 180, 0.3);
         project.renderSettings.exportQuality = expected.quality;
-        const auto output = ExportManager().exportMovie(makeJob(directory.path(), project, "quality.mp4"));
-        const std::string bytes = readFile(output);
+        const auto output = ExportManager().exportMovie(test::makeJob(directory.path(), project, "quality.mp4"));
+        const std::string bytes = test::readText(output);
         for (const char* setting : expected.settings) {
             EXPECT_NE(bytes.find(setting), std::string::npos) << exportQualityTexts.text(expected.quality) << " " << setting;
         }
     }
 
-    // From the command line: the choice is saved, and saving standard again drops the key.
-    const auto project = directory.path() / "demo";
-    const auto sample = test::runCommand({VANTILE_CLI, "sample", project.string(), "--duration", "1", "--width", "320",
-                                          "--height", "180", "--audio", "none"});
-    ASSERT_EQ(sample.exitCode, 0) << sample.standardError;
-    const auto record = project / ".vantile" / "project.json";
-    const auto high = test::runCommand({VANTILE_CLI, "export", project.string(), "--quality", "high", "--resolution",
-                                        "720p"});
-    ASSERT_EQ(high.exitCode, 0) << high.standardError;
-    EXPECT_NE(readFile(record).find("\"exportQuality\":\"high\""), std::string::npos);
-    EXPECT_EQ(ProjectFileManager(directory.path()).loadProject(project).renderSettings.exportQuality,
-              ExportQuality::high);
-    const auto standard = test::runCommand({VANTILE_CLI, "export", project.string(), "--quality", "standard"});
-    ASSERT_EQ(standard.exitCode, 0) << standard.standardError;
-    EXPECT_EQ(readFile(record).find("exportQuality"), std::string::npos);
-    const auto unknown = test::runCommand({VANTILE_CLI, "export", project.string(), "--quality", "best"});
-    EXPECT_EQ(unknown.exitCode, 2);
-    EXPECT_NE(unknown.standardError.find("draft, standard, high"), std::string::npos) << unknown.standardError;
 }
 
 TEST(GifExportTest, SameFramesAsTheMovieScaledToAtMost960WideAt15Fps)
@@ -112,8 +77,8 @@ TEST(GifExportTest, SameFramesAsTheMovieScaledToAtMost960WideAt15Fps)
     project.renderSettings.outputHeight = 720;
     std::vector<double> progress;
     ExportMonitor monitor([&](double fraction) { progress.push_back(fraction); });
-    const auto gif = ExportManager().exportMovie(makeJob(directory.path(), project, "clip.gif"), &monitor);
-    const auto movie = ExportManager().exportMovie(makeJob(directory.path(), project, "clip.mp4"));
+    const auto gif = ExportManager().exportMovie(test::makeJob(directory.path(), project, "clip.gif"), &monitor);
+    const auto movie = ExportManager().exportMovie(test::makeJob(directory.path(), project, "clip.mp4"));
 
     const Json probed = test::probe(gif);
     ASSERT_EQ(probed["streams"].size(), 1U);  // no audio, though the raw movie has some
@@ -137,19 +102,15 @@ TEST(GifExportTest, SameFramesAsTheMovieScaledToAtMost960WideAt15Fps)
     }
 
     // Cancelled: the previous GIF stays and nothing else is left.
-    const std::string previous = readFile(gif);
-    ExportMonitor* pointer = nullptr;
-    ExportMonitor cancelling([&](double fraction) {
-        if (fraction > 0.2) pointer->cancel();
-    });
-    pointer = &cancelling;
+    const std::string previous = test::readText(gif);
+    test::CancellingMonitor cancelling([](double fraction) { return fraction > 0.2; });
     try {
-        ExportManager().exportMovie(makeJob(directory.path(), project, "clip.gif"), &cancelling);
+        ExportManager().exportMovie(test::makeJob(directory.path(), project, "clip.gif"), &cancelling);
         FAIL() << "expected a cancel";
     } catch (const RenderError& error) {
         EXPECT_EQ(error.kind(), RenderError::Kind::cancelled);
     }
-    EXPECT_EQ(readFile(gif), previous);
+    EXPECT_EQ(test::readText(gif), previous);
     EXPECT_EQ(directory.fileNames(), (std::vector<std::string>{"clip.gif", "clip.mp4", "raw.mov"}));
 }
 

@@ -18,11 +18,6 @@ namespace fs = std::filesystem;
 using test::runCommand;
 using vantile::testing::snapshotFiles;
 
-int lineCount(const std::string& text)
-{
-    return static_cast<int>(std::count(text.begin(), text.end(), '\n'));
-}
-
 fs::path makeSample(const fs::path& root, const std::string& duration, const std::string& height)
 {
     const fs::path project = root / "project";
@@ -60,7 +55,7 @@ TEST(ExportSafety, OutputsThatWouldDestroyTheProjectAreRefused)
           root.path() / "fifo.mp4"}) {
         const auto refused = runCommand({VANTILE_CLI, "export", project.string(), "-o", output.string()});
         EXPECT_EQ(refused.exitCode, 1) << output;
-        EXPECT_EQ(lineCount(refused.standardError), 1) << refused.standardError;
+        EXPECT_EQ(test::lineCount(refused.standardError), 1) << refused.standardError;
         EXPECT_NE(refused.standardError.find("Cannot export to " + output.string()), std::string::npos) << refused.standardError;
         EXPECT_EQ(snapshotFiles(project), before) << output;
     }
@@ -91,7 +86,7 @@ TEST(ExportSafety, ARefusedOrFailedExportLeavesTheProjectAsItWas)
     const auto broken = snapshotFiles(project);
     const auto failed = runCommand({VANTILE_CLI, "export", project.string(), "--zoom", "strong", "--fps", "24"});
     EXPECT_EQ(failed.exitCode, 1);
-    EXPECT_EQ(lineCount(failed.standardError), 1) << failed.standardError;
+    EXPECT_EQ(test::lineCount(failed.standardError), 1) << failed.standardError;
     EXPECT_NE(failed.standardError.find("raw.mov"), std::string::npos) << failed.standardError;
     EXPECT_EQ(snapshotFiles(project), broken);
 }

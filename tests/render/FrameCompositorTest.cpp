@@ -67,11 +67,6 @@ QColor pixel(const QImage& image, double x, double y)
     return image.pixelColor(static_cast<int>(x), static_cast<int>(y));
 }
 
-QColor hex(std::uint32_t value)
-{
-    return QColor((value >> 16) & 0xFF, (value >> 8) & 0xFF, value & 0xFF);
-}
-
 TEST(FrameCompositorTest, TemplatesDrawBackgroundCardChromeAndShadow)
 {
     for (const TemplateName name : templateNameTexts.allCases()) {
@@ -106,40 +101,21 @@ TEST(FrameCompositorTest, TemplatesDrawBackgroundCardChromeAndShadow)
         EXPECT_LT(belowCard.lightness(), pixel(frame, 2, card.y + card.height + 8).lightness());
         EXPECT_TRUE(near(farAway, bottom, 4)) << describe(farAway);
     }
-    EXPECT_EQ(CompositorGeometry::barHeight(WindowChrome::macWindow), 38);
-    EXPECT_TRUE(near(pixel(Render().draw(), 0, 0), hex(0x0B1020), 1));
 }
 
-TEST(FrameCompositorTest, CameraCropLandsInTheVideoRectangle)
+TEST(FrameCompositorTest, CameraZoomLandsInTheVideoRectangle)
 {
-    Render whole;
-    const QImage frame = whole.draw();
-    const auto video = whole.layout().video;
-    EXPECT_TRUE(near(pixel(frame, video.x + video.width * 0.25, video.y + video.height * 0.25), red, 12));
-    EXPECT_TRUE(near(pixel(frame, video.x + video.width * 0.75, video.y + video.height * 0.25), green, 12));
-    EXPECT_TRUE(near(pixel(frame, video.x + video.width * 0.25, video.y + video.height * 0.75), blue, 12));
-    EXPECT_TRUE(near(pixel(frame, video.x + video.width * 0.75, video.y + video.height * 0.75), yellow, 12));
-
     // Zoom 2.5 on the bottom-right quadrant: the whole video is yellow.
     Render zoomed;
     zoomed.keyframes = {{0, 1440, 810, 2.5}};
     const QImage closeUp = zoomed.draw();
+    const auto video = zoomed.layout().video;
     for (const double u : {0.05, 0.5, 0.95}) {
         for (const double v : {0.05, 0.5, 0.95}) {
             EXPECT_TRUE(near(pixel(closeUp, video.x + video.width * u, video.y + video.height * v), yellow, 12))
                 << u << "," << v << " " << describe(pixel(closeUp, video.x + video.width * u, video.y + video.height * v));
         }
     }
-
-    // Without a background the video is fitted on black; a portrait output gets bars.
-    Render bare;
-    bare.settings.backgroundEnabled = false;
-    bare.size = QSize(540, 960);
-    const QImage portrait = bare.draw();
-    EXPECT_EQ(pixel(portrait, 270, 10), QColor(0, 0, 0));
-    EXPECT_EQ(pixel(portrait, 270, 950), QColor(0, 0, 0));
-    EXPECT_TRUE(near(pixel(portrait, 60, 480 - 60), red, 12));
-    EXPECT_TRUE(near(pixel(portrait, 480, 480 + 60), yellow, 12));
 }
 
 TEST(FrameCompositorTest, CursorAndRippleAreDrawnWhereTheCursorFramesSay)
@@ -171,9 +147,6 @@ TEST(FrameCompositorTest, CursorAndRippleAreDrawnWhereTheCursorFramesSay)
     none.cursor.clear();
     Render hidden = render;
     hidden.settings.showCursor = false;
-    Render plain = render;
-    plain.cursor.clear();
-    plain.settings.showClickRipple = false;
     EXPECT_EQ(none.draw(0), hidden.draw(0));
     EXPECT_TRUE(near(pixel(none.draw(0), px + 6 * 0.84, py + 12 * 0.84), red, 12));
 }

@@ -48,11 +48,17 @@ TEST(ProjectSettingsEditorTest, ChangesAreSavedAndRecomputeWhatDependsOnThem)
     editor.changeFps(24);
     EXPECT_EQ(files.loadProject(directory).cursorFrames.size(), 6U * 24 + 1);
 
-    editor.changeZoomIntensity(ZoomIntensity::strong);
+    // Re-planning keeps the zoom the user placed by hand.
+    const FocusSegment placed{5.5, 5.9, FocusSegment::SegmentType::clickFocus, 960, 540, 2.5, true};
+    RecordingProject edited = editor.project();
+    edited.focusSegments.push_back(placed);
+    ProjectSettingsEditor replanning(edited, directory, files);
+    replanning.changeZoomIntensity(ZoomIntensity::strong);
     saved = files.loadProject(directory);
     EXPECT_EQ(saved.renderSettings.zoomIntensity, ZoomIntensity::strong);
-    EXPECT_EQ(saved.focusSegments, editor.project().focusSegments);
-    EXPECT_FALSE(saved.focusSegments.empty());
+    EXPECT_EQ(saved.focusSegments, replanning.project().focusSegments);
+    EXPECT_GT(saved.focusSegments.size(), 1u);
+    EXPECT_EQ(std::count(saved.focusSegments.begin(), saved.focusSegments.end(), placed), 1);
 
     const RenderJob job = editor.makeExportJob(editor.defaultExportURL());
     EXPECT_EQ(job.rawVideoURL, directory / "raw.mov");

@@ -66,6 +66,16 @@ RecordingProject makeProject(int width, int height, double duration)
     return project;
 }
 
+RenderJob makeJob(const std::filesystem::path& directory, const RecordingProject& project, const std::string& output)
+{
+    return RenderJob{project, directory / "raw.mov", {}, project.cursorFrames, project.renderSettings, directory / output};
+}
+
+int lineCount(const std::string& text)
+{
+    return static_cast<int>(std::count(text.begin(), text.end(), '\n'));
+}
+
 bool near(QColor actual, QColor expected, int tolerance)
 {
     return std::abs(actual.red() - expected.red()) <= tolerance &&

@@ -2,6 +2,8 @@
 
 #include "model/JsonCoding.h"
 #include "model/RecordingProject.h"
+#include "render/ExportMonitor.h"
+#include "render/RenderJob.h"
 #include "support/MediaProbe.h"
 #include "support/TemporaryDirectory.h"
 
@@ -18,6 +20,7 @@ namespace vantile::test {
 using testing::CommandResult;
 using testing::countVideoFrames;
 using testing::probe;
+using testing::readText;
 using testing::runCommand;
 using testing::TemporaryDirectory;
 
@@ -32,6 +35,21 @@ void writeRawMovie(const std::filesystem::path& path, int width, int height, dou
 
 // A project record for a raw movie of that size, with a short click path.
 RecordingProject makeProject(int width, int height, double duration);
+
+// The project's export from `directory`/raw.mov into `directory`/`output`.
+RenderJob makeJob(const std::filesystem::path& directory, const RecordingProject& project, const std::string& output);
+
+int lineCount(const std::string& text);
+
+// A monitor that cancels its own export once `shouldCancel` holds for a progress report.
+struct CancellingMonitor : ExportMonitor {
+    explicit CancellingMonitor(std::function<bool(double)> shouldCancel)
+        : ExportMonitor([this, shouldCancel = std::move(shouldCancel)](double fraction) {
+              if (shouldCancel(fraction)) cancel();
+          })
+    {
+    }
+};
 
 bool near(QColor actual, QColor expected, int tolerance);
 std::string describe(QColor color);

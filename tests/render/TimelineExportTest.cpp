@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 
 using namespace vantile;
 using namespace vantile::test;
@@ -50,15 +49,6 @@ std::vector<std::uint8_t> centrePixels(const fs::path& movie)
                                              "crop=2:2:iw/2-1:ih/2-1,scale=1:1:flags=neighbor", "-f", "rawvideo",
                                              "-pix_fmt", "rgb24", "-"});
     return {result.standardOutput.begin(), result.standardOutput.end()};
-}
-
-std::vector<float> monoSamples(const fs::path& movie)
-{
-    const CommandResult result = runCommand({"ffmpeg", "-v", "error", "-i", movie.string(), "-map", "0:a:0", "-ac",
-                                             "1", "-ar", "48000", "-f", "f32le", "-"});
-    std::vector<float> samples(result.standardOutput.size() / sizeof(float));
-    std::memcpy(samples.data(), result.standardOutput.data(), samples.size() * sizeof(float));
-    return samples;
 }
 
 // Start times of loud stretches, in 1/120 s windows.
@@ -136,7 +126,7 @@ TEST(TimelineExport, TrimAndCutsKeepDurationSyncCameraAndTheRightFramesAtEachCut
     }
     const std::vector<double> expectedFlashes = {0.5, 2.0, 3.5, 5.5};
     ASSERT_EQ(flashStarts.size(), expectedFlashes.size());
-    const std::vector<double> tones = burstStarts(monoSamples(output));
+    const std::vector<double> tones = burstStarts(vantile::testing::audioSamples(output));
     ASSERT_EQ(tones.size(), expectedFlashes.size());
     for (std::size_t index = 0; index < expectedFlashes.size(); ++index) {
         EXPECT_NEAR(flashStarts[index], expectedFlashes[index], frameSeconds + 1e-6) << "flash " << index;

@@ -44,13 +44,6 @@ FrameHandle generatedSource()
     return frame;
 }
 
-QImage toImage(const AVFrame& frame)
-{
-    QImage image;
-    convertFrameToImage(frame, image);
-    return image;
-}
-
 struct Difference {
     int largest = 0;
     double visibleShare = 0;  // samples more than 6 apart
@@ -112,7 +105,6 @@ TEST(YuvFrameCompositorTest, LooksLikeDrawingInRgbOnGeneratedLayouts)
     static const FrameHandle source = generatedSource();
     const DecodedFrameLookup lookup = [](double) { return source.get(); };
     const std::array<QSize, 4> sizes{QSize(960, 540), QSize(1002, 566), QSize(540, 960), QSize(722, 722)};
-    const char* pngDirectory = std::getenv("VANTILE_TEST_PNG_DIR");
     int layoutIndex = 0;
     for (const TemplateName name : templateNameTexts.allCases()) {
         for (const CursorEffect effect : cursorEffectTexts.allCases()) {
@@ -139,12 +131,6 @@ TEST(YuvFrameCompositorTest, LooksLikeDrawingInRgbOnGeneratedLayouts)
                     auto& content = contents[static_cast<std::size_t>(i) % pool.size()];
                     content = fast.drawFrame(frame, content, time);
                     slow.drawFrameInRgb(*reference, time);
-                    const QImage fastImage = toImage(frame);
-                    const QImage slowImage = toImage(*reference);
-                    if (pngDirectory && i == 3) {
-                        fastImage.save(QString::fromStdString(std::string(pngDirectory) + "/" + label + "-fast.png"));
-                        slowImage.save(QString::fromStdString(std::string(pngDirectory) + "/" + label + "-slow.png"));
-                    }
                     // Converting back and forth moves samples by a step or two; a sample at a
                     // line's edge where the two paths pair chroma differently may move more.
                     for (int plane = 0; plane < 3; ++plane) {

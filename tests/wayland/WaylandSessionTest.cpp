@@ -72,13 +72,19 @@ public:
 
 Session* session = nullptr;
 
+// Every part of the session must be gone with it, its runtime directory too.
 class SessionEnvironment : public ::testing::Environment {
 public:
     void SetUp() override { session = new Session(); }
     void TearDown() override
     {
+        const std::vector<pid_t> parts = session->desktop.processIds();
+        const std::filesystem::path runtime = session->desktop.runtimeDirectory();
+        EXPECT_GE(parts.size(), 7u);
         delete session;
         session = nullptr;
+        for (pid_t part : parts) EXPECT_NE(kill(part, 0), 0) << "part " << part << " outlived the session";
+        EXPECT_FALSE(std::filesystem::exists(runtime.parent_path()));
     }
 };
 
@@ -110,15 +116,22 @@ protected:
 
     std::filesystem::path state() const { return sharedState / "state"; }
 
-    std::unique_ptr<ChildProcess> startRecording(const std::vector<std::string>& options, const std::string& name)
+    std::unique_ptr<ChildProcess> startRecording(const std::vector<std::string>& options, const std::string& name,
+                                                 const std::filesystem::path& stateDirectory = {})
     {
         std::vector<std::string> command{"sh", "-c", "exec \"$@\" 2>\"$VANTILE_TEST_ERRORS\"", "sh", sessionCli(), "record",
                                          "--root", (directory / name).string()};
         command.insert(command.end(), options.begin(), options.end());
         return session->desktop.launch(command,
-                                       {"VANTILE_BACKEND=wayland", "XDG_STATE_HOME=" + state().string(),
+                                       {"VANTILE_BACKEND=wayland", "XDG_STATE_HOME=" + (stateDirectory.empty() ? state() : stateDirectory).string(),
                                         "VANTILE_TEST_ERRORS=" + (directory / (name + ".err")).string()},
                                        true);
+    }
+
+    // The recorder announces on stderr that the capture runs.
+    bool captureRuns(const std::string& name) const
+    {
+        return session->waitUntil([&] { return readText(directory / (name + ".err")).find("Recording display-1") != std::string::npos; }, 20s);
     }
 
     Recording finish(ChildProcess& recorder, const std::string& name, std::chrono::seconds timeout)
@@ -147,24 +160,6 @@ double numberOf(const nlohmann::json& value)
 
 }  // namespace
 
-TEST(HeadlessDesktopTest, StartsEveryPartAndStopsThemAll)
-{
-    std::vector<pid_t> parts;
-    std::filesystem::path runtime;
-    {
-        HeadlessDesktop second({.width = 1280, .height = 720});
-        parts = second.processIds();
-        runtime = second.runtimeDirectory();
-        ASSERT_GE(parts.size(), 7u);
-        for (pid_t part : parts) EXPECT_EQ(kill(part, 0), 0) << "part " << part << " is not running";
-        EXPECT_TRUE(std::filesystem::exists(runtime / "bus"));
-        EXPECT_TRUE(std::filesystem::exists(runtime / HeadlessDesktop::waylandName));
-        EXPECT_TRUE(std::filesystem::exists(runtime / "pipewire-0"));
-    }
-    for (pid_t part : parts) EXPECT_NE(kill(part, 0), 0) << "part " << part << " outlived the session";
-    EXPECT_FALSE(std::filesystem::exists(runtime.parent_path()));
-}
-
 TEST_F(WaylandRecording, SourcesListTheMonitorAndTheDialogWindow)
 {
     auto lister = session->desktop.launch(
@@ -186,12 +181,7 @@ TEST_F(WaylandRecording, CancelledDialogLeavesNoProject)
     const std::filesystem::path empty = directory / "empty-state";
     std::filesystem::create_directories(empty);
     session->desktop.share(empty);
-    std::vector<std::string> command{"sh", "-c", "exec \"$@\" 2>\"$VANTILE_TEST_ERRORS\"", "sh", sessionCli(), "record",
-                                     "--duration", "2", "--root", (directory / "cancelled").string()};
-    auto recorder = session->desktop.launch(command,
-                                            {"VANTILE_BACKEND=wayland", "XDG_STATE_HOME=" + empty.string(),
-                                             "VANTILE_TEST_ERRORS=" + (directory / "cancelled.err").string()},
-                                            true);
+    auto recorder = startRecording({"--duration", "2"}, "cancelled", empty);
     session->driver.answerDialog(false);
     const Recording recording = finish(*recorder, "cancelled", 20s);
     EXPECT_NE(recording.status, 0);
@@ -204,8 +194,7 @@ TEST_F(WaylandRecording, MonitorRecordingHasRealFramesAndExactPointerMoves)
 {
     auto recorder = startRecording({"--duration", "5.5"}, "first");
     session->driver.answerDialog(true);
-    // Wait until the capture runs: the recorder announces it on stderr.
-    ASSERT_TRUE(session->waitUntil([&] { return readText(directory / "first.err").find("Recording display-1") != std::string::npos; }, 20s));
+    ASSERT_TRUE(captureRuns("first"));
     // Mutter paints the first pointer move after a long still spell 0.1-0.2 s late (measured on
     // this session); a first move wakes it, so the checked ones measure the recording's own timing.
     session->driver.input().movePointer(640, 360);
@@ -279,13 +268,26 @@ TEST_F(WaylandRecording, MonitorRecordingHasRealFramesAndExactPointerMoves)
     EXPECT_LT(*std::max_element(times.begin(), times.end()), 5.5);
 }
 
-TEST_F(WaylandRecording, SecondRecordingOfAStillScreenNeedsNoDialogAndKeepsItsLength)
+TEST_F(WaylandRecording, SecondRecordingNeedsNoDialogKeepsItsLengthAndHearsTheSystem)
 {
     ASSERT_TRUE(std::filesystem::exists(state() / "vantile" / "screencast-monitor.token"))
         << "the first recording must have run";
-    auto recorder = startRecording({"--duration", "3"}, "still");
-    // Nothing on screen changes, and nobody answers a dialog: the token alone must start it.
-    const Recording recording = finish(*recorder, "still", 25s);
+    // PipeWire's PulseAudio server has no sound card here: a null sink stands in for one.
+    const std::string server = "PULSE_SERVER=" + session->desktop.pulseServer();
+    ASSERT_EQ(runShell("env " + server + " pactl load-module module-null-sink sink_name=vantile_test >/dev/null && env " +
+                       server + " pactl set-default-sink vantile_test")
+                  .exitCode,
+              0);
+    setenv("PULSE_SERVER", session->desktop.pulseServer().c_str(), 1);
+    // Nobody answers a dialog and nothing on screen changes: the token alone must start it.
+    auto recorder = startRecording({"--duration", "3", "--audio", "system"}, "second");
+    ASSERT_TRUE(captureRuns("second"));
+    {
+        PulseAudioPlayer player;
+        player.play(PulseAudioPlayer::tone(440, 1.5));
+        player.drain();
+    }
+    const Recording recording = finish(*recorder, "second", 25s);
     ASSERT_EQ(recording.status, 0) << recording.errors;
     EXPECT_FALSE(session->driver.dialogShown());
     const auto probed = probe(*recording.project() / "raw.mov");
@@ -295,26 +297,6 @@ TEST_F(WaylandRecording, SecondRecordingOfAStillScreenNeedsNoDialogAndKeepsItsLe
     const int frames = std::stoi(video["nb_read_frames"].get<std::string>());
     EXPECT_GE(frames, 90 * 3 / 4);
     EXPECT_LE(frames, 91);
-}
-
-TEST_F(WaylandRecording, SystemAudioComesThroughPipeWire)
-{
-    // PipeWire's PulseAudio server has no sound card here: a null sink stands in for one.
-    const std::string server = "PULSE_SERVER=" + session->desktop.pulseServer();
-    ASSERT_EQ(runShell("env " + server + " pactl load-module module-null-sink sink_name=vantile_test >/dev/null && env " +
-                       server + " pactl set-default-sink vantile_test")
-                  .exitCode,
-              0);
-    setenv("PULSE_SERVER", session->desktop.pulseServer().c_str(), 1);
-    auto recorder = startRecording({"--duration", "3", "--audio", "system"}, "audio");
-    ASSERT_TRUE(session->waitUntil([&] { return readText(directory / "audio.err").find("Recording display-1") != std::string::npos; }, 20s));
-    {
-        PulseAudioPlayer player;
-        player.play(PulseAudioPlayer::tone(440, 1.5));
-        player.drain();
-    }
-    const Recording recording = finish(*recorder, "audio", 25s);
-    ASSERT_EQ(recording.status, 0) << recording.errors;
     const std::vector<float> samples = audioSamples(*recording.project() / "raw.mov");
     ASSERT_GT(samples.size(), 48000u * 2);
     float loudest = 0;
@@ -423,7 +405,7 @@ TEST_F(WaylandRecording, WindowStreamIsTheWindowAndItsPointerIsWindowLocal)
 TEST_F(WaylandRecording, RevokedStreamEndsTheRecordingWithAPlayableMovie)
 {
     auto recorder = startRecording({"--duration", "30"}, "revoked");
-    ASSERT_TRUE(session->waitUntil([&] { return readText(directory / "revoked.err").find("Recording display-1") != std::string::npos; }, 20s));
+    ASSERT_TRUE(captureRuns("revoked"));
     std::this_thread::sleep_for(2s);
     const auto revokedAt = std::chrono::steady_clock::now();
     session->desktop.revokeScreenCasts();

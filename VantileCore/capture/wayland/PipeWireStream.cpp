@@ -229,21 +229,6 @@ void PipeWireStream::handle(spa_buffer* buffer)
     if (const auto* cursor = static_cast<const spa_meta_cursor*>(
             spa_buffer_find_meta_data(buffer, SPA_META_Cursor, sizeof(spa_meta_cursor)));
         cursor && spa_meta_cursor_is_valid(cursor)) {
-        if (cursor->bitmap_offset >= sizeof(spa_meta_cursor)) {
-            const auto* bitmap = SPA_PTROFF(cursor, cursor->bitmap_offset, const spa_meta_bitmap);
-            if (bitmap->size.width > 0 && bitmap->size.height > 0 && bitmap->offset >= sizeof(spa_meta_bitmap)) {
-                PointerShape shape{{double(cursor->hotspot.x), double(cursor->hotspot.y)},
-                                   {int(bitmap->size.width), int(bitmap->size.height)},
-                                   {}};
-                const auto* pixels = SPA_PTROFF(bitmap, bitmap->offset, const std::uint8_t);
-                const std::size_t rowBytes = std::size_t(bitmap->size.width) * 4;
-                for (std::uint32_t row = 0; row < bitmap->size.height; ++row)
-                    shape.pixels.insert(shape.pixels.end(), pixels + row * std::size_t(bitmap->stride),
-                                        pixels + row * std::size_t(bitmap->stride) + rowBytes);
-                const std::lock_guard lock(mutex_);
-                shape_ = std::move(shape);
-            }
-        }
         if (onPointer_)
             onPointer_({{double(cursor->position.x), double(cursor->position.y)}, crop, size_, time});
     }
@@ -307,12 +292,6 @@ bool PipeWireStream::ended() const
 {
     const std::lock_guard lock(mutex_);
     return ended_;
-}
-
-std::optional<PointerShape> PipeWireStream::pointerShape() const
-{
-    const std::lock_guard lock(mutex_);
-    return shape_;
 }
 
 PipeWireStream::Counts PipeWireStream::counts() const

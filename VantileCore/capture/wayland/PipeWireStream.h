@@ -39,15 +39,6 @@ struct StreamPointer {
     std::chrono::steady_clock::time_point time;
 };
 
-// The pointer's picture, which the stream only sends when the shape changes.
-struct PointerShape {
-    CodablePoint hotspot;
-    PixelSize size;
-    std::vector<std::uint8_t> pixels;  // B, G, R, A
-
-    bool operator==(const PointerShape&) const = default;
-};
-
 // Consumes one screen-cast node over a PipeWire remote on a thread of its own, keeping the newest
 // picture. Shared-memory buffers only: BGRx, BGRA, RGBx or RGBA.
 class PipeWireStream {
@@ -65,7 +56,6 @@ public:
     // Swaps a newer picture than into's into it; false when there is none.
     bool takeNewest(StreamPicture& into);
     bool ended() const;
-    std::optional<PointerShape> pointerShape() const;
 
     struct Counts {
         std::uint64_t pictures = 0;
@@ -105,7 +95,6 @@ private:
     std::condition_variable changed_;
     StreamPicture newest_;
     bool ended_ = false;
-    std::optional<PointerShape> shape_;
     Counts counts_;
 };
 

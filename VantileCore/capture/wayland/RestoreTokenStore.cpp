@@ -48,10 +48,4 @@ void RestoreTokenStore::save(const std::string& kind, const std::string& token) 
     if (error) std::filesystem::remove(temporary, error);
 }
 
-void RestoreTokenStore::forget(const std::string& kind) const
-{
-    std::error_code error;
-    std::filesystem::remove(fileFor(kind), error);
-}
-
 }  // namespace vantile

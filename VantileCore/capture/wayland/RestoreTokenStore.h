@@ -20,7 +20,6 @@ public:
     std::optional<std::string> load(const std::string& kind) const;
     // Replaces the token atomically; a write failure only costs the dialog next time.
     void save(const std::string& kind, const std::string& token) const;
-    void forget(const std::string& kind) const;
 
 private:
     std::filesystem::path fileFor(const std::string& kind) const;
