@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -22,29 +21,11 @@ inline InputEvent makeEvent(double time, InputEvent::EventType type, double x = 
     return event;
 }
 
-inline std::string describe(const FocusSegment& s)
+// Doubles print in full, so two values that differ never read the same.
+template <typename T>
+std::string describe(const T& value)
 {
-    std::ostringstream text;
-    text.precision(17);
-    text << rawValue(s.type) << " " << s.start << ".." << s.end << " at (" << s.centerX << ", " << s.centerY
-         << ") x" << s.scale;
-    return text.str();
-}
-
-inline std::string describe(const CameraKeyframe& k)
-{
-    std::ostringstream text;
-    text.precision(17);
-    text << k.time << ": (" << k.centerX << ", " << k.centerY << ") x" << k.scale;
-    return text.str();
-}
-
-inline std::string describe(const CursorFrame& f)
-{
-    std::ostringstream text;
-    text.precision(17);
-    text << f.time << ": (" << f.x << ", " << f.y << ")" << (f.visible ? "" : " hidden") << (f.isClicking ? " click" : "");
-    return text.str();
+    return Json(value).dump();
 }
 
 // A camera view of `scale` around the centre: zoomed between 1 and the cap, wholly inside the video.
