@@ -9,7 +9,6 @@
 #include <QThread>
 
 #include <atomic>
-#include <condition_variable>
 #include <fstream>
 #include <mutex>
 #include <stdexcept>
@@ -31,11 +30,7 @@ public:
         std::lock_guard lock(mutex_);
         return entries_;
     }
-    bool contains(const std::string& entry) const
-    {
-        const auto all = entries();
-        return std::find(all.begin(), all.end(), entry) != all.end();
-    }
+    bool contains(const std::string& entry) const { return std::ranges::count(entries(), entry) > 0; }
 
 private:
     mutable std::mutex mutex_;
@@ -45,29 +40,15 @@ private:
 // Holds a worker inside a fake until the test lets it go, so busy states can be observed.
 class Gate {
 public:
-    void close()
+    void close() { open_ = false; }
+    void open() { open_ = true; }
+    void pass() const
     {
-        std::lock_guard lock(mutex_);
-        open_ = false;
-    }
-    void open()
-    {
-        {
-            std::lock_guard lock(mutex_);
-            open_ = true;
-        }
-        changed_.notify_all();
-    }
-    void pass()
-    {
-        std::unique_lock lock(mutex_);
-        changed_.wait(lock, [&] { return open_; });
+        while (!open_) QThread::msleep(1);
     }
 
 private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    bool open_ = true;
+    std::atomic<bool> open_{true};
 };
 
 // Grants what `status` says; only the microphone settings call is logged, since a refused
@@ -257,26 +238,13 @@ private:
 
 inline CaptureSource sampleDisplay(const std::string& id = "display-42")
 {
-    CaptureSource source;
-    source.id = id;
-    source.kind = CaptureSource::SourceKind::display;
-    source.displayId = id.substr(id.find('-') + 1);
-    source.appName = "Display";
-    source.title = "screen";
-    source.region = {100, 50, 800, 450};
-    return source;
+    return {id, CaptureSource::SourceKind::display, id.substr(id.find('-') + 1), std::nullopt, "Display", "screen",
+            {100, 50, 800, 450}, 1};
 }
 
-inline CaptureSource sampleWindow(const std::string& id = "window-7")
+inline CaptureSource sampleWindow()
 {
-    CaptureSource source;
-    source.id = id;
-    source.kind = CaptureSource::SourceKind::window;
-    source.windowId = id.substr(id.find('-') + 1);
-    source.appName = "Editor";
-    source.title = "notes.txt";
-    source.region = {0, 0, 640, 480};
-    return source;
+    return {"window-7", CaptureSource::SourceKind::window, std::nullopt, "7", "Editor", "notes.txt", {0, 0, 640, 480}, 1};
 }
 
 // Moves, a click and a typing burst inside the sample display's region.
@@ -295,13 +263,11 @@ inline std::vector<InputEvent> sampleEvents()
 struct TextTrail {
     std::vector<std::string> statuses;
     std::vector<std::string> routes;
-    std::vector<bool> busy;
 
     explicit TextTrail(AppState& state)
     {
         QObject::connect(&state, &AppState::statusMessageChanged, [&] { statuses.push_back(state.statusMessage()); });
         QObject::connect(&state, &AppState::routeChanged, [&] { routes.push_back(state.routeName().toStdString()); });
-        QObject::connect(&state, &AppState::isBusyChanged, [&] { busy.push_back(state.isBusy()); });
     }
 };
 
