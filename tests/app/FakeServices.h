@@ -51,11 +51,17 @@ private:
     std::atomic<bool> open_{true};
 };
 
+// Each fake notes its calls in the log shared by all of them.
+struct LoggingFake {
+    explicit LoggingFake(CallLog& log) : log_(log) {}
+    CallLog& log_;
+};
+
 // Grants what `status` says; only the microphone settings call is logged, since a refused
 // microphone must send the user there.
-class FakePermissions : public PermissionService {
+class FakePermissions : public PermissionService, LoggingFake {
 public:
-    explicit FakePermissions(CallLog& log) : log_(log) {}
+    using LoggingFake::LoggingFake;
 
     PermissionStatus currentStatus() override { return status; }
     bool requestScreenRecordingIfNeeded() override { return status.screenRecordingGranted; }
@@ -69,14 +75,11 @@ public:
 
     PermissionStatus status{true, true, true};
     std::atomic<bool> microphoneGranted{true};
-
-private:
-    CallLog& log_;
 };
 
-class FakeSources : public SourceService {
+class FakeSources : public SourceService, LoggingFake {
 public:
-    explicit FakeSources(CallLog& log) : log_(log) {}
+    using LoggingFake::LoggingFake;
 
     std::vector<CaptureSource> loadSources() override
     {
@@ -99,14 +102,11 @@ public:
     std::optional<std::string> failure;
     bool microphonesFail = false;
     Gate gate;
-
-private:
-    CallLog& log_;
 };
 
-class FakeRecorder : public ScreenRecorderService {
+class FakeRecorder : public ScreenRecorderService, LoggingFake {
 public:
-    explicit FakeRecorder(CallLog& log) : log_(log) {}
+    using LoggingFake::LoggingFake;
 
     void start(const CaptureSource& source, const std::filesystem::path& outputURL,
                const AudioCaptureSettings& audioSettings) override
@@ -125,7 +125,7 @@ public:
         log_.add("recorder.stop");
         std::lock_guard lock(mutex);
         if (stopFailure) throw std::runtime_error(*stopFailure);
-        return {startedOutput, duration, VideoInfo{startedOutput.filename().string(), 1600, 900, 30}};
+        return {startedOutput, 6, VideoInfo{startedOutput.filename().string(), 1600, 900, 30}};
     }
     std::optional<std::string> failure() override
     {
@@ -147,17 +147,13 @@ public:
     std::optional<std::string> captureFailure;
     std::filesystem::path startedOutput;
     AudioCaptureSettings startedAudio;
-    double duration = 6;
     Gate startGate;
     Gate stopGate;
-
-private:
-    CallLog& log_;
 };
 
-class FakeInputRecorder : public InputRecorderService {
+class FakeInputRecorder : public InputRecorderService, LoggingFake {
 public:
-    explicit FakeInputRecorder(CallLog& log) : log_(log) {}
+    using LoggingFake::LoggingFake;
 
     void start(const CGRectCodable& region, const std::filesystem::path&) override
     {
@@ -174,22 +170,17 @@ public:
     std::vector<InputEvent> events;
     CGRectCodable startedRegion;
     std::optional<std::string> startFailure;
-
-private:
-    CallLog& log_;
 };
 
-class FakeExporter : public ExportService {
+class FakeExporter : public ExportService, LoggingFake {
 public:
-    explicit FakeExporter(CallLog& log) : log_(log) {}
+    using LoggingFake::LoggingFake;
 
+    // The job is read by the test once the export is at half or done, so it needs no lock.
     void exportMovie(const RenderJob& job, ExportMonitor& monitor) override
     {
         log_.add("exporter.export");
-        {
-            std::lock_guard lock(mutex);
-            lastJob = job;
-        }
+        lastJob = job;
         monitor.report(0.5);
         while (holdUntilCancelled && !monitor.isCancelled()) QThread::msleep(2);
         if (monitor.isCancelled()) throw std::runtime_error("Export cancelled.");
@@ -198,18 +189,14 @@ public:
         monitor.report(1);
     }
 
-    std::mutex mutex;
     std::optional<RenderJob> lastJob;
     std::optional<std::string> failure;
     std::atomic<bool> holdUntilCancelled{false};
-
-private:
-    CallLog& log_;
 };
 
-class FakeShell : public DesktopShell {
+class FakeShell : public DesktopShell, LoggingFake {
 public:
-    explicit FakeShell(CallLog& log) : log_(log) {}
+    using LoggingFake::LoggingFake;
 
     bool showMainWindow() override
     {
@@ -220,9 +207,6 @@ public:
     void showRecordingHint(const CaptureSource& recorded) override { log_.add("shell.showHint " + recorded.id); }
     void dismissRecordingHint() override {}
     void revealFile(const std::filesystem::path& file) override { log_.add("shell.reveal " + file.string()); }
-
-private:
-    CallLog& log_;
 };
 
 // A wall clock the test moves by hand; read from worker threads too.
@@ -312,7 +296,6 @@ struct AppFixture {
         state = std::make_unique<AppState>(std::move(collaborators));
         state->setDesktopShell(&shell);
     }
-    ~AppFixture() { state.reset(); }
 
     void loadSources(std::vector<CaptureSource> list = {sampleDisplay(), sampleWindow()})
     {

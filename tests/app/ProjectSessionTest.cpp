@@ -56,40 +56,30 @@ TEST(ProjectSessionTest, SettingsChangesUpdateAndSaveTheProjectAndReplanOrResmoo
 
 TEST(ProjectSessionTest, SavesRunOffTheMainThreadInOrderAndABurstCollapsesIntoItsLastChange)
 {
-    std::mutex mutex;
-    std::condition_variable released;
-    bool open = false;
-    bool writing = false;
+    testing::Gate writer;
+    std::atomic<bool> writing = false;
     std::vector<std::int64_t> written;
     std::vector<std::thread::id> threads;
     ProjectSaver saver([&](const RecordingProject& project, const std::filesystem::path& directory) {
-        std::unique_lock lock(mutex);
         writing = true;
-        released.notify_all();
-        released.wait(lock, [&] { return open; });
+        writer.pass();
         written.push_back(project.renderSettings.fps);
         threads.push_back(std::this_thread::get_id());
         if (directory == "unwritable") throw std::runtime_error("Cannot write project.json");
     });
     QString failure;
     QObject::connect(&saver, &ProjectSaver::saveFailed, [&](const QString& message) { failure = message; });
-    RecordingProject project;
     // The first save holds the writer; the burst behind it asks for 2..20 frames a second.
+    RecordingProject project;
     project.renderSettings.fps = 1;
+    writer.close();
     saver.save(project, "project");
-    {
-        std::unique_lock lock(mutex);
-        ASSERT_TRUE(released.wait_for(lock, std::chrono::seconds(5), [&] { return writing; }));
-    }
+    ASSERT_TRUE(waitFor([&] { return writing.load(); }));
     for (std::int64_t fps = 2; fps <= 20; ++fps) {
         project.renderSettings.fps = fps;
         saver.save(project, "project");
     }
-    {
-        std::lock_guard lock(mutex);
-        open = true;
-        released.notify_all();
-    }
+    writer.open();
     saver.waitUntilSaved();
     EXPECT_EQ(written, (std::vector<std::int64_t>{1, 20}));
     for (const auto& thread : threads) EXPECT_NE(thread, std::this_thread::get_id());
