@@ -19,7 +19,7 @@ namespace vantile {
 
 namespace {
 
-// Where a scaled crop goes. libyuv scales whole pixels: the source pixels the crop touches
+// Where a scaled crop goes. The scalers take whole pixels: the source pixels the crop touches
 // (the block) are scaled by the crop's factor into a virtual image, and the part of it the
 // target covers (the window) is written.
 struct Placement {
@@ -138,7 +138,8 @@ bool isPlanar420(const AVFrame& frame)
 
 // With `rescale` false the scratch memory already holds this block scaled; only its planes are found.
 std::optional<ScaledPlanes> scaleBlock(std::vector<std::uint8_t>& scratch, const AVFrame& source,
-                                       const Placement& placement, bool rescale)
+                                       const Placement& placement, bool rescale, BilinearPlaneScaler& lumaScaler,
+                                       BilinearPlaneScaler& chromaScaler)
 {
     const QRect& block = placement.block;
     ScaledPlanes scaled;
@@ -155,6 +156,20 @@ std::optional<ScaledPlanes> scaleBlock(std::vector<std::uint8_t>& scratch, const
     const auto plane = [&](int index, int x, int y) {
         return source.data[index] + static_cast<std::ptrdiff_t>(y) * source.linesize[index] + x;
     };
+    const int chromaHeight = (height + 1) / 2;
+    if (BilinearPlaneScaler::suits(block.width(), block.height(), scaled.width, height)) {
+        const int blockChromaWidth = (block.width() + 1) / 2;
+        const int blockChromaHeight = (block.height() + 1) / 2;
+        lumaScaler.scale(plane(0, block.left(), block.top()), source.linesize[0], block.width(), block.height(),
+                         scaled.luma, scaled.width, scaled.width, height);
+        chromaScaler.scale(plane(1, block.left() / 2, block.top() / 2), source.linesize[1], blockChromaWidth,
+                           blockChromaHeight, scaled.blue, scaled.chromaWidth, scaled.chromaWidth, chromaHeight);
+        chromaScaler.scale(plane(2, block.left() / 2, block.top() / 2), source.linesize[2], blockChromaWidth,
+                           blockChromaHeight, scaled.red, scaled.chromaWidth, scaled.chromaWidth, chromaHeight);
+        return scaled;
+    }
+    // Reductions below half size (a large source on a small card) are rare; libyuv steps
+    // through any factor.
     if (libyuv::I420Scale(plane(0, block.left(), block.top()), source.linesize[0],
                           plane(1, block.left() / 2, block.top() / 2), source.linesize[1],
                           plane(2, block.left() / 2, block.top() / 2), source.linesize[2], block.width(),
@@ -182,7 +197,7 @@ bool CropScaler::draw(QPainter& painter, const AVFrame& source, const QRectF& cr
     const auto placement = place(canvas->size(), QSize(source.width, source.height), crop, target, 2);
     if (!placement) return false;
     if (placement->window.isEmpty()) return true;
-    const auto scaled = scaleBlock(scratch_, source, *placement, true);
+    const auto scaled = scaleBlock(scratch_, source, *placement, true, lumaScaler_, chromaScaler_);
     scratchContent_ = {};
     if (!scaled) return false;
     // A window starting on an odd virtual pixel pairs its chroma half a chroma sample early;
@@ -211,7 +226,7 @@ std::optional<QRect> CropScaler::drawInto(AVFrame& canvas, const AVFrame& source
     const ScratchContent content{source.data[0], source.pts, placement->block, placement->virtualSize};
     const bool rescale = content != scratchContent_ || !source.data[0] || source.pts == AV_NOPTS_VALUE;
     scratchContent_ = {};
-    const auto scaled = scaleBlock(scratch_, source, *placement, rescale);
+    const auto scaled = scaleBlock(scratch_, source, *placement, rescale, lumaScaler_, chromaScaler_);
     if (!scaled) return std::nullopt;
     scratchContent_ = content;
     const QPoint clip = placement->clip;

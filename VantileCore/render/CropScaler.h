@@ -1,5 +1,7 @@
 #pragma once
 
+#include "render/BilinearPlaneScaler.h"
+
 #include <QImage>
 #include <QPainter>
 #include <QRectF>
@@ -51,6 +53,8 @@ private:
 
     std::vector<std::uint8_t> scratch_;  // the scaled YUV planes, reused from frame to frame
     ScratchContent scratchContent_;
+    BilinearPlaneScaler lumaScaler_;
+    BilinearPlaneScaler chromaScaler_;  // both chroma planes share a size
 };
 
 }  // namespace vantile

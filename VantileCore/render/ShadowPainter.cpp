@@ -40,6 +40,13 @@ void boxLine(const float* source, float* target, int length, std::ptrdiff_t stri
     }
 }
 
+// A level in [0, 1] as 0-255, rounded to nearest without std::lround's library call: the
+// cursor's shadow is made again for every frame.
+int roundLevel(double level)
+{
+    return static_cast<int>(level * 255 + 0.5);
+}
+
 }  // namespace
 
 void blurAlphaPlane(float* plane, int width, int height, double sigma)
@@ -76,8 +83,7 @@ QImage shadowImage(const QImage& shapeAlpha, const QColor& color, double blur)
         for (int x = 0; x < width; ++x) {
             const double a = std::clamp(static_cast<double>(plane[static_cast<std::size_t>(y) * width + x]), 0.0, 1.0) *
                              alpha;
-            line[x] = qRgba(static_cast<int>(std::lround(red * a * 255)), static_cast<int>(std::lround(green * a * 255)),
-                            static_cast<int>(std::lround(blue * a * 255)), static_cast<int>(std::lround(a * 255)));
+            line[x] = qRgba(roundLevel(red * a), roundLevel(green * a), roundLevel(blue * a), roundLevel(a));
         }
     }
     return shadow;
