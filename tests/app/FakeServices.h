@@ -9,7 +9,6 @@
 #include <QThread>
 
 #include <atomic>
-#include <condition_variable>
 #include <fstream>
 #include <mutex>
 #include <stdexcept>
@@ -31,11 +30,7 @@ public:
         std::lock_guard lock(mutex_);
         return entries_;
     }
-    bool contains(const std::string& entry) const
-    {
-        const auto all = entries();
-        return std::find(all.begin(), all.end(), entry) != all.end();
-    }
+    bool contains(const std::string& entry) const { return std::ranges::count(entries(), entry) > 0; }
 
 private:
     mutable std::mutex mutex_;
@@ -45,36 +40,28 @@ private:
 // Holds a worker inside a fake until the test lets it go, so busy states can be observed.
 class Gate {
 public:
-    void close()
+    void close() { open_ = false; }
+    void open() { open_ = true; }
+    void pass() const
     {
-        std::lock_guard lock(mutex_);
-        open_ = false;
-    }
-    void open()
-    {
-        {
-            std::lock_guard lock(mutex_);
-            open_ = true;
-        }
-        changed_.notify_all();
-    }
-    void pass()
-    {
-        std::unique_lock lock(mutex_);
-        changed_.wait(lock, [&] { return open_; });
+        while (!open_) QThread::msleep(1);
     }
 
 private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    bool open_ = true;
+    std::atomic<bool> open_{true};
+};
+
+// Each fake notes its calls in the log shared by all of them.
+struct LoggingFake {
+    explicit LoggingFake(CallLog& log) : log_(log) {}
+    CallLog& log_;
 };
 
 // Grants what `status` says; only the microphone settings call is logged, since a refused
 // microphone must send the user there.
-class FakePermissions : public PermissionService {
+class FakePermissions : public PermissionService, LoggingFake {
 public:
-    explicit FakePermissions(CallLog& log) : log_(log) {}
+    using LoggingFake::LoggingFake;
 
     PermissionStatus currentStatus() override { return status; }
     bool requestScreenRecordingIfNeeded() override { return status.screenRecordingGranted; }
@@ -88,14 +75,11 @@ public:
 
     PermissionStatus status{true, true, true};
     std::atomic<bool> microphoneGranted{true};
-
-private:
-    CallLog& log_;
 };
 
-class FakeSources : public SourceService {
+class FakeSources : public SourceService, LoggingFake {
 public:
-    explicit FakeSources(CallLog& log) : log_(log) {}
+    using LoggingFake::LoggingFake;
 
     std::vector<CaptureSource> loadSources() override
     {
@@ -118,14 +102,11 @@ public:
     std::optional<std::string> failure;
     bool microphonesFail = false;
     Gate gate;
-
-private:
-    CallLog& log_;
 };
 
-class FakeRecorder : public ScreenRecorderService {
+class FakeRecorder : public ScreenRecorderService, LoggingFake {
 public:
-    explicit FakeRecorder(CallLog& log) : log_(log) {}
+    using LoggingFake::LoggingFake;
 
     void start(const CaptureSource& source, const std::filesystem::path& outputURL,
                const AudioCaptureSettings& audioSettings) override
@@ -144,7 +125,7 @@ public:
         log_.add("recorder.stop");
         std::lock_guard lock(mutex);
         if (stopFailure) throw std::runtime_error(*stopFailure);
-        return {startedOutput, duration, VideoInfo{startedOutput.filename().string(), 1600, 900, 30}};
+        return {startedOutput, 6, VideoInfo{startedOutput.filename().string(), 1600, 900, 30}};
     }
     std::optional<std::string> failure() override
     {
@@ -166,17 +147,13 @@ public:
     std::optional<std::string> captureFailure;
     std::filesystem::path startedOutput;
     AudioCaptureSettings startedAudio;
-    double duration = 6;
     Gate startGate;
     Gate stopGate;
-
-private:
-    CallLog& log_;
 };
 
-class FakeInputRecorder : public InputRecorderService {
+class FakeInputRecorder : public InputRecorderService, LoggingFake {
 public:
-    explicit FakeInputRecorder(CallLog& log) : log_(log) {}
+    using LoggingFake::LoggingFake;
 
     void start(const CGRectCodable& region, const std::filesystem::path&) override
     {
@@ -193,22 +170,17 @@ public:
     std::vector<InputEvent> events;
     CGRectCodable startedRegion;
     std::optional<std::string> startFailure;
-
-private:
-    CallLog& log_;
 };
 
-class FakeExporter : public ExportService {
+class FakeExporter : public ExportService, LoggingFake {
 public:
-    explicit FakeExporter(CallLog& log) : log_(log) {}
+    using LoggingFake::LoggingFake;
 
+    // The job is read by the test once the export is at half or done, so it needs no lock.
     void exportMovie(const RenderJob& job, ExportMonitor& monitor) override
     {
         log_.add("exporter.export");
-        {
-            std::lock_guard lock(mutex);
-            lastJob = job;
-        }
+        lastJob = job;
         monitor.report(0.5);
         while (holdUntilCancelled && !monitor.isCancelled()) QThread::msleep(2);
         if (monitor.isCancelled()) throw std::runtime_error("Export cancelled.");
@@ -217,18 +189,14 @@ public:
         monitor.report(1);
     }
 
-    std::mutex mutex;
     std::optional<RenderJob> lastJob;
     std::optional<std::string> failure;
     std::atomic<bool> holdUntilCancelled{false};
-
-private:
-    CallLog& log_;
 };
 
-class FakeShell : public DesktopShell {
+class FakeShell : public DesktopShell, LoggingFake {
 public:
-    explicit FakeShell(CallLog& log) : log_(log) {}
+    using LoggingFake::LoggingFake;
 
     bool showMainWindow() override
     {
@@ -239,9 +207,6 @@ public:
     void showRecordingHint(const CaptureSource& recorded) override { log_.add("shell.showHint " + recorded.id); }
     void dismissRecordingHint() override {}
     void revealFile(const std::filesystem::path& file) override { log_.add("shell.reveal " + file.string()); }
-
-private:
-    CallLog& log_;
 };
 
 // A wall clock the test moves by hand; read from worker threads too.
@@ -257,26 +222,13 @@ private:
 
 inline CaptureSource sampleDisplay(const std::string& id = "display-42")
 {
-    CaptureSource source;
-    source.id = id;
-    source.kind = CaptureSource::SourceKind::display;
-    source.displayId = id.substr(id.find('-') + 1);
-    source.appName = "Display";
-    source.title = "screen";
-    source.region = {100, 50, 800, 450};
-    return source;
+    return {id, CaptureSource::SourceKind::display, id.substr(id.find('-') + 1), std::nullopt, "Display", "screen",
+            {100, 50, 800, 450}, 1};
 }
 
-inline CaptureSource sampleWindow(const std::string& id = "window-7")
+inline CaptureSource sampleWindow()
 {
-    CaptureSource source;
-    source.id = id;
-    source.kind = CaptureSource::SourceKind::window;
-    source.windowId = id.substr(id.find('-') + 1);
-    source.appName = "Editor";
-    source.title = "notes.txt";
-    source.region = {0, 0, 640, 480};
-    return source;
+    return {"window-7", CaptureSource::SourceKind::window, std::nullopt, "7", "Editor", "notes.txt", {0, 0, 640, 480}, 1};
 }
 
 // Moves, a click and a typing burst inside the sample display's region.
@@ -295,13 +247,11 @@ inline std::vector<InputEvent> sampleEvents()
 struct TextTrail {
     std::vector<std::string> statuses;
     std::vector<std::string> routes;
-    std::vector<bool> busy;
 
     explicit TextTrail(AppState& state)
     {
         QObject::connect(&state, &AppState::statusMessageChanged, [&] { statuses.push_back(state.statusMessage()); });
         QObject::connect(&state, &AppState::routeChanged, [&] { routes.push_back(state.routeName().toStdString()); });
-        QObject::connect(&state, &AppState::isBusyChanged, [&] { busy.push_back(state.isBusy()); });
     }
 };
 
@@ -346,7 +296,6 @@ struct AppFixture {
         state = std::make_unique<AppState>(std::move(collaborators));
         state->setDesktopShell(&shell);
     }
-    ~AppFixture() { state.reset(); }
 
     void loadSources(std::vector<CaptureSource> list = {sampleDisplay(), sampleWindow()})
     {

@@ -35,34 +35,27 @@ TEST(PlatformFlowTest, RecordsADisplayStopsIntoAProjectAndExportsIt)
 
         // A display that has only just started may not answer the listing yet; the picker's
         // fallback entries cannot be recorded, so list again until the real display shows.
-        for (int attempt = 0; attempt < 20; ++attempt) {
-            state.loadSources();
-            ASSERT_TRUE(waitFor([&] { return !state.isBusy(); }, 10000));
+        const auto liveDisplay = [&] {
             const auto& sources = state.sources();
-            const auto live = std::find_if(sources.begin(), sources.end(), [](const CaptureSource& source) {
+            return std::find_if(sources.begin(), sources.end(), [](const CaptureSource& source) {
                 return source.id.rfind("display-", 0) == 0 && source.id.find("fallback") == std::string::npos;
             });
-            if (live != sources.end()) {
-                state.selectSource(QString::fromStdString(live->id));
-                break;
-            }
-            waitFor([] { return false; }, 250);
-        }
-        ASSERT_TRUE(state.selectedSource());
-        ASSERT_EQ(state.selectedSource()->id.find("fallback"), std::string::npos);
-        EXPECT_EQ(state.selectedSource()->kind, CaptureSource::SourceKind::display);
+        };
+        ASSERT_TRUE(waitFor([&] {
+            if (state.isBusy()) return false;
+            if (liveDisplay() != state.sources().end()) return true;
+            state.loadSources();
+            return false;
+        }, 20000));
+        state.selectSource(QString::fromStdString(liveDisplay()->id));
 
         state.startRecording();
         ASSERT_TRUE(waitFor([&] { return !state.isBusy(); }, 10000));
         ASSERT_EQ(state.route(), Route::recording) << state.errorMessage().value_or("");
-        waitFor([] { return false; }, 1000);  // the input monitor and the first frames settle
-        xdotool("mousemove 100 100");
-        for (int step = 0; step < 10; ++step) {
-            xdotool("mousemove_relative 20 10");
-            waitFor([] { return false; }, 60);
-        }
-        xdotool("click 1");
-        waitFor([] { return false; }, 1500);
+        // The input monitor and the first frames settle within the first second.
+        ASSERT_TRUE(waitFor([&] { return state.recordingElapsed() >= 1; }, 10000));
+        xdotool("mousemove 100 100 mousemove 200 150 mousemove 300 200 click 1");
+        ASSERT_TRUE(waitFor([&] { return state.recordingElapsed() >= 2; }, 10000));
 
         state.stopRecording();
         ASSERT_TRUE(waitFor([&] { return !state.isBusy(); }, 20000));

@@ -52,12 +52,6 @@ struct ScreenHarness : AppFixture {
         return texts;
     }
 
-    QImage grab()
-    {
-        settle();
-        return window()->grabWindow();
-    }
-
 private:
     static QQuickItem* find(QQuickItem* item, const QString& name)
     {

@@ -19,42 +19,33 @@ void expectTexts(const std::set<std::string>& shown, const std::vector<std::stri
     for (const auto& text : expected) EXPECT_TRUE(shown.count(text)) << "missing text: " << text;
 }
 
-TEST(ScreensTest, HomeAndPermissionScreensShowTheirTextsAndMoveBetweenScreens)
+TEST(ScreensTest, HomePermissionsAndSourcePickerShowTheirStateAndPickARow)
 {
     ScreenHarness screens;
     ASSERT_TRUE(screens.window());
-    EXPECT_EQ(screens.window()->title(), "Vantile");
-    screens.settle();
-    expectTexts(screens.visibleTexts(), {"开始录制", "选择窗口", "权限设置"});
     // The home screen loads sources as it appears.
-    ASSERT_TRUE(waitFor([&] { return screens.log.contains("sources.load"); }));
+    ASSERT_TRUE(waitFor([&] { return screens.log.contains("sources.load") && !screens.state->isBusy(); }));
 
+    // Only the row that is not granted offers its actions, and the refusal is told.
     screens.permissions->status = {true, false, true};
     screens.state->refreshPermissionStatus();
     screens.state->setRouteName("permissions");
     screens.settle();
-    const auto shown = screens.visibleTexts();
-    expectTexts(shown, {"录制权限", "屏幕录制", "辅助功能", "输入监控", "未开启", "已开启", "刷新状态", "继续"});
-    // Only the row that is not granted offers its actions.
+    auto shown = screens.visibleTexts();
     EXPECT_EQ(shown.count("打开设置"), 1u);
+    EXPECT_EQ(shown.count("未开启"), 1u);
     EXPECT_TRUE(shown.count("请先开启“辅助功能”权限后再开始录制。"));
 
-}
-
-TEST(ScreensTest, SourcePickerListsSourcesAndTheAudioChoices)
-{
-    ScreenHarness screens;
+    // The picker lists the sources; the microphones show only for a mode that records one.
     screens.loadSources({sampleDisplay(), sampleWindow()});
     screens.state->setRouteName("sourcePicker");
     screens.settle();
-    auto shown = screens.visibleTexts();
-    expectTexts(shown, {"选择录制目标", "screen", "notes.txt", "开始录制", "声音", "媒体 + 麦克风"});
+    shown = screens.visibleTexts();
+    expectTexts(shown, {"screen", "notes.txt"});
     EXPECT_FALSE(shown.count("系统默认"));
-
     screens.state->setAudioCaptureMode(AudioCaptureMode::systemAndMicrophone);
     screens.settle();
-    shown = screens.visibleTexts();
-    expectTexts(shown, {"麦克风", "系统默认", "Blue Yeti", "内置麦克风"});
+    expectTexts(screens.visibleTexts(), {"系统默认", "Blue Yeti", "内置麦克风"});
 
     // Choosing a row selects that source.
     auto* list = screens.item("sourceList");
@@ -71,13 +62,12 @@ TEST(ScreensTest, RecordingAndGeneratingScreensFollowTheFlow)
     screens.clock.advance(83);
     ASSERT_TRUE(waitFor([&] { return screens.state->recordingElapsed() >= 83; }));
     screens.settle();
-    expectTexts(screens.visibleTexts(), {"正在录制", "01:23", "停止"});
+    expectTexts(screens.visibleTexts(), {"01:23"});
 
     screens.recorder->stopGate.close();
     screens.state->stopRecording();
     screens.settle();
-    const auto shown = screens.visibleTexts();
-    expectTexts(shown, {"正在生成演示视频"});
+    expectTexts(screens.visibleTexts(), {"正在生成演示视频"});
     screens.recorder->stopGate.open();
     ASSERT_TRUE(waitFor([&] { return screens.state->route() == Route::preview && !screens.state->isBusy(); }));
 }
@@ -88,16 +78,12 @@ TEST(ScreensTest, PreviewPlaysTheProjectAndExportsWithProgressAndCancel)
     const auto directory = screens.root / "projects" / "project-sample";
     const RecordingProject project = testing::makeSampleProject(directory);
     screens.openProject(directory);
-    ASSERT_EQ(screens.state->route(), Route::preview);
     auto* preview = screens.item("livePreview");
     ASSERT_TRUE(preview);
     ASSERT_TRUE(waitFor([&] { return preview->property("ready").toBool(); }));
     screens.settle();
-    auto shown = screens.visibleTexts();
-    expectTexts(shown, {"播放", "导出 MP4", "0:00 / 0:04",
-                        std::to_string(project.focusSegments.size()) +
-                            " focus segments · 原视频 1280 x 720 · 当前输出 1920 x 1080 · 30 fps"});
-    EXPECT_FALSE(shown.count("正在生成预览..."));
+    expectTexts(screens.visibleTexts(), {"0:00 / 0:04", std::to_string(project.focusSegments.size()) +
+                                                            " focus segments · 原视频 1280 x 720 · 当前输出 1920 x 1080 · 30 fps"});
 
     // Playing moves the clock at the movie's pace and stops at the end.
     QMetaObject::invokeMethod(preview, "togglePlayback");
@@ -106,22 +92,17 @@ TEST(ScreensTest, PreviewPlaysTheProjectAndExportsWithProgressAndCancel)
     ASSERT_TRUE(waitFor([&] { return !preview->property("playing").toBool(); }, 20000));
     EXPECT_DOUBLE_EQ(preview->property("currentTime").toDouble(), 4.0);
 
-    // A new look shows at once, also while paused.
+    // A new look shows at once, also while paused, and reaches the screen.
     auto& player = static_cast<LivePreviewItem*>(preview)->player();
-    const auto cornerIs = [&](QRgb expected) {
-        return waitFor([&] { return (player.latestFrame().pixel(1, 1) & 0xffffff) == (expected & 0xffffff); }, 3000);
-    };
-    EXPECT_TRUE(cornerIs(0x0B1020));
-    screens.state->changeRenderSetting("templateName", "cleanLight");
-    EXPECT_TRUE(cornerIs(0xF5F7FA));
     screens.state->updateAspectRatio("portrait9x16");
     screens.state->updateAspectRatio("landscape16x9");
     screens.state->changeRenderSetting("templateName", "gradientBlue");
-    EXPECT_TRUE(cornerIs(0x0F172A)) << std::hex << player.latestFrame().pixel(1, 1);
-    // And reaches the screen.
+    EXPECT_TRUE(waitFor([&] { return (player.latestFrame().pixel(1, 1) & 0xffffff) == 0x0F172A; }, 3000))
+        << std::hex << player.latestFrame().pixel(1, 1);
     const QRectF canvas = preview->property("canvasRect").toRectF();
     const QPointF corner = preview->mapToScene(canvas.topLeft() + QPointF(3, 3));
-    const QImage shot = screens.grab();
+    screens.settle();
+    const QImage shot = screens.window()->grabWindow();
     const QRgb onScreen = shot.pixel(corner.toPoint());
     EXPECT_LE(std::abs(qRed(onScreen) - 0x0F) + std::abs(qGreen(onScreen) - 0x17) + std::abs(qBlue(onScreen) - 0x2A), 4)
         << std::hex << onScreen;
@@ -133,8 +114,7 @@ TEST(ScreensTest, PreviewPlaysTheProjectAndExportsWithProgressAndCancel)
     QMetaObject::invokeMethod(exportButton, "clicked");
     ASSERT_TRUE(waitFor([&] { return screens.state->exportProgress() == 0.5; }));
     screens.settle();
-    EXPECT_TRUE(screens.item("exportProgress")->isVisible());
-    expectTexts(screens.visibleTexts(), {"50%", "取消"});
+    expectTexts(screens.visibleTexts(), {"50%"});
     // The settings wait while the export renders the ones it started with.
     EXPECT_FALSE(screens.item("previewSettingsPanel")->isEnabled());
     QMetaObject::invokeMethod(screens.item("cancelExportButton"), "clicked");
@@ -145,7 +125,7 @@ TEST(ScreensTest, PreviewPlaysTheProjectAndExportsWithProgressAndCancel)
     QMetaObject::invokeMethod(exportButton, "clicked");
     ASSERT_TRUE(waitFor([&] { return !screens.state->isBusy(); }));
     screens.settle();
-    expectTexts(screens.visibleTexts(), {"已导出：", (directory / "export.mp4").string(), "在文件管理器中显示"});
+    expectTexts(screens.visibleTexts(), {(directory / "export.mp4").string()});
 }
 
 TEST(ScreensTest, PreviewOfAMissingMovieSaysSoAndStillShowsTheCamera)

@@ -53,25 +53,6 @@ TEST(SourcesFlowTest, LoadingSelectsTheFirstKeepsAnEarlierChoiceAndSortsMicropho
     EXPECT_EQ(app.state->sources().size(), 1u);
 }
 
-TEST(SourcesFlowTest, ThePickerOpenedByAFailedStopCanLoadItsSources)
-{
-    AppFixture app;
-    ASSERT_TRUE(app.record());
-    app.recorder->stopFailure = "Could not stop capture: the display went away";
-    {
-        std::lock_guard lock(app.sources->mutex);
-        app.sources->sources = {sampleWindow()};
-    }
-    // As the source picker does when it opens.
-    QObject::connect(app.state.get(), &AppState::routeChanged, [&] {
-        if (app.state->route() == Route::sourcePicker) app.state->loadSources();
-    });
-    app.state->stopRecording();
-    ASSERT_TRUE(waitFor([&] { return app.state->route() == Route::sourcePicker && !app.state->isBusy(); }));
-    ASSERT_TRUE(waitFor([&] { return app.state->sources().size() == 1; }));
-    EXPECT_EQ(app.state->sources().front().id, "window-7");
-}
-
 TEST(SourcesFlowTest, ScreensMoveOnlyBetweenTheScreensBeforeARecording)
 {
     AppFixture app;

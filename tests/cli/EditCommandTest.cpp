@@ -47,14 +47,8 @@ TEST(EditCommand, AppliesOptionsInOrderSavesOnceAndPrintsTheTimeline)
     EXPECT_EQ(saved.focusSegments[zoomIndex],
               (FocusSegment{9, 10.5, FocusSegment::SegmentType::clickFocus, 300, 200, 2.5, true}));
 
-    const auto info = runCli({"info", directory.string()});
-    EXPECT_NE(info.standardOutput.find("kept          13.500 s of 20.000 s"), std::string::npos) << info.standardOutput;
-    EXPECT_NE(info.standardOutput.find("cuts          5.000 s to 8.000 s, 12.000 s to 13.500 s"), std::string::npos);
-    EXPECT_NE(info.standardOutput.find("edited"), std::string::npos);
-
     // Removing by the index info --json lists, then clearing, brings back the automatic plan.
-    const auto removed = runCli({"edit", directory.string(), "--remove-zoom", std::to_string(zoomIndex)});
-    ASSERT_EQ(removed.exitCode, 0) << removed.standardError;
+    ASSERT_EQ(runCli({"edit", directory.string(), "--remove-zoom", std::to_string(zoomIndex)}).exitCode, 0);
     EXPECT_EQ(store.loadProject(directory).focusSegments.size(), saved.focusSegments.size() - 1);
     const auto cleared = runCli({"edit", directory.string(), "--clear-edits"});
     ASSERT_EQ(cleared.exitCode, 0) << cleared.standardError;
@@ -73,7 +67,6 @@ TEST(EditCommand, ARefusedEditInTheMiddleLeavesEveryFileAsItWas)
     const std::vector<std::pair<std::vector<std::string>, std::string>> refused = {
         {{"--cut", "4", "5", "--zoom", "1", "2", "700", "10", "2"}, "outside the 640x360 video"},
         {{"--cut", "4", "5", "--trim", "3", "25"}, "outside the recording"},
-        {{"--cut", "1"}, "needs 2 values"},
         {{"--zoom", "1", "2", "x", "10", "2"}, "expected a number"},
     };
     for (const auto& [options, expected] : refused) {
