@@ -164,20 +164,6 @@ TEST(CropScalerTest, DecodedFramesScaledInYuvLandWhereTheirRgbImagesWould)
                           trial);
     }
 
-    // Colours come out as the frame's own matrix makes them.
-    QImage solid(640, 360, QImage::Format_RGB32);
-    solid.fill(QColor(37, 99, 235));
-    const FrameHandle solidFrame = yuvFrame(solid);
-    QImage expected;
-    convertFrameToImage(*solidFrame, expected);
-    QImage canvas(400, 300, QImage::Format_RGB32);
-    {
-        QPainter painter(&canvas);
-        ASSERT_TRUE(scaler.draw(painter, *solidFrame, QRectF(100.5, 50.25, 320, 180), QRectF(0, 0, 400, 225)));
-    }
-    EXPECT_EQ(canvas.pixel(200, 100), expected.pixel(320, 180));
-    EXPECT_EQ(canvas.pixel(399, 224), expected.pixel(320, 180));
-
     // Other pixel formats and painters libyuv cannot write through are left to the caller.
     const FrameHandle planar444 = allocateFrame(AV_PIX_FMT_YUV444P, 640, 360);
     QImage untouched = blank;
