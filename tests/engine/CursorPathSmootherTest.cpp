@@ -20,16 +20,6 @@ std::vector<CursorFrame> smooth(const std::vector<InputEvent>& events, std::int6
     return CursorPathSmoother().smooth(events, fps, duration);
 }
 
-TEST(CursorPathSmootherTest, NoPointerOrNoTimeGivesNoFrames)
-{
-    EXPECT_TRUE(smooth({makeEvent(0.5, Type::typingActivityStart), makeEvent(1, Type::typingActivityEnd)}, 30, 2).empty());
-    const std::vector<InputEvent> moves = {makeEvent(0.5, Type::mouseMove, 10, 10)};
-    EXPECT_TRUE(smooth(moves, -30, 2).empty());
-    EXPECT_TRUE(smooth(moves, 30, 0).empty());
-    EXPECT_TRUE(smooth(moves, 30, std::nan("")).empty());
-    EXPECT_TRUE(smooth({}, 30, 2).empty());
-}
-
 TEST(CursorPathSmootherTest, OneVisibleFramePerOutputFrameIncludingTheEnd)
 {
     const auto frames = smooth({makeEvent(0.4, Type::mouseMove, 10, 20)}, 30, 1.0);
@@ -135,8 +125,14 @@ TEST(CursorPathSmootherTest, FramesCoverTheRecordingAndClicksSitNearPresses)
     }
 }
 
-TEST(CursorPathSmootherTest, BadCoordinatesAndOddTimesDoNotCrash)
+TEST(CursorPathSmootherTest, NoPointerNoTimeBadCoordinatesAndOddTimes)
 {
+    EXPECT_TRUE(smooth({makeEvent(0.5, Type::typingActivityStart), makeEvent(1, Type::typingActivityEnd)}, 30, 2).empty());
+    const std::vector<InputEvent> moves = {makeEvent(0.5, Type::mouseMove, 10, 10)};
+    EXPECT_TRUE(smooth(moves, -30, 2).empty());
+    EXPECT_TRUE(smooth(moves, 30, 0).empty());
+    EXPECT_TRUE(smooth(moves, 30, std::nan("")).empty());
+    EXPECT_TRUE(smooth({}, 30, 2).empty());
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const double infinity = std::numeric_limits<double>::infinity();
     const std::vector<InputEvent> events = {

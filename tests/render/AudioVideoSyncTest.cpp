@@ -17,7 +17,16 @@ constexpr double systemTone = 1000;
 constexpr double microphoneTone = 600;
 constexpr double burstSeconds = 0.15;
 
-int trackOfFlash(int flash) { return flash == 1 ? 1 : 0; }
+// The flash whose tone burst sounds at `seconds`, or -1. The second flash sounds on the
+// microphone's track, the others on the system's.
+int flashAt(double seconds)
+{
+    for (int flash = 0; flash < 3; ++flash) {
+        const double start = flashFrames[flash] / 30.0;
+        if (seconds >= start && seconds < start + burstSeconds) return flash;
+    }
+    return -1;
+}
 
 // The frame indices (on the movie's clock) whose centre is bright, read back from the decoded movie.
 std::vector<int> brightFrames(const std::filesystem::path& movie)
@@ -47,34 +56,22 @@ std::vector<double> toneOnsets(const std::vector<float>& samples, double frequen
 TEST(AudioVideoSyncTest, EachFlashMeetsItsToneOnItsOwnTrackAfterExport)
 {
     test::TemporaryDirectory directory;
-    const auto flashAt = [](double seconds, int& which) {
-        for (int flash = 0; flash < 3; ++flash) {
-            const double start = flashFrames[flash] / 30.0;
-            if (seconds >= start && seconds < start + burstSeconds) {
-                which = flash;
-                return true;
-            }
-        }
-        return false;
-    };
     test::writeRawMovie(
         directory.path() / "raw.mov", 320, 180, 3.0, 2,
         [](QImage& image, int index) {
             const bool flash = std::find(std::begin(flashFrames), std::end(flashFrames), index) != std::end(flashFrames);
             image.fill(flash ? Qt::white : Qt::black);
         },
-        [&](int track, double seconds) {
-            int flash = -1;
-            if (!flashAt(seconds, flash) || trackOfFlash(flash) != track) return 0.0F;
+        [](int track, double seconds) {
+            const int flash = flashAt(seconds);
+            if (flash < 0 || (flash == 1) != (track == 1)) return 0.0F;
             const double frequency = track == 0 ? systemTone : microphoneTone;
             return static_cast<float>(0.5 * std::sin(2 * std::numbers::pi * frequency * seconds));
         });
     RecordingProject project = test::makeProject(320, 180, 3.0);
     project.renderSettings.showCursor = false;
     project.renderSettings.showClickRipple = false;
-    const RenderJob job{project, directory.path() / "raw.mov", {}, project.cursorFrames, project.renderSettings,
-                        directory.path() / "export.mp4"};
-    const auto output = ExportManager().exportMovie(job);
+    const auto output = ExportManager().exportMovie(test::makeJob(directory.path(), project, "export.mp4"));
 
     const std::vector<int> frames = brightFrames(output);
     ASSERT_EQ(frames.size(), 3u);

@@ -175,17 +175,7 @@ TEST(FrameCompositorTest, CachedStaticLayerMatchesDrawingEveryFrame)
             for (const bool withSource : {true, false}) {
                 SCOPED_TRACE(std::string(templateNameTexts.text(name)) + " " +
                              std::string(cursorEffectTexts.text(effect)) + (withSource ? " source" : " placeholder"));
-                RenderSettings settings;
-                settings.templateName = name;
-                settings.cursorEffect = effect;
-                const CompositorScene scene{1920,
-                                            1080,
-                                            settings,
-                                            {{0, 960, 540, 1}, {0.5, 600, 300, 2}, {1, 1300, 700, 1.5}},
-                                            {{0, 400, 300, true, false},
-                                             {0.3, 200, 100, true, true},
-                                             {0.6, 900, 500, true, true},
-                                             {1, 1500, 800, true, false}}};
+                const CompositorScene scene = test::compositorScene(name, effect);
                 const SourceImageLookup lookup = [withSource](double) { return withSource ? &source : nullptr; };
                 FrameCompositor cached(scene, lookup);
                 FrameCompositor drawn(scene, lookup);

@@ -3,8 +3,6 @@
 #include "render/ImageConversion.h"
 #include "render/MovieWriter.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cmath>
 
@@ -12,14 +10,12 @@ namespace vantile::test {
 
 QImage decodeFrame(const std::filesystem::path& movie, double seconds)
 {
-    const std::filesystem::path png =
-        std::filesystem::temp_directory_path() / ("vantile-test-frame-" + std::to_string(getpid()) + ".png");
-    const CommandResult result = runCommand({"ffmpeg", "-v", "error", "-y", "-ss", std::to_string(seconds), "-i",
-                                             movie.string(), "-frames:v", "1", png.string()});
-    QImage image;
-    if (result.exitCode == 0) image.load(QString::fromStdString(png.string()));
-    std::filesystem::remove(png);
-    return image.convertToFormat(QImage::Format_RGB32);
+    const Json video = testing::streamOfType(probe(movie), "video");
+    const int width = video.value("width", 0);
+    const int height = video.value("height", 0);
+    const std::vector<std::uint8_t> rgb = testing::frameAt(movie, seconds);
+    if (rgb.size() != static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3) return {};
+    return QImage(rgb.data(), width, height, width * 3, QImage::Format_RGB888).convertToFormat(QImage::Format_RGB32);
 }
 
 void writeRawMovie(const std::filesystem::path& path, int width, int height, double duration, int audioTracks,
@@ -69,6 +65,24 @@ RecordingProject makeProject(int width, int height, double duration)
 RenderJob makeJob(const std::filesystem::path& directory, const RecordingProject& project, const std::string& output)
 {
     return RenderJob{project, directory / "raw.mov", {}, project.cursorFrames, project.renderSettings, directory / output};
+}
+
+CompositorScene compositorScene(TemplateName name, CursorEffect effect, bool background)
+{
+    RenderSettings settings;
+    settings.templateName = name;
+    settings.cursorEffect = effect;
+    settings.backgroundEnabled = background;
+    return CompositorScene{1920,
+                           1080,
+                           settings,
+                           {{0, 960, 540, 1}, {0.4, 611.3, 301.7, 2.3}, {0.8, 1500.2, 900.9, 1.7}, {1.2, 300, 200, 1}},
+                           {{0, 3, 5, true, true},
+                            {0.2, 400, 300, true, false},
+                            {0.4, 1910, 12, true, true},
+                            {0.6, 900, 500, true, true},
+                            {0.8, 1400, 1070, true, true},
+                            {1.2, 10, 1075, true, false}}};
 }
 
 int lineCount(const std::string& text)

@@ -3,6 +3,7 @@
 #include "model/JsonCoding.h"
 #include "model/RecordingProject.h"
 #include "render/ExportMonitor.h"
+#include "render/FrameCompositor.h"
 #include "render/RenderJob.h"
 #include "support/MediaProbe.h"
 #include "support/TemporaryDirectory.h"
@@ -38,6 +39,9 @@ RecordingProject makeProject(int width, int height, double duration);
 
 // The project's export from `directory`/raw.mov into `directory`/`output`.
 RenderJob makeJob(const std::filesystem::path& directory, const RecordingProject& project, const std::string& output);
+
+// Zooms to fractional crops and a cursor that clicks near the edges and the corners, over 1.2 s.
+CompositorScene compositorScene(TemplateName name, CursorEffect effect, bool background = true);
 
 int lineCount(const std::string& text);
 

@@ -81,25 +81,6 @@ bool samePlanes(const AVFrame& a, const AVFrame& b)
     return true;
 }
 
-CompositorScene scene(TemplateName name, CursorEffect effect, bool background)
-{
-    RenderSettings settings;
-    settings.templateName = name;
-    settings.cursorEffect = effect;
-    settings.backgroundEnabled = background;
-    // Zooms to fractional crops and a cursor that clicks near the edges and the corners.
-    return CompositorScene{1920,
-                           1080,
-                           settings,
-                           {{0, 960, 540, 1}, {0.4, 611.3, 301.7, 2.3}, {0.8, 1500.2, 900.9, 1.7}, {1.2, 300, 200, 1}},
-                           {{0, 3, 5, true, true},
-                            {0.2, 400, 300, true, false},
-                            {0.4, 1910, 12, true, true},
-                            {0.6, 900, 500, true, true},
-                            {0.8, 1400, 1070, true, true},
-                            {1.2, 10, 1075, true, false}}};
-}
-
 TEST(YuvFrameCompositorTest, LooksLikeDrawingInRgbOnGeneratedLayouts)
 {
     static const FrameHandle source = generatedSource();
@@ -112,9 +93,9 @@ TEST(YuvFrameCompositorTest, LooksLikeDrawingInRgbOnGeneratedLayouts)
             for (const bool background : {true, false}) {
                 SCOPED_TRACE(std::string(templateNameTexts.text(name)) + " " + std::string(cursorEffectTexts.text(effect)) +
                              (background ? "" : " plain"));
-                FrameCompositor fastCompositor(scene(name, effect, background), {});
-                FrameCompositor slowCompositor(scene(name, effect, background), {});
-                FrameCompositor freshCompositor(scene(name, effect, background), {});
+                FrameCompositor fastCompositor(test::compositorScene(name, effect, background), {});
+                FrameCompositor slowCompositor(test::compositorScene(name, effect, background), {});
+                FrameCompositor freshCompositor(test::compositorScene(name, effect, background), {});
                 slowCompositor.setDecodedSource(lookup);
                 YuvFrameCompositor fast(fastCompositor, lookup);
                 YuvFrameCompositor slow(slowCompositor, lookup);
