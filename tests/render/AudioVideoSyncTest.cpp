@@ -40,19 +40,6 @@ std::vector<int> brightFrames(const std::filesystem::path& movie)
     return frames;
 }
 
-// When each burst of `frequency` begins on the track, to the nearest 5 ms.
-std::vector<double> toneOnsets(const std::vector<float>& samples, double frequency)
-{
-    std::vector<double> onsets;
-    bool sounding = false;
-    for (std::size_t first = 0; first + 240 <= samples.size(); first += 240) {
-        const bool loud = testing::toneLevel(samples, frequency, first, first + 240) > 0.2;
-        if (loud && !sounding) onsets.push_back(static_cast<double>(first) / 48000);
-        sounding = loud;
-    }
-    return onsets;
-}
-
 TEST(AudioVideoSyncTest, EachFlashMeetsItsToneOnItsOwnTrackAfterExport)
 {
     test::TemporaryDirectory directory;
@@ -78,10 +65,10 @@ TEST(AudioVideoSyncTest, EachFlashMeetsItsToneOnItsOwnTrackAfterExport)
     const auto system = testing::audioSamples(output, 0);
     const auto microphone = testing::audioSamples(output, 1);
     // Each tone only on its own track.
-    EXPECT_TRUE(toneOnsets(system, microphoneTone).empty());
-    EXPECT_TRUE(toneOnsets(microphone, systemTone).empty());
-    const std::vector<double> systemOnsets = toneOnsets(system, systemTone);
-    const std::vector<double> microphoneOnsets = toneOnsets(microphone, microphoneTone);
+    EXPECT_TRUE(test::toneOnsets(system, microphoneTone).empty());
+    EXPECT_TRUE(test::toneOnsets(microphone, systemTone).empty());
+    const std::vector<double> systemOnsets = test::toneOnsets(system, systemTone);
+    const std::vector<double> microphoneOnsets = test::toneOnsets(microphone, microphoneTone);
     ASSERT_EQ(systemOnsets.size(), 2u);
     ASSERT_EQ(microphoneOnsets.size(), 1u);
     const double heard[] = {systemOnsets[0], microphoneOnsets[0], systemOnsets[1]};

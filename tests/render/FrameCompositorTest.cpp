@@ -1,14 +1,6 @@
 #include "RenderTestSupport.h"
 
-#include "media/FfmpegHandles.h"
 #include "render/FrameCompositor.h"
-#include "render/ImageConversion.h"
-
-#include <cstring>
-
-extern "C" {
-#include <libavutil/pixdesc.h>
-}
 
 #include <gtest/gtest.h>
 
@@ -41,16 +33,15 @@ struct Render {
     bool withSource = true;
     QSize size{960, 540};
 
-    QImage draw(double time = 0, bool cached = true) const
+    QImage draw() const
     {
         static const QImage source = quadrantSource();
         FrameCompositor compositor(CompositorScene{1920, 1080, settings, keyframes, cursor},
                                    [this](double) { return withSource ? &source : nullptr; });
-        compositor.setCachesStaticLayer(cached);
         QImage canvas(size, QImage::Format_RGB32);
         canvas.fill(Qt::magenta);
         QPainter painter(&canvas);
-        compositor.drawFrame(painter, QRectF(QPointF(0, 0), QSizeF(size)), time);
+        compositor.drawFrame(painter, QRectF(QPointF(0, 0), QSizeF(size)), 0);
         return canvas;
     }
 
@@ -128,7 +119,7 @@ TEST(FrameCompositorTest, CursorAndRippleAreDrawnWhereTheCursorFramesSay)
     const auto video = render.layout().video;
     const double px = video.x + video.width * 0.25;
     const double py = video.y + video.height * 0.25;
-    const QImage frame = render.draw(0);
+    const QImage frame = render.draw();
     // Inside the pointer just below its tip: the theme's fill.
     EXPECT_TRUE(near(pixel(frame, px + 6 * 0.84, py + 12 * 0.84), QColor(37, 99, 235), 20))
         << describe(pixel(frame, px + 6 * 0.84, py + 12 * 0.84));
@@ -138,7 +129,7 @@ TEST(FrameCompositorTest, CursorAndRippleAreDrawnWhereTheCursorFramesSay)
     // The ripple ring (radius 12 at t = 0) lies to the left of the tip; nothing of it at 24.
     Render quiet = render;
     quiet.settings.showClickRipple = false;
-    const QImage without = quiet.draw(0);
+    const QImage without = quiet.draw();
     EXPECT_NE(pixel(frame, px - 12, py), pixel(without, px - 12, py));
     EXPECT_EQ(pixel(frame, px - 24, py - 24), pixel(without, px - 24, py - 24));
 
@@ -147,8 +138,8 @@ TEST(FrameCompositorTest, CursorAndRippleAreDrawnWhereTheCursorFramesSay)
     none.cursor.clear();
     Render hidden = render;
     hidden.settings.showCursor = false;
-    EXPECT_EQ(none.draw(0), hidden.draw(0));
-    EXPECT_TRUE(near(pixel(none.draw(0), px + 6 * 0.84, py + 12 * 0.84), red, 12));
+    EXPECT_EQ(none.draw(), hidden.draw());
+    EXPECT_TRUE(near(pixel(none.draw(), px + 6 * 0.84, py + 12 * 0.84), red, 12));
 }
 
 TEST(FrameCompositorTest, MissingSourceFrameDrawsPlaceholderInsideTheCard)
@@ -195,28 +186,6 @@ TEST(FrameCompositorTest, CachedStaticLayerMatchesDrawingEveryFrame)
                     EXPECT_FALSE(changed.contains(QPoint(1, 1)));  // the background never changes
                 }
             }
-        }
-    }
-}
-
-TEST(FrameCompositorTest, PartialYuvConversionEqualsFullConversion)
-{
-    QImage image = quadrantSource().scaled(322, 182);
-    FrameHandle full = allocateFrame(AV_PIX_FMT_YUV420P, 322, 182);
-    FrameHandle partial = allocateFrame(AV_PIX_FMT_YUV420P, 322, 182);
-    convertImageToYuv420(image, *full);
-    convertImageToYuv420(image, *partial);
-    QPainter(&image).fillRect(QRectF(33.5, 17.2, 101.3, 60.7), QColor(10, 200, 90));
-    convertImageToYuv420(image, *full);
-    convertImageToYuv420(image, *partial, QRect(33, 17, 102, 62));
-    for (int plane = 0; plane < 3; ++plane) {
-        const int rows = plane == 0 ? 182 : 91;
-        const int columns = plane == 0 ? 322 : 161;
-        for (int y = 0; y < rows; ++y) {
-            ASSERT_EQ(std::memcmp(full->data[plane] + y * full->linesize[plane],
-                                  partial->data[plane] + y * partial->linesize[plane], static_cast<std::size_t>(columns)),
-                      0)
-                << "plane " << plane << " row " << y;
         }
     }
 }

@@ -85,6 +85,18 @@ CompositorScene compositorScene(TemplateName name, CursorEffect effect, bool bac
                             {1.2, 10, 1075, true, false}}};
 }
 
+std::vector<double> toneOnsets(const std::vector<float>& samples, double frequency)
+{
+    std::vector<double> onsets;
+    bool sounding = false;
+    for (std::size_t first = 0; first + 240 <= samples.size(); first += 240) {
+        const bool loud = testing::toneLevel(samples, frequency, first, first + 240) > 0.2;
+        if (loud && !sounding) onsets.push_back(static_cast<double>(first) / 48000);
+        sounding = loud;
+    }
+    return onsets;
+}
+
 int lineCount(const std::string& text)
 {
     return static_cast<int>(std::count(text.begin(), text.end(), '\n'));

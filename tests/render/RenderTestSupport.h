@@ -43,6 +43,9 @@ RenderJob makeJob(const std::filesystem::path& directory, const RecordingProject
 // Zooms to fractional crops and a cursor that clicks near the edges and the corners, over 1.2 s.
 CompositorScene compositorScene(TemplateName name, CursorEffect effect, bool background = true);
 
+// When each burst of `frequency` begins in 48 kHz samples, to the nearest 5 ms.
+std::vector<double> toneOnsets(const std::vector<float>& samples, double frequency);
+
 int lineCount(const std::string& text);
 
 // A monitor that cancels its own export once `shouldCancel` holds for a progress report.

@@ -51,22 +51,6 @@ std::vector<std::uint8_t> centrePixels(const fs::path& movie)
     return {result.standardOutput.begin(), result.standardOutput.end()};
 }
 
-// Start times of loud stretches, in 1/120 s windows.
-std::vector<double> burstStarts(const std::vector<float>& samples)
-{
-    constexpr std::size_t window = 400;
-    std::vector<double> starts;
-    bool loud = false;
-    for (std::size_t begin = 0; begin + window <= samples.size(); begin += window) {
-        double energy = 0;
-        for (std::size_t i = begin; i < begin + window; ++i) energy += samples[i] * samples[i];
-        const bool nowLoud = std::sqrt(energy / window) > 0.1;
-        if (nowLoud && !loud) starts.push_back(static_cast<double>(begin) / 48000);
-        loud = nowLoud;
-    }
-    return starts;
-}
-
 }  // namespace
 
 TEST(TimelineExport, TrimAndCutsKeepDurationSyncCameraAndTheRightFramesAtEachCut)
@@ -126,7 +110,7 @@ TEST(TimelineExport, TrimAndCutsKeepDurationSyncCameraAndTheRightFramesAtEachCut
     }
     const std::vector<double> expectedFlashes = {0.5, 2.0, 3.5, 5.5};
     ASSERT_EQ(flashStarts.size(), expectedFlashes.size());
-    const std::vector<double> tones = burstStarts(vantile::testing::audioSamples(output));
+    const std::vector<double> tones = toneOnsets(vantile::testing::audioSamples(output), 880);
     ASSERT_EQ(tones.size(), expectedFlashes.size());
     for (std::size_t index = 0; index < expectedFlashes.size(); ++index) {
         EXPECT_NEAR(flashStarts[index], expectedFlashes[index], frameSeconds + 1e-6) << "flash " << index;
