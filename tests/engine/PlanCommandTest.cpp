@@ -52,7 +52,6 @@ TEST(PlanCommandTest, BadInputFailsWithOneLineAndNonZeroStatus)
         {"--events", (directory / "object.json").string(), "--duration", "5", "--width", "10", "--height", "10"},
         {"--events", good, "--duration", "5", "--width", "10", "--height", "10", "--intensity", "extreme"},
         {"--events", good, "--duration", "5", "--width", "0", "--height", "10"},
-        {"--events", good, "--duration", "5", "--width", "10", "--height", "10", "--fps", "fast"},
         {"--events", good, "--duration", "soon", "--width", "10", "--height", "10"},
         {"--events", good, "--width", "10", "--height", "10"},
     };
