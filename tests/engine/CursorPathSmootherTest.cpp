@@ -108,7 +108,6 @@ TEST(CursorPathSmootherTest, NoPointerNoTimeBadCoordinatesAndOddTimes)
     EXPECT_TRUE(smooth(moves, -30, 2).empty());
     EXPECT_TRUE(smooth(moves, 30, 0).empty());
     EXPECT_TRUE(smooth(moves, 30, std::nan("")).empty());
-    EXPECT_TRUE(smooth({}, 30, 2).empty());
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const double infinity = std::numeric_limits<double>::infinity();
     const std::vector<InputEvent> events = {

@@ -101,7 +101,6 @@ TEST(FocusPlannerTest, MergeGapLimitDependsOnBothBeingScrolls)
     EXPECT_EQ(typed[0].type, Kind::typingFocus);
     EXPECT_EQ(typed[0].start, 1);
     EXPECT_EQ(typed[0].end, 3);
-    EXPECT_TRUE(FocusPlanner::mergeNearbySegments({}).empty());
 }
 
 TEST(FocusPlannerTest, TypingEndsAtItsMarkerOrASecondLaterCentresOnTheLastClickAndCapsItsScale)

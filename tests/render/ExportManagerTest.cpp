@@ -41,18 +41,6 @@ int flashAt(double seconds)
     return -1;
 }
 
-// The frame indices (on the movie's clock) whose centre is bright, read back from the decoded movie.
-std::vector<int> brightFrames(const std::filesystem::path& movie)
-{
-    const std::string gray = testing::commandOutput("ffmpeg -v error -i " + testing::quoted(movie) +
-                                                    " -vf fps=30:start_time=0,scale=32:18 -pix_fmt gray -f rawvideo - 2>/dev/null");
-    std::vector<int> frames;
-    for (std::size_t index = 0; (index + 1) * 32 * 18 <= gray.size(); ++index) {
-        if (static_cast<unsigned char>(gray[index * 32 * 18 + 9 * 32 + 16]) > 180) frames.push_back(int(index));
-    }
-    return frames;
-}
-
 double number(const Json& value)
 {
     return value.is_string() ? std::stod(value.get<std::string>()) : value.get<double>();
@@ -89,8 +77,6 @@ TEST(ExportManagerTest, MergesEveryAudioTrackInSyncAndCutsToTheShorterMovie)
     ASSERT_EQ(streams.size(), 3U);
     EXPECT_EQ(streams[0]["codec_name"], "h264");
     EXPECT_EQ(streams[0]["pix_fmt"], "yuv420p");
-    EXPECT_EQ(streams[1]["codec_name"], "aac");
-    EXPECT_EQ(streams[2]["codec_name"], "aac");
     // The raw movie (about 3.02 s with its audio) is shorter than the 3.5 s project: the video
     // stops at the first frame at or past the raw movie's end, the audio at that end too.
     const double rawDuration = number(raw["format"]["duration"]);
@@ -99,7 +85,11 @@ TEST(ExportManagerTest, MergesEveryAudioTrackInSyncAndCutsToTheShorterMovie)
     EXPECT_LE(number(movie["format"]["duration"]), 3.1);
 
     // Each flash meets its tone, and each tone sounds only on its own track.
-    const std::vector<int> frames = brightFrames(output);
+    const std::vector<std::uint8_t> centre = test::centrePixels(output);
+    std::vector<int> frames;
+    for (std::size_t index = 0; 3 * index < centre.size(); ++index) {
+        if (centre[3 * index] > 180) frames.push_back(static_cast<int>(index));
+    }
     ASSERT_EQ(frames.size(), 3u);
     const auto system = testing::audioSamples(output, 0);
     const auto microphone = testing::audioSamples(output, 1);

@@ -97,6 +97,14 @@ std::vector<double> toneOnsets(const std::vector<float>& samples, double frequen
     return onsets;
 }
 
+std::vector<std::uint8_t> centrePixels(const std::filesystem::path& movie)
+{
+    const CommandResult result = runCommand({"ffmpeg", "-v", "error", "-i", movie.string(), "-vf",
+                                             "crop=2:2:iw/2-1:ih/2-1,scale=1:1:flags=neighbor", "-f", "rawvideo",
+                                             "-pix_fmt", "rgb24", "-"});
+    return {result.standardOutput.begin(), result.standardOutput.end()};
+}
+
 int lineCount(const std::string& text)
 {
     return static_cast<int>(std::count(text.begin(), text.end(), '\n'));

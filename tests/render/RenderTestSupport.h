@@ -46,6 +46,9 @@ CompositorScene compositorScene(TemplateName name, CursorEffect effect, bool bac
 // When each burst of `frequency` begins in 48 kHz samples, to the nearest 5 ms.
 std::vector<double> toneOnsets(const std::vector<float>& samples, double frequency);
 
+// The centre pixel of every frame of a movie, as rgb24 triples.
+std::vector<std::uint8_t> centrePixels(const std::filesystem::path& movie);
+
 int lineCount(const std::string& text);
 
 // A monitor that cancels its own export once `shouldCancel` holds for a progress report.

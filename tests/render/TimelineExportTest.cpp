@@ -42,15 +42,6 @@ int frameFromColour(const std::uint8_t* rgb)
     return cycle * 60 + step;
 }
 
-// The centre pixel of every frame of a movie, as rgb24 triples.
-std::vector<std::uint8_t> centrePixels(const fs::path& movie)
-{
-    const CommandResult result = runCommand({"ffmpeg", "-v", "error", "-i", movie.string(), "-vf",
-                                             "crop=2:2:iw/2-1:ih/2-1,scale=1:1:flags=neighbor", "-f", "rawvideo",
-                                             "-pix_fmt", "rgb24", "-"});
-    return {result.standardOutput.begin(), result.standardOutput.end()};
-}
-
 }  // namespace
 
 TEST(TimelineExport, TrimAndCutsKeepDurationSyncCameraAndTheRightFramesAtEachCut)
