@@ -22,8 +22,6 @@ constexpr int waitLimitMilliseconds = 10000;
 CaptureSource displaySource(const QRect& area)
 {
     CaptureSource source;
-    source.id = "display-1";
-    source.kind = CaptureSource::SourceKind::display;
     source.region = CGRectCodable{double(area.x()), double(area.y()), double(area.width()), double(area.height())};
     return source;
 }
@@ -31,7 +29,6 @@ CaptureSource displaySource(const QRect& area)
 CaptureSource windowSource(const QRect& area)
 {
     CaptureSource source = displaySource(area);
-    source.id = "window-7";
     source.kind = CaptureSource::SourceKind::window;
     return source;
 }

@@ -63,10 +63,8 @@ TEST(PlatformFlowTest, RecordsADisplayStopsIntoAProjectAndExportsIt)
         const RecordingProject& project = *state.currentProject();
         EXPECT_GE(project.duration, 1.0);
         EXPECT_EQ(project.video, (VideoInfo{"raw.mov", 960, 540, 30}));
-        const bool clicked = std::any_of(project.events.begin(), project.events.end(), [](const InputEvent& e) {
-            return e.type == InputEvent::EventType::leftMouseDown;
-        });
-        EXPECT_TRUE(clicked);
+        EXPECT_TRUE(std::ranges::any_of(project.events,
+                                        [](const InputEvent& e) { return e.type == InputEvent::EventType::leftMouseDown; }));
 
         state.updateResolutionPreset(ResolutionPreset::p720);
         state.exportCurrentProject();

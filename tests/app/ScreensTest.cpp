@@ -30,16 +30,13 @@ TEST(ScreensTest, HomePermissionsAndSourcePickerShowTheirStateAndPickARow)
     screens.state->refreshPermissionStatus();
     screens.state->setRouteName("permissions");
     screens.settle();
-    auto shown = screens.visibleTexts();
-    EXPECT_EQ(shown.count("打开设置"), 1u);
-    EXPECT_EQ(shown.count("未开启"), 1u);
-    EXPECT_TRUE(shown.count("请先开启“辅助功能”权限后再开始录制。"));
+    expectTexts(screens.visibleTexts(), {"打开设置", "未开启", "请先开启“辅助功能”权限后再开始录制。"});
 
     // The picker lists the sources; the microphones show only for a mode that records one.
     screens.loadSources({sampleDisplay(), sampleWindow()});
     screens.state->setRouteName("sourcePicker");
     screens.settle();
-    shown = screens.visibleTexts();
+    const auto shown = screens.visibleTexts();
     expectTexts(shown, {"screen", "notes.txt"});
     EXPECT_FALSE(shown.count("系统默认"));
     screens.state->setAudioCaptureMode(AudioCaptureMode::systemAndMicrophone);
