@@ -64,13 +64,6 @@ protected:
         return std::count_if(events.begin(), events.end(), [&](const InputEvent& event) { return event.type == type; });
     }
 
-    static CaptureSource firstDisplay()
-    {
-        X11SourceLister lister;
-        const ListedDisplay screen = lister.screens().front();
-        return {.id = "display-" + std::to_string(screen.number), .region = screen.frame};
-    }
-
     std::filesystem::path onlyProject() const
     {
         std::vector<std::filesystem::path> projects;
@@ -125,7 +118,6 @@ TEST_F(RecordCommandTest, AKilledRecordingIsRecoveredAsTheStopFlowWouldHave)
     EXPECT_EQ(saved.video, (VideoInfo{"raw.mov", 1280, 720, 30}));
     EXPECT_EQ(saved.events, logged);  // a display at the origin: capture pixels are video pixels
     EXPECT_FALSE(saved.focusSegments.empty());
-    EXPECT_NEAR(static_cast<double>(saved.cursorFrames.size()), saved.duration * 30, 2);
     EXPECT_FALSE(std::filesystem::exists(journal()));
     EXPECT_EQ(runCli({"recover", project.string()}).exitCode, 1);  // once only
 
@@ -177,7 +169,9 @@ TEST_F(RecordCommandTest, SystemAudioAndMicrophoneLandOnTheirOwnTracksSystemFirs
     unsetenv("PULSE_SINK");
     X11CapturePlatform platform;
     ScreenRecorder recorder(platform);
-    recorder.start(firstDisplay(), directory / "raw.mov", {AudioCaptureMode::systemAndMicrophone, "headset.monitor"});
+    const ListedDisplay screen = X11SourceLister().screens().front();
+    recorder.start({.id = "display-" + std::to_string(screen.number), .region = screen.frame}, directory / "raw.mov",
+                   {AudioCaptureMode::systemAndMicrophone, "headset.monitor"});
     const auto started = std::chrono::steady_clock::now();
     const auto waitForFrames = [&](std::int64_t frames) {
         for (int wait = 0; wait < 400 && recorder.statistics().encodedFrames < frames; ++wait)

@@ -199,21 +199,5 @@ TEST(WaylandInputSourceTest, DevicesPluggedInWhileRecordingAreReadAndUnpluggedOn
     EXPECT_EQ(rig.received.size(), 2u);
 }
 
-TEST(WaylandInputSourceTest, WithoutReadableDevicesThePointerIsStillRecorded)
-{
-    auto tracker = std::make_shared<PointerTracker>();
-    WaylandInputSource source(tracker, "/nonexistent/vantile-input");
-    EXPECT_EQ(source.pointerLocation(), (CodablePoint{0, 0}));
-    tracker->update({9, 9}, std::chrono::steady_clock::now());  // before install: not part of it
-    std::vector<RawInput> received;
-    ASSERT_TRUE(source.install([&](const RawInput& input) { received.push_back(input); }));
-    tracker->update({40, 30}, std::chrono::steady_clock::now());
-    ASSERT_TRUE(dispatchUntil(source, [&] { return !received.empty(); }));
-    ASSERT_EQ(received.size(), 1u);
-    EXPECT_EQ(received[0].kind, Kind::mouseMoved);
-    EXPECT_EQ(received[0].location, (CodablePoint{40, 30}));
-    EXPECT_EQ(source.pointerLocation(), (CodablePoint{40, 30}));
-}
-
 }  // namespace
 }  // namespace vantile
