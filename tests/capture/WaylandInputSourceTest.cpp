@@ -62,12 +62,6 @@ bool dispatchUntil(InputSource& source, Done done)
     return true;
 }
 
-RecordedInputStream::TimePoint microsecondNow()
-{
-    return RecordedInputStream::TimePoint(
-        std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now().time_since_epoch()));
-}
-
 struct Rig {
     TemporaryDirectory directory;
     std::shared_ptr<PointerTracker> tracker = std::make_shared<PointerTracker>();
@@ -77,7 +71,7 @@ struct Rig {
                                   return InputEventStream::open(path);
                               }};
     // Input long past, so nothing waits for the pointer's latency unless a test wants it to.
-    RecordedInputStream::TimePoint epoch = microsecondNow() - 10s;
+    RecordedInputStream::TimePoint epoch = std::chrono::steady_clock::now() - 10s;
     std::vector<RawInput> received;
 
     void install()
@@ -127,7 +121,7 @@ TEST(WaylandInputSourceTest, ClicksTakeThePointerKnownAtTheirTimeAndMovesWhileHe
 TEST(WaylandInputSourceTest, DeviceInputWaitsForThePointerPositionAtItsTimeButNotLongerThanTheLatency)
 {
     Rig rig;
-    rig.epoch = microsecondNow();
+    rig.epoch = std::chrono::steady_clock::now();
     PipeDevice mouse(rig.directory / "event0");
     rig.install();
     rig.move(10, 10, -1.0);

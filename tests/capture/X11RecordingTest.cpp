@@ -167,16 +167,11 @@ TEST_F(X11RecordingTest, WindowRecordingFollowsAMovingCoveredWindowUntilItCloses
     X11CapturePlatform platform;
     ScreenRecorder recorder(platform);
     recorder.start(source, directory / "raw.mov", {});
-    const auto waitForFrames = [&](std::int64_t frames) {
-        for (int wait = 0; wait < 500 && recorder.statistics().encodedFrames < frames; ++wait)
-            std::this_thread::sleep_for(10ms);
-    };
-    waitForFrames(30);
+    ASSERT_TRUE(waitUntil([&] { return recorder.statistics().encodedFrames >= 30; }, 5s));
     green.move(700, 400);
-    waitForFrames(60);
+    ASSERT_TRUE(waitUntil([&] { return recorder.statistics().encodedFrames >= 60; }, 5s));
     green.destroy();
-    for (int wait = 0; wait < 50 && !recorder.failure(); ++wait) std::this_thread::sleep_for(20ms);
-    ASSERT_TRUE(recorder.failure());
+    ASSERT_TRUE(waitUntil([&] { return recorder.failure().has_value(); }, 1s));
     EXPECT_EQ(*recorder.failure(), RecordingError::sourceUnavailable().what());
     const RecordingResult result = recorder.stop();
 
@@ -194,13 +189,8 @@ TEST_F(X11RecordingTest, WindowRecordingFollowsAMovingCoveredWindowUntilItCloses
     }
 }
 
-TEST_F(X11RecordingTest, WithoutAnXServerEveryEntryPointSaysSo)
+TEST_F(X11RecordingTest, WithoutAnXServerTheRecordCommandSaysSo)
 {
-    X11CapturePlatform platform(std::string(":987"));
-    ScreenRecorder recorder(platform);
-    const CaptureSource source{.id = "display-1", .region = {0, 0, 640, 360}};
-    EXPECT_THROW(recorder.start(source, directory / "raw.mov", {}), RecordingError);
-    EXPECT_FALSE(recorder.isRecording());
     const std::string output = vantile::testing::commandOutput("DISPLAY=:987 " + std::string(VANTILE_CLI) +
                                                                 " record --duration 1 --root " +
                                                                 directory.path().string() + " 2>&1");
