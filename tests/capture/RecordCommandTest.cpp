@@ -100,10 +100,6 @@ TEST_F(RecordCommandTest, AKilledRecordingIsRecoveredAsTheStopFlowWouldHave)
     EXPECT_FALSE(saved.focusSegments.empty());
     EXPECT_FALSE(std::filesystem::exists(journal()));
     EXPECT_EQ(runCli({"recover", project.string()}).exitCode, 1);  // once only
-
-    const auto exported = runCli({"export", project.string(), "--resolution", "720p"});
-    EXPECT_EQ(exported.exitCode, 0) << exported.standardError;
-    EXPECT_TRUE(std::filesystem::is_regular_file(project / "export.mp4"));
 }
 
 TEST_F(RecordCommandTest, InterruptStopsLikeTheAppAndSavesThePlannedProject)

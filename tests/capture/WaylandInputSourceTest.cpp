@@ -92,6 +92,7 @@ TEST(WaylandInputSourceTest, ClicksTakeThePointerKnownAtTheirTimeAndMovesWhileHe
     PipeDevice mouse(rig.directory / "event0");
     PipeDevice ignored(rig.directory / "mouse0");  // the legacy interface, not an event device
     std::filesystem::create_directory(rig.directory / "by-id");
+    rig.move(5, 5, 0.01);  // before the recording: not part of it
     rig.install();
     EXPECT_EQ(rig.opened, (std::vector{rig.directory / "event0"}));
 

@@ -189,8 +189,13 @@ TEST_F(X11RecordingTest, WindowRecordingFollowsAMovingCoveredWindowUntilItCloses
     }
 }
 
-TEST_F(X11RecordingTest, WithoutAnXServerTheRecordCommandSaysSo)
+TEST_F(X11RecordingTest, WithoutAnXServerEveryEntryPointSaysSo)
 {
+    X11CapturePlatform platform(std::string(":987"));
+    ScreenRecorder recorder(platform);
+    const CaptureSource source{.id = "display-1", .region = {0, 0, 640, 360}};
+    EXPECT_THROW(recorder.start(source, directory / "raw.mov", {}), RecordingError);
+    EXPECT_FALSE(recorder.isRecording());
     const std::string output = vantile::testing::commandOutput("DISPLAY=:987 " + std::string(VANTILE_CLI) +
                                                                 " record --duration 1 --root " +
                                                                 directory.path().string() + " 2>&1");
