@@ -22,7 +22,6 @@
 
 #include <cmath>
 #include <mutex>
-#include <cstring>
 #include <thread>
 
 using namespace std::chrono_literals;
@@ -47,8 +46,7 @@ const std::string& sessionCli()
 }
 
 // The session, a client window, and a driver that sees the monitor and clicks.
-class Session {
-public:
+struct Session {
     // A small monitor keeps the recorder's work light on a busy test machine.
     Session() : desktop({.width = width, .height = height}), driver(desktop)
     {
