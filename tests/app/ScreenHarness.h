@@ -29,7 +29,7 @@ struct ScreenHarness : AppFixture {
     }
 
     // The item named `name` anywhere on screen, also inside loaded screens.
-    QQuickItem* item(const QString& name) const { return find(window()->contentItem(), name); }
+    QQuickItem* item(const QString& name) const { return window()->findChild<QQuickItem*>(name); }
 
     // Opens a project once the screen's own source loading is over.
     void openProject(const std::filesystem::path& directory)
@@ -39,10 +39,7 @@ struct ScreenHarness : AppFixture {
     }
 
     // Lets bindings, loaders and the first frames settle.
-    void settle(int milliseconds = 150)
-    {
-        waitFor([] { return false; }, milliseconds);
-    }
+    void settle(int milliseconds = 150) { QTest::qWait(milliseconds); }
 
     // The texts of every visible item on screen.
     std::set<std::string> visibleTexts() const
@@ -53,15 +50,6 @@ struct ScreenHarness : AppFixture {
     }
 
 private:
-    static QQuickItem* find(QQuickItem* item, const QString& name)
-    {
-        if (item->objectName() == name) return item;
-        for (QQuickItem* child : item->childItems()) {
-            if (QQuickItem* found = find(child, name)) return found;
-        }
-        return nullptr;
-    }
-
     static void collect(QQuickItem* item, std::set<std::string>& texts)
     {
         if (!item->isVisible()) return;

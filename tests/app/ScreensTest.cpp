@@ -1,6 +1,5 @@
 #include "ScreenHarness.h"
 #include "SampleProject.h"
-#include "LivePreviewItem.h"
 
 #include <QTest>
 
@@ -31,16 +30,13 @@ TEST(ScreensTest, HomePermissionsAndSourcePickerShowTheirStateAndPickARow)
     screens.state->refreshPermissionStatus();
     screens.state->setRouteName("permissions");
     screens.settle();
-    auto shown = screens.visibleTexts();
-    EXPECT_EQ(shown.count("打开设置"), 1u);
-    EXPECT_EQ(shown.count("未开启"), 1u);
-    EXPECT_TRUE(shown.count("请先开启“辅助功能”权限后再开始录制。"));
+    expectTexts(screens.visibleTexts(), {"打开设置", "未开启", "请先开启“辅助功能”权限后再开始录制。"});
 
     // The picker lists the sources; the microphones show only for a mode that records one.
     screens.loadSources({sampleDisplay(), sampleWindow()});
     screens.state->setRouteName("sourcePicker");
     screens.settle();
-    shown = screens.visibleTexts();
+    const auto shown = screens.visibleTexts();
     expectTexts(shown, {"screen", "notes.txt"});
     EXPECT_FALSE(shown.count("系统默认"));
     screens.state->setAudioCaptureMode(AudioCaptureMode::systemAndMicrophone);
@@ -85,27 +81,17 @@ TEST(ScreensTest, PreviewPlaysTheProjectAndExportsWithProgressAndCancel)
     expectTexts(screens.visibleTexts(), {"0:00 / 0:04", std::to_string(project.focusSegments.size()) +
                                                             " focus segments · 原视频 1280 x 720 · 当前输出 1920 x 1080 · 30 fps"});
 
-    // Playing moves the clock at the movie's pace and stops at the end.
-    QMetaObject::invokeMethod(preview, "togglePlayback");
-    ASSERT_TRUE(waitFor([&] { return preview->property("currentTime").toDouble() > 1.0; }, 15000));
-    EXPECT_TRUE(preview->property("playing").toBool());
-    ASSERT_TRUE(waitFor([&] { return !preview->property("playing").toBool(); }, 20000));
-    EXPECT_DOUBLE_EQ(preview->property("currentTime").toDouble(), 4.0);
-
     // A new look shows at once, also while paused, and reaches the screen.
-    auto& player = static_cast<LivePreviewItem*>(preview)->player();
     screens.state->updateAspectRatio("portrait9x16");
     screens.state->updateAspectRatio("landscape16x9");
     screens.state->changeRenderSetting("templateName", "gradientBlue");
-    EXPECT_TRUE(waitFor([&] { return (player.latestFrame().pixel(1, 1) & 0xffffff) == 0x0F172A; }, 3000))
-        << std::hex << player.latestFrame().pixel(1, 1);
     const QRectF canvas = preview->property("canvasRect").toRectF();
-    const QPointF corner = preview->mapToScene(canvas.topLeft() + QPointF(3, 3));
-    screens.settle();
-    const QImage shot = screens.window()->grabWindow();
-    const QRgb onScreen = shot.pixel(corner.toPoint());
-    EXPECT_LE(std::abs(qRed(onScreen) - 0x0F) + std::abs(qGreen(onScreen) - 0x17) + std::abs(qBlue(onScreen) - 0x2A), 4)
-        << std::hex << onScreen;
+    const QPoint corner = preview->mapToScene(canvas.topLeft() + QPointF(3, 3)).toPoint();
+    QRgb onScreen = 0;
+    EXPECT_TRUE(waitFor([&] {
+        onScreen = screens.window()->grabWindow().pixel(corner);
+        return std::abs(qRed(onScreen) - 0x0F) + std::abs(qGreen(onScreen) - 0x17) + std::abs(qBlue(onScreen) - 0x2A) <= 4;
+    }, 3000)) << std::hex << onScreen;
 
     // Export with its progress bar and a cancel button, then the exported line.
     screens.exporter->holdUntilCancelled = true;
@@ -138,7 +124,9 @@ TEST(ScreensTest, PreviewOfAMissingMovieSaysSoAndStillShowsTheCamera)
     auto* preview = screens.item("livePreview");
     ASSERT_TRUE(waitFor([&] { return preview->property("ready").toBool(); }));
     EXPECT_NE(preview->property("failure").toString().toStdString().find("raw.mov"), std::string::npos);
+    // Playing runs the camera to the end, where it stops.
     QMetaObject::invokeMethod(preview, "togglePlayback");
+    ASSERT_TRUE(waitFor([&] { return preview->property("playing").toBool(); }));
     ASSERT_TRUE(waitFor([&] { return !preview->property("playing").toBool(); }, 15000));
     EXPECT_DOUBLE_EQ(preview->property("currentTime").toDouble(), 2.0);
 

@@ -10,7 +10,7 @@ using testing::sampleDisplay;
 using testing::sampleWindow;
 using testing::waitFor;
 
-TEST(SourcesFlowTest, LoadingSelectsTheFirstKeepsAnEarlierChoiceAndSortsMicrophones)
+TEST(SourcesFlowTest, LoadingSelectsTheFirstKeepsAnEarlierChoiceAndSortsMicrophonesAndRoutesAreGuarded)
 {
     AppFixture app;
     app.sources->microphones = {{"b", "usb Mic"}, {"a", "Built-in"}, {"c", "Zoom H1"}, {"d", "built-in"}};
@@ -51,11 +51,8 @@ TEST(SourcesFlowTest, LoadingSelectsTheFirstKeepsAnEarlierChoiceAndSortsMicropho
     ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
     EXPECT_EQ(app.state->errorMessage(), "Cannot reach the display server.");
     EXPECT_EQ(app.state->sources().size(), 1u);
-}
 
-TEST(SourcesFlowTest, ScreensMoveOnlyBetweenTheScreensBeforeARecording)
-{
-    AppFixture app;
+    // The screens move only between the screens before a recording.
     app.state->setRouteName("sourcePicker");
     EXPECT_EQ(app.state->route(), Route::sourcePicker);
     app.state->setRouteName("recording");

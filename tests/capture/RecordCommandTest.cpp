@@ -29,26 +29,6 @@ using vantile::testing::streamOfType;
 
 class RecordCommandTest : public vantile::testing::X11TestSession {
 protected:
-    void TearDown() override
-    {
-        std::filesystem::remove_all(pulseDirectory());
-        X11TestSession::TearDown();
-    }
-
-    // Short: a unix socket's path must stay under 108 bytes.
-    static std::filesystem::path pulseDirectory()
-    {
-        return std::filesystem::temp_directory_path() / ("vantile-pulse-" + std::to_string(::getpid()));
-    }
-
-    // Polls `condition` until it holds or the limit passes.
-    static bool waitUntil(const std::function<bool()>& condition, std::chrono::seconds limit = 30s)
-    {
-        const auto deadline = std::chrono::steady_clock::now() + limit;
-        while (!condition() && std::chrono::steady_clock::now() < deadline) std::this_thread::sleep_for(20ms);
-        return condition();
-    }
-
     // The only recording's event journal, which may not exist yet.
     std::filesystem::path journal() const
     {
@@ -62,13 +42,6 @@ protected:
     {
         const auto events = EventJournal::read(file);
         return std::count_if(events.begin(), events.end(), [&](const InputEvent& event) { return event.type == type; });
-    }
-
-    static CaptureSource firstDisplay()
-    {
-        X11SourceLister lister;
-        const ListedDisplay screen = lister.screens().front();
-        return {.id = "display-" + std::to_string(screen.number), .region = screen.frame};
     }
 
     std::filesystem::path onlyProject() const
@@ -125,13 +98,8 @@ TEST_F(RecordCommandTest, AKilledRecordingIsRecoveredAsTheStopFlowWouldHave)
     EXPECT_EQ(saved.video, (VideoInfo{"raw.mov", 1280, 720, 30}));
     EXPECT_EQ(saved.events, logged);  // a display at the origin: capture pixels are video pixels
     EXPECT_FALSE(saved.focusSegments.empty());
-    EXPECT_NEAR(static_cast<double>(saved.cursorFrames.size()), saved.duration * 30, 2);
     EXPECT_FALSE(std::filesystem::exists(journal()));
     EXPECT_EQ(runCli({"recover", project.string()}).exitCode, 1);  // once only
-
-    const auto exported = runCli({"export", project.string(), "--resolution", "720p"});
-    EXPECT_EQ(exported.exitCode, 0) << exported.standardError;
-    EXPECT_TRUE(std::filesystem::is_regular_file(project / "export.mp4"));
 }
 
 TEST_F(RecordCommandTest, InterruptStopsLikeTheAppAndSavesThePlannedProject)
@@ -165,7 +133,7 @@ TEST_F(RecordCommandTest, InterruptStopsLikeTheAppAndSavesThePlannedProject)
 
 TEST_F(RecordCommandTest, SystemAudioAndMicrophoneLandOnTheirOwnTracksSystemFirstUntilTheMicrophoneGoes)
 {
-    NullSinkSoundServer sound(pulseDirectory());
+    NullSinkSoundServer sound(directory / "pulse");
     setenv("PULSE_SERVER", sound.serverAddress().c_str(), 1);
     // The microphone is a second null sink's monitor; the system's sound plays on the default sink.
     const std::string module =
@@ -177,13 +145,12 @@ TEST_F(RecordCommandTest, SystemAudioAndMicrophoneLandOnTheirOwnTracksSystemFirs
     unsetenv("PULSE_SINK");
     X11CapturePlatform platform;
     ScreenRecorder recorder(platform);
-    recorder.start(firstDisplay(), directory / "raw.mov", {AudioCaptureMode::systemAndMicrophone, "headset.monitor"});
+    const ListedDisplay screen = X11SourceLister().screens().front();
+    recorder.start({.id = "display-" + std::to_string(screen.number), .region = screen.frame}, directory / "raw.mov",
+                   {AudioCaptureMode::systemAndMicrophone, "headset.monitor"});
     const auto started = std::chrono::steady_clock::now();
-    const auto waitForFrames = [&](std::int64_t frames) {
-        for (int wait = 0; wait < 400 && recorder.statistics().encodedFrames < frames; ++wait)
-            std::this_thread::sleep_for(10ms);
-    };
-    waitForFrames(30);  // a second of silence first
+    // A second of silence first.
+    ASSERT_TRUE(waitUntil([&] { return recorder.statistics().encodedFrames >= 30; }, 4s));
     const double playedAt = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
     std::thread microphoneSpeaks([&] {
         microphonePlayer.play(PulseAudioPlayer::tone(600, 0.8, 0.5));
@@ -192,7 +159,8 @@ TEST_F(RecordCommandTest, SystemAudioAndMicrophoneLandOnTheirOwnTracksSystemFirs
     systemPlayer.play(PulseAudioPlayer::tone(1000, 0.8, 0.5));
     systemPlayer.drain();
     microphoneSpeaks.join();
-    waitForFrames(recorder.statistics().encodedFrames + 30);
+    const std::int64_t encoded = recorder.statistics().encodedFrames;
+    ASSERT_TRUE(waitUntil([&] { return recorder.statistics().encodedFrames >= encoded + 30; }, 4s));
     // A microphone that disappears ends capture with a message; the movie keeps both tracks.
     EXPECT_FALSE(recorder.failure());
     vantile::testing::commandOutput("pactl unload-module " + module);

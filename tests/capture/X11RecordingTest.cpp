@@ -72,11 +72,6 @@ TEST_F(X11RecordingTest, ListsTheDisplayAndTitledWindowsButNotTinyOnes)
     EXPECT_EQ(sources[1].title, "Quarterly report");
     EXPECT_EQ(sources[1].appName, "Test App");
     EXPECT_EQ(sources[1].region, (CGRectCodable{40, 60, 500, 300}));
-
-    const Json listed = Json::parse(vantile::testing::commandOutput(std::string(VANTILE_CLI) + " sources --json"));
-    ASSERT_EQ(listed.size(), 2u);
-    EXPECT_EQ(decodeDocument<CaptureSource>(listed[0]), sources[0]);
-    EXPECT_EQ(decodeDocument<CaptureSource>(listed[1]), sources[1]);
 }
 
 TEST_F(X11RecordingTest, DisplayRecordingShowsTheScreenAndLogsInputInCaptureLocalCoordinates)
@@ -172,16 +167,11 @@ TEST_F(X11RecordingTest, WindowRecordingFollowsAMovingCoveredWindowUntilItCloses
     X11CapturePlatform platform;
     ScreenRecorder recorder(platform);
     recorder.start(source, directory / "raw.mov", {});
-    const auto waitForFrames = [&](std::int64_t frames) {
-        for (int wait = 0; wait < 500 && recorder.statistics().encodedFrames < frames; ++wait)
-            std::this_thread::sleep_for(10ms);
-    };
-    waitForFrames(30);
+    ASSERT_TRUE(waitUntil([&] { return recorder.statistics().encodedFrames >= 30; }, 5s));
     green.move(700, 400);
-    waitForFrames(60);
+    ASSERT_TRUE(waitUntil([&] { return recorder.statistics().encodedFrames >= 60; }, 5s));
     green.destroy();
-    for (int wait = 0; wait < 50 && !recorder.failure(); ++wait) std::this_thread::sleep_for(20ms);
-    ASSERT_TRUE(recorder.failure());
+    ASSERT_TRUE(waitUntil([&] { return recorder.failure().has_value(); }, 1s));
     EXPECT_EQ(*recorder.failure(), RecordingError::sourceUnavailable().what());
     const RecordingResult result = recorder.stop();
 

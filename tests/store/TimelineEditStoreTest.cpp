@@ -31,19 +31,3 @@ TEST(TimelineEditStore, OlderProjectsWithoutEditsRoundTripByteForByte)
         EXPECT_EQ(snapshotFiles(root / name), saved) << name;
     }
 }
-
-TEST(TimelineEditStore, TrimCutsAndEditedSegmentsSurviveASaveAndOnlyEditedOnesCarryTheFlag)
-{
-    TemporaryDirectory root;
-    const ProjectFileManager files(root.path());
-    RecordingProject project = files.loadProject(fs::path(VANTILE_SOURCE_DIR) / "examples" / "walkthrough");
-    project.trim = TimeRange{0.5, 5.75};
-    project.cuts = {{1, 1.5}, {3.25, 4}};
-    project.focusSegments = {{0, 2, FocusSegment::SegmentType::overview, 480, 300, 1},
-                             {2, 3, FocusSegment::SegmentType::clickFocus, 100, 50, 2.5, true}};
-    files.saveProject(project, root / "edited");
-    EXPECT_EQ(files.loadProject(root / "edited"), project);
-
-    const std::string segments = vantile::testing::readText(root / "edited" / ".vantile" / "focus_segments.json");
-    EXPECT_EQ(segments.find("edited"), segments.rfind("edited")) << segments;
-}
