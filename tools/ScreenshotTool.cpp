@@ -17,6 +17,21 @@ using namespace vantile::testing;
 
 namespace {
 
+// The window as it looks once pending layout and rendering have run.
+QImage grab(ScreenHarness& screens)
+{
+    screens.settle();
+    return screens.window()->grabWindow();
+}
+
+CaptureSource windowSource(const std::string& id)
+{
+    CaptureSource window = sampleWindow();
+    window.id = id;
+    window.windowId = id.substr(id.find('-') + 1);
+    return window;
+}
+
 bool save(const QImage& image, const std::filesystem::path& file)
 {
     const bool saved = image.save(QString::fromStdString(file.string()));
@@ -52,7 +67,7 @@ int main(int argc, char** argv)
         }(),
         sampleWindow(),
         [] {
-            CaptureSource browser = sampleWindow("window-83886087");
+            CaptureSource browser = windowSource("window-83886087");
             browser.appName = "Firefox";
             browser.title = "Vantile — 产品演示 · Mozilla Firefox";
             browser.region = {80, 60, 1440, 900};
@@ -60,15 +75,15 @@ int main(int argc, char** argv)
         }(),
     };
     screens.loadSources(sources);
-    ok &= save(screens.grab(), out / "01-home.png");
+    ok &= save(grab(screens), out / "01-home.png");
     screens.state->setUnfinishedRecordings({"/home/user/Videos/VantileProjects/project-2026-11-24-171605"});
-    ok &= save(screens.grab(), out / "01-home-unfinished-recording.png");
+    ok &= save(grab(screens), out / "01-home-unfinished-recording.png");
     screens.state->setUnfinishedRecordings({});
 
     screens.permissions->status = {true, false, false};
     screens.state->refreshPermissionStatus();
     screens.state->setRouteName("permissions");
-    ok &= save(screens.grab(), out / "02-permissions.png");
+    ok &= save(grab(screens), out / "02-permissions.png");
     screens.permissions->status = {true, true, true};
     screens.state->refreshPermissionStatus();
 
@@ -76,17 +91,17 @@ int main(int argc, char** argv)
     screens.state->selectSource("window-83886087");
     screens.state->setAudioCaptureMode(AudioCaptureMode::systemAndMicrophone);
     screens.state->setSelectedMicrophoneDeviceID("alsa_input.usb-Blue_Yeti");
-    ok &= save(screens.grab(), out / "03-source-picker.png");
+    ok &= save(grab(screens), out / "03-source-picker.png");
 
     screens.state->startRecording();
     waitFor([&] { return screens.state->route() == Route::recording; });
     screens.clock.advance(83);
     waitFor([&] { return screens.state->recordingElapsed() >= 83; });
-    ok &= save(screens.grab(), out / "04-recording.png");
+    ok &= save(grab(screens), out / "04-recording.png");
 
     screens.recorder->stopGate.close();
     screens.state->stopRecording();
-    ok &= save(screens.grab(), out / "05-generating.png");
+    ok &= save(grab(screens), out / "05-generating.png");
     screens.recorder->stopGate.open();
     waitFor([&] { return !screens.state->isBusy(); });
 
@@ -101,7 +116,7 @@ int main(int argc, char** argv)
     QMetaObject::invokeMethod(preview, "handleScrubbing", Q_ARG(bool, true), Q_ARG(double, 1.6));
     QMetaObject::invokeMethod(preview, "handleScrubbing", Q_ARG(bool, false), Q_ARG(double, 1.6));
     screens.settle(600);
-    ok &= save(screens.grab(), out / "06-preview.png");
+    ok &= save(grab(screens), out / "06-preview.png");
 
     // The timeline with a cut, a trim and a zoom added at the playhead, that zoom selected.
     screens.state->cutTimelineRange(2.2, 3.0);
@@ -114,7 +129,7 @@ int main(int argc, char** argv)
         }
     }
     screens.settle(600);
-    ok &= save(screens.grab(), out / "06-preview-timeline.png");
+    ok &= save(grab(screens), out / "06-preview-timeline.png");
 
     screens.state->changeRenderSetting("templateName", "cleanLight");
     screens.state->updateAspectRatio("portrait9x16");
@@ -123,7 +138,7 @@ int main(int argc, char** argv)
     screens.state->exportCurrentProject();
     waitFor([&] { return screens.state->exportProgress() == 0.5; });
     screens.settle(600);
-    ok &= save(screens.grab(), out / "07-preview-exporting.png");
+    ok &= save(grab(screens), out / "07-preview-exporting.png");
     screens.state->cancelExport();
     waitFor([&] { return !screens.state->isBusy(); });
     screens.exporter->holdUntilCancelled = false;
@@ -132,7 +147,7 @@ int main(int argc, char** argv)
     screens.state->exportCurrentProject();
     waitFor([&] { return !screens.state->isBusy(); });
     screens.settle(600);
-    ok &= save(screens.grab(), out / "08-preview-exported.png");
+    ok &= save(grab(screens), out / "08-preview-exported.png");
 
     RecordingHintPanel hint;
     hint.show();
