@@ -200,15 +200,30 @@ void placeMerged(const std::filesystem::path& renderedVideoURL, const std::files
     std::filesystem::remove(renderedVideoURL, error);
 }
 
-}  // namespace
+// The raw movie's audio streams, or nothing when the movie is missing, unreadable or silent.
+struct RawAudio {
+    InputFormatHandle movie;
+    std::vector<int> streams;
+};
 
-std::optional<double> audioMergeDuration(const std::filesystem::path& rawVideoURL)
+std::optional<RawAudio> rawAudioOf(const std::filesystem::path& rawVideoURL)
 {
     std::error_code error;
     if (!std::filesystem::exists(rawVideoURL, error)) return std::nullopt;
     InputFormatHandle raw = openInput(rawVideoURL);
-    if (!raw || streamsOfType(*raw, AVMEDIA_TYPE_AUDIO).empty()) return std::nullopt;
-    const double duration = durationOf(*raw);
+    if (!raw) return std::nullopt;
+    std::vector<int> streams = streamsOfType(*raw, AVMEDIA_TYPE_AUDIO);
+    if (streams.empty()) return std::nullopt;
+    return RawAudio{std::move(raw), std::move(streams)};
+}
+
+}  // namespace
+
+std::optional<double> audioMergeDuration(const std::filesystem::path& rawVideoURL)
+{
+    const auto raw = rawAudioOf(rawVideoURL);
+    if (!raw) return std::nullopt;
+    const double duration = durationOf(*raw->movie);
     if (!(duration > 0)) return std::nullopt;
     return duration;
 }
@@ -217,21 +232,17 @@ void mergeAudioTracksIfPresent(const std::filesystem::path& renderedVideoURL, co
                                const std::filesystem::path& outputURL)
 {
     const auto moveIntoPlace = [&] { VideoFileWriter::replace(outputURL, renderedVideoURL); };
-    std::error_code error;
-    if (!std::filesystem::exists(rawVideoURL, error)) return moveIntoPlace();
-    InputFormatHandle raw = openInput(rawVideoURL);
+    auto raw = rawAudioOf(rawVideoURL);
     if (!raw) return moveIntoPlace();
-    const std::vector<int> audioStreams = streamsOfType(*raw, AVMEDIA_TYPE_AUDIO);
-    if (audioStreams.empty()) return moveIntoPlace();
     InputFormatHandle rendered = openInput(renderedVideoURL);
     if (!rendered) throw RenderError::writerFailed();
     const std::vector<int> videoStreams = streamsOfType(*rendered, AVMEDIA_TYPE_VIDEO);
     if (videoStreams.empty()) return moveIntoPlace();
-    const double duration = std::min(durationOf(*raw), durationOf(*rendered));
+    const double duration = std::min(durationOf(*raw->movie), durationOf(*rendered));
     if (!std::isfinite(duration) || duration <= 0) return moveIntoPlace();
 
     placeMerged(renderedVideoURL, outputURL, rendered, [&](const std::filesystem::path& merged) {
-        writeMerged(*rendered, videoStreams.front(), *raw, audioStreams, duration, merged, outputURL);
+        writeMerged(*rendered, videoStreams.front(), *raw->movie, raw->streams, duration, merged, outputURL);
     });
 }
 
@@ -240,13 +251,11 @@ void mergeEditedAudioTracksIfPresent(const std::filesystem::path& renderedVideoU
                                      const OutputTimeline& timeline)
 {
     const auto moveIntoPlace = [&] { VideoFileWriter::replace(outputURL, renderedVideoURL); };
-    std::error_code error;
-    if (!std::filesystem::exists(rawVideoURL, error)) return moveIntoPlace();
-    InputFormatHandle raw = openInput(rawVideoURL);
+    // The edited merge reads the raw movie afresh for every kept range; only its streams are kept here.
+    auto raw = rawAudioOf(rawVideoURL);
     if (!raw) return moveIntoPlace();
-    const std::vector<int> audioStreams = streamsOfType(*raw, AVMEDIA_TYPE_AUDIO);
+    const std::vector<int> audioStreams = std::move(raw->streams);
     raw.reset();
-    if (audioStreams.empty()) return moveIntoPlace();
     InputFormatHandle rendered = openInput(renderedVideoURL);
     if (!rendered) throw RenderError::writerFailed();
     const std::vector<int> videoStreams = streamsOfType(*rendered, AVMEDIA_TYPE_VIDEO);
