@@ -224,71 +224,82 @@ void BilinearPlaneScaler::filterRow(const std::uint8_t* source, bool padded, std
     filterColumns(source, destination, columns_, vectorGroups * 8, columns_.size());
 }
 
+void BilinearPlaneScaler::blend(const std::uint8_t* top, const std::uint8_t* bottom, int weight, std::uint8_t* to,
+                                int width) const
+{
+    if (weight == 128) {
+        std::memcpy(to, bottom, static_cast<std::size_t>(width));
+        return;
+    }
+#if defined(__x86_64__)
+    if (usesVectorCode_ && hasSsse3()) {
+        if (hasAvx2()) {
+            blendRowsAvx2(top, bottom, weight, to, width);
+        } else {
+            blendRowsSsse3(top, bottom, weight, to, width);
+        }
+        return;
+    }
+#endif
+    blendRowsScalar(top, bottom, weight, to, 0, width);
+}
+
+void BilinearPlaneScaler::start(const std::uint8_t* source, int sourceStride, int sourceWidth, int sourceHeight,
+                                int destinationWidth, int destinationHeight)
+{
+    prepareColumns(sourceWidth, destinationWidth);
+    source_ = source;
+    sourceStride_ = sourceStride;
+    sourceHeight_ = sourceHeight;
+    destinationHeight_ = destinationHeight;
+    held_[0] = held_[1] = -1;
+    // Reducing (or keeping) the height blends two source rows on the source's width, with
+    // padding so every group may load 16 bytes; enlarging keeps two filtered rows.
+    rows_.resize(destinationHeight <= sourceHeight ? static_cast<std::size_t>(sourceWidth + rowPadding)
+                                                   : 2 * static_cast<std::size_t>(destinationWidth));
+}
+
+const std::uint8_t* BilinearPlaneScaler::filtered(int y, int keep)
+{
+    const auto width = static_cast<std::size_t>(columnsDestination_);
+    for (int slot = 0; slot < 2; ++slot) {
+        if (held_[slot] == y) return rows_.data() + slot * width;
+    }
+    const int slot = held_[0] == keep ? 1 : 0;
+    filterRow(sourceRow(y), false, rows_.data() + slot * width);
+    held_[slot] = y;
+    return rows_.data() + slot * width;
+}
+
+void BilinearPlaneScaler::scaleRow(int y, std::uint8_t* destination)
+{
+    const Tap row = tap(y, sourceHeight_, destinationHeight_);
+    if (destinationHeight_ <= sourceHeight_) {
+        // Blend the two source rows first, on the source's width, then filter the one row across.
+        if (row.weight == 0) {
+            filterRow(sourceRow(row.first), false, destination);
+            return;
+        }
+        blend(sourceRow(row.first), sourceRow(row.first + 1), row.weight, rows_.data(), columnsSource_);
+        filterRow(rows_.data(), true, destination);
+        return;
+    }
+    // Enlarging: each source row is filtered across once and kept while output rows need it.
+    const std::uint8_t* top = filtered(row.first, row.first + 1);
+    if (row.weight == 0) {
+        std::memcpy(destination, top, static_cast<std::size_t>(columnsDestination_));
+        return;
+    }
+    blend(top, filtered(row.first + 1, row.first), row.weight, destination, columnsDestination_);
+}
+
 void BilinearPlaneScaler::scale(const std::uint8_t* source, int sourceStride, int sourceWidth, int sourceHeight,
                                 std::uint8_t* destination, int destinationStride, int destinationWidth,
                                 int destinationHeight)
 {
-    prepareColumns(sourceWidth, destinationWidth);
-    const auto sourceRow = [&](int y) { return source + static_cast<std::ptrdiff_t>(y) * sourceStride; };
-    const auto destinationRow = [&](int y) { return destination + static_cast<std::ptrdiff_t>(y) * destinationStride; };
-    // Weights 1-127: rows exactly on a source row are copied by the callers.
-    const auto blend = [&](const std::uint8_t* top, const std::uint8_t* bottom, int weight, std::uint8_t* to, int width) {
-        if (weight == 128) {
-            std::memcpy(to, bottom, static_cast<std::size_t>(width));
-            return;
-        }
-#if defined(__x86_64__)
-        if (usesVectorCode_ && hasSsse3()) {
-            if (hasAvx2()) {
-                blendRowsAvx2(top, bottom, weight, to, width);
-            } else {
-                blendRowsSsse3(top, bottom, weight, to, width);
-            }
-            return;
-        }
-#endif
-        blendRowsScalar(top, bottom, weight, to, 0, width);
-    };
-
-    if (destinationHeight <= sourceHeight) {
-        // Reducing (or keeping) the height: blend the two source rows first, on the source's
-        // width, then filter the one row across; the padding lets every group load 16 bytes.
-        rows_.resize(static_cast<std::size_t>(sourceWidth + rowPadding));
-        for (int y = 0; y < destinationHeight; ++y) {
-            const Tap row = tap(y, sourceHeight, destinationHeight);
-            if (row.weight == 0) {
-                filterRow(sourceRow(row.first), false, destinationRow(y));
-                continue;
-            }
-            blend(sourceRow(row.first), sourceRow(row.first + 1), row.weight, rows_.data(), sourceWidth);
-            filterRow(rows_.data(), true, destinationRow(y));
-        }
-        return;
-    }
-
-    // Enlarging: each source row is filtered across once and kept while output rows need it.
-    const auto width = static_cast<std::size_t>(destinationWidth);
-    rows_.resize(2 * width);
-    std::uint8_t* const slots[2] = {rows_.data(), rows_.data() + width};
-    int held[2] = {-1, -1};
-    const auto filtered = [&](int y, int keep) -> const std::uint8_t* {
-        for (int slot = 0; slot < 2; ++slot) {
-            if (held[slot] == y) return slots[slot];
-        }
-        const int slot = held[0] == keep ? 1 : 0;
-        filterRow(sourceRow(y), false, slots[slot]);
-        held[slot] = y;
-        return slots[slot];
-    };
+    start(source, sourceStride, sourceWidth, sourceHeight, destinationWidth, destinationHeight);
     for (int y = 0; y < destinationHeight; ++y) {
-        const Tap row = tap(y, sourceHeight, destinationHeight);
-        const std::uint8_t* top = filtered(row.first, row.first + 1);
-        if (row.weight == 0) {
-            std::memcpy(destinationRow(y), top, width);
-            continue;
-        }
-        const std::uint8_t* bottom = filtered(row.first + 1, row.first);
-        blend(top, bottom, row.weight, destinationRow(y), destinationWidth);
+        scaleRow(y, destination + static_cast<std::ptrdiff_t>(y) * destinationStride);
     }
 }
 

@@ -18,6 +18,14 @@ public:
     void scale(const std::uint8_t* source, int sourceStride, int sourceWidth, int sourceHeight,
                std::uint8_t* destination, int destinationStride, int destinationWidth, int destinationHeight);
 
+    // Row by row, for callers that need only some rows: `start` names the plane and the sizes
+    // (and forgets rows filtered from an earlier plane), then `scaleRow` writes output row `y`
+    // (destinationWidth bytes). Rows in increasing order reuse what the last one filtered.
+    // The result equals `scale`'s, row for row.
+    void start(const std::uint8_t* source, int sourceStride, int sourceWidth, int sourceHeight, int destinationWidth,
+               int destinationHeight);
+    void scaleRow(int y, std::uint8_t* destination);
+
     // Off: every pixel is computed one at a time (the reference for the vector code).
     void setUsesVectorCode(bool uses) { usesVectorCode_ = uses; }
 
@@ -40,6 +48,10 @@ private:
     };
 
     void prepareColumns(int sourceWidth, int destinationWidth);
+    const std::uint8_t* sourceRow(int y) const { return source_ + static_cast<std::ptrdiff_t>(y) * sourceStride_; }
+    void blend(const std::uint8_t* top, const std::uint8_t* bottom, int weight, std::uint8_t* to, int width) const;
+    // Source row `y` filtered across, from the slot that holds it or into the one not holding `keep`.
+    const std::uint8_t* filtered(int y, int keep);
     // `padded`: the row is followed by padding bytes that may be read.
     void filterRow(const std::uint8_t* source, bool padded, std::uint8_t* destination) const;
 
@@ -51,6 +63,11 @@ private:
     std::size_t vectorGroups_ = 0;        // leading groups the vector code takes on a source row
     std::size_t paddedVectorGroups_ = 0;  // ... on a padded intermediate row
     std::vector<std::uint8_t> rows_;  // intermediate rows, reused from frame to frame
+    const std::uint8_t* source_ = nullptr;
+    int sourceStride_ = 0;
+    int sourceHeight_ = 0;
+    int destinationHeight_ = 0;
+    int held_[2] = {-1, -1};  // source rows the two filtered slots of rows_ hold when enlarging
 };
 
 }  // namespace vantile

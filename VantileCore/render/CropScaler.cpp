@@ -19,15 +19,7 @@ namespace vantile {
 
 namespace {
 
-// Where a scaled crop goes. The scalers take whole pixels: the source pixels the crop touches
-// (the block) are scaled by the crop's factor into a virtual image, and the part of it the
-// target covers (the window) is written.
-struct Placement {
-    QRect window;       // canvas pixels written; empty when the target covers none
-    QRect block;        // source pixels scaled
-    QSize virtualSize;  // what the block is scaled to
-    QPoint clip;        // the window's top-left inside the virtual image
-};
+using Placement = CropScaler::Placement;
 
 // The pixels whose centres lie in [from, to): what Qt's non-antialiased fill covers.
 std::pair<int, int> coveredPixels(double from, double to, int limit)
@@ -136,10 +128,21 @@ bool isPlanar420(const AVFrame& frame)
     return frame.format == AV_PIX_FMT_YUV420P || frame.format == AV_PIX_FMT_YUVJ420P;
 }
 
-// With `rescale` false the scratch memory already holds this block scaled; only its planes are found.
+bool isTrackable(const Placement& placement)
+{
+    return BilinearPlaneScaler::suits(placement.block.width(), placement.block.height(), placement.virtualSize.width(),
+                                      placement.virtualSize.height());
+}
+
+const std::uint8_t* planeAt(const AVFrame& frame, int index, int x, int y)
+{
+    return frame.data[index] + static_cast<std::ptrdiff_t>(y) * frame.linesize[index] + x;
+}
+
+// The whole block scaled into scratch memory as yuv420p planes.
 std::optional<ScaledPlanes> scaleBlock(std::vector<std::uint8_t>& scratch, const AVFrame& source,
-                                       const Placement& placement, bool rescale, BilinearPlaneScaler& lumaScaler,
-                                       BilinearPlaneScaler& chromaScaler)
+                                       const Placement& placement, BilinearPlaneScaler& lumaScaler,
+                                       BilinearPlaneScaler& blueScaler, BilinearPlaneScaler& redScaler)
 {
     const QRect& block = placement.block;
     ScaledPlanes scaled;
@@ -152,27 +155,23 @@ std::optional<ScaledPlanes> scaleBlock(std::vector<std::uint8_t>& scratch, const
     scaled.luma = scratch.data();
     scaled.blue = scaled.luma + lumaSize;
     scaled.red = scaled.blue + chromaSize;
-    if (!rescale) return scaled;
-    const auto plane = [&](int index, int x, int y) {
-        return source.data[index] + static_cast<std::ptrdiff_t>(y) * source.linesize[index] + x;
-    };
     const int chromaHeight = (height + 1) / 2;
-    if (BilinearPlaneScaler::suits(block.width(), block.height(), scaled.width, height)) {
+    if (isTrackable(placement)) {
         const int blockChromaWidth = (block.width() + 1) / 2;
         const int blockChromaHeight = (block.height() + 1) / 2;
-        lumaScaler.scale(plane(0, block.left(), block.top()), source.linesize[0], block.width(), block.height(),
-                         scaled.luma, scaled.width, scaled.width, height);
-        chromaScaler.scale(plane(1, block.left() / 2, block.top() / 2), source.linesize[1], blockChromaWidth,
-                           blockChromaHeight, scaled.blue, scaled.chromaWidth, scaled.chromaWidth, chromaHeight);
-        chromaScaler.scale(plane(2, block.left() / 2, block.top() / 2), source.linesize[2], blockChromaWidth,
-                           blockChromaHeight, scaled.red, scaled.chromaWidth, scaled.chromaWidth, chromaHeight);
+        lumaScaler.scale(planeAt(source, 0, block.left(), block.top()), source.linesize[0], block.width(),
+                         block.height(), scaled.luma, scaled.width, scaled.width, height);
+        blueScaler.scale(planeAt(source, 1, block.left() / 2, block.top() / 2), source.linesize[1], blockChromaWidth,
+                         blockChromaHeight, scaled.blue, scaled.chromaWidth, scaled.chromaWidth, chromaHeight);
+        redScaler.scale(planeAt(source, 2, block.left() / 2, block.top() / 2), source.linesize[2], blockChromaWidth,
+                        blockChromaHeight, scaled.red, scaled.chromaWidth, scaled.chromaWidth, chromaHeight);
         return scaled;
     }
     // Reductions below half size (a large source on a small card) are rare; libyuv steps
     // through any factor.
-    if (libyuv::I420Scale(plane(0, block.left(), block.top()), source.linesize[0],
-                          plane(1, block.left() / 2, block.top() / 2), source.linesize[1],
-                          plane(2, block.left() / 2, block.top() / 2), source.linesize[2], block.width(),
+    if (libyuv::I420Scale(planeAt(source, 0, block.left(), block.top()), source.linesize[0],
+                          planeAt(source, 1, block.left() / 2, block.top() / 2), source.linesize[1],
+                          planeAt(source, 2, block.left() / 2, block.top() / 2), source.linesize[2], block.width(),
                           block.height(), scaled.luma, scaled.width, scaled.blue, scaled.chromaWidth, scaled.red,
                           scaled.chromaWidth, scaled.width, height, libyuv::kFilterBilinear) != 0) {
         return std::nullopt;
@@ -197,8 +196,7 @@ bool CropScaler::draw(QPainter& painter, const AVFrame& source, const QRectF& cr
     const auto placement = place(canvas->size(), QSize(source.width, source.height), crop, target, 2);
     if (!placement) return false;
     if (placement->window.isEmpty()) return true;
-    const auto scaled = scaleBlock(scratch_, source, *placement, true, lumaScaler_, chromaScaler_);
-    scratchContent_ = {};
+    const auto scaled = scaleBlock(scratch_, source, *placement, lumaScaler_, blueScaler_, redScaler_);
     if (!scaled) return false;
     // A window starting on an odd virtual pixel pairs its chroma half a chroma sample early;
     // that shift is below what 4:2:0 resolves anyway.
@@ -214,27 +212,77 @@ bool CropScaler::draw(QPainter& painter, const AVFrame& source, const QRectF& cr
                                     window.height()) == 0;
 }
 
-std::optional<QRect> CropScaler::drawInto(AVFrame& canvas, const AVFrame& source, const QRectF& crop,
-                                          const QRectF& target)
+std::optional<CropScaler::Placement> CropScaler::placeInto(const AVFrame& canvas, const AVFrame& source,
+                                                           const QRectF& crop, const QRectF& target)
 {
     if (!isPlanar420(source) || !isPlanar420(canvas)) return std::nullopt;
-    if (crop.isEmpty() || target.isEmpty()) return QRect();
-    const auto placement = place(QSize(canvas.width, canvas.height), QSize(source.width, source.height), crop, target, 2);
-    if (!placement) return std::nullopt;
-    const QRect& window = placement->window;
-    if (window.isEmpty()) return QRect();
-    const ScratchContent content{source.data[0], source.pts, placement->block, placement->virtualSize};
-    const bool rescale = content != scratchContent_ || !source.data[0] || source.pts == AV_NOPTS_VALUE;
-    scratchContent_ = {};
-    const auto scaled = scaleBlock(scratch_, source, *placement, rescale, lumaScaler_, chromaScaler_);
-    if (!scaled) return std::nullopt;
-    scratchContent_ = content;
-    const QPoint clip = placement->clip;
-    for (int y = window.top(); y <= window.bottom(); ++y) {
-        std::memcpy(canvas.data[0] + static_cast<std::ptrdiff_t>(y) * canvas.linesize[0] + window.left(),
-                    scaled->luma + static_cast<std::ptrdiff_t>(y - window.top() + clip.y()) * scaled->width + clip.x(),
-                    static_cast<std::size_t>(window.width()));
+    if (crop.isEmpty() || target.isEmpty()) return Placement{};
+    return place(QSize(canvas.width, canvas.height), QSize(source.width, source.height), crop, target, 2);
+}
+
+std::optional<CropScaler::SourceRows> CropScaler::sourceRowsOf(const Placement& placement, int chromaRow)
+{
+    if (!isTrackable(placement)) return std::nullopt;
+    const QRect& window = placement.window;
+    const QRect& block = placement.block;
+    const int height = placement.virtualSize.height();
+    const int top = std::max(2 * chromaRow, window.top());
+    const int bottom = std::min(2 * chromaRow + 1, window.bottom());
+    const auto lumaRow = [&](int canvasRow) {
+        return BilinearPlaneScaler::tap(canvasRow - window.top() + placement.clip.y(), block.height(), height).first;
+    };
+    const int blockChromaHeight = (block.height() + 1) / 2;
+    const BilinearPlaneScaler::Tap chroma = BilinearPlaneScaler::tap((top - window.top() + placement.clip.y()) / 2,
+                                                                     blockChromaHeight, (height + 1) / 2);
+    return SourceRows{block.top() + lumaRow(top), block.top() + std::min(lumaRow(bottom) + 1, block.height() - 1),
+                      block.top() / 2 + chroma.first, block.top() / 2 + std::min(chroma.first + 1, blockChromaHeight - 1)};
+}
+
+bool CropScaler::drawPlaced(AVFrame& canvas, const AVFrame& source, const Placement& placement,
+                            const std::function<bool(int chromaRow)>& redraws)
+{
+    const QRect& window = placement.window;
+    if (window.isEmpty()) return true;
+    const QRect& block = placement.block;
+    const QPoint clip = placement.clip;
+    const int virtualWidth = placement.virtualSize.width();
+    const int virtualHeight = placement.virtualSize.height();
+    const int chromaWidth = (virtualWidth + 1) / 2;
+    // Rows are scaled one at a time into a small buffer that stays in cache, unless the
+    // factor needs libyuv, which scales the whole block.
+    const bool rowWise = isTrackable(placement);
+    std::optional<ScaledPlanes> whole;
+    if (rowWise) {
+        const int blockChromaWidth = (block.width() + 1) / 2;
+        const int blockChromaHeight = (block.height() + 1) / 2;
+        const int chromaHeight = (virtualHeight + 1) / 2;
+        lumaScaler_.start(planeAt(source, 0, block.left(), block.top()), source.linesize[0], block.width(),
+                          block.height(), virtualWidth, virtualHeight);
+        blueScaler_.start(planeAt(source, 1, block.left() / 2, block.top() / 2), source.linesize[1], blockChromaWidth,
+                          blockChromaHeight, chromaWidth, chromaHeight);
+        redScaler_.start(planeAt(source, 2, block.left() / 2, block.top() / 2), source.linesize[2], blockChromaWidth,
+                         blockChromaHeight, chromaWidth, chromaHeight);
+        rows_.resize(static_cast<std::size_t>(virtualWidth + 2 * chromaWidth));
+    } else {
+        whole = scaleBlock(scratch_, source, placement, lumaScaler_, blueScaler_, redScaler_);
+        if (!whole) return false;
     }
+    std::uint8_t* const lumaRow = rows_.data();
+    std::uint8_t* const blueRow = lumaRow + virtualWidth;
+    std::uint8_t* const redRow = blueRow + chromaWidth;
+    const auto scaledLuma = [&](int virtualRow) -> const std::uint8_t* {
+        if (!rowWise) return whole->luma + static_cast<std::ptrdiff_t>(virtualRow) * virtualWidth;
+        lumaScaler_.scaleRow(virtualRow, lumaRow);
+        return lumaRow;
+    };
+    const auto scaledChroma = [&](int plane, int virtualRow) -> const std::uint8_t* {
+        if (!rowWise) {
+            return (plane == 1 ? whole->blue : whole->red) + static_cast<std::ptrdiff_t>(virtualRow) * chromaWidth;
+        }
+        (plane == 1 ? blueScaler_ : redScaler_).scaleRow(virtualRow, plane == 1 ? blueRow : redRow);
+        return plane == 1 ? blueRow : redRow;
+    };
+
     // Chroma sample (x, y) covers canvas pixels 2x, 2x + 1 by 2y, 2y + 1; it takes the
     // virtual image's sample under its first pixel inside the window.
     const int right = window.left() + window.width();
@@ -246,12 +294,16 @@ std::optional<QRect> CropScaler::drawInto(AVFrame& canvas, const AVFrame& source
     const int wholeEnd = right / 2;
     const auto virtualColumn = [&](int x) { return (std::max(2 * x, window.left()) - window.left() + clip.x()) / 2; };
     for (int y = window.top() / 2; y <= (bottom - 1) / 2; ++y) {
+        if (!redraws(y)) continue;
+        for (int row = std::max(2 * y, window.top()); row <= std::min(2 * y + 1, bottom - 1); ++row) {
+            std::memcpy(canvas.data[0] + static_cast<std::ptrdiff_t>(row) * canvas.linesize[0] + window.left(),
+                        scaledLuma(row - window.top() + clip.y()) + clip.x(), static_cast<std::size_t>(window.width()));
+        }
         const int rows = sharedPixels(2 * y, window.top(), bottom);
         const int virtualRow = (std::max(2 * y, window.top()) - window.top() + clip.y()) / 2;
         for (int plane = 1; plane <= 2; ++plane) {
             std::uint8_t* row = canvas.data[plane] + static_cast<std::ptrdiff_t>(y) * canvas.linesize[plane];
-            const std::uint8_t* scaledRow = (plane == 1 ? scaled->blue : scaled->red) +
-                                            static_cast<std::ptrdiff_t>(virtualRow) * scaled->chromaWidth;
+            const std::uint8_t* scaledRow = scaledChroma(plane, virtualRow);
             const auto mix = [&](int x) {
                 const int share = rows * sharedPixels(2 * x, window.left(), right);
                 row[x] = static_cast<std::uint8_t>((row[x] * (4 - share) + scaledRow[virtualColumn(x)] * share + 2) / 4);
@@ -268,7 +320,15 @@ std::optional<QRect> CropScaler::drawInto(AVFrame& canvas, const AVFrame& source
             if (lastColumn >= wholeEnd && lastColumn >= wholeFirst) mix(lastColumn);
         }
     }
-    return window;
+    return true;
+}
+
+std::optional<QRect> CropScaler::drawInto(AVFrame& canvas, const AVFrame& source, const QRectF& crop,
+                                          const QRectF& target)
+{
+    const auto placement = placeInto(canvas, source, crop, target);
+    if (!placement || !drawPlaced(canvas, source, *placement, [](int) { return true; })) return std::nullopt;
+    return placement->window;
 }
 
 }  // namespace vantile

@@ -7,6 +7,7 @@
 #include <QRectF>
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -30,31 +31,50 @@ public:
     // an image instead.
     bool draw(QPainter& painter, const AVFrame& source, const QRectF& crop, const QRectF& target);
 
-    // Scales the crop of a decoded yuv420p frame straight into the yuv420p planes of `canvas`,
-    // over the pixels whose centres lie in `target`, with no RGB in between. A chroma sample
-    // that the target's odd edges only partly cover is mixed with what `canvas` holds there,
-    // by the share of its pixels each side owns. Returns the pixels written, or nothing
-    // (writing nothing) when the source is not yuv420p or the crop leaves it.
+    // Where a crop lands in a canvas. The scalers take whole pixels: the source pixels the
+    // crop touches (the block) are scaled by the crop's factor into a virtual image, and the
+    // part of it the target covers (the window) is written.
+    struct Placement {
+        QRect window;       // canvas pixels written; empty when the target covers none
+        QRect block;        // source pixels scaled
+        QSize virtualSize;  // what the block is scaled to
+        QPoint clip;        // the window's top-left inside the virtual image
+
+        bool operator==(const Placement&) const = default;
+    };
+
+    // Where the crop of a decoded yuv420p frame lands in the yuv420p `canvas`, over the pixels
+    // whose centres lie in `target`; nothing when either is not yuv420p or the crop leaves the source.
+    static std::optional<Placement> placeInto(const AVFrame& canvas, const AVFrame& source, const QRectF& crop,
+                                              const QRectF& target);
+
+    // The source rows that canvas rows 2 × `chromaRow` and 2 × `chromaRow` + 1 are scaled from,
+    // inclusive; nothing when every row may depend on every other (a strong reduction).
+    struct SourceRows {
+        int lumaFirst = 0;
+        int lumaLast = 0;
+        int chromaFirst = 0;
+        int chromaLast = 0;
+    };
+    static std::optional<SourceRows> sourceRowsOf(const Placement& placement, int chromaRow);
+
+    // Scales the placed crop straight into the planes of `canvas`, with no RGB in between,
+    // on the canvas rows 2 × c and 2 × c + 1 for which `redraws(c)` holds. A chroma sample
+    // that the window's odd edges only partly cover is mixed with what `canvas` holds there,
+    // by the share of its pixels each side owns. False when the source cannot be scaled.
+    bool drawPlaced(AVFrame& canvas, const AVFrame& source, const Placement& placement,
+                    const std::function<bool(int chromaRow)>& redraws);
+
+    // `placeInto` and `drawPlaced` on every row. Returns the pixels written, or nothing
+    // (writing nothing) when the crop cannot be placed.
     std::optional<QRect> drawInto(AVFrame& canvas, const AVFrame& source, const QRectF& crop, const QRectF& target);
 
 private:
-
-    // Which decoded frame and block scratch_ holds scaled, so a frame shown again (an output
-    // rate above the movie's, or a camera at rest on a repeated frame) is not scaled again.
-    // Decoded frames are never written to, so buffer and timestamp name their pixels.
-    struct ScratchContent {
-        const void* pixels = nullptr;
-        std::int64_t pts = 0;
-        QRect block;
-        QSize size;
-
-        bool operator==(const ScratchContent&) const = default;
-    };
-
-    std::vector<std::uint8_t> scratch_;  // the scaled YUV planes, reused from frame to frame
-    ScratchContent scratchContent_;
+    std::vector<std::uint8_t> scratch_;  // scaled YUV planes, reused from frame to frame
+    std::vector<std::uint8_t> rows_;     // one scaled row of each plane
     BilinearPlaneScaler lumaScaler_;
-    BilinearPlaneScaler chromaScaler_;  // both chroma planes share a size
+    BilinearPlaneScaler blueScaler_;
+    BilinearPlaneScaler redScaler_;
 };
 
 }  // namespace vantile

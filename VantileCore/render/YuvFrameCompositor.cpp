@@ -65,8 +65,43 @@ YuvFrameCompositor::YuvFrameCompositor(FrameCompositor& compositor, DecodedFrame
 {
 }
 
+YuvFrameCompositor::HeldVideo* YuvFrameCompositor::heldVideo(const AVFrame& frame)
+{
+    for (HeldVideo& held : heldVideos_) {
+        if (held.pixels == frame.data[0]) return &held;
+    }
+    return nullptr;
+}
+
+void YuvFrameCompositor::forget(const AVFrame& frame)
+{
+    std::erase_if(heldVideos_, [&](const HeldVideo& held) { return held.pixels == frame.data[0]; });
+}
+
+std::vector<bool> YuvFrameCompositor::rowsToRedraw(const HeldVideo& held) const
+{
+    const QRect& window = held.placement.window;
+    const int firstRow = window.top() / 2;
+    std::vector<bool> redraw(static_cast<std::size_t>(window.bottom() / 2 - firstRow + 1), false);
+    // Under the cursor drawn last time. Its area is whole chroma blocks, so restoring around
+    // it reaches no pixel of the window outside these rows.
+    if (const QRect covered = held.cursorArea.intersected(window); !covered.isEmpty()) {
+        for (int row = covered.top() / 2; row <= covered.bottom() / 2; ++row) {
+            redraw[static_cast<std::size_t>(row - firstRow)] = true;
+        }
+    }
+    for (std::size_t index = 0; index < redraw.size(); ++index) {
+        if (redraw[index]) continue;
+        const auto rows = CropScaler::sourceRowsOf(held.placement, firstRow + static_cast<int>(index));
+        redraw[index] = !rows || sourceRows_.lastChange(rows->lumaFirst, rows->lumaLast, rows->chromaFirst,
+                                                        rows->chromaLast) > held.generation;
+    }
+    return redraw;
+}
+
 QRegion YuvFrameCompositor::drawFrameInRgb(AVFrame& frame, double time)
 {
+    forget(frame);
     if (rgbCanvas_.width() != frame.width || rgbCanvas_.height() != frame.height) {
         rgbCanvas_ = QImage(frame.width, frame.height, QImage::Format_RGB32);
         if (rgbCanvas_.isNull()) throw RenderError::pixelBufferCreationFailed();
@@ -91,30 +126,65 @@ QRegion YuvFrameCompositor::drawFrame(AVFrame& frame, const std::optional<QRegio
         staticFrame_ = allocateFrame(AV_PIX_FMT_YUV420P, frame.width, frame.height);
         convertImageToYuv420(layer, *staticFrame_);
         staticCanvas_ = canvas;
+        heldVideos_.clear();
     }
+    const QRectF video = toQt(layout.video);
+    const CameraKeyframe camera = compositor_.cameraAt(time);
+    const CGRectCodable crop = CompositorGeometry::cropRect(decoded->width, decoded->height, layout.video, camera);
+    const auto placement = CropScaler::placeInto(frame, *decoded, toQt(crop), video);
+    if (!placement) return drawFrameInRgb(frame, time);
+    const std::int64_t generation = sourceRows_.observe(*decoded);
 
     // Start from the static layer: restore what the frame's last use changed, except deep
     // inside the video, which is written whole below (its edges are mixed with the layer).
-    const QRectF video = toQt(layout.video);
+    // A frame whose video shows the same crop keeps the rows whose source is unchanged.
+    const QRect& window = placement->window;
     const QRect inside = video.toAlignedRect().adjusted(2, 2, -2, -2);
-    const QRegion restore = (previous ? *previous : QRegion(bounds)).subtracted(QRegion(inside));
+    HeldVideo* held = previous ? heldVideo(frame) : nullptr;
+    const bool keepsRows = held && held->placement == *placement && !window.isEmpty();
+    QRegion restore = (previous ? *previous : QRegion(bounds)).subtracted(QRegion(keepsRows ? window : inside));
+    const int firstRow = window.top() / 2;
+    std::vector<bool> redraw;
+    if (keepsRows) {
+        redraw = rowsToRedraw(*held);
+        // The edges of redrawn rows are mixed with the layer, so they are restored too.
+        for (std::size_t index = 0; index < redraw.size();) {
+            if (!redraw[index]) {
+                ++index;
+                continue;
+            }
+            const std::size_t start = index;
+            while (index < redraw.size() && redraw[index]) ++index;
+            const QRect band(window.left(), 2 * (firstRow + static_cast<int>(start)), window.width(),
+                             2 * static_cast<int>(index - start));
+            restore += QRegion(band.intersected(window)).subtracted(QRegion(inside));
+        }
+    }
     for (const QRect& rect : restore) {
         const QRect area = evenAligned(rect, bounds);
         if (!area.isEmpty()) copyArea(*staticFrame_, frame, area);
     }
+    const auto redraws = [&](int row) { return !keepsRows || redraw[static_cast<std::size_t>(row - firstRow)]; };
+    if (!cropScaler_.drawPlaced(frame, *decoded, *placement, redraws)) return drawFrameInRgb(frame, time);
 
-    const CameraKeyframe camera = compositor_.cameraAt(time);
-    const CGRectCodable crop = CompositorGeometry::cropRect(decoded->width, decoded->height, layout.video, camera);
-    const std::optional<QRect> written = cropScaler_.drawInto(frame, *decoded, toQt(crop), video);
-    if (!written) return drawFrameInRgb(frame, time);
-    QRegion changed(*written);
+    QRegion changed(window);
+    QRect cursorArea;
     if (const auto overlay = compositor_.cursorOverlay(time, camera)) {
-        const QRect area = evenAligned(overlay->bounds, bounds);
-        if (!area.isEmpty()) {
-            blendCursor(frame, *overlay, area);
-            changed += area;
+        cursorArea = evenAligned(overlay->bounds, bounds);
+        if (!cursorArea.isEmpty()) {
+            blendCursor(frame, *overlay, cursorArea);
+            changed += cursorArea;
         }
     }
+    if (!held) {
+        forget(frame);
+        // The export's pool is a handful of frames; an unbounded number of buffers would mean
+        // a caller that never reuses one.
+        if (heldVideos_.size() >= 32) heldVideos_.erase(heldVideos_.begin());
+        heldVideos_.push_back(HeldVideo{});
+        held = &heldVideos_.back();
+    }
+    *held = HeldVideo{frame.data[0], *placement, generation, cursorArea};
     return changed;
 }
 

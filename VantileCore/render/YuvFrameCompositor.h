@@ -3,18 +3,22 @@
 #include "render/CropScaler.h"
 #include "media/FfmpegHandles.h"
 #include "render/FrameCompositor.h"
+#include "render/SourceRowChanges.h"
 
 #include <QImage>
 #include <QRegion>
 
+#include <cstdint>
 #include <optional>
+#include <vector>
 
 namespace vantile {
 
 // Draws export frames straight into the encoder's yuv420p planes. The static layer is
 // converted once per layout and restored where a reused frame differs from it; the camera
-// crop is scaled from the decoded frame's planes into the card; only the cursor's
-// surroundings go through RGB to be blended. The card's rounded corners need no blending:
+// crop is scaled from the decoded frame's planes into the card, on the rows whose source
+// changed since the reused frame last showed the same crop; only the cursor's surroundings
+// go through RGB to be blended. The card's rounded corners need no blending:
 // the video sits inside the card's margins, clear of the corner curves, and is not clipped.
 // Frames the YUV path cannot take (no decoded
 // frame, other pixel formats or matrices) are drawn in RGB and converted whole, so the
@@ -24,8 +28,9 @@ public:
     YuvFrameCompositor(FrameCompositor& compositor, DecodedFrameLookup source);
 
     // Draws the frame at `time` into `frame` (yuv420p). `previous` is where the frame's planes
-    // differed from the static layer when it was last drawn (nothing: unknown, e.g. a fresh
-    // buffer). Returns where they differ now. Times must not decrease.
+    // differed from the static layer when this compositor last drew it, and says that they
+    // are as it left them (nothing: unknown, e.g. a fresh buffer or one drawn elsewhere).
+    // Returns where they differ now. Times must not decrease.
     QRegion drawFrame(AVFrame& frame, const std::optional<QRegion>& previous, double time);
 
     // The slow, obvious version: the whole frame drawn in RGB and converted.
@@ -36,6 +41,19 @@ private:
     // 2 × 2 blocks it changed.
     void blendCursor(AVFrame& frame, const FrameCompositor::CursorOverlay& overlay, const QRect& area);
 
+    // What a reused frame's video shows: the crop it was placed with, the source generation
+    // it was drawn from, and the cursor area drawn over it since.
+    struct HeldVideo {
+        const std::uint8_t* pixels = nullptr;
+        CropScaler::Placement placement;
+        std::int64_t generation = 0;
+        QRect cursorArea;
+    };
+    HeldVideo* heldVideo(const AVFrame& frame);
+    void forget(const AVFrame& frame);
+    // Which chroma rows of the held window to draw again.
+    std::vector<bool> rowsToRedraw(const HeldVideo& held) const;
+
     FrameCompositor& compositor_;
     DecodedFrameLookup source_;
     CropScaler cropScaler_;
@@ -45,6 +63,8 @@ private:
     QImage overlay_;          // the cursor's surroundings in RGB
     QImage overlayBefore_;    // ... as they were before the cursor was drawn
     FrameHandle overlayPlanes_;  // ... converted back
+    SourceRowChanges sourceRows_;
+    std::vector<HeldVideo> heldVideos_;  // one per frame buffer in use, most recent last
 };
 
 }  // namespace vantile

@@ -121,39 +121,60 @@ TEST(YuvFrameCompositorTest, LooksLikeDrawingInRgbOnGeneratedLayouts)
     }
 }
 
-TEST(YuvFrameCompositorTest, ScaledCropsAreReusedOnlyForTheSameFrameAndBlock)
+TEST(YuvFrameCompositorTest, ReusedFramesKeepOnlyTheRowsWhoseSourceStayedTheSame)
 {
-    FrameHandle source = generatedSource();
-    source->pts = 5;
-    const auto draw = [](CropScaler& scaler, const AVFrame& frame, const QRectF& crop) {
-        FrameHandle canvas = allocateFrame(AV_PIX_FMT_YUV420P, 640, 360);
-        for (int plane = 0; plane < 3; ++plane) {
-            std::memset(canvas->data[plane], 16, static_cast<std::size_t>(canvas->linesize[plane]) * (plane ? 180 : 360));
-        }
-        scaler.drawInto(*canvas, frame, crop, QRectF(20.5, 10.25, 600, 337.5));
-        return canvas;
+    // A screen-like source: most frames change a few rows, some change nothing, some come
+    // again in the same buffer (an output rate above the movie's). The camera rests, zooms
+    // and rests again, and the cursor moves and rests across the video's edges.
+    const FrameHandle base = generatedSource();
+    std::vector<FrameHandle> sources;
+    std::uint32_t seed = 7;
+    const auto next = [&seed](int limit) {
+        seed = seed * 1664525u + 1013904223u;
+        return static_cast<int>((seed >> 8) % static_cast<std::uint32_t>(limit));
     };
-    const QRectF wide(0, 0, 1920, 1080);
-    const QRectF zoomed(400.3, 200.6, 960, 540);
-    CropScaler reusing;
-    const FrameHandle first = draw(reusing, *source, wide);
-    // The same frame again, at another sub-pixel position inside the same block: the same as a fresh scaler's.
-    const QRectF shifted(0.2, 0.1, 1919.7, 1079.8);
-    {
-        CropScaler fresh;
-        EXPECT_EQ(largestDifference(*draw(reusing, *source, shifted), *draw(fresh, *source, shifted)), 0);
+    for (int index = 0; index < 40; ++index) {
+        FrameHandle frame = allocateFrame(AV_PIX_FMT_YUV420P, 1920, 1080);
+        av_frame_copy_props(frame.get(), base.get());
+        av_frame_copy(frame.get(), sources.empty() ? base.get() : sources.back().get());
+        frame->pts = index;
+        if (index % 5 != 2) {
+            const int x = next(1800) & ~1, y = next(1000) & ~1, width = 2 + (next(120) & ~1), height = 2 + (next(60) & ~1);
+            const auto value = static_cast<std::uint8_t>(16 + next(220));
+            for (int row = y; row < y + height; ++row) std::memset(frame->data[0] + row * frame->linesize[0] + x, value, static_cast<std::size_t>(width));
+            const int plane = 1 + index % 2;
+            for (int row = y / 2; row < (y + height) / 2; ++row) std::memset(frame->data[plane] + row * frame->linesize[plane] + x / 2, 255 - value, static_cast<std::size_t>(width / 2));
+        }
+        sources.push_back(std::move(frame));
     }
-    // Another block of the same frame.
-    {
-        CropScaler fresh;
-        EXPECT_EQ(largestDifference(*draw(reusing, *source, zoomed), *draw(fresh, *source, zoomed)), 0);
+    CompositorScene scene = test::compositorScene(TemplateName::gradientBlue, CursorEffect::macOS);
+    scene.keyframes = {{0, 960, 540, 1}, {0.5, 960, 540, 1}, {0.9, 611.3, 301.7, 2.3}, {1.5, 611.3, 301.7, 2.3},
+                       {1.9, 1500.2, 900.9, 1.7}, {2.2, 1500.2, 900.9, 1.7}};
+    scene.cursorFrames = {{0, 3, 5, true, true},       {0.3, 400, 300, true, false}, {0.6, 400, 300, true, false},
+                          {1.0, 700, 330, true, true}, {1.3, 1910, 1075, true, false}, {2.2, 1200, 800, true, true}};
+    for (const QSize size : {QSize(960, 540), QSize(1002, 566)}) {
+        SCOPED_TRACE(std::to_string(size.width()) + " x " + std::to_string(size.height()));
+        // The source advances at 20 frames a second while the output draws 30.
+        const DecodedFrameLookup lookup = [&](double time) {
+            return sources[std::min<std::size_t>(sources.size() - 1, static_cast<std::size_t>(time * 20))].get();
+        };
+        FrameCompositor reusingCompositor(scene, {});
+        FrameCompositor freshCompositor(scene, {});
+        YuvFrameCompositor reusing(reusingCompositor, lookup);
+        YuvFrameCompositor fresh(freshCompositor, lookup);
+        std::array<FrameHandle, 3> pool;
+        std::array<std::optional<QRegion>, 3> contents;
+        for (auto& frame : pool) frame = allocateFrame(AV_PIX_FMT_YUV420P, size.width(), size.height());
+        FrameHandle clean = allocateFrame(AV_PIX_FMT_YUV420P, size.width(), size.height());
+        for (int i = 0; i < 60; ++i) {
+            const double time = i / 30.0;
+            AVFrame& frame = *pool[static_cast<std::size_t>(i) % pool.size()];
+            auto& content = contents[static_cast<std::size_t>(i) % pool.size()];
+            content = reusing.drawFrame(frame, content, time);
+            fresh.drawFrame(*clean, std::nullopt, time);
+            ASSERT_EQ(largestDifference(frame, *clean), 0) << "frame " << i;
+        }
     }
-    // The decoder hands out the same buffer again for a later frame: new timestamp, new pixels.
-    draw(reusing, *source, wide);
-    std::memset(source->data[0], 200, static_cast<std::size_t>(source->linesize[0]) * 1080);
-    source->pts = 6;
-    const FrameHandle later = draw(reusing, *source, wide);
-    EXPECT_EQ(later->data[0][180 * later->linesize[0] + 320], 200);
 }
 
 TEST(YuvFrameCompositorTest, TheVideoNeverReachesTheCardsRoundedCorners)
