@@ -18,7 +18,7 @@ bool rowsDiffer(const AVFrame& a, const AVFrame& b, int plane, int row, int widt
 
 }  // namespace
 
-std::int64_t SourceRowChanges::observe(const AVFrame& frame)
+std::int64_t SourceRowChanges::observe(const AVFrame& frame, int firstRow, int lastRow)
 {
     if (last_ && last_->data[0] == frame.data[0] && last_->pts == frame.pts && last_->width == frame.width &&
         last_->height == frame.height) {
@@ -32,10 +32,13 @@ std::int64_t SourceRowChanges::observe(const AVFrame& frame)
         chromaChanges_.assign(static_cast<std::size_t>(chromaHeight), generation_);
     } else {
         for (int row = 0; row < frame.height; ++row) {
-            if (rowsDiffer(*last_, frame, 0, row, frame.width)) lumaChanges_[static_cast<std::size_t>(row)] = generation_;
+            if (row < firstRow || row > lastRow || rowsDiffer(*last_, frame, 0, row, frame.width)) {
+                lumaChanges_[static_cast<std::size_t>(row)] = generation_;
+            }
         }
         for (int row = 0; row < chromaHeight; ++row) {
-            if (rowsDiffer(*last_, frame, 1, row, chromaWidth) || rowsDiffer(*last_, frame, 2, row, chromaWidth)) {
+            if (row < firstRow / 2 || row > lastRow / 2 || rowsDiffer(*last_, frame, 1, row, chromaWidth) ||
+                rowsDiffer(*last_, frame, 2, row, chromaWidth)) {
                 chromaChanges_[static_cast<std::size_t>(row)] = generation_;
             }
         }

@@ -13,9 +13,10 @@ namespace vantile {
 class SourceRowChanges {
 public:
     // Takes `frame` (yuv420p) as the frame now shown and returns its generation: a new one
-    // when it is not the frame last observed. Decoded frames are never written to while
-    // referenced, so a buffer and its timestamp name their pixels.
-    std::int64_t observe(const AVFrame& frame);
+    // when it is not the frame last observed. Only the luma rows [firstRow, lastRow] (and
+    // their chroma rows) are compared; the others count as changed. Decoded frames are never
+    // written to while referenced, so a buffer and its timestamp name their pixels.
+    std::int64_t observe(const AVFrame& frame, int firstRow, int lastRow);
 
     // The generation in which any of the luma rows [lumaFirst, lumaLast] or the chroma rows
     // [chromaFirst, chromaLast] last changed.

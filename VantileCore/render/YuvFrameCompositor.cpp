@@ -133,7 +133,9 @@ QRegion YuvFrameCompositor::drawFrame(AVFrame& frame, const std::optional<QRegio
     const CGRectCodable crop = CompositorGeometry::cropRect(decoded->width, decoded->height, layout.video, camera);
     const auto placement = CropScaler::placeInto(frame, *decoded, toQt(crop), video);
     if (!placement) return drawFrameInRgb(frame, time);
-    const std::int64_t generation = sourceRows_.observe(*decoded);
+    // Only the rows this crop shows are compared: a frame held with another crop is drawn whole.
+    const std::int64_t generation =
+        sourceRows_.observe(*decoded, placement->block.top(), placement->block.bottom());
 
     // Start from the static layer: restore what the frame's last use changed, except deep
     // inside the video, which is written whole below (its edges are mixed with the layer).
