@@ -9,6 +9,7 @@
 
 #include <QApplication>
 #include <QMenu>
+#include <QTest>
 
 #include <cstdio>
 
@@ -20,7 +21,7 @@ namespace {
 // The window as it looks once pending layout and rendering have run.
 QImage grab(ScreenHarness& screens)
 {
-    screens.settle();
+    QTest::qWait(150);
     return screens.window()->grabWindow();
 }
 
@@ -115,7 +116,7 @@ int main(int argc, char** argv)
     waitFor([&] { return preview && preview->property("ready").toBool(); });
     QMetaObject::invokeMethod(preview, "handleScrubbing", Q_ARG(bool, true), Q_ARG(double, 1.6));
     QMetaObject::invokeMethod(preview, "handleScrubbing", Q_ARG(bool, false), Q_ARG(double, 1.6));
-    screens.settle(600);
+    QTest::qWait(600);
     ok &= save(grab(screens), out / "06-preview.png");
 
     // The timeline with a cut, a trim and a zoom added at the playhead, that zoom selected.
@@ -128,7 +129,7 @@ int main(int argc, char** argv)
             if (segments[index].edited) timeline->setProperty("selected", static_cast<int>(index));
         }
     }
-    screens.settle(600);
+    QTest::qWait(600);
     ok &= save(grab(screens), out / "06-preview-timeline.png");
 
     screens.state->changeRenderSetting("templateName", "cleanLight");
@@ -137,7 +138,7 @@ int main(int argc, char** argv)
     screens.exporter->holdUntilCancelled = true;
     screens.state->exportCurrentProject();
     waitFor([&] { return screens.state->exportProgress() == 0.5; });
-    screens.settle(600);
+    QTest::qWait(600);
     ok &= save(grab(screens), out / "07-preview-exporting.png");
     screens.state->cancelExport();
     waitFor([&] { return !screens.state->isBusy(); });
@@ -146,12 +147,12 @@ int main(int argc, char** argv)
     screens.state->changeRenderSetting("templateName", "gradientBlue");
     screens.state->exportCurrentProject();
     waitFor([&] { return !screens.state->isBusy(); });
-    screens.settle(600);
+    QTest::qWait(600);
     ok &= save(grab(screens), out / "08-preview-exported.png");
 
     RecordingHintPanel hint;
     hint.show();
-    screens.settle(100);
+    QTest::qWait(100);
     ok &= save(hint.grab().toImage(), out / "09-recording-hint.png");
 
     StatusItemController statusItem;
@@ -164,7 +165,7 @@ int main(int argc, char** argv)
         RecordingControlWindow control(frameless);
         control.setElapsedText("01:24");
         control.show();
-        screens.settle(100);
+        QTest::qWait(100);
         ok &= save(control.grab().toImage(), out / (frameless ? "11-recording-control.png" : "11-recording-control-window.png"));
     }
     return ok ? 0 : 1;

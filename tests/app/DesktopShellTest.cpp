@@ -1,6 +1,8 @@
 #include "DesktopNotifier.h"
+#include "FakeServices.h"
 #include "MainWindowShell.h"
 #include "RecordingHintPlacement.h"
+#include "StatusItemController.h"
 #include "support/ChildProcess.h"
 #include "support/TemporaryDirectory.h"
 
@@ -16,6 +18,9 @@
 
 namespace vantile {
 namespace {
+
+using testing::AppFixture;
+using testing::waitFor;
 
 constexpr int waitLimitMilliseconds = 10000;
 
@@ -68,18 +73,37 @@ TEST(RecordingHintPlacementTest, HintAndControlStayOffRecordedDisplaysAndBesideR
     EXPECT_FALSE(besideFullWindow.intersects(two.fullAreas[0]));
 }
 
-TEST(RecordingControlTest, AppearsOnlyWithoutTrayAndStopsTheRecording)
+TEST(MainWindowShellTest, WindowHintAndRecordingControlFollowTheTrayAndClosingQuitsOnlyWithoutIt)
 {
     MainWindowShell shell;
     bool trayAvailable = true;
     int stops = 0;
+    int quits = 0;
     shell.setTrayProbe([&] { return trayAvailable; });
     shell.setStopRecordingAction([&] { ++stops; });
+    shell.setQuitAction([&] { ++quits; });
     const QRect screen = QGuiApplication::primaryScreen()->geometry();
+    EXPECT_FALSE(shell.showMainWindow());
+    QWindow window;
+    window.setTitle(MainWindowShell::mainWindowTitle);
+    window.show();
+    shell.hideMainWindow();
+    EXPECT_FALSE(window.isVisible());
+    EXPECT_TRUE(shell.showMainWindow());
+    EXPECT_TRUE(window.isVisible());
+    shell.quitWhenClosedWithoutTray(&window);
 
-    // With a tray, the tray menu stops the recording: no extra window.
+    // With a tray, the tray menu stops the recording: no extra window. The hint panel shows over
+    // a window recording and goes when the window comes back; closing the window does not quit.
     shell.showRecordingHint(windowSource(QRect(0, 0, 100, 100)));
     EXPECT_EQ(shell.recordingControl(), nullptr);
+    ASSERT_TRUE(shell.recordingHintPanel());
+    EXPECT_TRUE(shell.recordingHintPanel()->isVisible());
+    shell.showMainWindow();
+    EXPECT_FALSE(shell.recordingHintPanel());
+    window.close();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(quits, 0);
 
     // The tray goes away while recording: the control appears within the next check.
     trayAvailable = false;
@@ -92,7 +116,6 @@ TEST(RecordingControlTest, AppearsOnlyWithoutTrayAndStopsTheRecording)
     // Closing the control's window stops too, rather than leave a recording nothing can stop.
     shell.recordingControl()->close();
     EXPECT_EQ(stops, 2);
-
     shell.endRecording();
     EXPECT_EQ(shell.recordingControl(), nullptr);
 
@@ -102,40 +125,53 @@ TEST(RecordingControlTest, AppearsOnlyWithoutTrayAndStopsTheRecording)
     EXPECT_EQ(shell.recordingControl()->elapsedText(), "00:00");
     EXPECT_TRUE(screen.contains(shell.recordingControl()->geometry()));
     shell.endRecording();
-}
 
-TEST(MainWindowShellTest, HidesAndShowsTheWindowTitledVantileAndClosingItQuitsOnlyWithoutTray)
-{
-    MainWindowShell shell;
-    bool trayAvailable = true;
-    int quits = 0;
-    shell.setTrayProbe([&] { return trayAvailable; });
-    shell.setQuitAction([&] { ++quits; });
-    EXPECT_FALSE(shell.showMainWindow());
-    QWindow window;
-    window.setTitle(MainWindowShell::mainWindowTitle);
-    window.show();
-    shell.hideMainWindow();
-    EXPECT_FALSE(window.isVisible());
-    EXPECT_TRUE(shell.showMainWindow());
-    EXPECT_TRUE(window.isVisible());
-    shell.quitWhenClosedWithoutTray(&window);
-
-    // With a tray, the hint panel shows over a window recording and goes when the window comes back.
-    shell.showRecordingHint(windowSource(QRect(0, 0, 100, 100)));
-    ASSERT_TRUE(shell.recordingHintPanel());
-    EXPECT_TRUE(shell.recordingHintPanel()->isVisible());
-    shell.showMainWindow();
-    EXPECT_FALSE(shell.recordingHintPanel());
-
-    window.close();
-    QCoreApplication::processEvents();
-    EXPECT_EQ(quits, 0);
-
-    trayAvailable = false;
+    // Without a tray, closing the window quits.
     window.show();
     window.close();
     ASSERT_TRUE(QTest::qWaitFor([&] { return quits == 1; }, waitLimitMilliseconds));
+}
+
+std::vector<std::string> menuTexts(const QMenu& menu)
+{
+    std::vector<std::string> texts;
+    for (const QAction* action : menu.actions()) {
+        texts.push_back(action->isSeparator() ? "---" : action->text().toStdString() + (action->isEnabled() ? "" : " (off)"));
+    }
+    return texts;
+}
+
+TEST(StatusItemTest, MenuAndTooltipFollowTheRecordingAndTheStopItemOpensTheWindowAfterward)
+{
+    AppFixture app;
+    StatusItemController statusItem;
+    int windowOpenings = 0;
+    statusItem.configure(app.state.get(), [&] { ++windowOpenings; });
+    ASSERT_TRUE(statusItem.menu());
+    EXPECT_EQ(statusItem.statusItem()->toolTip(), "Vantile");
+    EXPECT_EQ(menuTexts(*statusItem.menu()), (std::vector<std::string>{"Vantile 在后台保持可用 (off)", "---", "打开窗口",
+                                                                        "隐藏窗口", "---", "退出 Vantile"}));
+
+    ASSERT_TRUE(app.record());
+    ASSERT_TRUE(waitFor([&] { return statusItem.statusItem()->toolTip() == "Vantile 正在录制"; }));
+    const std::vector<std::string> recording{"正在录制 (off)", "---", "打开窗口", "隐藏窗口", "---",
+                                             "停止录制并打开预览", "---", "退出 Vantile"};
+    EXPECT_EQ(menuTexts(*statusItem.menu()), recording);
+
+    statusItem.menu()->actions()[3]->trigger();
+    EXPECT_EQ(app.log.entries().back(), "shell.hideMainWindow");
+    statusItem.menu()->actions()[2]->trigger();
+    EXPECT_EQ(windowOpenings, 1);
+
+    app.recorder->stopGate.close();
+    statusItem.menu()->actions()[5]->trigger();
+    EXPECT_EQ(app.state->route(), Route::generating);
+    EXPECT_EQ(windowOpenings, 1);  // not before the project is ready
+    app.recorder->stopGate.open();
+    ASSERT_TRUE(waitFor([&] { return windowOpenings == 2; }));
+    EXPECT_EQ(app.state->route(), Route::preview);
+    ASSERT_TRUE(waitFor([&] { return statusItem.menu()->actions().size() == 6; }));
+    EXPECT_EQ(statusItem.statusItem()->toolTip(), "Vantile");
 }
 
 // A notification server of our own on a private session bus, recording what it was sent.
@@ -211,15 +247,14 @@ TEST(DesktopNotificationTest, HintAndFinishedExportReachTheDesktopAndItsActionSh
         shell.announceExport("/videos/project-1/export.mp4");
         ASSERT_TRUE(QTest::qWaitFor([&] { return server.sent.size() == 2; }, waitLimitMilliseconds));
         EXPECT_EQ(server.sent[1].actions.front(), "default");
-        // Let the notifier learn the id before the user can click.
-        QTest::qWait(200);
         QDBusMessage click = QDBusMessage::createSignal(DesktopNotifier::path, DesktopNotifier::interface,
                                                         "ActionInvoked");
         click << uint(42) << QString("default");
-        ASSERT_TRUE(serverBus.send(click));
-        // The file manager answers on this very thread, so a reveal that waited for it would stall
-        // here past the limit.
-        ASSERT_TRUE(QTest::qWaitFor([&] { return !fileManager.shown.isEmpty(); }, waitLimitMilliseconds));
+        // A click before the notifier has its notification's id back counts for nothing, so the
+        // user clicks until the movie shows. The file manager answers on this very thread, so a
+        // reveal that waited for it would stall here past the limit.
+        ASSERT_TRUE(QTest::qWaitFor([&] { return serverBus.send(click) && !fileManager.shown.isEmpty(); },
+                                    waitLimitMilliseconds));
         EXPECT_EQ(fileManager.shown, QStringList{"file:///videos/project-1/export.mp4"});
     }
     QDBusConnection::disconnectFromBus("vantile-client");

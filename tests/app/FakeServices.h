@@ -2,6 +2,7 @@
 
 #include "AppServices.h"
 #include "AppState.h"
+#include "store/ProjectFileManager.h"
 #include "support/TemporaryDirectory.h"
 
 #include <QTest>
@@ -49,6 +50,29 @@ public:
 private:
     std::atomic<bool> open_{true};
 };
+
+inline CaptureSource sampleDisplay(const std::string& id = "display-42")
+{
+    return {id, CaptureSource::SourceKind::display, id.substr(id.find('-') + 1), std::nullopt, "Display", "screen",
+            {100, 50, 800, 450}, 1};
+}
+
+inline CaptureSource sampleWindow()
+{
+    return {"window-7", CaptureSource::SourceKind::window, std::nullopt, "7", "Editor", "notes.txt", {0, 0, 640, 480}, 1};
+}
+
+// Moves, a click and a typing burst inside the sample display's region.
+inline std::vector<InputEvent> sampleEvents()
+{
+    std::vector<InputEvent> events;
+    for (int i = 0; i < 30; ++i) events.push_back({0.1 * i, InputEvent::EventType::mouseMove, 10.0 * i, 5.0 * i, {}, {}, {}});
+    events.push_back({3.0, InputEvent::EventType::leftMouseDown, 400, 200, {}, {}, "left"});
+    events.push_back({3.1, InputEvent::EventType::leftMouseUp, 400, 200, {}, {}, "left"});
+    events.push_back({4.0, InputEvent::EventType::typingActivityStart, 400, 200, {}, {}, {}});
+    events.push_back({5.0, InputEvent::EventType::typingActivityEnd, 400, 200, {}, {}, {}});
+    return events;
+}
 
 // Each fake notes its calls in the log shared by all of them.
 struct LoggingFake {
@@ -166,7 +190,7 @@ public:
         return events;
     }
 
-    std::vector<InputEvent> events;
+    std::vector<InputEvent> events = sampleEvents();
     CGRectCodable startedRegion;
     std::optional<std::string> startFailure;
 };
@@ -218,29 +242,6 @@ private:
     Timestamp start_ = std::chrono::system_clock::from_time_t(1'800'000'000);
     std::atomic<long long> offsetMilliseconds_{0};
 };
-
-inline CaptureSource sampleDisplay(const std::string& id = "display-42")
-{
-    return {id, CaptureSource::SourceKind::display, id.substr(id.find('-') + 1), std::nullopt, "Display", "screen",
-            {100, 50, 800, 450}, 1};
-}
-
-inline CaptureSource sampleWindow()
-{
-    return {"window-7", CaptureSource::SourceKind::window, std::nullopt, "7", "Editor", "notes.txt", {0, 0, 640, 480}, 1};
-}
-
-// Moves, a click and a typing burst inside the sample display's region.
-inline std::vector<InputEvent> sampleEvents()
-{
-    std::vector<InputEvent> events;
-    for (int i = 0; i < 30; ++i) events.push_back({0.1 * i, InputEvent::EventType::mouseMove, 10.0 * i, 5.0 * i, {}, {}, {}});
-    events.push_back({3.0, InputEvent::EventType::leftMouseDown, 400, 200, {}, {}, "left"});
-    events.push_back({3.1, InputEvent::EventType::leftMouseUp, 400, 200, {}, {}, "left"});
-    events.push_back({4.0, InputEvent::EventType::typingActivityStart, 400, 200, {}, {}, {}});
-    events.push_back({5.0, InputEvent::EventType::typingActivityEnd, 400, 200, {}, {}, {}});
-    return events;
-}
 
 // Records every value a published text takes, in order.
 struct TextTrail {
@@ -306,6 +307,13 @@ struct AppFixture {
         loadSources();
         state->startRecording();
         return waitFor([&] { return !state->isBusy(); }) && state->route() == Route::recording;
+    }
+
+    // The current project as its directory holds it, once the saves in flight are done.
+    RecordingProject savedProject()
+    {
+        state->shutdown();
+        return ProjectFileManager(root / "projects").loadProject(*state->projectDirectory());
     }
 
     // Records and stops, leaving the preview of a saved project.

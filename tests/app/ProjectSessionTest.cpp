@@ -1,7 +1,8 @@
 #include "FakeServices.h"
+#include "SampleProject.h"
 
 #include "ProjectSaver.h"
-#include "store/ProjectFileManager.h"
+#include "capture/EventJournal.h"
 
 #include <gtest/gtest.h>
 
@@ -11,26 +12,22 @@ namespace vantile {
 namespace {
 
 using testing::AppFixture;
-using testing::sampleEvents;
+namespace fs = std::filesystem;
+using testing::TextTrail;
 using testing::waitFor;
 
 TEST(ProjectSessionTest, SettingsChangesUpdateAndSaveTheProjectAndReplanOrResmooth)
 {
     AppFixture app;
-    app.input->events = sampleEvents();
     ASSERT_TRUE(app.recordAndStop());
     const auto directory = *app.state->projectDirectory();
-    const auto saved = [&] {
-        app.state->shutdown();  // waits for the saves in flight
-        return ProjectFileManager(app.root / "projects").loadProject(directory);
-    };
     // An exported project forgets its export on the next change.
     app.state->exportCurrentProject();
     ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
     ASSERT_TRUE(app.state->currentProject()->exportVideoPath);
     app.state->changeRenderSetting("templateName", "gradientBlue");
     EXPECT_FALSE(app.state->currentProject()->exportVideoPath);
-    EXPECT_EQ(saved(), *app.state->currentProject());
+    EXPECT_EQ(app.savedProject(), *app.state->currentProject());
 
     app.state->updateResolutionPreset(ResolutionPreset::p720);
     app.state->changeRenderSetting("aspectRatio", "square1x1");
@@ -44,7 +41,7 @@ TEST(ProjectSessionTest, SettingsChangesUpdateAndSaveTheProjectAndReplanOrResmoo
     app.state->changeRenderSetting("cursorTheme", "lime");
     app.state->changeRenderSetting("cursorTheme", "neon");  // unknown values are ignored
     EXPECT_EQ(app.state->renderSettings().cursorTheme, CursorTheme::lime);
-    EXPECT_EQ(saved(), *app.state->currentProject());
+    EXPECT_EQ(app.savedProject(), *app.state->currentProject());
 
     // A failing settings save is told, and the change stays in effect.
     std::filesystem::remove_all(directory);
@@ -57,9 +54,7 @@ TEST(ProjectSessionTest, SettingsChangesUpdateAndSaveTheProjectAndReplanOrResmoo
 TEST(TimelineEditingTest, EditsReachThePreviewAndTheSavedProjectAndUndoRedoAndRefusalsBehave)
 {
     AppFixture app;
-    app.input->events = sampleEvents();
     ASSERT_TRUE(app.recordAndStop());
-    const auto directory = *app.state->projectDirectory();
     app.state->cutTimelineRange(2.0, 1.0);  // a range selected right to left
     app.state->addTimelineSegment(2.5);
     const RecordingProject edited = *app.state->currentProject();
@@ -85,8 +80,7 @@ TEST(TimelineEditingTest, EditsReachThePreviewAndTheSavedProjectAndUndoRedoAndRe
     app.state->redoTimelineEdit();
     EXPECT_EQ(*app.state->currentProject(), before);
 
-    app.state->shutdown();  // waits for the background saves
-    EXPECT_EQ(ProjectFileManager(app.root / "projects").loadProject(directory), before);
+    EXPECT_EQ(app.savedProject(), before);
 }
 
 TEST(ProjectSessionTest, SavesRunOffTheMainThreadInOrderAndABurstCollapsesIntoItsLastChange)
@@ -115,6 +109,107 @@ TEST(ProjectSessionTest, SavesRunOffTheMainThreadInOrderAndABurstCollapsesIntoIt
     saver.waitUntilSaved();
     EXPECT_EQ(written, (std::vector<std::int64_t>{1, 20}));
     for (const auto& thread : threads) EXPECT_NE(thread, std::this_thread::get_id());
+}
+
+TEST(ExportFlowTest, ExportRendersTheProjectRecordsTheFileAndReveals)
+{
+    AppFixture app;
+    app.state->exportCurrentProject();
+    EXPECT_EQ(app.state->errorMessage(), "No project to export.");
+
+    ASSERT_TRUE(app.recordAndStop());
+    const auto directory = *app.state->projectDirectory();
+    app.state->changeRenderSetting("cursorTheme", "rose");
+    app.state->changeRenderSetting("exportQuality", "high");
+    app.state->changeRenderSetting("exportQuality", "ultra");  // not a quality: ignored
+    TextTrail trail(*app.state);
+    app.state->exportCurrentProject();
+    EXPECT_TRUE(app.state->isExporting());
+    app.state->exportCurrentProject();  // the second click while busy is ignored
+    ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
+    EXPECT_EQ(trail.statuses, (std::vector<std::string>{"Exporting MP4", "Exported"}));
+    const auto calls = app.log.entries();
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "exporter.export"), 1);
+
+    const RenderJob& job = *app.exporter->lastJob;
+    EXPECT_EQ(job.outputURL, directory / "export.mp4");
+    EXPECT_EQ(job.rawVideoURL, directory / "raw.mov");
+    EXPECT_EQ(job.renderSettings.cursorTheme, CursorTheme::rose);
+    EXPECT_EQ(job.renderSettings.exportQuality, ExportQuality::high);
+    EXPECT_EQ(job.focusSegments, app.state->currentProject()->focusSegments);
+    EXPECT_EQ(app.state->currentProject()->exportVideoPath, "export.mp4");
+    EXPECT_EQ(app.savedProject().exportVideoPath, "export.mp4");
+    app.state->revealExportInFinder();
+    EXPECT_EQ(app.log.entries().back(), "shell.reveal " + (directory / "export.mp4").string());
+
+    // A failed export tells why and keeps the project as it was.
+    const auto before = app.state->currentProject();
+    app.exporter->failure = "Could not write the movie: No space left on device";
+    app.state->exportCurrentProject();
+    ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
+    EXPECT_EQ(app.state->errorMessage(), "Could not write the movie: No space left on device");
+    EXPECT_EQ(app.state->currentProject(), before);
+
+    // A GIF goes to its own file and is recorded as the export.
+    app.exporter->failure.reset();
+    app.state->exportCurrentProjectAsGif();
+    ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
+    EXPECT_EQ(app.exporter->lastJob->outputURL, directory / "export.gif");
+    EXPECT_EQ(app.state->currentProject()->exportVideoPath, "export.gif");
+
+    // Settings changed during an export do not reach the project it is recorded on.
+    app.exporter->holdUntilCancelled = true;
+    app.state->exportCurrentProject();
+    ASSERT_TRUE(waitFor([&] { return app.state->exportProgress() == 0.5; }));
+    const RenderSettings exported = app.exporter->lastJob->renderSettings;
+    app.state->changeRenderSetting("templateName", "gradientBlue");
+    app.state->changeRenderSetting("zoomIntensity", "strong");
+    app.state->updateAspectRatio("square1x1");
+    app.exporter->holdUntilCancelled = false;
+    ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
+    // It finished (the GIF was the export before), and it describes the project exactly as it was rendered.
+    EXPECT_EQ(app.state->currentProject()->exportVideoPath, "export.mp4");
+    EXPECT_EQ(app.state->currentProject()->renderSettings, exported);
+    EXPECT_EQ(app.state->renderSettings(), exported);
+    EXPECT_EQ(app.savedProject().renderSettings, exported);
+}
+
+// A recording cut off before its stop: the movie and the journal, no project files.
+std::vector<InputEvent> makeCutOffRecording(const fs::path& directory)
+{
+    const RecordingProject project = testing::makeSampleProject(directory, 320, 240, 2);
+    const fs::path metadata = directory / ProjectFileManager::metadataFolderName;
+    for (const char* name : {"project.json", "events.json", "focus_segments.json", "cursor_path.json"})
+        fs::remove(metadata / name);
+    EventJournal journal(metadata / EventJournal::fileName);
+    for (const InputEvent& event : project.events) journal.append(event);
+    return project.events;
+}
+
+TEST(RecoveryFlowTest, UnfinishedRecordingsAreOfferedThenRecoveredIntoThePreviewOrIgnored)
+{
+    AppFixture app;
+    const fs::path projects = app.root.path() / "projects";
+    const auto events = makeCutOffRecording(projects / "project-a");
+    makeCutOffRecording(projects / "project-b");
+    testing::makeSampleProject(projects / "project-c", 320, 240, 1);  // finished: not offered
+
+    app.state->findUnfinishedRecordings();
+    EXPECT_EQ(app.state->unfinishedRecordings(), (std::vector<fs::path>{projects / "project-a", projects / "project-b"}));
+    app.state->ignoreUnfinishedRecording(QString::fromStdString((projects / "project-b").string()));
+    app.state->findUnfinishedRecordings();  // ignored for the rest of this run
+    EXPECT_EQ(app.state->unfinishedRecordings(), std::vector<fs::path>{projects / "project-a"});
+
+    app.state->recoverUnfinishedRecording(QString::fromStdString((projects / "project-a").string()));
+    ASSERT_TRUE(waitFor([&] { return !app.state->isBusy() && app.state->route() == Route::preview; }, 20000))
+        << app.state->errorMessage().value_or("");
+    // What recovery makes of the journal is the recover command's to check; here, that the app shows it.
+    const RecordingProject& recovered = *app.state->currentProject();
+    EXPECT_EQ(recovered.events.size(), events.size());
+    EXPECT_EQ(app.state->projectDirectory(), projects / "project-a");
+    EXPECT_TRUE(app.state->unfinishedRecordings().empty());
+    EXPECT_EQ(ProjectFileManager(projects).loadProject(projects / "project-a"), recovered);
+    EXPECT_TRUE(ProjectFileManager::isUnfinishedRecording(projects / "project-b"));  // left as it was
 }
 
 }  // namespace

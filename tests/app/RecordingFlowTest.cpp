@@ -9,6 +9,7 @@ namespace vantile {
 namespace {
 
 using testing::AppFixture;
+using testing::sampleWindow;
 using testing::sampleDisplay;
 using testing::sampleEvents;
 using testing::TextTrail;
@@ -38,13 +39,11 @@ TEST(RecordingFlowTest, StartIsRefusedWithoutSourceOrPermissionsAndCreatesNothin
 TEST(RecordingFlowTest, StartRecordsTheSourceChosenAtTheClickWhateverIsClickedMeanwhileAndQuitStopsIt)
 {
     AppFixture app;
-    app.input->events = sampleEvents();
     app.loadSources();
     app.state->setAudioCaptureMode(AudioCaptureMode::system);
     app.recorder->startGate.close();
     TextTrail trail(*app.state);
     app.state->startRecording();
-    EXPECT_EQ(app.state->statusMessage(), "Starting recording");
     // A second click, another source and another mode while starting change nothing of this recording.
     app.state->startRecording();
     app.state->selectSource("window-7");
@@ -92,7 +91,6 @@ TEST(RecordingFlowTest, FailedStartReturnsToThePickerAndLeavesNoDirectory)
 TEST(RecordingFlowTest, StopPlansSmoothsAndSavesTheProjectThenOpensThePreview)
 {
     AppFixture app;
-    app.input->events = sampleEvents();
     ASSERT_TRUE(app.record());
     app.state->updateAspectRatio(AspectRatio::portrait9x16);
     app.recorder->stopGate.close();
@@ -113,7 +111,6 @@ TEST(RecordingFlowTest, StopPlansSmoothsAndSavesTheProjectThenOpensThePreview)
     const RecordingProject& project = *app.state->currentProject();
     const auto directory = *app.state->projectDirectory();
     EXPECT_EQ(project.renderSettings.outputWidth, outputSize(AspectRatio::portrait9x16, project.video).width);
-    EXPECT_FALSE(project.focusSegments.empty());
     EXPECT_EQ(ProjectFileManager(app.root / "projects").loadProject(directory), project);
     EXPECT_EQ(app.state->previewVideoURL(), directory / "raw.mov");
 }
@@ -121,7 +118,6 @@ TEST(RecordingFlowTest, StopPlansSmoothsAndSavesTheProjectThenOpensThePreview)
 TEST(RecordingFlowTest, TheSourceAsCaptureSettledItMapsTheInputAndAPictureWithThePointerDrawsNoOther)
 {
     AppFixture app;
-    app.input->events = sampleEvents();
     // The system dialog picked a window twice the chosen width, recorded at its own size.
     CaptureSource settled = sampleDisplay();
     settled.region = {0, 0, 1600, 900};
@@ -192,6 +188,56 @@ TEST(RecordingFlowTest, TheTimerStopsAtTheMaximumOrWhenTheCaptureEndsOnItsOwn)
     }
     ASSERT_TRUE(waitFor([&] { return app.state->route() == Route::preview && !app.state->isBusy(); }));
     EXPECT_EQ(app.state->errorMessage(), "The selected capture source is no longer available.");
+}
+
+TEST(SourcesFlowTest, LoadingSelectsTheFirstKeepsAnEarlierChoiceAndSortsMicrophonesAndRoutesAreGuarded)
+{
+    AppFixture app;
+    app.sources->microphones = {{"b", "usb Mic"}, {"a", "Built-in"}, {"c", "Zoom H1"}, {"d", "built-in"}};
+    app.sources->gate.close();
+    {
+        std::lock_guard lock(app.sources->mutex);
+        app.sources->sources = {sampleDisplay(), sampleWindow()};
+    }
+    app.state->loadSources();
+    EXPECT_TRUE(app.state->isBusy());
+    // The microphones are listed before the sources arrive, case-insensitively, stable among equals.
+    std::vector<std::string> order;
+    for (const auto& device : app.state->availableMicrophones()) order.push_back(device.id);
+    EXPECT_EQ(order, (std::vector<std::string>{"a", "d", "b", "c"}));
+    app.sources->gate.open();
+    ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
+    EXPECT_EQ(app.state->selectedSource()->id, "display-42");
+
+    // A chosen source that vanished from the next list stays chosen; an unknown id changes nothing.
+    app.state->selectSource("window-7");
+    app.loadSources({sampleDisplay("display-9")});
+    app.state->selectSource("window-404");
+    EXPECT_EQ(app.state->sources().size(), 1u);
+    EXPECT_EQ(app.state->selectedSource()->id, "window-7");
+
+    // A chosen microphone that disappeared is forgotten; no sound server means no microphones.
+    app.state->setSelectedMicrophoneDeviceID("c");
+    app.sources->microphones = {{"a", "Built-in"}};
+    app.state->loadAudioInputs();
+    EXPECT_FALSE(app.state->selectedMicrophoneDeviceID());
+    app.sources->microphonesFail = true;
+    app.state->loadAudioInputs();
+    EXPECT_TRUE(app.state->availableMicrophones().empty());
+
+    // A failed listing is told and leaves the app usable.
+    app.sources->failure = "Cannot reach the display server.";
+    app.state->loadSources();
+    ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
+    EXPECT_EQ(app.state->errorMessage(), "Cannot reach the display server.");
+    EXPECT_EQ(app.state->sources().size(), 1u);
+
+    // The screens move only between the screens before a recording.
+    app.state->setRouteName("sourcePicker");
+    EXPECT_EQ(app.state->route(), Route::sourcePicker);
+    app.state->setRouteName("recording");
+    app.state->setRouteName("nowhere");
+    EXPECT_EQ(app.state->route(), Route::sourcePicker);
 }
 
 }  // namespace

@@ -38,9 +38,6 @@ struct ScreenHarness : AppFixture {
         state->openProject(directory);
     }
 
-    // Lets bindings, loaders and the first frames settle.
-    void settle(int milliseconds = 150) { QTest::qWait(milliseconds); }
-
     // The texts of every visible item on screen.
     std::set<std::string> visibleTexts() const
     {

@@ -13,9 +13,18 @@ using testing::sampleDisplay;
 using testing::sampleWindow;
 using testing::waitFor;
 
-void expectTexts(const std::set<std::string>& shown, const std::vector<std::string>& expected)
+// Waits until every one of `expected` shows on screen; names those that never did.
+::testing::AssertionResult shows(const ScreenHarness& screens, const std::vector<std::string>& expected)
 {
-    for (const auto& text : expected) EXPECT_TRUE(shown.count(text)) << "missing text: " << text;
+    std::vector<std::string> missing;
+    waitFor([&] {
+        const auto shown = screens.visibleTexts();
+        missing.clear();
+        std::ranges::copy_if(expected, std::back_inserter(missing), [&](const auto& text) { return !shown.count(text); });
+        return missing.empty();
+    });
+    if (missing.empty()) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "not shown: " << ::testing::PrintToString(missing);
 }
 
 TEST(ScreensTest, HomePermissionsAndSourcePickerShowTheirStateAndPickARow)
@@ -29,19 +38,15 @@ TEST(ScreensTest, HomePermissionsAndSourcePickerShowTheirStateAndPickARow)
     screens.permissions->status = {true, false, true};
     screens.state->refreshPermissionStatus();
     screens.state->setRouteName("permissions");
-    screens.settle();
-    expectTexts(screens.visibleTexts(), {"打开设置", "未开启", "请先开启“辅助功能”权限后再开始录制。"});
+    EXPECT_TRUE(shows(screens, {"打开设置", "未开启", "请先开启“辅助功能”权限后再开始录制。"}));
 
     // The picker lists the sources; the microphones show only for a mode that records one.
     screens.loadSources({sampleDisplay(), sampleWindow()});
     screens.state->setRouteName("sourcePicker");
-    screens.settle();
-    const auto shown = screens.visibleTexts();
-    expectTexts(shown, {"screen", "notes.txt"});
-    EXPECT_FALSE(shown.count("系统默认"));
+    EXPECT_TRUE(shows(screens, {"screen", "notes.txt"}));
+    EXPECT_FALSE(screens.visibleTexts().count("系统默认"));
     screens.state->setAudioCaptureMode(AudioCaptureMode::systemAndMicrophone);
-    screens.settle();
-    expectTexts(screens.visibleTexts(), {"系统默认", "Blue Yeti", "内置麦克风"});
+    EXPECT_TRUE(shows(screens, {"系统默认", "Blue Yeti", "内置麦克风"}));
 
     // Choosing a row selects that source.
     auto* list = screens.item("sourceList");
@@ -56,14 +61,11 @@ TEST(ScreensTest, RecordingAndGeneratingScreensFollowTheFlow)
     ScreenHarness screens;
     ASSERT_TRUE(screens.record());
     screens.clock.advance(83);
-    ASSERT_TRUE(waitFor([&] { return screens.state->recordingElapsed() >= 83; }));
-    screens.settle();
-    expectTexts(screens.visibleTexts(), {"01:23"});
+    EXPECT_TRUE(shows(screens, {"01:23"}));
 
     screens.recorder->stopGate.close();
     screens.state->stopRecording();
-    screens.settle();
-    expectTexts(screens.visibleTexts(), {"正在生成演示视频"});
+    EXPECT_TRUE(shows(screens, {"正在生成演示视频"}));
     screens.recorder->stopGate.open();
     ASSERT_TRUE(waitFor([&] { return screens.state->route() == Route::preview && !screens.state->isBusy(); }));
 }
@@ -77,9 +79,8 @@ TEST(ScreensTest, PreviewPlaysTheProjectAndExportsWithProgressAndCancel)
     auto* preview = screens.item("livePreview");
     ASSERT_TRUE(preview);
     ASSERT_TRUE(waitFor([&] { return preview->property("ready").toBool(); }));
-    screens.settle();
-    expectTexts(screens.visibleTexts(), {"0:00 / 0:04", std::to_string(project.focusSegments.size()) +
-                                                            " focus segments · 原视频 1280 x 720 · 当前输出 1920 x 1080 · 30 fps"});
+    EXPECT_TRUE(shows(screens, {"0:00 / 0:04", std::to_string(project.focusSegments.size()) +
+                                               " focus segments · 原视频 1280 x 720 · 当前输出 1920 x 1080 · 30 fps"}));
 
     // A new look shows at once, also while paused, and reaches the screen.
     screens.state->updateAspectRatio("portrait9x16");
@@ -99,8 +100,7 @@ TEST(ScreensTest, PreviewPlaysTheProjectAndExportsWithProgressAndCancel)
     ASSERT_TRUE(exportButton);
     QMetaObject::invokeMethod(exportButton, "clicked");
     ASSERT_TRUE(waitFor([&] { return screens.state->exportProgress() == 0.5; }));
-    screens.settle();
-    expectTexts(screens.visibleTexts(), {"50%"});
+    EXPECT_TRUE(shows(screens, {"50%"}));
     // The settings wait while the export renders the ones it started with.
     EXPECT_FALSE(screens.item("previewSettingsPanel")->isEnabled());
     QMetaObject::invokeMethod(screens.item("cancelExportButton"), "clicked");
@@ -110,8 +110,7 @@ TEST(ScreensTest, PreviewPlaysTheProjectAndExportsWithProgressAndCancel)
     screens.exporter->holdUntilCancelled = false;
     QMetaObject::invokeMethod(exportButton, "clicked");
     ASSERT_TRUE(waitFor([&] { return !screens.state->isBusy(); }));
-    screens.settle();
-    expectTexts(screens.visibleTexts(), {(directory / "export.mp4").string()});
+    EXPECT_TRUE(shows(screens, {(directory / "export.mp4").string()}));
 }
 
 TEST(ScreensTest, PreviewOfAMissingMovieSaysSoAndStillShowsTheCamera)

@@ -6,6 +6,7 @@
 #include "support/NullSinkSoundServer.h"
 #include "support/PulseAudioPlayer.h"
 #include "capture/RecordingError.h"
+#include "capture/RecordingFinisher.h"
 #include "capture/ScreenRecorder.h"
 #include "capture/x11/X11CapturePlatform.h"
 #include "capture/x11/X11SourceLister.h"
@@ -16,6 +17,7 @@
 #include <sys/wait.h>
 
 #include <cmath>
+#include <fstream>
 #include <functional>
 #include <sstream>
 
@@ -26,31 +28,18 @@ using namespace std::chrono_literals;
 using vantile::testing::probe;
 using vantile::testing::runCli;
 using vantile::testing::streamOfType;
+using Type = InputEvent::EventType;
 
 class RecordCommandTest : public vantile::testing::X11TestSession {
 protected:
-    // The only recording's event journal, which may not exist yet.
-    std::filesystem::path journal() const
-    {
-        std::error_code error;
-        for (const auto& entry : std::filesystem::directory_iterator(directory / "projects", error))
-            return entry.path() / ProjectFileManager::metadataFolderName / EventJournal::fileName;
-        return {};
-    }
+    // The only recording's project directory and event journal, which may not exist yet.
+    std::filesystem::path recording() const { return testing::firstEntry(directory / "projects").value_or(directory.path()); }
+    std::filesystem::path journal() const { return recording() / ProjectFileManager::metadataFolderName / EventJournal::fileName; }
 
-    static long journalled(const std::filesystem::path& file, InputEvent::EventType type)
+    static long journalled(const std::filesystem::path& file, Type type)
     {
         const auto events = EventJournal::read(file);
         return std::count_if(events.begin(), events.end(), [&](const InputEvent& event) { return event.type == type; });
-    }
-
-    std::filesystem::path onlyProject() const
-    {
-        std::vector<std::filesystem::path> projects;
-        for (const auto& entry : std::filesystem::directory_iterator(directory / "projects"))
-            projects.push_back(entry.path());
-        EXPECT_EQ(projects.size(), 1u);
-        return projects.empty() ? directory.path() : projects.front();
     }
 };
 
@@ -59,7 +48,7 @@ double playableSeconds(const std::filesystem::path& movie)
 {
     const std::string packets = vantile::testing::commandOutput(
         "ffprobe -v error -select_streams v -show_entries packet=pts_time,duration_time -of csv=p=0 " +
-        vantile::testing::quoted(movie) + " 2>/dev/null");
+        vantile::testing::quoteForShell(movie) + " 2>/dev/null");
     double first = 1e9, end = 0;
     std::istringstream lines(packets);
     for (std::string line; std::getline(lines, line);) {
@@ -78,10 +67,10 @@ TEST_F(RecordCommandTest, AKilledRecordingIsRecoveredAsTheStopFlowWouldHave)
                           {});
     // Input is logged from the moment the movie has frames.
     ASSERT_TRUE(waitUntil([&] { return std::filesystem::exists(journal()); }));
-    const std::filesystem::path project = onlyProject();
+    const std::filesystem::path project = recording();
     ASSERT_TRUE(waitUntil([&] { return playableSeconds(project / "raw.mov") >= 0.5; }));
     xdotool("mousemove 300 200 click 1");
-    ASSERT_TRUE(waitUntil([&] { return journalled(journal(), InputEvent::EventType::leftMouseUp) > 0; }));
+    ASSERT_TRUE(waitUntil([&] { return journalled(journal(), Type::leftMouseUp) > 0; }));
     ASSERT_TRUE(waitUntil([&] { return playableSeconds(project / "raw.mov") >= 2; }));
     kill(recorder.pid(), SIGKILL);
     recorder.stop();
@@ -108,11 +97,11 @@ TEST_F(RecordCommandTest, InterruptStopsLikeTheAppAndSavesThePlannedProject)
                           {.captureOutput = true});
     // Input is logged from the moment the movie has frames.
     ASSERT_TRUE(waitUntil([&] {
-        return std::filesystem::exists(journal()) && vantile::testing::countVideoFrames(onlyProject() / "raw.mov") >= 30;
+        return std::filesystem::exists(journal()) && vantile::testing::countVideoFrames(recording() / "raw.mov") >= 30;
     }));
     for (int click = 0; click < 3; ++click) {
         xdotool("mousemove " + std::to_string(200 + click * 300) + " 400 click 1");
-        ASSERT_TRUE(waitUntil([&] { return journalled(journal(), InputEvent::EventType::leftMouseDown) == click + 1; }, 10s));
+        ASSERT_TRUE(waitUntil([&] { return journalled(journal(), Type::leftMouseDown) == click + 1; }, 10s));
     }
     kill(recorder.pid(), SIGINT);
     const auto printed = recorder.readLine(30s);
@@ -121,12 +110,12 @@ TEST_F(RecordCommandTest, InterruptStopsLikeTheAppAndSavesThePlannedProject)
     ASSERT_EQ(waitpid(recorder.pid(), &status, 0), recorder.pid());
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
 
-    const std::filesystem::path project = onlyProject();
+    const std::filesystem::path project = recording();
     EXPECT_EQ(std::filesystem::path(*printed), project);
     // What the finisher made of it is checked on its own; here the interrupt must reach it.
     const RecordingProject saved = ProjectFileManager(directory / "projects").loadProject(project);
     EXPECT_EQ(std::count_if(saved.events.begin(), saved.events.end(),
-                            [](const InputEvent& event) { return event.type == InputEvent::EventType::leftMouseDown; }),
+                            [](const InputEvent& event) { return event.type == Type::leftMouseDown; }),
               3);
     EXPECT_FALSE(saved.focusSegments.empty());
 }
@@ -218,6 +207,72 @@ TEST_F(RecordCommandTest, AMissingSoundServerFailsTheStartWithAMessage)
     EXPECT_NE(output.find("Could not start capture: no audio server is running"), std::string::npos) << output;
     // Nothing was recorded, so nothing may look like a recording.
     EXPECT_TRUE(!std::filesystem::exists(directory / "p") || std::filesystem::is_empty(directory / "p"));
+}
+
+TEST(RecordingFinisherTest, MapsPlansSmoothsAndSavesTheProjectTheAppWouldSave)
+{
+    const vantile::testing::TemporaryDirectory root;
+    const std::filesystem::path directory = ProjectFileManager(root.path()).createProjectDirectory();
+    StoppedRecording stopped;
+    // A 1000 x 500 window recorded at 2000 x 1000: video pixels are twice the local points.
+    stopped.source = {.id = "window-42", .kind = CaptureSource::SourceKind::window, .windowId = "42",
+                      .appName = "Editor", .title = "Draft", .region = {300, 200, 1000, 500}};
+    stopped.result = {directory / "raw.mov", 6.5, {"raw.mov", 2000, 1000, 30}};
+    stopped.audioSettings = {AudioCaptureMode::system, std::nullopt};
+    stopped.projectDirectory = directory;
+    stopped.events = {
+        {0.5, Type::mouseMove, 100, 100},
+        {1.0, Type::leftMouseDown, 250, 125, {}, {}, "left"},
+        {1.1, Type::leftMouseUp, 250, 125, {}, {}, "left"},
+        {3.0, Type::typingActivityStart, 250, 125},
+        {4.0, Type::typingActivityEnd, 250, 125},
+    };
+    RenderSettings settings;
+    settings.aspectRatio = AspectRatio::portrait9x16;
+    settings.fps = 24;
+
+    const ProjectFileManager files(root.path());
+    const FocusPlanner planner;
+    const CursorPathSmoother smoother;
+    const Timestamp now = parseISO8601("2026-11-23T10:00:00Z");
+    const RecordingProject project = RecordingFinisher(files, planner, smoother).finish(stopped, settings, now);
+
+    EXPECT_EQ(project.id, directory.filename().string());
+    EXPECT_EQ(project.duration, 6.5);
+    EXPECT_EQ(project.capture,
+              (CaptureInfo{CaptureInfo::SourceType::window, std::nullopt, "42", "Editor", "Draft", {300, 200, 1000, 500}, 1}));
+    EXPECT_EQ(project.audioSettings, stopped.audioSettings);
+    ASSERT_EQ(project.events.size(), 5u);
+    EXPECT_EQ(project.events[1], (InputEvent{1.0, Type::leftMouseDown, 500, 250, {}, {}, "left"}));
+    const OutputSize size = outputSize(AspectRatio::portrait9x16, stopped.result.videoInfo, ResolutionPreset::p1080);
+    EXPECT_EQ(project.renderSettings.outputWidth, size.width);
+    EXPECT_EQ(project.renderSettings.outputHeight, size.height);
+    EXPECT_EQ(project.renderSettings.fps, 24);
+    EXPECT_EQ(project.focusSegments,
+              planner
+                  .plan({6.5, 2000, 1000, project.events, settings.zoomIntensity})
+                  .segments);
+    EXPECT_EQ(project.cursorFrames, smoother.smooth(project.events, 24, 6.5));
+    EXPECT_FALSE(project.cursorFrames.empty());
+
+    EXPECT_EQ(files.loadProject(directory), project);
+}
+
+TEST(EventJournalTest, ReadsBackWhatWasAppendedAndStopsAtATornLine)
+{
+    const auto file = std::filesystem::temp_directory_path() / ("vantile-journal-" + std::to_string(::getpid()));
+    const std::vector<InputEvent> events{{0.25, Type::mouseMove, 1, 2},
+                                         {0.5, Type::scrollWheel, 3, 4, 0.0, -1.0, {}},
+                                         {0.75, Type::rightMouseDown, 5, 6, {}, {}, "right"}};
+    {
+        EventJournal journal(file);
+        for (const InputEvent& event : events) journal.append(event);
+        // Read while still open: every event is on disk as soon as it is appended.
+        EXPECT_EQ(EventJournal::read(file), events);
+    }
+    std::ofstream(file, std::ios::app) << "{\"time\":1.0,\"type\":\"mouseM";
+    EXPECT_EQ(EventJournal::read(file), events);
+    std::filesystem::remove(file);
 }
 
 }  // namespace

@@ -1,3 +1,4 @@
+#include "capture/wayland/EvdevDecoder.h"
 #include "capture/wayland/InputEventStream.h"
 #include "capture/wayland/WaylandInputSource.h"
 
@@ -10,6 +11,9 @@
 #include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <random>
+#include <thread>
 
 namespace vantile {
 namespace {
@@ -192,6 +196,220 @@ TEST(WaylandInputSourceTest, DevicesPluggedInWhileRecordingAreReadAndUnpluggedOn
     rig.move(5, 5, 2.0);
     rig.source.dispatchPending();
     EXPECT_EQ(rig.received.size(), 2u);
+}
+
+const RecordedInputStream::TimePoint kernelEpoch{std::chrono::seconds(5000)};
+
+std::vector<RawInput> decode(const RecordedInputStream& stream)
+{
+    EvdevDecoder decoder;
+    std::vector<RawInput> activity;
+    for (const input_event& event : stream.events()) decoder.feed(event, activity);
+    return activity;
+}
+
+RawInput at(const RecordedInputStream& stream, double seconds, Kind kind, double dx = 0, double dy = 0)
+{
+    return {.kind = kind, .scrollingDeltaX = dx, .scrollingDeltaY = dy, .time = stream.timeAt(seconds)};
+}
+
+TEST(EvdevDecoderTest, ButtonsBecomePressesAndReleasesAtTheirKernelTimesOnceTheirFrameEnds)
+{
+    RecordedInputStream stream(kernelEpoch);
+    stream.at(0.100).key(BTN_LEFT, 1).relative(REL_X, 3).report();
+    stream.at(0.250).press(BTN_LEFT, 0);
+    stream.at(0.300).press(BTN_MIDDLE, 1).press(BTN_SIDE, 1);  // not recorded
+    stream.at(0.400).press(BTN_RIGHT, 1);
+    stream.at(0.401).press(BTN_RIGHT, 1);  // already held: no second press
+    stream.at(0.500).press(BTN_RIGHT, 0);
+    stream.at(0.600).press(BTN_RIGHT, 0);  // not held: no second release
+    EXPECT_EQ(decode(stream), (std::vector{at(stream, 0.1, Kind::leftMouseDown), at(stream, 0.25, Kind::leftMouseUp),
+                                           at(stream, 0.4, Kind::rightMouseDown), at(stream, 0.5, Kind::rightMouseUp)}));
+
+    // Nothing is told before the end of its frame.
+    RecordedInputStream unfinished(kernelEpoch);
+    unfinished.at(1).key(BTN_LEFT, 1).key(KEY_A, 1);
+    EvdevDecoder decoder;
+    std::vector<RawInput> activity;
+    for (const input_event& event : unfinished.events()) decoder.feed(event, activity);
+    EXPECT_TRUE(activity.empty());
+    decoder.feed(RecordedInputStream(kernelEpoch).at(1).report().events().front(), activity);
+    EXPECT_EQ(activity, (std::vector{at(unfinished, 1, Kind::leftMouseDown), at(unfinished, 1, Kind::keyDown)}));
+}
+
+TEST(EvdevDecoderTest, WheelNotchesBecomeOneEventEachUpAndLeftPositiveHighResolutionOnesToo)
+{
+    RecordedInputStream stream(kernelEpoch);
+    stream.at(0.1).relative(REL_WHEEL, 1).report();
+    stream.at(0.2).relative(REL_WHEEL, -2).report();
+    stream.at(0.3).relative(REL_HWHEEL, 1).report();   // right
+    stream.at(0.4).relative(REL_HWHEEL, -1).report();  // left
+    stream.at(0.5).key(BTN_LEFT, 1).relative(REL_WHEEL, 1).key(BTN_LEFT, 0).report();
+    EXPECT_EQ(decode(stream),
+              (std::vector{at(stream, 0.1, Kind::scrollWheel, 0, 1), at(stream, 0.2, Kind::scrollWheel, 0, -1),
+                           at(stream, 0.2, Kind::scrollWheel, 0, -1), at(stream, 0.3, Kind::scrollWheel, -1, 0),
+                           at(stream, 0.4, Kind::scrollWheel, 1, 0), at(stream, 0.5, Kind::leftMouseDown),
+                           at(stream, 0.5, Kind::scrollWheel, 0, 1), at(stream, 0.5, Kind::leftMouseUp)}));
+
+    // High-resolution wheels count each notch once, with the matching whole-notch events in
+    // either order within the frame.
+    RecordedInputStream paired(kernelEpoch);
+    paired.at(0.1).relative(REL_WHEEL_HI_RES, 120).relative(REL_WHEEL, 1).report();
+    paired.at(0.2).relative(REL_WHEEL, -1).relative(REL_WHEEL_HI_RES, -120).report();
+    paired.at(0.3).relative(REL_HWHEEL_HI_RES, -240).relative(REL_HWHEEL, -2).report();
+    paired.at(0.4).relative(REL_WHEEL, 1).report();  // the axis reports in fractions now: ignored
+    EXPECT_EQ(decode(paired),
+              (std::vector{at(paired, 0.1, Kind::scrollWheel, 0, 1), at(paired, 0.2, Kind::scrollWheel, 0, -1),
+                           at(paired, 0.3, Kind::scrollWheel, 1, 0), at(paired, 0.3, Kind::scrollWheel, 1, 0)}));
+
+    // Fractions alone add up to a notch; a turn the other way starts afresh.
+    RecordedInputStream fractions(kernelEpoch);
+    for (int step = 1; step <= 4; ++step) fractions.at(step * 0.01).relative(REL_WHEEL_HI_RES, 30).report();
+    fractions.at(0.10).relative(REL_WHEEL_HI_RES, 90).report();
+    fractions.at(0.11).relative(REL_WHEEL_HI_RES, -60).report();  // back: the 90 pending are dropped
+    fractions.at(0.12).relative(REL_WHEEL_HI_RES, -60).report();
+    fractions.at(0.13).relative(REL_HWHEEL_HI_RES, 60).relative(REL_WHEEL_HI_RES, 15).report();
+    fractions.at(0.14).relative(REL_HWHEEL_HI_RES, 60).report();
+    EXPECT_EQ(decode(fractions),
+              (std::vector{at(fractions, 0.04, Kind::scrollWheel, 0, 1), at(fractions, 0.12, Kind::scrollWheel, 0, -1),
+                           at(fractions, 0.14, Kind::scrollWheel, -1, 0)}));
+}
+
+TEST(EvdevDecoderTest, KeysReportDownAndUpButNeverAutoRepeatOrOtherButtons)
+{
+    RecordedInputStream stream(kernelEpoch);
+    stream.at(1.0).key(KEY_H, 1).report();
+    stream.at(1.1).press(KEY_H, 0);
+    stream.at(1.2).key(KEY_LEFTSHIFT, 1).key(KEY_I, 1).report();
+    stream.at(1.5).press(KEY_I, 2).press(KEY_I, 2);
+    stream.at(1.6).key(KEY_I, 0).key(KEY_LEFTSHIFT, 0).report();
+    stream.at(1.7).press(BTN_TOUCH, 1).press(BTN_TOOL_FINGER, 1).press(BTN_SOUTH, 1);
+    stream.at(1.8).press(KEY_VOLUMEUP, 1).press(KEY_OK, 1);
+    EXPECT_EQ(decode(stream),
+              (std::vector{at(stream, 1.0, Kind::keyDown), at(stream, 1.1, Kind::keyUp), at(stream, 1.2, Kind::keyDown),
+                           at(stream, 1.2, Kind::keyDown), at(stream, 1.6, Kind::keyUp), at(stream, 1.6, Kind::keyUp),
+                           at(stream, 1.8, Kind::keyDown), at(stream, 1.8, Kind::keyDown)}));
+}
+
+TEST(EvdevDecoderTest, DroppedEventsDiscardTheUnfinishedFrameAndTheRestUntilTheNextReport)
+{
+    RecordedInputStream stream(kernelEpoch);
+    stream.at(0.1).press(KEY_A, 1);
+    stream.at(0.2).key(BTN_LEFT, 1).relative(REL_WHEEL, 3).dropped();
+    stream.at(0.3).key(KEY_B, 1).relative(REL_WHEEL_HI_RES, 120).report();  // incomplete: discarded
+    stream.at(0.4).press(BTN_LEFT, 1);                                      // the press survives the drop
+    stream.at(0.5).relative(REL_WHEEL, 1).report();  // the discarded fraction did not mark the axis
+    EXPECT_EQ(decode(stream), (std::vector{at(stream, 0.1, Kind::keyDown), at(stream, 0.4, Kind::leftMouseDown),
+                                           at(stream, 0.5, Kind::scrollWheel, 0, 1)}));
+}
+
+// Which keys were typed must not change anything the decoder reports.
+TEST(EvdevDecoderTest, OutputIsTheSameWhateverKeysWereTyped)
+{
+    std::mt19937 random(11);
+    std::uniform_int_distribution<int> keyCode(KEY_ESC, KEY_MICMUTE);
+    std::uniform_int_distribution<int> value(0, 2);
+    for (int round = 0; round < 50; ++round) {
+        RecordedInputStream typed(kernelEpoch);
+        RecordedInputStream uniform(kernelEpoch);
+        for (int step = 0; step < 200; ++step) {
+            int code = keyCode(random);
+            while (code >= BTN_MISC) code = keyCode(random);  // only keyboard keys
+            const int state = value(random);
+            typed.at(step * 0.01).press(static_cast<unsigned short>(code), state);
+            uniform.at(step * 0.01).press(KEY_A, state);
+        }
+        const auto activity = decode(typed);
+        ASSERT_EQ(activity, decode(uniform));
+        EXPECT_FALSE(activity.empty());
+    }
+}
+
+bool readable(int fd)
+{
+    pollfd descriptor{fd, POLLIN, 0};
+    return poll(&descriptor, 1, 0) == 1 && (descriptor.revents & POLLIN);
+}
+
+TEST(PointerTrackerTest, PositionAtATimeIsTheLastUpdateAtOrBeforeIt)
+{
+    PointerTracker tracker;
+    const auto epoch = std::chrono::steady_clock::now();
+    EXPECT_FALSE(tracker.latest());
+    EXPECT_FALSE(tracker.positionAt(epoch));
+
+    tracker.update({10, 20}, epoch + 100ms);
+    tracker.update({30, 40}, epoch + 200ms);
+    tracker.update({50, 60}, epoch + 300ms);
+    tracker.update({5, 6}, epoch + 150ms);  // late arrival lands in time order
+    EXPECT_EQ(tracker.latest(), (CodablePoint{50, 60}));
+    EXPECT_EQ(tracker.positionAt(epoch), (CodablePoint{10, 20}));  // before everything: the earliest
+    EXPECT_EQ(tracker.positionAt(epoch + 170ms), (CodablePoint{5, 6}));
+    EXPECT_EQ(tracker.positionAt(epoch + 299ms), (CodablePoint{30, 40}));
+    EXPECT_EQ(tracker.positionAt(epoch + 300ms), (CodablePoint{50, 60}));
+
+    // A repeated position moves nothing but says the pointer was known to rest until then.
+    EXPECT_EQ(tracker.latestTime(), epoch + 300ms);
+    tracker.update({50, 60}, epoch + 400ms);
+    EXPECT_EQ(tracker.latestTime(), epoch + 400ms);
+    tracker.update({1, 2}, epoch + 350ms);
+    EXPECT_EQ(tracker.latestTime(), epoch + 400ms);
+    EXPECT_EQ(tracker.positionAt(epoch + 360ms), (CodablePoint{1, 2}));
+}
+
+TEST(PointerTrackerTest, MovesQueueInOrderAndTheDescriptorIsReadableExactlyWhileTheyWait)
+{
+    PointerTracker tracker;
+    const auto epoch = std::chrono::steady_clock::now();
+    EXPECT_FALSE(readable(tracker.fileDescriptor()));
+    tracker.update({1, 1}, epoch + 10ms);
+    tracker.update({1, 1}, epoch + 20ms);  // same position: not a move
+    tracker.update({2, 1}, epoch + 30ms);
+    EXPECT_TRUE(readable(tracker.fileDescriptor()));
+    EXPECT_EQ(tracker.takeMoves(), (std::vector<PointerTracker::Move>{{{1, 1}, epoch + 10ms}, {{2, 1}, epoch + 30ms}}));
+    EXPECT_FALSE(readable(tracker.fileDescriptor()));
+    EXPECT_TRUE(tracker.takeMoves().empty());
+
+    tracker.update({3, 1}, epoch + 40ms);
+    tracker.discardMoves();
+    EXPECT_FALSE(readable(tracker.fileDescriptor()));
+    EXPECT_TRUE(tracker.takeMoves().empty());
+    EXPECT_EQ(tracker.latest(), (CodablePoint{3, 1}));  // discarding moves keeps the position
+}
+
+TEST(PointerTrackerTest, UntakenMovesAndOldHistoryStayBounded)
+{
+    PointerTracker tracker;
+    const auto epoch = std::chrono::steady_clock::now();
+    const std::size_t count = PointerTracker::maximumPendingMoves + 10;
+    for (std::size_t index = 0; index < count; ++index)
+        tracker.update({double(index), 0}, epoch + index * 10ms);
+    const auto moves = tracker.takeMoves();
+    ASSERT_EQ(moves.size(), PointerTracker::maximumPendingMoves);
+    EXPECT_EQ(moves.front().position.x, 10);  // the oldest were dropped
+    EXPECT_EQ(moves.back().position.x, double(count - 1));
+    // Only the last few seconds stay answerable; older times get the earliest position kept.
+    const double earliestKept = double(count - 1) - 500;
+    EXPECT_EQ(tracker.positionAt(epoch), (CodablePoint{earliestKept, 0}));
+}
+
+TEST(PointerTrackerTest, UpdatesFromAnotherThreadAreAllSeenOnce)
+{
+    PointerTracker tracker;
+    const auto epoch = std::chrono::steady_clock::now();
+    std::thread producer([&] {
+        for (int index = 1; index <= 2000; ++index) tracker.update({double(index), 0}, epoch + index * 1ms);
+    });
+    std::vector<PointerTracker::Move> seen;
+    const auto deadline = std::chrono::steady_clock::now() + 10s;
+    while (seen.size() < 2000 && std::chrono::steady_clock::now() < deadline) {
+        pollfd descriptor{tracker.fileDescriptor(), POLLIN, 0};
+        poll(&descriptor, 1, 100);
+        for (const auto& move : tracker.takeMoves()) seen.push_back(move);
+    }
+    producer.join();
+    ASSERT_EQ(seen.size(), 2000u);
+    for (std::size_t index = 0; index < seen.size(); ++index) EXPECT_EQ(seen[index].position.x, double(index + 1));
 }
 
 }  // namespace

@@ -80,11 +80,10 @@ public:
     }
 
 private:
+    // A round trip: once it is answered, the server has acted on every request sent before it.
     void settle()
     {
-        xcb_flush(connection_.get());
         free(xcb_get_input_focus_reply(connection_.get(), xcb_get_input_focus(connection_.get()), nullptr));
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
     }
 
     X11Connection connection_;

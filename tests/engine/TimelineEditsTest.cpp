@@ -1,9 +1,11 @@
 #include "engine/OutputTimeline.h"
 #include "engine/TimelineEdits.h"
+#include "engine/TimelineModel.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <random>
 
 using namespace vantile;
 using Type = FocusSegment::SegmentType;
@@ -30,6 +32,51 @@ RecordingProject project20s()
 FocusSegment zoom(double start, double end, double x, double y, double scale)
 {
     return {start, end, Type::clickFocus, x, y, scale};
+}
+
+RecordingProject plannedProject()
+{
+    RecordingProject project;
+    project.id = "model";
+    project.duration = 30;
+    project.video = {"raw.mov", 1280, 720, 30};
+    for (int index = 0; index < 20; ++index) {
+        const double time = 0.7 + index * 1.4;
+        project.events.push_back({time, InputEvent::EventType::leftMouseDown, 100.0 + index * 50, 80.0 + index * 30, {}, {}, {}});
+        project.events.push_back({time + 0.1, InputEvent::EventType::leftMouseUp, 100.0 + index * 50, 80.0 + index * 30, {}, {}, {}});
+    }
+    for (int frame = 0; frame <= 900; ++frame) project.cursorFrames.push_back({frame / 30.0, 10.0 + frame, 20.0 + frame / 2.0});
+    project.focusSegments = TimelineEdits::plannedSegments(project);
+    return project;
+}
+
+TimelineState stateOf(const RecordingProject& project)
+{
+    return {project.trim, project.cuts, project.focusSegments};
+}
+
+// The obvious version: walk output time through the kept ranges one by one.
+double slowRecordingTime(const std::vector<TimeRange>& kept, double outputTime)
+{
+    double elapsed = 0;
+    for (std::size_t index = 0; index < kept.size(); ++index) {
+        const TimeRange& range = kept[index];
+        if (outputTime < elapsed + range.length() || index + 1 == kept.size()) {
+            return std::min(range.start + std::max(outputTime - elapsed, 0.0), range.end);
+        }
+        elapsed += range.length();
+    }
+    return 0;
+}
+
+bool removed(double time, const std::optional<TimeRange>& trim, const std::vector<TimeRange>& cuts, double duration)
+{
+    const TimeRange whole = trim ? *trim : TimeRange{0, duration};
+    if (time < whole.start || time >= whole.end) return true;
+    for (const TimeRange& cut : cuts) {
+        if (time >= cut.start && time < cut.end) return true;
+    }
+    return false;
 }
 
 }  // namespace
@@ -131,4 +178,180 @@ TEST(TimelineEdits, ReplanningKeepsEditedSegmentsAndDropsAutomaticOnesOverlappin
     const std::vector<FocusSegment> merged =
         TimelineEdits::mergeReplanned({{1, 2, Type::clickFocus, 1, 1, 2}, {3, 4, Type::clickFocus, 1, 1, 2, true}}, planned);
     EXPECT_EQ(merged, (std::vector<FocusSegment>{{3, 4, Type::clickFocus, 1, 1, 2, true}}));
+}
+
+TEST(TimelineModel, AddMoveResizeDepthDeleteThenUndoStepsBackAndANewEditDropsRedo)
+{
+    TimelineModel model(plannedProject());
+    EXPECT_FALSE(model.canUndo());
+
+    const std::size_t added = model.addSegment(12);
+    const FocusSegment& made = model.project().focusSegments.at(added);
+    EXPECT_EQ(made, (FocusSegment{12, 14, Type::clickFocus, 370, 200, 2, true}));  // on the cursor at 12 s
+
+    // A second zoom just after the first: it is shortened to fit, never overlapping.
+    const std::size_t second = model.addSegment(15);
+    EXPECT_EQ(model.project().focusSegments.at(second).start, 15);
+    EXPECT_THROW(model.addSegment(13), TimelineEditError);
+
+    // Moving the first one right stops at the second one's start.
+    std::size_t first = added;
+    model.moveSegment(first, 20);
+    EXPECT_EQ(model.project().focusSegments.at(first).start, 13);
+    EXPECT_EQ(model.project().focusSegments.at(first).end, 15);
+    model.resizeSegment(first, 11, 16);  // the end stops at the neighbour
+    EXPECT_EQ(model.project().focusSegments.at(first).start, 11);
+    EXPECT_EQ(model.project().focusSegments.at(first).end, 15);
+    model.setDepth(first, 3.5);
+    EXPECT_EQ(model.project().focusSegments.at(first).scale, 3.5);
+    model.setFocusPoint(first, 640, 360);
+
+    model.cut({2, 4});
+    model.setTrim({1, 28});
+    EXPECT_DOUBLE_EQ(model.timeline().duration(), 25);
+    model.removeSegment(first);
+    // Undo steps back over the trim to the cut; a new edit then drops the redo history.
+    model.undo();
+    model.undo();
+    EXPECT_DOUBLE_EQ(model.timeline().duration(), 28);
+    EXPECT_TRUE(model.canRedo());
+    model.cut({5, 6});
+    EXPECT_FALSE(model.canRedo());
+}
+
+TEST(TimelineModel, GeneratedEditSequencesUndoToTheStartAndRedoToTheEndBeyondFiftySteps)
+{
+    std::mt19937 random(77);
+    std::uniform_real_distribution<double> unit(0, 1);
+    for (int round = 0; round < 8; ++round) {
+        TimelineModel model(plannedProject());
+        std::vector<TimelineState> history{stateOf(model.project())};
+        while (history.size() < 61) {
+            const auto count = model.project().focusSegments.size();
+            const std::size_t index = count ? static_cast<std::size_t>(unit(random) * count) % count : 0;
+            try {
+                switch (static_cast<int>(unit(random) * 7)) {
+                case 0: model.addSegment(29 * unit(random)); break;
+                case 1: model.moveSegment(index, 30 * unit(random)); break;
+                case 2: {
+                    const double start = 29 * unit(random);
+                    model.resizeSegment(index, start, start + 0.2 + 3 * unit(random));
+                    break;
+                }
+                case 3: model.setDepth(index, 1 + 3 * unit(random)); break;
+                case 4: model.removeSegment(index); break;
+                case 5: {
+                    const double start = 29 * unit(random);
+                    model.cut({start, start + 0.5 * unit(random) + 0.01});
+                    break;
+                }
+                default: model.setFocusPoint(index, 1280 * unit(random), 720 * unit(random)); break;
+                }
+            } catch (const TimelineEditError&) {
+                ASSERT_EQ(stateOf(model.project()), history.back()) << "a refused edit changed the timeline";
+                continue;
+            }
+            history.push_back(stateOf(model.project()));
+            // Edited segments never overlap each other, and every segment stays inside the recording.
+            const auto& segments = model.project().focusSegments;
+            for (std::size_t a = 0; a < segments.size(); ++a) {
+                ASSERT_GE(segments[a].start, 0);
+                ASSERT_LE(segments[a].end, 30);
+                for (std::size_t b = a + 1; b < segments.size() && segments[a].edited; ++b) {
+                    if (!segments[b].edited) continue;
+                    ASSERT_FALSE(segments[a].start < segments[b].end && segments[b].start < segments[a].end);
+                }
+            }
+        }
+        for (std::size_t step = history.size() - 1; step > 0; --step) {
+            ASSERT_TRUE(model.canUndo()) << "only " << history.size() - 1 - step << " undo steps";
+            model.undo();
+            ASSERT_EQ(stateOf(model.project()), history[step - 1]) << "undo step " << step;
+        }
+        for (std::size_t step = 1; step < history.size(); ++step) {
+            model.redo();
+            ASSERT_EQ(stateOf(model.project()), history[step]) << "redo step " << step;
+        }
+    }
+}
+
+TEST(OutputTimeline, HandWorkedTrimAndTwoCutsMapBothWays)
+{
+    // 20 s recording, keep 2..18, cut 5..7 and 10..13: kept 2-5, 7-10, 13-18 = 3 + 3 + 5 = 11 s.
+    const OutputTimeline timeline(20, TimeRange{2, 18}, {{10, 13}, {5, 7}});
+    ASSERT_EQ(timeline.keptRanges(), (std::vector<TimeRange>{{2, 5}, {7, 10}, {13, 18}}));
+    EXPECT_DOUBLE_EQ(timeline.duration(), 11);
+    EXPECT_FALSE(timeline.isIdentity());
+    // A hard cut: the output instant 3 is already the next range's first frame; past the end holds the last.
+    EXPECT_DOUBLE_EQ(timeline.recordingTime(3), 7);
+    EXPECT_DOUBLE_EQ(timeline.recordingTime(50), 18);
+
+    EXPECT_EQ(timeline.outputTime(6), std::nullopt);
+    EXPECT_EQ(timeline.outputTime(18.5), std::nullopt);
+    EXPECT_DOUBLE_EQ(*timeline.outputTime(18), 11);  // the end itself still maps
+    EXPECT_DOUBLE_EQ(timeline.outputTimeAtOrAfter(6), 3);
+    EXPECT_DOUBLE_EQ(timeline.outputTimeAtOrAfter(19), 11);
+}
+
+TEST(OutputTimeline, WithoutEditsItIsTheIdentityAndCuttingEverythingLeavesNothing)
+{
+    EXPECT_TRUE(OutputTimeline(12.5, std::nullopt, {}).isIdentity());
+
+    const OutputTimeline everythingCut(10, TimeRange{2, 4}, {{1, 5}});
+    EXPECT_TRUE(everythingCut.keptRanges().empty());
+    EXPECT_DOUBLE_EQ(everythingCut.duration(), 0);
+}
+
+TEST(OutputTimeline, GeneratedEditsMapMonotonicallyRoundTripAndKeepTheSumOfRanges)
+{
+    std::mt19937 random(1414);
+    std::uniform_real_distribution<double> unit(0, 1);
+    for (int round = 0; round < 300; ++round) {
+        const double duration = 1 + 120 * unit(random);
+        std::optional<TimeRange> trim;
+        if (unit(random) < 0.6) {
+            const double a = duration * unit(random) * 0.4;
+            trim = TimeRange{a, duration - duration * unit(random) * 0.4};
+        }
+        std::vector<TimeRange> cuts;
+        const int cutCount = static_cast<int>(unit(random) * 6);
+        for (int index = 0; index < cutCount; ++index) {
+            const double start = duration * unit(random);
+            cuts.push_back({start, std::min(duration, start + duration * 0.15 * unit(random) + 0.001)});
+        }
+        const OutputTimeline timeline(duration, trim, cuts);
+
+        double sum = 0;
+        for (const TimeRange& range : timeline.keptRanges()) {
+            ASSERT_LT(range.start, range.end);
+            sum += range.length();
+        }
+        ASSERT_NEAR(timeline.duration(), sum, 1e-9);
+        if (timeline.keptRanges().empty()) continue;
+
+        double previous = -1;
+        for (int step = 0; step <= 400; ++step) {
+            const double output = timeline.duration() * step / 400.0;
+            const double recording = timeline.recordingTime(output);
+            ASSERT_NEAR(recording, slowRecordingTime(timeline.keptRanges(), output), 1e-9) << round << " " << output;
+            ASSERT_GE(recording, previous) << "round " << round << " goes back in time at output " << output;
+            previous = recording;
+            if (step < 400) {
+                ASSERT_FALSE(removed(recording, trim, cuts, duration)) << round << " shows a removed instant " << recording;
+                const auto back = timeline.outputTime(recording);
+                ASSERT_TRUE(back.has_value());
+                ASSERT_NEAR(*back, output, 1e-9);
+            }
+        }
+        for (int step = 0; step <= 200; ++step) {
+            const double recording = duration * step / 200.0;
+            const auto output = timeline.outputTime(recording);
+            if (recording < timeline.keptRanges().back().end) {
+                ASSERT_EQ(output.has_value(), !removed(recording, trim, cuts, duration)) << round << " " << recording;
+            }
+            if (output) {
+                ASSERT_NEAR(timeline.recordingTime(*output), recording, 1e-9);
+            }
+        }
+    }
 }

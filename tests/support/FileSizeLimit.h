@@ -28,22 +28,19 @@ inline int runWithFileSizeLimit(std::uintmax_t bytes, const std::function<int()>
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-// The built vantile-cli under such a limit; its standard error is returned.
+// The built vantile-cli under such a limit, which its children inherit; its standard error comes
+// back through `errorFile`.
 inline CommandResult runCliWithFileSizeLimit(std::uintmax_t bytes, const std::vector<std::string>& arguments,
                                              const std::filesystem::path& errorFile)
 {
     CommandResult result;
     result.exitCode = runWithFileSizeLimit(bytes, [&] {
-        std::vector<char*> argv{const_cast<char*>(VANTILE_CLI)};
-        for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
-        argv.push_back(nullptr);
-        if (!std::freopen(errorFile.c_str(), "w", stderr) || !std::freopen((errorFile.string() + ".out").c_str(), "w", stdout)) return 126;
-        ::execv(VANTILE_CLI, argv.data());
-        return 127;
+        const CommandResult run = runCli(arguments);
+        std::ofstream(errorFile) << run.standardError;
+        return run.exitCode;
     });
-    std::ifstream errors(errorFile);
     std::ostringstream text;
-    text << errors.rdbuf();
+    text << std::ifstream(errorFile).rdbuf();
     result.standardError = text.str();
     return result;
 }

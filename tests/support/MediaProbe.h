@@ -15,13 +15,11 @@
 // Independent readings of recorded movies through the ffprobe and ffmpeg command-line tools.
 namespace vantile::testing {
 
-inline std::string quoted(const std::filesystem::path& path) { return "'" + path.string() + "'"; }
-
 // Streams and format as ffprobe reports them, with counted video frames.
 inline nlohmann::json probe(const std::filesystem::path& movie)
 {
     const std::string text = commandOutput("ffprobe -v error -count_frames -show_streams -show_format -of json " +
-                                           quoted(movie) + " 2>/dev/null");
+                                           quoteForShell(movie) + " 2>/dev/null");
     return text.empty() ? nlohmann::json::object() : nlohmann::json::parse(text, nullptr, false);
 }
 
@@ -37,7 +35,7 @@ inline nlohmann::json streamOfType(const nlohmann::json& probed, const std::stri
 // One decoded frame at `seconds` as packed RGB.
 inline std::vector<std::uint8_t> frameAt(const std::filesystem::path& movie, double seconds)
 {
-    const std::string text = commandOutput("ffmpeg -v error -ss " + std::to_string(seconds) + " -i " + quoted(movie) +
+    const std::string text = commandOutput("ffmpeg -v error -ss " + std::to_string(seconds) + " -i " + quoteForShell(movie) +
                                            " -frames:v 1 -f rawvideo -pix_fmt rgb24 - 2>/dev/null");
     return {text.begin(), text.end()};
 }
@@ -52,7 +50,7 @@ inline int countVideoFrames(const std::filesystem::path& movie)
 // that starts late begins with silence.
 inline std::vector<float> audioSamples(const std::filesystem::path& movie, int index = 0)
 {
-    const std::string text = commandOutput("ffmpeg -v error -i " + quoted(movie) + " -map 0:a:" +
+    const std::string text = commandOutput("ffmpeg -v error -i " + quoteForShell(movie) + " -map 0:a:" +
                                            std::to_string(index) +
                                            " -af 'pan=mono|c0=c0,aresample=48000:async=1:first_pts=0' -f f32le - 2>/dev/null");
     std::vector<float> samples(text.size() / sizeof(float));

@@ -60,11 +60,10 @@ inline CommandResult runCommand(const std::vector<std::string>& arguments)
 inline std::string commandOutput(const std::string& commandLine) { return runShell(commandLine).standardOutput; }
 
 // Runs the built vantile-cli with the given arguments.
-inline CommandResult runCli(std::initializer_list<std::string> arguments)
+inline CommandResult runCli(std::vector<std::string> arguments)
 {
-    std::string commandLine = quoteForShell(VANTILE_CLI);
-    for (const auto& argument : arguments) commandLine += " " + quoteForShell(argument);
-    return runShell(commandLine);
+    arguments.insert(arguments.begin(), VANTILE_CLI);
+    return runCommand(arguments);
 }
 
 }  // namespace vantile::testing

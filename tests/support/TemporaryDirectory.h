@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -54,6 +55,14 @@ inline void writeText(const std::filesystem::path& path, const std::string& text
 {
     std::filesystem::create_directories(path.parent_path());
     std::ofstream(path, std::ios::binary) << text;
+}
+
+// The first entry of `directory`, or none when it is empty or not there yet.
+inline std::optional<std::filesystem::path> firstEntry(const std::filesystem::path& directory)
+{
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(directory, error)) return entry.path();
+    return std::nullopt;
 }
 
 // Every regular file under `root` with its contents, to prove that nothing changed.

@@ -1,0 +1,211 @@
+#include "model/AudioSettings.h"
+#include "model/RenderSettings.h"
+#include "store/ProjectFileManager.h"
+
+#include "support/MediaProbe.h"
+#include "support/RunCommand.h"
+#include "support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <regex>
+#include <sstream>
+
+using namespace vantile;
+using namespace vantile::testing;
+namespace fs = std::filesystem;
+
+namespace {
+
+bool contains(const std::string& text, std::string_view part) { return text.find(part) != std::string::npos; }
+
+const fs::path examples = fs::path(VANTILE_SOURCE_DIR) / "examples";
+
+}  // namespace
+
+// Every option a command's usage line names is explained by that command's own --help, so an
+// option added without help fails here.
+TEST(HelpCommand, EachCommandExplainsEveryOptionOfItsUsage)
+{
+    const auto overview = runCli({"--help"});
+    ASSERT_EQ(overview.exitCode, 0);
+    std::istringstream lines(overview.standardOutput);
+    std::string line;
+    int commands = 0;
+    const std::regex usageLine(R"(^  vantile-cli ([a-z]+)(.*)$)");
+    const std::regex option(R"((--[a-z-]+|-o)\b)");
+    while (std::getline(lines, line)) {
+        std::smatch match;
+        if (!std::regex_match(line, match, usageLine)) continue;
+        ++commands;
+        const std::string name = match[1];
+        const std::string usage = match[2];
+        const auto help = runCli({name, "--help"});
+        ASSERT_EQ(help.exitCode, 0) << name;
+        EXPECT_TRUE(help.standardOutput.starts_with("vantile-cli " + name)) << help.standardOutput;
+        for (std::sregex_iterator it(usage.begin(), usage.end(), option), end; it != end; ++it)
+            EXPECT_TRUE(contains(help.standardOutput, it->str())) << name << " --help lacks " << it->str();
+    }
+    EXPECT_GE(commands, 7);
+
+    // The choices of an enumerated option are listed, so a new one cannot be left out.
+    const std::string exportHelp = runCli({"export", "--help"}).standardOutput;
+    for (const CursorTheme theme : cursorThemeTexts.allCases())
+        EXPECT_TRUE(contains(exportHelp, cursorThemeTexts.text(theme))) << cursorThemeTexts.text(theme);
+    const std::string recordHelp = runCli({"record", "--help"}).standardOutput;
+    for (const AudioCaptureMode mode : audioCaptureModeTexts.allCases())
+        EXPECT_TRUE(contains(recordHelp, audioCaptureModeTexts.text(mode))) << audioCaptureModeTexts.text(mode);
+}
+
+TEST(InfoCommand, SummarisesBothLayoutsAndJsonRoundTrips)
+{
+    const auto minimal = runCli({"info", (examples / "minimal").string()});
+    ASSERT_EQ(minimal.exitCode, 0) << minimal.standardError;
+    EXPECT_TRUE(contains(minimal.standardOutput, "1280x720 at 30 fps"));
+
+    TemporaryDirectory copy;
+    fs::copy(examples / "walkthrough", copy / "walkthrough", fs::copy_options::recursive);
+    const auto before = snapshotFiles(copy.path());
+    const auto summary = runCli({"info", (copy / "walkthrough").string()});
+    ASSERT_EQ(summary.exitCode, 0) << summary.standardError;
+    EXPECT_TRUE(contains(summary.standardOutput, "events        7"));
+
+    const auto json = runCli({"info", (copy / "walkthrough").string(), "--json"});
+    ASSERT_EQ(json.exitCode, 0) << json.standardError;
+    const RecordingProject loaded = ProjectFileManager(copy.path()).loadProject(copy / "walkthrough");
+    EXPECT_EQ(json.standardOutput, ProjectFileManager::encodeDocument(Json(loaded)) + "\n");
+    // info never writes.
+    EXPECT_EQ(snapshotFiles(copy.path()), before);
+}
+
+// A refused command line exits 2 for a usage mistake and 1 for anything else, prints nothing,
+// names the problem on one line of its error output, and writes nothing. Which file and key a bad
+// project names is the store's to show; here, that the command passes it on.
+TEST(RefusedCommandLines, FailWithOneLineNamingTheProblemAndWriteNothing)
+{
+    TemporaryDirectory root;
+    writeText(root / "events.json", "[]");
+    writeText(root / "object.json", R"({"events": []})");
+    writeText(root / "broken" / ".vantile" / "project.json", "{\"id\": ");
+    writeText(root / "taken" / "raw.mov", "a recording");  // a sample never replaces what is there
+    writeText(root / "file", "a file");
+    const std::string events = (root / "events.json").string();
+    const auto plan = [&](const std::string& file, std::vector<std::string> options) {
+        options.insert(options.begin(), {"plan", "--events", file, "--width", "64", "--height", "64"});
+        return options;
+    };
+    const struct {
+        std::vector<std::string> arguments;
+        int exitCode;
+        std::string expected;
+    } cases[] = {
+        {plan(events, {"--duration", "-1"}), 2, "--duration"},
+        {plan(events, {"--duration", "nan"}), 2, "--duration"},
+        {plan(events, {"--duration", "soon"}), 2, "--duration"},
+        {plan(events, {}), 2, "--duration"},
+        {plan(events, {"--duration", "1", "--fps", "0"}), 2, "--fps"},
+        {plan(events, {"--duration", "1", "--fps", "241"}), 2, "--fps"},
+        {plan(events, {"--duration", "1", "--intensity", "extreme"}), 2, "--intensity"},
+        {plan(events, {"--duration", "1", "--width", "0"}), 2, "--width"},
+        {plan((root / "missing.json").string(), {"--duration", "1"}), 1, "missing.json"},
+        {plan((root / "object.json").string(), {"--duration", "1"}), 1, "expected an array"},
+        {{"record", "--duration", "0", "--root", (root / "projects").string()}, 2, "--duration"},
+        {{"record", "--duration", "600.5", "--root", (root / "projects").string()}, 2, "--duration"},
+        {{"sample", (root / "taken").string(), "--duration", "1"}, 2, (root / "taken").string()},
+        {{"sample", (root / "file").string(), "--duration", "1"}, 2, (root / "file").string()},
+        {{"info", (root / "missing").string()}, 1, "No project at"},
+        {{"info", (root / "broken").string()}, 1, "project.json: malformed JSON"},
+        {{"info", (root / "broken").string(), "--verbose"}, 2, "unknown option --verbose"},
+        {{"frobnicate"}, 2, "unknown command"},
+    };
+    const auto before = snapshotFiles(root.path());
+    for (const auto& [arguments, exitCode, expected] : cases) {
+        const CommandResult result = runCli(arguments);
+        std::string commandLine;
+        for (const std::string& argument : arguments) commandLine += argument + " ";
+        SCOPED_TRACE(commandLine + "-> " + result.standardError);
+        EXPECT_EQ(result.exitCode, exitCode);
+        EXPECT_TRUE(result.standardOutput.empty());
+        EXPECT_EQ(result.standardError.find('\n'), result.standardError.size() - 1);
+        EXPECT_TRUE(contains(result.standardError, expected));
+        EXPECT_EQ(snapshotFiles(root.path()), before);
+    }
+    EXPECT_FALSE(fs::exists(root / "projects"));
+}
+
+// The options apply in order and the project is saved once, or, when one is refused, not at all.
+TEST(EditCommand, AppliesOptionsInOrderSavesOnceAndPrintsTheTimeline)
+{
+    TemporaryDirectory root;
+    const fs::path directory = root / "project";
+    const auto made = runCli({"sample", directory.string(), "--duration", "20", "--width", "640", "--height", "360"});
+    ASSERT_EQ(made.exitCode, 0) << made.standardError;
+    const ProjectFileManager store(root.path());
+    const RecordingProject original = store.loadProject(directory);
+
+    // The second cut overlaps the first and merges; the zoom replaces what it overlaps.
+    const auto edited = runCli({"edit", directory.string(), "--trim", "1", "19", "--cut", "5", "7", "--cut", "6",
+                                "8", "--cut", "12", "13.5", "--zoom", "9", "10.5", "300", "200", "2.5", "--json"});
+    ASSERT_EQ(edited.exitCode, 0) << edited.standardError;
+    const Json timeline = Json::parse(edited.standardOutput);
+    EXPECT_DOUBLE_EQ(timeline.at("duration").get<double>(), 18 - 3 - 1.5);
+    EXPECT_EQ(timeline.at("trim"), (Json{{"start", 1.0}, {"end", 19.0}}));
+    EXPECT_EQ(timeline.at("cuts"), Json::parse(R"([{"start":5.0,"end":8.0},{"start":12.0,"end":13.5}])"));
+
+    const RecordingProject saved = store.loadProject(directory);
+    EXPECT_EQ(timeline.at("segments"), Json(saved.focusSegments));
+    const auto zoom = std::ranges::find_if(saved.focusSegments, &FocusSegment::edited);
+    ASSERT_NE(zoom, saved.focusSegments.end());
+    EXPECT_EQ(*zoom, (FocusSegment{9, 10.5, FocusSegment::SegmentType::clickFocus, 300, 200, 2.5, true}));
+    const auto zoomIndex = zoom - saved.focusSegments.begin();
+
+    // Removing by the index info --json lists, then clearing, brings back the automatic plan.
+    ASSERT_EQ(runCli({"edit", directory.string(), "--remove-zoom", std::to_string(zoomIndex)}).exitCode, 0);
+    EXPECT_EQ(store.loadProject(directory).focusSegments.size(), saved.focusSegments.size() - 1);
+    const auto cleared = runCli({"edit", directory.string(), "--clear-edits"});
+    ASSERT_EQ(cleared.exitCode, 0) << cleared.standardError;
+    RecordingProject restored = store.loadProject(directory);
+    EXPECT_EQ(restored.focusSegments, original.focusSegments);
+    EXPECT_FALSE(restored.trim);
+    EXPECT_TRUE(restored.cuts.empty());
+
+    // An edit refused in the middle of the options leaves every file as it was, the cut before it too.
+    const auto before = snapshotFiles(directory);
+    const std::vector<std::pair<std::vector<std::string>, std::string>> refused = {
+        {{"--cut", "4", "5", "--zoom", "1", "2", "700", "10", "2"}, "outside the 640x360 video"},
+        {{"--cut", "4", "5", "--trim", "3", "25"}, "outside the recording"},
+        {{"--zoom", "1", "2", "x", "10", "2"}, "expected a number"},
+    };
+    for (auto [options, expected] : refused) {
+        options.insert(options.begin(), {"edit", directory.string()});
+        const CommandResult result = runCli(options);
+        EXPECT_NE(result.exitCode, 0) << expected;
+        EXPECT_NE(result.standardError.find(expected), std::string::npos) << result.standardError;
+        EXPECT_EQ(snapshotFiles(directory), before) << expected;
+    }
+}
+
+// The README's main job, end to end: its own display and sound server, the sample app driven
+// by the script, the recording planned and exported.
+TEST(DemoCommand, RecordsTheScriptedDemoAndExportsAMovieThatZooms)
+{
+    TemporaryDirectory root;
+    const auto demo = runShell("env -u DISPLAY PULSE_SERVER=" + quoteForShell("unix:" + (root / "no-server").string()) +
+                               " " + quoteForShell(VANTILE_CLI) + " demo --root " + quoteForShell(root.path().string()));
+    ASSERT_EQ(demo.exitCode, 0) << demo.standardError;
+    ASSERT_FALSE(demo.standardOutput.empty());
+    const std::filesystem::path movie = demo.standardOutput.substr(0, demo.standardOutput.size() - 1);
+    EXPECT_EQ(movie.parent_path().parent_path(), root.path());
+
+    const RecordingProject project = ProjectFileManager(root.path()).loadProject(movie.parent_path());
+    EXPECT_EQ(project.exportVideoPath, "export.mp4");
+    EXPECT_TRUE(std::any_of(project.focusSegments.begin(), project.focusSegments.end(),
+                            [](const FocusSegment& segment) { return segment.scale > 1.05; }));
+    const auto probed = probe(movie);
+    const auto video = streamOfType(probed, "video");
+    ASSERT_FALSE(video.is_null());
+    EXPECT_EQ(video["codec_name"], "h264");
+    EXPECT_FALSE(streamOfType(probed, "audio").is_null());
+    EXPECT_NEAR(std::stod(probed["format"]["duration"].get<std::string>()), project.duration, 0.5);
+}
