@@ -64,6 +64,8 @@ public:
         double scale = 1;
         std::optional<CompositorGeometry::Ripple> ripple;
         QRect bounds;  // everything drawing it may touch, shadow and ripple included
+
+        bool operator==(const CursorOverlay&) const = default;
     };
     // Nothing when the cursor is hidden or not recorded. Times must not decrease.
     std::optional<CursorOverlay> cursorOverlay(double time, const CameraKeyframe& camera);

@@ -6,7 +6,9 @@
 #include <libyuv/convert_argb.h>
 #include <libyuv/convert_from_argb.h>
 
+#include <algorithm>
 #include <cstring>
+#include <functional>
 
 namespace vantile {
 
@@ -83,15 +85,7 @@ std::vector<bool> YuvFrameCompositor::rowsToRedraw(const HeldVideo& held) const
     const QRect& window = held.placement.window;
     const int firstRow = window.top() / 2;
     std::vector<bool> redraw(static_cast<std::size_t>(window.bottom() / 2 - firstRow + 1), false);
-    // Under the cursor drawn last time. Its area is whole chroma blocks, so restoring around
-    // it reaches no pixel of the window outside these rows.
-    if (const QRect covered = held.cursorArea.intersected(window); !covered.isEmpty()) {
-        for (int row = covered.top() / 2; row <= covered.bottom() / 2; ++row) {
-            redraw[static_cast<std::size_t>(row - firstRow)] = true;
-        }
-    }
     for (std::size_t index = 0; index < redraw.size(); ++index) {
-        if (redraw[index]) continue;
         const auto rows = CropScaler::sourceRowsOf(held.placement, firstRow + static_cast<int>(index));
         redraw[index] = !rows || sourceRows_.lastChange(rows->lumaFirst, rows->lumaLast, rows->chromaFirst,
                                                         rows->chromaLast) > held.generation;
@@ -139,16 +133,31 @@ QRegion YuvFrameCompositor::drawFrame(AVFrame& frame, const std::optional<QRegio
 
     // Start from the static layer: restore what the frame's last use changed, except deep
     // inside the video, which is written whole below (its edges are mixed with the layer).
-    // A frame whose video shows the same crop keeps the rows whose source is unchanged.
+    // A frame whose video shows the same crop keeps the rows whose source is unchanged, and
+    // the same cursor over them.
     const QRect& window = placement->window;
     const QRect inside = video.toAlignedRect().adjusted(2, 2, -2, -2);
+    const auto cursor = compositor_.cursorOverlay(time, camera);
+    const QRect cursorArea = cursor ? evenAligned(cursor->bounds, bounds) : QRect();
     HeldVideo* held = previous ? heldVideo(frame) : nullptr;
     const bool keepsRows = held && held->placement == *placement && !window.isEmpty();
-    QRegion restore = (previous ? *previous : QRegion(bounds)).subtracted(QRegion(keepsRows ? window : inside));
     const int firstRow = window.top() / 2;
     std::vector<bool> redraw;
+    bool keepsCursor = false;
     if (keepsRows) {
         redraw = rowsToRedraw(*held);
+        // The cursor's area is whole chroma blocks, so restoring around it reaches no pixel
+        // of the window outside its rows.
+        const QRect covered = held->cursorArea.intersected(window);
+        const int coveredFirst = covered.isEmpty() ? 0 : covered.top() / 2 - firstRow;
+        const int coveredEnd = covered.isEmpty() ? 0 : covered.bottom() / 2 - firstRow + 1;
+        keepsCursor = held->cursor == cursor && held->cursorArea == cursorArea &&
+                      std::none_of(redraw.begin() + coveredFirst, redraw.begin() + coveredEnd, std::identity());
+        if (!keepsCursor) std::fill(redraw.begin() + coveredFirst, redraw.begin() + coveredEnd, true);
+    }
+    QRegion restore = (previous ? *previous : QRegion(bounds)).subtracted(QRegion(keepsRows ? window : inside));
+    if (keepsCursor) restore -= QRegion(cursorArea);
+    if (keepsRows) {
         // The edges of redrawn rows are mixed with the layer, so they are restored too.
         for (std::size_t index = 0; index < redraw.size();) {
             if (!redraw[index]) {
@@ -170,13 +179,9 @@ QRegion YuvFrameCompositor::drawFrame(AVFrame& frame, const std::optional<QRegio
     if (!cropScaler_.drawPlaced(frame, *decoded, *placement, redraws)) return drawFrameInRgb(frame, time);
 
     QRegion changed(window);
-    QRect cursorArea;
-    if (const auto overlay = compositor_.cursorOverlay(time, camera)) {
-        cursorArea = evenAligned(overlay->bounds, bounds);
-        if (!cursorArea.isEmpty()) {
-            blendCursor(frame, *overlay, cursorArea);
-            changed += cursorArea;
-        }
+    if (!cursorArea.isEmpty()) {
+        if (!keepsCursor) blendCursor(frame, *cursor, cursorArea);
+        changed += cursorArea;
     }
     if (!held) {
         forget(frame);
@@ -186,7 +191,7 @@ QRegion YuvFrameCompositor::drawFrame(AVFrame& frame, const std::optional<QRegio
         heldVideos_.push_back(HeldVideo{});
         held = &heldVideos_.back();
     }
-    *held = HeldVideo{frame.data[0], *placement, generation, cursorArea};
+    *held = HeldVideo{frame.data[0], *placement, generation, cursor, cursorArea};
     return changed;
 }
 

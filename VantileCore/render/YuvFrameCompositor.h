@@ -41,17 +41,18 @@ private:
     // 2 × 2 blocks it changed.
     void blendCursor(AVFrame& frame, const FrameCompositor::CursorOverlay& overlay, const QRect& area);
 
-    // What a reused frame's video shows: the crop it was placed with, the source generation
-    // it was drawn from, and the cursor area drawn over it since.
+    // What a reused frame shows: the crop its video was placed with, the source generation
+    // it was drawn from, and the cursor drawn over it.
     struct HeldVideo {
         const std::uint8_t* pixels = nullptr;
         CropScaler::Placement placement;
         std::int64_t generation = 0;
+        std::optional<FrameCompositor::CursorOverlay> cursor;
         QRect cursorArea;
     };
     HeldVideo* heldVideo(const AVFrame& frame);
     void forget(const AVFrame& frame);
-    // Which chroma rows of the held window to draw again.
+    // Which chroma rows of the held window to draw again because their source changed.
     std::vector<bool> rowsToRedraw(const HeldVideo& held) const;
 
     FrameCompositor& compositor_;

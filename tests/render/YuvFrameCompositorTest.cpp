@@ -126,7 +126,16 @@ TEST(YuvFrameCompositorTest, ReusedFramesKeepOnlyTheRowsWhoseSourceStayedTheSame
     // A screen-like source: most frames change a few rows, some change nothing, some come
     // again in the same buffer (an output rate above the movie's). The camera rests, zooms
     // and rests again, and the cursor moves and rests across the video's edges.
-    const FrameHandle base = generatedSource();
+    // A 960 x 540 movie, so the camera's factors stay within the row-wise scaler's reach.
+    const FrameHandle large = generatedSource();
+    FrameHandle base = allocateFrame(AV_PIX_FMT_YUV420P, 960, 540);
+    av_frame_copy_props(base.get(), large.get());
+    for (int plane = 0; plane < 3; ++plane) {
+        for (int row = 0; row < (plane ? 270 : 540); ++row) {
+            std::memcpy(base->data[plane] + row * base->linesize[plane], large->data[plane] + row * large->linesize[plane],
+                        plane ? 480 : 960);
+        }
+    }
     std::vector<FrameHandle> sources;
     std::uint32_t seed = 7;
     const auto next = [&seed](int limit) {
@@ -134,25 +143,34 @@ TEST(YuvFrameCompositorTest, ReusedFramesKeepOnlyTheRowsWhoseSourceStayedTheSame
         return static_cast<int>((seed >> 8) % static_cast<std::uint32_t>(limit));
     };
     for (int index = 0; index < 40; ++index) {
-        FrameHandle frame = allocateFrame(AV_PIX_FMT_YUV420P, 1920, 1080);
+        FrameHandle frame = allocateFrame(AV_PIX_FMT_YUV420P, 960, 540);
         av_frame_copy_props(frame.get(), base.get());
         av_frame_copy(frame.get(), sources.empty() ? base.get() : sources.back().get());
         frame->pts = index;
         if (index % 5 != 2) {
-            const int x = next(1800) & ~1, y = next(1000) & ~1, width = 2 + (next(120) & ~1), height = 2 + (next(60) & ~1);
+            const int x = next(900) & ~1, y = next(500) & ~1, width = 2 + (next(60) & ~1), height = 2 + (next(30) & ~1);
             const auto value = static_cast<std::uint8_t>(16 + next(220));
-            for (int row = y; row < y + height; ++row) std::memset(frame->data[0] + row * frame->linesize[0] + x, value, static_cast<std::size_t>(width));
+            for (int row = y; row < y + height; ++row) {
+                std::memset(frame->data[0] + row * frame->linesize[0] + x, value, static_cast<std::size_t>(width));
+            }
             const int plane = 1 + index % 2;
-            for (int row = y / 2; row < (y + height) / 2; ++row) std::memset(frame->data[plane] + row * frame->linesize[plane] + x / 2, 255 - value, static_cast<std::size_t>(width / 2));
+            for (int row = y / 2; row < (y + height) / 2; ++row) {
+                std::memset(frame->data[plane] + row * frame->linesize[plane] + x / 2, 255 - value,
+                            static_cast<std::size_t>(width / 2));
+            }
         }
         sources.push_back(std::move(frame));
     }
     CompositorScene scene = test::compositorScene(TemplateName::gradientBlue, CursorEffect::macOS);
-    scene.keyframes = {{0, 960, 540, 1}, {0.5, 960, 540, 1}, {0.9, 611.3, 301.7, 2.3}, {1.5, 611.3, 301.7, 2.3},
-                       {1.9, 1500.2, 900.9, 1.7}, {2.2, 1500.2, 900.9, 1.7}};
-    scene.cursorFrames = {{0, 3, 5, true, true},       {0.3, 400, 300, true, false}, {0.6, 400, 300, true, false},
-                          {1.0, 700, 330, true, true}, {1.3, 1910, 1075, true, false}, {2.2, 1200, 800, true, true}};
-    for (const QSize size : {QSize(960, 540), QSize(1002, 566)}) {
+    scene.videoWidth = 960;
+    scene.videoHeight = 540;
+    scene.keyframes = {{0, 480, 270, 1}, {0.5, 480, 270, 1}, {0.9, 305.6, 150.8, 2.3}, {1.5, 305.6, 150.8, 2.3},
+                       {1.9, 750.1, 450.4, 1.7}, {2.2, 750.1, 450.4, 1.7}};
+    // At rest over the video's corner and inside it, with and without a ripple.
+    scene.cursorFrames = {{0, 2, 3, true, true},        {0.1, 2, 3, true, false},     {0.25, 2, 3, true, false},
+                          {0.35, 200, 150, true, false}, {0.6, 200, 150, true, false}, {1.0, 350, 165, true, true},
+                          {1.3, 955, 537, true, false},  {2.2, 600, 400, true, true}};
+    for (const QSize size : {QSize(1280, 720), QSize(1002, 566)}) {
         SCOPED_TRACE(std::to_string(size.width()) + " x " + std::to_string(size.height()));
         // The source advances at 20 frames a second while the output draws 30.
         const DecodedFrameLookup lookup = [&](double time) {
