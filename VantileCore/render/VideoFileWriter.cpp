@@ -11,6 +11,8 @@
 #include "store/AtomicFile.h"
 #include "render/YuvFrameCompositor.h"
 
+#include <sys/prctl.h>
+
 #include <cmath>
 #include <cstdio>
 #include <limits>
@@ -47,6 +49,26 @@ std::string uppercaseUuid()
                   static_cast<unsigned>(low >> 48), static_cast<unsigned long long>(low & 0xFFFFFFFFFFFFULL));
     return text;
 }
+
+// The encoder first touches its many frame buffers a little at a time; with transparent huge
+// pages each first touch clears 2 MB, which took a tenth of an export's CPU time on a 1080p
+// movie. The process keeps small pages while the encoder allocates and works.
+class SmallPagesWhileEncoding {
+public:
+    SmallPagesWhileEncoding() : previous_(prctl(PR_GET_THP_DISABLE, 0, 0, 0, 0))
+    {
+        if (previous_ == 0) prctl(PR_SET_THP_DISABLE, 1, 0, 0, 0);
+    }
+    ~SmallPagesWhileEncoding()
+    {
+        if (previous_ == 0) prctl(PR_SET_THP_DISABLE, 0, 0, 0, 0);
+    }
+    SmallPagesWhileEncoding(const SmallPagesWhileEncoding&) = delete;
+    SmallPagesWhileEncoding& operator=(const SmallPagesWhileEncoding&) = delete;
+
+private:
+    int previous_;
+};
 
 std::size_t queueCapacity()
 {
@@ -87,6 +109,7 @@ void writeMovie(const std::filesystem::path& url, int width, int height, double 
 {
     const std::int64_t count = std::max<std::int64_t>(1, std::min(frameCount(duration, fps), options.frameLimit));
     ExportMonitor* monitor = options.monitor;
+    const SmallPagesWhileEncoding smallPages;
     MovieWriter writer(url, VideoEncoderSettings{width, height, fps, options.encoderPreset, options.crf});
 
     const std::size_t capacity = queueCapacity();
