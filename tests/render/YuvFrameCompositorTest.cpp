@@ -74,6 +74,28 @@ int largestDifference(const AVFrame& a, const AVFrame& b)
     return largest;
 }
 
+// The export's pool: buffers come back holding an older frame, and say where it differs
+// from the static layer.
+class ReusedPool {
+public:
+    explicit ReusedPool(QSize size)
+    {
+        for (auto& frame : frames_) frame = allocateFrame(AV_PIX_FMT_YUV420P, size.width(), size.height());
+    }
+
+    AVFrame& draw(YuvFrameCompositor& compositor, int index, double time)
+    {
+        const auto slot = static_cast<std::size_t>(index) % frames_.size();
+        contents_[slot] = compositor.drawFrame(*frames_[slot], contents_[slot], time);
+        return *frames_[slot];
+    }
+    const QRegion& content(int index) const { return *contents_[static_cast<std::size_t>(index) % frames_.size()]; }
+
+private:
+    std::array<FrameHandle, 3> frames_;
+    std::array<std::optional<QRegion>, 3> contents_;
+};
+
 TEST(YuvFrameCompositorTest, LooksLikeDrawingInRgbOnGeneratedLayouts)
 {
     static const FrameHandle source = generatedSource();
@@ -93,17 +115,12 @@ TEST(YuvFrameCompositorTest, LooksLikeDrawingInRgbOnGeneratedLayouts)
                 YuvFrameCompositor fast(fastCompositor, lookup);
                 YuvFrameCompositor slow(slowCompositor, lookup);
                 YuvFrameCompositor fresh(freshCompositor, lookup);
-                // The export's pool: buffers come back holding an older frame.
-                std::array<FrameHandle, 3> pool;
-                std::array<std::optional<QRegion>, 3> contents;
-                for (auto& frame : pool) frame = allocateFrame(AV_PIX_FMT_YUV420P, size.width(), size.height());
+                ReusedPool pool(size);
                 FrameHandle reference = allocateFrame(AV_PIX_FMT_YUV420P, size.width(), size.height());
                 FrameHandle clean = allocateFrame(AV_PIX_FMT_YUV420P, size.width(), size.height());
                 for (int i = 0; i < 7; ++i) {
                     const double time = i * 0.2;
-                    AVFrame& frame = *pool[static_cast<std::size_t>(i) % pool.size()];
-                    auto& content = contents[static_cast<std::size_t>(i) % pool.size()];
-                    content = fast.drawFrame(frame, content, time);
+                    const AVFrame& frame = pool.draw(fast, i, time);
                     slow.drawFrameInRgb(*reference, time);
                     fresh.drawFrame(*clean, std::nullopt, time);
                     ASSERT_EQ(largestDifference(frame, *clean), 0) << "a reused buffer differs from a fresh one, frame " << i;
@@ -114,7 +131,7 @@ TEST(YuvFrameCompositorTest, LooksLikeDrawingInRgbOnGeneratedLayouts)
                         EXPECT_LE(difference.largest, 24) << "frame " << i << " plane " << plane;
                         EXPECT_LT(difference.visibleShare, 0.001) << "frame " << i << " plane " << plane;
                     }
-                    EXPECT_FALSE(content->contains(QPoint(0, 0)) && background) << "the background never changes";
+                    EXPECT_FALSE(pool.content(i).contains(QPoint(0, 0)) && background) << "the background never changes";
                 }
             }
         }
@@ -180,15 +197,11 @@ TEST(YuvFrameCompositorTest, ReusedFramesKeepOnlyTheRowsWhoseSourceStayedTheSame
         FrameCompositor freshCompositor(scene, {});
         YuvFrameCompositor reusing(reusingCompositor, lookup);
         YuvFrameCompositor fresh(freshCompositor, lookup);
-        std::array<FrameHandle, 3> pool;
-        std::array<std::optional<QRegion>, 3> contents;
-        for (auto& frame : pool) frame = allocateFrame(AV_PIX_FMT_YUV420P, size.width(), size.height());
+        ReusedPool pool(size);
         FrameHandle clean = allocateFrame(AV_PIX_FMT_YUV420P, size.width(), size.height());
         for (int i = 0; i < 60; ++i) {
             const double time = i / 30.0;
-            AVFrame& frame = *pool[static_cast<std::size_t>(i) % pool.size()];
-            auto& content = contents[static_cast<std::size_t>(i) % pool.size()];
-            content = reusing.drawFrame(frame, content, time);
+            const AVFrame& frame = pool.draw(reusing, i, time);
             fresh.drawFrame(*clean, std::nullopt, time);
             ASSERT_EQ(largestDifference(frame, *clean), 0) << "frame " << i;
         }
