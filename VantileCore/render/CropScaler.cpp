@@ -139,6 +139,23 @@ const std::uint8_t* planeAt(const AVFrame& frame, int index, int x, int y)
     return frame.data[index] + static_cast<std::ptrdiff_t>(y) * frame.linesize[index] + x;
 }
 
+// Points the three scalers at the block's planes, for row-by-row scaling into the virtual image.
+void startScalers(const AVFrame& source, const Placement& placement, BilinearPlaneScaler& lumaScaler,
+                  BilinearPlaneScaler& blueScaler, BilinearPlaneScaler& redScaler)
+{
+    const QRect& block = placement.block;
+    const int blockChromaWidth = (block.width() + 1) / 2;
+    const int blockChromaHeight = (block.height() + 1) / 2;
+    const int width = placement.virtualSize.width();
+    const int height = placement.virtualSize.height();
+    lumaScaler.start(planeAt(source, 0, block.left(), block.top()), source.linesize[0], block.width(), block.height(),
+                     width, height);
+    blueScaler.start(planeAt(source, 1, block.left() / 2, block.top() / 2), source.linesize[1], blockChromaWidth,
+                     blockChromaHeight, (width + 1) / 2, (height + 1) / 2);
+    redScaler.start(planeAt(source, 2, block.left() / 2, block.top() / 2), source.linesize[2], blockChromaWidth,
+                    blockChromaHeight, (width + 1) / 2, (height + 1) / 2);
+}
+
 // The whole block scaled into scratch memory as yuv420p planes.
 std::optional<ScaledPlanes> scaleBlock(std::vector<std::uint8_t>& scratch, const AVFrame& source,
                                        const Placement& placement, BilinearPlaneScaler& lumaScaler,
@@ -149,22 +166,21 @@ std::optional<ScaledPlanes> scaleBlock(std::vector<std::uint8_t>& scratch, const
     scaled.width = placement.virtualSize.width();
     const int height = placement.virtualSize.height();
     scaled.chromaWidth = (scaled.width + 1) / 2;
+    const int chromaHeight = (height + 1) / 2;
     const auto lumaSize = static_cast<std::size_t>(scaled.width) * static_cast<std::size_t>(height);
-    const auto chromaSize = static_cast<std::size_t>(scaled.chromaWidth) * static_cast<std::size_t>((height + 1) / 2);
+    const auto chromaSize = static_cast<std::size_t>(scaled.chromaWidth) * static_cast<std::size_t>(chromaHeight);
     scratch.resize(lumaSize + 2 * chromaSize);
     scaled.luma = scratch.data();
     scaled.blue = scaled.luma + lumaSize;
     scaled.red = scaled.blue + chromaSize;
-    const int chromaHeight = (height + 1) / 2;
     if (isTrackable(placement)) {
-        const int blockChromaWidth = (block.width() + 1) / 2;
-        const int blockChromaHeight = (block.height() + 1) / 2;
-        lumaScaler.scale(planeAt(source, 0, block.left(), block.top()), source.linesize[0], block.width(),
-                         block.height(), scaled.luma, scaled.width, scaled.width, height);
-        blueScaler.scale(planeAt(source, 1, block.left() / 2, block.top() / 2), source.linesize[1], blockChromaWidth,
-                         blockChromaHeight, scaled.blue, scaled.chromaWidth, scaled.chromaWidth, chromaHeight);
-        redScaler.scale(planeAt(source, 2, block.left() / 2, block.top() / 2), source.linesize[2], blockChromaWidth,
-                        blockChromaHeight, scaled.red, scaled.chromaWidth, scaled.chromaWidth, chromaHeight);
+        startScalers(source, placement, lumaScaler, blueScaler, redScaler);
+        for (int y = 0; y < height; ++y) lumaScaler.scaleRow(y, scaled.luma + static_cast<std::ptrdiff_t>(y) * scaled.width);
+        for (int y = 0; y < chromaHeight; ++y) {
+            const auto offset = static_cast<std::ptrdiff_t>(y) * scaled.chromaWidth;
+            blueScaler.scaleRow(y, scaled.blue + offset);
+            redScaler.scaleRow(y, scaled.red + offset);
+        }
         return scaled;
     }
     // Reductions below half size (a large source on a small card) are rare; libyuv steps
@@ -243,25 +259,15 @@ bool CropScaler::drawPlaced(AVFrame& canvas, const AVFrame& source, const Placem
 {
     const QRect& window = placement.window;
     if (window.isEmpty()) return true;
-    const QRect& block = placement.block;
     const QPoint clip = placement.clip;
     const int virtualWidth = placement.virtualSize.width();
-    const int virtualHeight = placement.virtualSize.height();
     const int chromaWidth = (virtualWidth + 1) / 2;
     // Rows are scaled one at a time into a small buffer that stays in cache, unless the
     // factor needs libyuv, which scales the whole block.
     const bool rowWise = isTrackable(placement);
     std::optional<ScaledPlanes> whole;
     if (rowWise) {
-        const int blockChromaWidth = (block.width() + 1) / 2;
-        const int blockChromaHeight = (block.height() + 1) / 2;
-        const int chromaHeight = (virtualHeight + 1) / 2;
-        lumaScaler_.start(planeAt(source, 0, block.left(), block.top()), source.linesize[0], block.width(),
-                          block.height(), virtualWidth, virtualHeight);
-        blueScaler_.start(planeAt(source, 1, block.left() / 2, block.top() / 2), source.linesize[1], blockChromaWidth,
-                          blockChromaHeight, chromaWidth, chromaHeight);
-        redScaler_.start(planeAt(source, 2, block.left() / 2, block.top() / 2), source.linesize[2], blockChromaWidth,
-                         blockChromaHeight, chromaWidth, chromaHeight);
+        startScalers(source, placement, lumaScaler_, blueScaler_, redScaler_);
         rows_.resize(static_cast<std::size_t>(virtualWidth + 2 * chromaWidth));
     } else {
         whole = scaleBlock(scratch_, source, placement, lumaScaler_, blueScaler_, redScaler_);

@@ -60,6 +60,26 @@ void copyArea(const AVFrame& from, AVFrame& to, const QRect& area)
     }
 }
 
+// The edges of the window's redrawn rows outside `inside`: they are mixed with the static
+// layer, so they are restored before the rows are drawn again.
+QRegion edgesOfRedrawnRows(const std::vector<bool>& redraw, const QRect& window, const QRect& inside)
+{
+    QRegion edges;
+    const int firstRow = window.top() / 2;
+    for (std::size_t index = 0; index < redraw.size();) {
+        if (!redraw[index]) {
+            ++index;
+            continue;
+        }
+        const std::size_t start = index;
+        while (index < redraw.size() && redraw[index]) ++index;
+        const QRect band(window.left(), 2 * (firstRow + static_cast<int>(start)), window.width(),
+                         2 * static_cast<int>(index - start));
+        edges += QRegion(band.intersected(window)).subtracted(QRegion(inside));
+    }
+    return edges;
+}
+
 }  // namespace
 
 YuvFrameCompositor::YuvFrameCompositor(FrameCompositor& compositor, DecodedFrameLookup source)
@@ -157,20 +177,7 @@ QRegion YuvFrameCompositor::drawFrame(AVFrame& frame, const std::optional<QRegio
     }
     QRegion restore = (previous ? *previous : QRegion(bounds)).subtracted(QRegion(keepsRows ? window : inside));
     if (keepsCursor) restore -= QRegion(cursorArea);
-    if (keepsRows) {
-        // The edges of redrawn rows are mixed with the layer, so they are restored too.
-        for (std::size_t index = 0; index < redraw.size();) {
-            if (!redraw[index]) {
-                ++index;
-                continue;
-            }
-            const std::size_t start = index;
-            while (index < redraw.size() && redraw[index]) ++index;
-            const QRect band(window.left(), 2 * (firstRow + static_cast<int>(start)), window.width(),
-                             2 * static_cast<int>(index - start));
-            restore += QRegion(band.intersected(window)).subtracted(QRegion(inside));
-        }
-    }
+    if (keepsRows) restore += edgesOfRedrawnRows(redraw, window, inside);
     for (const QRect& rect : restore) {
         const QRect area = evenAligned(rect, bounds);
         if (!area.isEmpty()) copyArea(*staticFrame_, frame, area);
