@@ -8,8 +8,9 @@ namespace vantile {
 ProjectSession::ProjectSession(AppState& state, const ProjectFileManager& files)
     : state_(state),
       files_(files),
-      saver_([files](const RecordingProject& project, const std::filesystem::path& directory) {
-          files.saveProject(project, directory);
+      saver_([this](const RecordingProject& project, const std::filesystem::path& directory) {
+          const std::lock_guard lock(writersMutex_);
+          writers_.at(directory).save(project);
       })
 {
     QObject::connect(&saver_, &ProjectSaver::saveFailed, &state_,
@@ -18,6 +19,10 @@ ProjectSession::ProjectSession(AppState& state, const ProjectFileManager& files)
 
 void ProjectSession::open(RecordingProject project, const std::filesystem::path& directory)
 {
+    {
+        const std::lock_guard lock(writersMutex_);
+        writers_.insert_or_assign(directory, ProjectWriter(files_, directory, project));
+    }
     editor_.emplace(std::move(project), directory, files_);
     editor_->setSaveProject([this](const RecordingProject& saved, const std::filesystem::path& where) {
         saver_.save(saved, where);

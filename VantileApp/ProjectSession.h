@@ -5,9 +5,12 @@
 #include "engine/TimelineModel.h"
 #include "render/ProjectSettingsEditor.h"
 #include "store/ProjectFileManager.h"
+#include "store/ProjectWriter.h"
 
 #include <filesystem>
 #include <functional>
+#include <map>
+#include <mutex>
 #include <optional>
 
 namespace vantile {
@@ -54,6 +57,11 @@ private:
 
     AppState& state_;
     ProjectFileManager files_;
+    // One writer per opened project, used on the saver's thread: each save lays what the app
+    // changed over the project on disk, so an edit saved meanwhile by vantile-cli survives.
+    // Declared before the saver, whose last saves on quitting still use them.
+    std::mutex writersMutex_;
+    std::map<std::filesystem::path, ProjectWriter> writers_;
     ProjectSaver saver_;
     std::optional<ProjectSettingsEditor> editor_;
     std::optional<TimelineModel> timeline_;

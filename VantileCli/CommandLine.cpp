@@ -40,6 +40,8 @@ Arguments::Arguments(const std::vector<std::string>& arguments, const std::set<s
 std::string Arguments::requirePositional(std::size_t index, const std::string& what) const
 {
     if (index >= positional_.size()) throw UsageError("missing " + what);
+    // An empty path would reach the file system library, whose message names no argument.
+    if (positional_[index].empty()) throw UsageError("the " + what + " is empty");
     return positional_[index];
 }
 

@@ -6,6 +6,7 @@
 #include "store/ProjectFileManager.h"
 
 #include <cerrno>
+#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <functional>
@@ -26,13 +27,16 @@ double parseNumber(const std::string& option, const std::string& text)
     return parsed;
 }
 
+// Digits only: "1e300" or a number past the largest index must not wrap to some other segment.
 std::size_t parseIndex(const std::string& option, const std::string& text)
 {
-    const double parsed = parseNumber(option, text);
-    if (parsed < 0 || parsed != std::floor(parsed)) {
+    std::size_t parsed = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, parsed);
+    if (text.empty() || error != std::errc() || stop != end) {
         throw UsageError(option + ": expected a segment index (0, 1, ...), got \"" + text + "\"");
     }
-    return static_cast<std::size_t>(parsed);
+    return parsed;
 }
 
 using Edit = std::function<RecordingProject(const RecordingProject&)>;
@@ -87,15 +91,18 @@ int runEdit(const std::vector<std::string>& arguments)
         }
     }
     if (positional.empty()) throw UsageError("missing project directory DIR");
+    if (positional.front().empty()) throw UsageError("the project directory DIR is empty");
     if (positional.size() > 1) throw UsageError("unexpected argument " + positional[1]);
     const std::filesystem::path directory = positional.front();
 
     const ProjectFileManager store(directory.parent_path());
-    RecordingProject project = store.loadProject(directory);
-    if (!edits.empty()) {
-        for (const Edit& edit : edits) project = edit(project);
-        store.saveProject(project, directory);
-    }
+    // Read, edited and written under the project's lock, so a concurrent edit or export is
+    // neither overwritten nor lost.
+    const RecordingProject project = edits.empty() ? store.loadProject(directory)
+                                                   : store.updateProject(directory, [&](RecordingProject edited) {
+                                                         for (const Edit& edit : edits) edited = edit(edited);
+                                                         return edited;
+                                                     });
     if (json) {
         std::cout << ProjectFileManager::encodeDocument(timelineJson(project)) << "\n";
     } else {

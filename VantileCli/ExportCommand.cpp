@@ -159,6 +159,9 @@ int runExport(const std::vector<std::string>& arguments)
                             "--cursor-theme", "--cursor-effect", "--quality"},
                            {"--no-background", "--no-cursor", "--no-ripple", "--no-dynamic-cursor"});
     parsed.expectPositionalCount(1);
+    std::optional<std::string> output = parsed.value("-o");
+    if (!output) output = parsed.value("--output");
+    if (output && output->empty()) throw UsageError("-o: the output file name is empty");
     std::filesystem::path directory = std::filesystem::absolute(parsed.requirePositional(0, "project directory"));
     directory = directory.lexically_normal();
     if (!directory.has_filename()) directory = directory.parent_path();
@@ -171,8 +174,6 @@ int runExport(const std::vector<std::string>& arguments)
     if (!std::filesystem::exists(editor.rawVideoURL(), error)) {
         throw RenderError(RenderError::Kind::unreadableMovie, "Raw movie not found: " + editor.rawVideoURL().string());
     }
-    std::optional<std::string> output = parsed.value("-o");
-    if (!output) output = parsed.value("--output");
     const std::filesystem::path outputURL = checkedOutput(output ? std::filesystem::path(*output) : editor.defaultExportURL(), editor);
     applyOptions(parsed, editor);
 

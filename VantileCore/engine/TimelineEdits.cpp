@@ -24,17 +24,19 @@ std::string describe(const TimeRange& range)
     return seconds(range.start) + " to " + seconds(range.end);
 }
 
-void requireInsideRecording(const TimeRange& range, double duration, const std::string& what)
+void requireInsideRecording(const TimeRange& range, double duration, const std::string& what,
+                            const std::string& key = {})
 {
     if (!std::isfinite(range.start) || !std::isfinite(range.end)) {
-        throw TimelineEditError("The " + what + " needs finite start and end times.");
+        throw TimelineEditError("The " + what + " needs finite start and end times.", key);
     }
     if (!(range.start < range.end)) {
-        throw TimelineEditError("The " + what + " " + describe(range) + " must end after it starts.");
+        throw TimelineEditError("The " + what + " " + describe(range) + " must end after it starts.", key);
     }
     if (range.start < 0 || range.end > duration) {
         throw TimelineEditError("The " + what + " " + describe(range) + " lies outside the recording (0 to " +
-                                seconds(duration) + ").");
+                                seconds(duration) + ").",
+                                key);
     }
 }
 
@@ -109,15 +111,24 @@ RecordingProject validated(RecordingProject project)
 
 void validate(const RecordingProject& project)
 {
-    if (project.trim) requireInsideRecording(*project.trim, project.duration, "trim");
-    for (const TimeRange& cut : project.cuts) requireInsideRecording(cut, project.duration, "cut");
+    if (project.trim) requireInsideRecording(*project.trim, project.duration, "trim", "trim");
+    for (std::size_t index = 0; index < project.cuts.size(); ++index) {
+        requireInsideRecording(project.cuts[index], project.duration, "cut", "cuts[" + std::to_string(index) + "]");
+    }
     const OutputTimeline timeline(project);
     const double oneFrame = 1.0 / static_cast<double>(std::max<std::int64_t>(project.renderSettings.fps, 1));
     if ((project.trim || !project.cuts.empty()) && timeline.duration() < oneFrame) {
-        throw TimelineEditError("The trim and cuts keep nothing of the recording.");
+        throw TimelineEditError("The trim and cuts keep nothing of the recording.",
+                                !project.trim ? "cuts" : project.cuts.empty() ? "trim" : "trim, cuts");
     }
-    for (const FocusSegment& segment : project.focusSegments) {
-        if (segment.edited) validateSegment(segment, project, "zoom");
+    for (std::size_t index = 0; index < project.focusSegments.size(); ++index) {
+        const FocusSegment& segment = project.focusSegments[index];
+        if (!segment.edited) continue;
+        try {
+            validateSegment(segment, project, "zoom");
+        } catch (const TimelineEditError& error) {
+            throw TimelineEditError(error.what(), "focusSegments[" + std::to_string(index) + "]");
+        }
     }
 }
 

@@ -6,6 +6,7 @@ void to_json(Json& json, const AudioCaptureSettings& settings)
 {
     json = Json{{"mode", settings.mode}};
     encodeOptionalKey(json, "microphoneDeviceID", settings.microphoneDeviceID);
+    encodeUnknownKeys(json, settings.unknownKeys);
 }
 
 void decodeValue(const Json& json, AudioCaptureSettings& settings)
@@ -13,6 +14,7 @@ void decodeValue(const Json& json, AudioCaptureSettings& settings)
     requireObject(json);
     decodeKey(json, "mode", settings.mode);
     decodeOptionalKey(json, "microphoneDeviceID", settings.microphoneDeviceID);
+    settings.unknownKeys = unknownKeysOf(json, {"mode", "microphoneDeviceID"});
 }
 
 void to_json(Json& json, const AudioInputDevice& device)

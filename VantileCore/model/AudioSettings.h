@@ -29,6 +29,8 @@ struct AudioCaptureSettings {
     AudioCaptureMode mode = AudioCaptureMode::none;
     std::optional<std::string> microphoneDeviceID;  // absent = the system's default input
 
+    UnknownKeys unknownKeys{};
+
     bool operator==(const AudioCaptureSettings&) const = default;
 };
 

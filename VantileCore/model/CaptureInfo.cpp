@@ -9,6 +9,7 @@ void to_json(Json& json, const CaptureInfo& info)
     encodeOptionalKey(json, "windowId", info.windowId);
     encodeOptionalKey(json, "appName", info.appName);
     encodeOptionalKey(json, "windowTitle", info.windowTitle);
+    encodeUnknownKeys(json, info.unknownKeys);
 }
 
 void decodeValue(const Json& json, CaptureInfo& info)
@@ -21,11 +22,13 @@ void decodeValue(const Json& json, CaptureInfo& info)
     decodeOptionalKey(json, "windowTitle", info.windowTitle);
     decodeKey(json, "region", info.region);
     decodeKey(json, "scaleFactor", info.scaleFactor);
+    info.unknownKeys = unknownKeysOf(json, {"sourceType", "displayId", "windowId", "appName", "windowTitle", "region", "scaleFactor"});
 }
 
 void to_json(Json& json, const VideoInfo& info)
 {
     json = Json{{"path", info.path}, {"width", info.width}, {"height", info.height}, {"fps", info.fps}};
+    encodeUnknownKeys(json, info.unknownKeys);
 }
 
 void decodeValue(const Json& json, VideoInfo& info)
@@ -35,6 +38,7 @@ void decodeValue(const Json& json, VideoInfo& info)
     decodeKey(json, "width", info.width);
     decodeKey(json, "height", info.height);
     decodeKey(json, "fps", info.fps);
+    info.unknownKeys = unknownKeysOf(json, {"path", "width", "height", "fps"});
 }
 
 }  // namespace vantile

@@ -21,6 +21,8 @@ struct CaptureInfo {
     CGRectCodable region;
     double scaleFactor = 1;
 
+    UnknownKeys unknownKeys{};
+
     bool operator==(const CaptureInfo&) const = default;
 };
 
@@ -37,6 +39,8 @@ struct VideoInfo {
     std::int64_t width = 0;
     std::int64_t height = 0;
     std::int64_t fps = 30;
+
+    UnknownKeys unknownKeys{};
 
     bool operator==(const VideoInfo&) const = default;
 };

@@ -9,6 +9,7 @@ void to_json(Json& json, const CursorFrame& frame)
                 {"y", frame.y},
                 {"visible", frame.visible},
                 {"isClicking", frame.isClicking}};
+    encodeUnknownKeys(json, frame.unknownKeys);
 }
 
 void decodeValue(const Json& json, CursorFrame& frame)
@@ -19,6 +20,7 @@ void decodeValue(const Json& json, CursorFrame& frame)
     decodeKey(json, "y", frame.y);
     decodeKey(json, "visible", frame.visible);
     decodeKey(json, "isClicking", frame.isClicking);
+    frame.unknownKeys = unknownKeysOf(json, {"time", "x", "y", "visible", "isClicking"});
 }
 
 void to_json(Json& json, const CameraKeyframe& keyframe)

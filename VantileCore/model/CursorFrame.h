@@ -12,6 +12,8 @@ struct CursorFrame {
     bool visible = true;
     bool isClicking = false;
 
+    UnknownKeys unknownKeys{};
+
     bool operator==(const CursorFrame&) const = default;
 };
 

@@ -8,6 +8,7 @@ void to_json(Json& json, const FocusSegment& segment)
                 {"centerX", segment.centerX}, {"centerY", segment.centerY}, {"scale", segment.scale}};
     // Only when set, so planned segments encode as they always have.
     if (segment.edited) json["edited"] = true;
+    encodeUnknownKeys(json, segment.unknownKeys);
 }
 
 void decodeValue(const Json& json, FocusSegment& segment)
@@ -20,6 +21,7 @@ void decodeValue(const Json& json, FocusSegment& segment)
     decodeKey(json, "centerY", segment.centerY);
     decodeKey(json, "scale", segment.scale);
     decodeKeyOrKeep(json, "edited", segment.edited);
+    segment.unknownKeys = unknownKeysOf(json, {"start", "end", "type", "centerX", "centerY", "scale", "edited"});
 }
 
 }  // namespace vantile

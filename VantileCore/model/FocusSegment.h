@@ -17,6 +17,8 @@ struct FocusSegment {
     // Made or changed by the user; re-planning keeps it.
     bool edited = false;
 
+    UnknownKeys unknownKeys{};
+
     bool operator==(const FocusSegment&) const = default;
 };
 

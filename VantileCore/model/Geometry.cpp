@@ -17,6 +17,7 @@ void decodeValue(const Json& json, CodablePoint& point)
 void to_json(Json& json, const CGRectCodable& rect)
 {
     json = Json{{"x", rect.x}, {"y", rect.y}, {"width", rect.width}, {"height", rect.height}};
+    encodeUnknownKeys(json, rect.unknownKeys);
 }
 
 void decodeValue(const Json& json, CGRectCodable& rect)
@@ -26,6 +27,7 @@ void decodeValue(const Json& json, CGRectCodable& rect)
     decodeKey(json, "y", rect.y);
     decodeKey(json, "width", rect.width);
     decodeKey(json, "height", rect.height);
+    rect.unknownKeys = unknownKeysOf(json, {"x", "y", "width", "height"});
 }
 
 }  // namespace vantile

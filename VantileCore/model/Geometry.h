@@ -23,6 +23,8 @@ struct CGRectCodable {
     double maxX() const { return x + width; }
     double maxY() const { return y + height; }
 
+    UnknownKeys unknownKeys{};
+
     bool operator==(const CGRectCodable&) const = default;
 };
 

@@ -8,6 +8,7 @@ void to_json(Json& json, const InputEvent& event)
     encodeOptionalKey(json, "deltaX", event.deltaX);
     encodeOptionalKey(json, "deltaY", event.deltaY);
     encodeOptionalKey(json, "button", event.button);
+    encodeUnknownKeys(json, event.unknownKeys);
 }
 
 void decodeValue(const Json& json, InputEvent& event)
@@ -20,6 +21,7 @@ void decodeValue(const Json& json, InputEvent& event)
     decodeOptionalKey(json, "deltaX", event.deltaX);
     decodeOptionalKey(json, "deltaY", event.deltaY);
     decodeOptionalKey(json, "button", event.button);
+    event.unknownKeys = unknownKeysOf(json, {"time", "type", "x", "y", "deltaX", "deltaY", "button"});
 }
 
 }  // namespace vantile

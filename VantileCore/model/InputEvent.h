@@ -28,6 +28,8 @@ struct InputEvent {
     std::optional<double> deltaY;  // scrollWheel only
     std::optional<std::string> button;  // "left" or "right" for button and drag events
 
+    UnknownKeys unknownKeys{};
+
     bool operator==(const InputEvent&) const = default;
 };
 

@@ -1,5 +1,6 @@
 #include "model/JsonCoding.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -84,6 +85,38 @@ void decodeValue(const Json& json, std::string& value)
 void requireObject(const Json& json)
 {
     if (!json.is_object()) throw DecodingError({}, "expected an object");
+}
+
+UnknownKeys unknownKeysOf(const Json& object, std::initializer_list<std::string_view> known)
+{
+    UnknownKeys unknown;
+    for (const auto& [key, value] : object.items()) {
+        if (std::find(known.begin(), known.end(), key) == known.end()) unknown.members[key] = value;
+    }
+    return unknown;
+}
+
+void encodeUnknownKeys(Json& object, const UnknownKeys& unknown)
+{
+    if (!unknown.members.is_object()) return;
+    for (const auto& [key, value] : unknown.members.items()) {
+        if (!object.contains(key)) object[key] = value;
+    }
+}
+
+bool isValidUtf8(const std::string& text)
+{
+    try {
+        (void)Json(text).dump();
+        return true;
+    } catch (const Json::type_error&) {
+        return false;
+    }
+}
+
+std::string validUtf8(const std::string& text)
+{
+    return Json::parse(Json(text).dump(-1, ' ', false, Json::error_handler_t::replace)).get<std::string>();
 }
 
 }  // namespace vantile

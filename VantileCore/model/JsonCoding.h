@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -80,6 +81,24 @@ void decodeValue(const Json& json, std::vector<T>& values)
 }
 
 void requireObject(const Json& json);
+
+// The members of an object this version does not know, kept as they were so that a file
+// written by a newer version loses nothing when this one saves it. Null when there are none.
+struct UnknownKeys {
+    Json members;
+
+    bool operator==(const UnknownKeys&) const = default;
+};
+
+// The members of `object` whose names are not in `known`.
+UnknownKeys unknownKeysOf(const Json& object, std::initializer_list<std::string_view> known);
+// Writes them back beside the known ones; a member the encoder wrote itself wins.
+void encodeUnknownKeys(Json& object, const UnknownKeys& unknown);
+
+// Whether `text` can be stored as a JSON string (valid UTF-8); file names on Linux need not be.
+bool isValidUtf8(const std::string& text);
+// `text` with every byte that is not valid UTF-8 replaced by U+FFFD, for names that are only shown.
+std::string validUtf8(const std::string& text);
 
 // A required key: missing or null fails.
 template <typename T>

@@ -82,6 +82,7 @@ void to_json(Json& json, const RecordingProject& project)
     // Absent without edits, so an unedited project writes exactly what earlier versions wrote.
     encodeOptionalKey(json, "trim", project.trim);
     if (!project.cuts.empty()) json["cuts"] = project.cuts;
+    encodeUnknownKeys(json, project.unknownKeys);
 }
 
 namespace {
@@ -136,6 +137,9 @@ void decodeValue(const Json& json, RecordingProject& project)
     decodeOptionalKey(json, "exportVideoPath", project.exportVideoPath);
     decodeOptionalKey(json, "trim", project.trim);
     decodeKeyOrKeep(json, "cuts", project.cuts);
+    project.unknownKeys = unknownKeysOf(json, {"id", "createdAt", "duration", "capture", "video", "events",
+                                               "focusSegments", "cursorFrames", "renderSettings", "audioSettings",
+                                               "rawVideoPath", "previewVideoPath", "exportVideoPath", "trim", "cuts"});
     requirePlausibleValues(project);
 }
 

@@ -41,6 +41,8 @@ struct RecordingProject {
     std::optional<TimeRange> trim;
     std::vector<TimeRange> cuts;
 
+    UnknownKeys unknownKeys{};
+
     bool operator==(const RecordingProject&) const = default;
 };
 

@@ -118,6 +118,7 @@ void to_json(Json& json, const RenderSettings& settings)
     };
     // Only a quality other than the default is written, so projects that never chose one keep their bytes.
     if (settings.exportQuality != ExportQuality::standard) json["exportQuality"] = settings.exportQuality;
+    encodeUnknownKeys(json, settings.unknownKeys);
 }
 
 void decodeValue(const Json& json, RenderSettings& settings)
@@ -139,6 +140,7 @@ void decodeValue(const Json& json, RenderSettings& settings)
     decodeKey(json, "outputHeight", settings.outputHeight);
     decodeKey(json, "fps", settings.fps);
     decodeKeyOrKeep(json, "exportQuality", settings.exportQuality);
+    settings.unknownKeys = unknownKeysOf(json, {"aspectRatio", "templateName", "zoomIntensity", "resolutionPreset", "backgroundEnabled", "showCursor", "showClickRipple", "cursorTheme", "cursorEffect", "dynamicCursorScale", "outputWidth", "outputHeight", "fps", "exportQuality"});
 }
 
 EncoderTuning encoderTuning(ExportQuality quality)

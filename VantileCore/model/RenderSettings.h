@@ -135,6 +135,8 @@ struct RenderSettings {
     // matched to the source video when the ratio is `source` and a video is known.
     RenderSettings sizedFor(const std::optional<VideoInfo>& sourceVideo = std::nullopt) const;
 
+    UnknownKeys unknownKeys{};
+
     bool operator==(const RenderSettings&) const = default;
 };
 

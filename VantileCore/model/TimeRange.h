@@ -10,6 +10,9 @@ struct TimeRange {
     double end = 0;
 
     double length() const { return end - start; }
+
+    UnknownKeys unknownKeys{};
+
     bool operator==(const TimeRange&) const = default;
 };
 

@@ -2,6 +2,7 @@
 
 #include "engine/CursorPathSmoother.h"
 #include "engine/TimelineEdits.h"
+#include "render/RenderError.h"
 
 namespace vantile {
 
@@ -9,12 +10,12 @@ ProjectSettingsEditor::ProjectSettingsEditor(RecordingProject project, std::file
                                              ProjectFileManager files)
     : project_(std::move(project)),
       directory_(std::move(directory)),
-      files_(std::move(files)),
+      writer_(std::move(files), directory_, project_),
       renderSettings_(project_.renderSettings)
 {
 }
 
-void ProjectSettingsEditor::saveQuietly() const
+void ProjectSettingsEditor::saveQuietly()
 {
     if (holdingSaves_) return;
     if (saveProject_) {
@@ -22,7 +23,7 @@ void ProjectSettingsEditor::saveQuietly() const
         return;
     }
     try {
-        files_.saveProject(project_, directory_);
+        writer_.save(project_);
     } catch (const std::exception&) {
         // Settings saves are best effort; the next successful save catches up.
     }
@@ -98,24 +99,36 @@ std::filesystem::path ProjectSettingsEditor::rawVideoURL() const
 
 RenderJob ProjectSettingsEditor::makeExportJob(const std::filesystem::path& outputURL) const
 {
+    (void)recordedExportPath(outputURL);
     return RenderJob{project_, rawVideoURL(), project_.focusSegments, project_.cursorFrames, renderSettings_,
                      outputURL};
 }
 
-void ProjectSettingsEditor::recordExport(const std::filesystem::path& outputURL)
+std::string ProjectSettingsEditor::recordedExportPath(const std::filesystem::path& outputURL) const
 {
-    RecordingProject updated = project_;
     const std::filesystem::path absoluteOutput = std::filesystem::absolute(outputURL).lexically_normal();
     std::filesystem::path absoluteDirectory = std::filesystem::absolute(directory_).lexically_normal();
     if (!absoluteDirectory.has_filename()) absoluteDirectory = absoluteDirectory.parent_path();
     // A movie inside the project is recorded by name, as the application writes it; one
     // exported elsewhere by its full path.
-    updated.exportVideoPath = absoluteOutput.parent_path() == absoluteDirectory ? absoluteOutput.filename().string()
-                                                                                 : absoluteOutput.string();
+    const std::string recorded = absoluteOutput.parent_path() == absoluteDirectory ? absoluteOutput.filename().string()
+                                                                                    : absoluteOutput.string();
+    if (!isValidUtf8(recorded)) {
+        throw RenderError(RenderError::Kind::fileSystem,
+                          "Cannot export to " + outputURL.string() +
+                              ": the project can only record a path that is valid UTF-8; choose another name or folder.");
+    }
+    return recorded;
+}
+
+void ProjectSettingsEditor::recordExport(const std::filesystem::path& outputURL)
+{
+    RecordingProject updated = project_;
+    updated.exportVideoPath = recordedExportPath(outputURL);
     if (saveProject_) {
         saveProject_(updated, directory_);
     } else {
-        files_.saveProject(updated, directory_);
+        writer_.save(updated);
     }
     project_ = std::move(updated);
 }

@@ -3,6 +3,7 @@
 #include "engine/TimelineModel.h"
 #include "render/RenderJob.h"
 #include "store/ProjectFileManager.h"
+#include "store/ProjectWriter.h"
 
 #include <filesystem>
 #include <functional>
@@ -18,9 +19,10 @@ public:
     // The current settings start as the project's own.
     ProjectSettingsEditor(RecordingProject project, std::filesystem::path directory, ProjectFileManager files);
 
-    // How the project reaches the disk. By default it is written at once; a failed write of a
-    // settings change is ignored and one of a recorded export throws. The application hands
-    // the writes to a background saver instead.
+    // How the project reaches the disk. By default it is written at once, as what this editor
+    // changed laid over the project on disk (another program's edits survive); a failed write
+    // of a settings change is ignored and one of a recorded export throws. The application
+    // hands the writes to a background saver instead.
     using SaveProject = std::function<void(const RecordingProject&, const std::filesystem::path&)>;
     void setSaveProject(SaveProject save) { saveProject_ = std::move(save); }
 
@@ -44,6 +46,7 @@ public:
 
     std::filesystem::path rawVideoURL() const;
     std::filesystem::path defaultExportURL() const { return directory_ / "export.mp4"; }
+    // Throws RenderError before any work when the project could not record the destination.
     RenderJob makeExportJob(const std::filesystem::path& outputURL) const;
     // Remembers a finished export in the project and saves it; a failed direct save throws.
     void recordExport(const std::filesystem::path& outputURL);
@@ -52,11 +55,13 @@ public:
     void holdSavesUntilExportRecorded() { holdingSaves_ = true; }
 
 private:
-    void saveQuietly() const;
+    void saveQuietly();
+    // How the project names a movie at `outputURL`: by name inside the project, else in full.
+    std::string recordedExportPath(const std::filesystem::path& outputURL) const;
 
     RecordingProject project_;
     std::filesystem::path directory_;
-    ProjectFileManager files_;
+    ProjectWriter writer_;
     RenderSettings renderSettings_;
     SaveProject saveProject_;
     bool holdingSaves_ = false;

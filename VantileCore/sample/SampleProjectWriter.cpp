@@ -115,7 +115,8 @@ RecordingProject SampleProjectWriter::write(const std::filesystem::path& directo
 
     RecordingProject project;
     const std::filesystem::path absolute = std::filesystem::absolute(directory).lexically_normal();
-    project.id = (absolute.has_filename() ? absolute : absolute.parent_path()).filename().string();
+    // The id is only a name; a directory named in another encoding still gets a storable one.
+    project.id = validUtf8((absolute.has_filename() ? absolute : absolute.parent_path()).filename().string());
     project.createdAt = std::chrono::time_point_cast<std::chrono::seconds>(std::chrono::system_clock::now());
     project.duration = duration;
     project.capture.sourceType = CaptureInfo::SourceType::display;

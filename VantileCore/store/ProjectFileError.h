@@ -12,6 +12,7 @@ public:
         fileSystem,           // creating, reading, writing or removing failed
         decoding,             // a file's JSON is malformed or does not fit the record
         unfinishedRecording,  // a recording's movie and journal without a saved project
+        busy,                 // another program kept the project's lock too long
     };
 
     ProjectFileError(Kind kind, const std::string& message) : std::runtime_error(message), kind_(kind) {}

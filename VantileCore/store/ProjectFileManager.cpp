@@ -1,5 +1,9 @@
 #include "store/ProjectFileManager.h"
 
+#include "engine/TimelineEdits.h"
+#include "store/ProjectChanges.h"
+#include "store/ProjectLock.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
@@ -57,6 +61,25 @@ fs::path userVideosDirectory()
         }
     }
     return home / "Videos";
+}
+
+// A timeline written by hand is held to the rules an edit would have been held to, so nothing
+// renders a movie of nothing; the message names the file and the key to mend.
+void requireUsableTimeline(const RecordingProject& project)
+{
+    try {
+        TimelineEdits::validate(project);
+    } catch (const TimelineEditError& error) {
+        std::string file = "project.json";
+        std::string key = error.key();
+        static constexpr std::string_view segmentsKey = "focusSegments";
+        if (key.rfind(segmentsKey, 0) == 0) {
+            file = "focus_segments.json";
+            key.erase(0, segmentsKey.size());
+        }
+        throw ProjectFileError(ProjectFileError::Kind::decoding,
+                               file + ": " + (key.empty() ? "" : key + ": ") + error.what());
+    }
 }
 
 }  // namespace
@@ -126,20 +149,57 @@ Json ProjectFileManager::parseDocument(const fs::path& file)
 
 void ProjectFileManager::saveProject(const RecordingProject& project, const fs::path& directory) const
 {
-    const fs::path metadata = directory / metadataFolderName;
-    createDirectories(metadata);
     // The leading dot already hides the folder on Linux file managers.
+    createDirectories(directory / metadataFolderName);
+    const ProjectLock lock(directory);
+    writeProjectFiles(project, directory, nullptr);
+}
 
+void ProjectFileManager::saveChanges(const RecordingProject& base, const RecordingProject& changed,
+                                     const fs::path& directory) const
+{
+    const ProjectLock lock(directory);
+    if (!entryExists(existingMetadataURL("project.json", directory))) {
+        writeProjectFiles(changed, directory, nullptr);
+        return;
+    }
+    const RecordingProject onDisk = loadProject(directory);
+    writeProjectFiles(mergeProjectChanges(base, changed, onDisk), directory, &onDisk);
+}
+
+RecordingProject ProjectFileManager::updateProject(
+    const fs::path& directory, const std::function<RecordingProject(const RecordingProject&)>& change) const
+{
+    // A directory without a project, or with one that cannot be edited, is refused before the
+    // lock would leave a file in it.
+    (void)loadProject(directory);
+    const ProjectLock lock(directory);
+    const RecordingProject onDisk = loadProject(directory);
+    RecordingProject changed = change(onDisk);
+    writeProjectFiles(changed, directory, &onDisk);
+    return changed;
+}
+
+void ProjectFileManager::writeProjectFiles(const RecordingProject& project, const fs::path& directory,
+                                           const RecordingProject* previous) const
+{
+    const fs::path metadata = directory / metadataFolderName;
     RecordingProject header = project;
     header.events.clear();
     header.focusSegments.clear();
     header.cursorFrames.clear();
-    writeFilesAtomically({
-        {metadata / "project.json", encodeDocument(Json(header))},
-        {metadata / "events.json", encodeDocument(Json(project.events))},
-        {metadata / "focus_segments.json", encodeDocument(Json(project.focusSegments))},
-        {metadata / "cursor_path.json", encodeDocument(Json(project.cursorFrames))},
-    });
+    std::vector<std::pair<fs::path, std::string>> files{{metadata / "project.json", encodeDocument(Json(header))}};
+    // A list this writer did not change keeps its file, byte for byte, including what a newer
+    // version wrote into it.
+    const auto addList = [&](const char* name, const auto& list, const auto& previousList) {
+        if (!previous || list != previousList || !entryExists(metadata / name)) {
+            files.emplace_back(metadata / name, encodeDocument(Json(list)));
+        }
+    };
+    addList("events.json", project.events, previous ? previous->events : project.events);
+    addList("focus_segments.json", project.focusSegments, previous ? previous->focusSegments : project.focusSegments);
+    addList("cursor_path.json", project.cursorFrames, previous ? previous->cursorFrames : project.cursorFrames);
+    writeFilesAtomically(files);
     removeLegacyMetadataFiles(directory);
     std::error_code ignored;
     fs::remove(metadata / journalFileName, ignored);
@@ -187,6 +247,7 @@ RecordingProject ProjectFileManager::loadProject(const fs::path& directory) cons
     replaceFrom("events.json", project.events);
     replaceFrom("focus_segments.json", project.focusSegments);
     replaceFrom("cursor_path.json", project.cursorFrames);
+    requireUsableTimeline(project);
     return project;
 }
 

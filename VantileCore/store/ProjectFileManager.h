@@ -5,6 +5,7 @@
 #include "store/ProjectFileError.h"
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -25,10 +26,21 @@ public:
     std::filesystem::path createProjectDirectory(Timestamp now = std::chrono::system_clock::now()) const;
 
     // Replaces the four files together (a failure leaves the earlier ones intact), then drops
-    // what an unfinished recording left behind.
+    // what an unfinished recording left behind. For a new project; an open one is saved with
+    // saveChanges or updateProject so that other programs' edits survive.
     void saveProject(const RecordingProject& project, const std::filesystem::path& directory) const;
-    // Throws ProjectFileError (unfinishedRecording) for a recording that never got its project.
+    // Throws ProjectFileError (unfinishedRecording) for a recording that never got its project,
+    // and (decoding) for a stored timeline the editor would have refused, naming file and key.
     RecordingProject loadProject(const std::filesystem::path& directory) const;
+
+    // Under the project's lock: what `changed` changed relative to `base` (the writer's earlier
+    // view of the project) replaces those fields of the project on disk; the rest stays as saved.
+    void saveChanges(const RecordingProject& base, const RecordingProject& changed,
+                     const std::filesystem::path& directory) const;
+    // Under the project's lock: loads the project, applies `change` and saves the result, so
+    // no other writer can come between the read and the write. Returns what was saved.
+    RecordingProject updateProject(const std::filesystem::path& directory,
+                                   const std::function<RecordingProject(const RecordingProject&)>& change) const;
 
     // A recording that was cut off (killed, power cut, full disk) before its project was saved:
     // its movie and journal are there, its project.json is not.
@@ -65,6 +77,10 @@ public:
     static constexpr const char* recordingStartFileName = "recording.json";
 
 private:
+    // Writes project.json, and each list file whose list differs from `previous` (every one
+    // without it); the caller holds the project's lock.
+    void writeProjectFiles(const RecordingProject& project, const std::filesystem::path& directory,
+                           const RecordingProject* previous) const;
     static Json parseDocument(const std::filesystem::path& file);
     std::filesystem::path existingMetadataURL(const std::string& name, const std::filesystem::path& directory) const;
     void removeLegacyMetadataFiles(const std::filesystem::path& directory) const;

@@ -51,6 +51,29 @@ TEST(ProjectSessionTest, SettingsChangesUpdateAndSaveTheProjectAndReplanOrResmoo
     EXPECT_TRUE(waitFor([&] { return app.state->errorMessage().has_value(); }));
 }
 
+// The app's background saves lay only its own changes over the project on disk: a trim saved
+// meanwhile by vantile-cli, and keys a newer version wrote, survive the app's next save.
+TEST(ProjectSessionTest, SavesKeepWhatAnotherProgramSavedMeanwhile)
+{
+    AppFixture app;
+    ASSERT_TRUE(app.recordAndStop());
+    const auto directory = *app.state->projectDirectory();
+    app.savedProject();  // once the app's own saves are done
+    const ProjectFileManager files(directory.parent_path());
+    files.updateProject(directory, [](RecordingProject project) {
+        project.trim = TimeRange{0.5, 1.5};
+        project.unknownKeys.members = {{"camera", {{"path", "camera.mov"}}}};
+        project.renderSettings.unknownKeys.members = {{"motionBlur", 0.5}};
+        return project;
+    });
+    app.state->changeRenderSetting("templateName", "cleanLight");
+    const RecordingProject saved = app.savedProject();
+    EXPECT_EQ(saved.renderSettings.templateName, TemplateName::cleanLight);
+    EXPECT_EQ(saved.trim, (TimeRange{0.5, 1.5}));
+    EXPECT_EQ(saved.unknownKeys.members["camera"]["path"], "camera.mov");
+    EXPECT_EQ(saved.renderSettings.unknownKeys.members["motionBlur"], 0.5);
+}
+
 TEST(TimelineEditingTest, EditsReachThePreviewAndTheSavedProjectAndUndoRedoAndRefusalsBehave)
 {
     AppFixture app;

@@ -90,6 +90,11 @@ TEST(RefusedCommandLines, FailWithOneLineNamingTheProblemAndWriteNothing)
     writeText(root / "broken" / ".vantile" / "project.json", "{\"id\": ");
     writeText(root / "taken" / "raw.mov", "a recording");  // a sample never replaces what is there
     writeText(root / "file", "a file");
+    fs::copy(examples / "minimal", root / "minimal");
+    Json inverted = Json::parse(readText(examples / "minimal" / "project.json"));
+    inverted["trim"] = {{"start", 5}, {"end", 2}};
+    writeText(root / "inverted" / "project.json", inverted.dump());
+    const std::string minimal = (root / "minimal").string();
     const std::string events = (root / "events.json").string();
     const auto plan = [&](const std::string& file, std::vector<std::string> options) {
         options.insert(options.begin(), {"plan", "--events", file, "--width", "64", "--height", "64"});
@@ -118,6 +123,18 @@ TEST(RefusedCommandLines, FailWithOneLineNamingTheProblemAndWriteNothing)
         {{"info", (root / "broken").string()}, 1, "project.json: malformed JSON"},
         {{"info", (root / "broken").string(), "--verbose"}, 2, "unknown option --verbose"},
         {{"frobnicate"}, 2, "unknown command"},
+        // Indices are whole numbers in range; nothing wraps round to segment 0.
+        {{"edit", minimal, "--remove-zoom", "1e300"}, 2, "--remove-zoom"},
+        {{"edit", minimal, "--remove-zoom", "18446744073709551616"}, 2, "--remove-zoom"},
+        {{"edit", minimal, "--remove-zoom", "-1"}, 2, "--remove-zoom"},
+        {{"edit", minimal, "--remove-zoom", "0"}, 1, "There is no segment 0"},
+        // An empty path is named, not passed to the file system library.
+        {{"edit", ""}, 2, "empty"},
+        {{"info", ""}, 2, "empty"},
+        {{"export", minimal, "-o", ""}, 2, "-o"},
+        // A hand-edited timeline that keeps nothing is refused before anything renders or is written.
+        {{"export", (root / "inverted").string()}, 1, "project.json: trim: The trim 5 s to 2 s must end after it starts."},
+        {{"edit", (root / "inverted").string(), "--cut", "1", "2"}, 1, "project.json: trim:"},
     };
     const auto before = snapshotFiles(root.path());
     for (const auto& [arguments, exitCode, expected] : cases) {
@@ -129,6 +146,7 @@ TEST(RefusedCommandLines, FailWithOneLineNamingTheProblemAndWriteNothing)
         EXPECT_TRUE(result.standardOutput.empty());
         EXPECT_EQ(result.standardError.find('\n'), result.standardError.size() - 1);
         EXPECT_TRUE(contains(result.standardError, expected));
+        EXPECT_FALSE(contains(result.standardError, "filesystem error"));
         EXPECT_EQ(snapshotFiles(root.path()), before);
     }
     EXPECT_FALSE(fs::exists(root / "projects"));
@@ -184,6 +202,86 @@ TEST(EditCommand, AppliesOptionsInOrderSavesOnceAndPrintsTheTimeline)
         EXPECT_NE(result.standardError.find(expected), std::string::npos) << result.standardError;
         EXPECT_EQ(snapshotFiles(directory), before) << expected;
     }
+}
+
+// Edits and exports that run at once each keep what the others saved: six edits all land, an edit
+// made while an export renders survives the export's save, and keys this version does not know
+// survive both. A writer kept out too long fails and writes nothing.
+TEST(EditCommand, ConcurrentEditsAndExportsLoseNothing)
+{
+    TemporaryDirectory root;
+    const fs::path directory = root / "project";
+    const auto made = runCli({"sample", directory.string(), "--duration", "12", "--width", "640", "--height", "360"});
+    ASSERT_EQ(made.exitCode, 0) << made.standardError;
+    const fs::path metadata = directory / ".vantile";
+    Json header = Json::parse(readText(metadata / "project.json"));
+    header["camera"] = {{"path", "camera.mov"}};
+    header["renderSettings"]["motionBlur"] = 0.5;
+    writeText(metadata / "project.json", header.dump());
+    Json segments = Json::parse(readText(metadata / "focus_segments.json"));
+    segments.back()["label"] = "kept";
+    writeText(metadata / "focus_segments.json", segments.dump());
+
+    const std::string cli = quoteForShell(VANTILE_CLI);
+    const std::string project = quoteForShell(directory.string());
+    std::string edits;
+    for (int index = 0; index < 6; ++index) {
+        edits += cli + " edit " + project + " --cut " + std::to_string(index + 1) + " " + std::to_string(index + 1) +
+                 ".5 >/dev/null & pids=\"$pids $!\"; ";
+    }
+    const auto concurrent = runShell("failed=0; " + edits + "for pid in $pids; do wait $pid || failed=1; done; echo $failed");
+    EXPECT_EQ(concurrent.standardOutput, "0\n") << concurrent.standardError;
+    EXPECT_EQ(ProjectFileManager(root.path()).loadProject(directory).cuts.size(), 6u);
+
+    // The trim is saved while the export renders: once its movie is being written.
+    const fs::path output = root / "out";
+    fs::create_directories(output);
+    const auto overlapped = runShell(
+        cli + " export " + project + " --template cleanLight --resolution 720p -o " +
+        quoteForShell((output / "movie.mp4").string()) + " >/dev/null & exporter=$!; " +
+        "tries=0; while [ -z \"$(ls -A " + quoteForShell(output.string()) + ")\" ] && [ $tries -lt 1200 ]; do sleep 0.05; tries=$((tries+1)); done; " +
+        cli + " edit " + project + " --trim 0.5 11.5 >/dev/null; edited=$?; " +
+        "kill -0 $exporter 2>/dev/null && echo overlapped; wait $exporter; echo $edited $?");
+    EXPECT_EQ(overlapped.standardOutput, "overlapped\n0 0\n") << overlapped.standardError;
+    const RecordingProject saved = ProjectFileManager(root.path()).loadProject(directory);
+    EXPECT_EQ(saved.trim, (TimeRange{0.5, 11.5}));
+    EXPECT_EQ(saved.cuts.size(), 6u);
+    EXPECT_EQ(saved.renderSettings.templateName, TemplateName::cleanLight);
+    EXPECT_EQ(saved.exportVideoPath, (output / "movie.mp4").string());
+    const Json savedHeader = Json::parse(readText(metadata / "project.json"));
+    EXPECT_EQ(savedHeader["camera"], header["camera"]);
+    EXPECT_EQ(savedHeader["renderSettings"]["motionBlur"], 0.5);
+    EXPECT_EQ(Json::parse(readText(metadata / "focus_segments.json")).back()["label"], "kept");
+
+    // Held by another program past the wait: the edit says so and writes nothing.
+    const auto before = snapshotFiles(directory);
+    const auto busy = runShell("exec 9<" + project + " && flock 9 && " + cli + " edit " + project + " --cut 10 11; echo $?");
+    EXPECT_EQ(busy.standardOutput, "1\n");
+    EXPECT_TRUE(contains(busy.standardError, "project is busy")) << busy.standardError;
+    EXPECT_EQ(snapshotFiles(directory), before);
+}
+
+// File names on Linux are bytes: a project in a directory named in Latin-1 is made and exported
+// whole, and a destination the project could not record is refused before any work.
+TEST(SampleCommand, DirectoriesNamedInAnotherEncodingWorkOrAreRefusedBeforeAnyWork)
+{
+    TemporaryDirectory root;
+    const fs::path directory = root / "caf\xe9";
+    const auto made = runCli({"sample", directory.string(), "--duration", "1", "--width", "320", "--height", "180"});
+    ASSERT_EQ(made.exitCode, 0) << made.standardError;
+    EXPECT_EQ(ProjectFileManager(root.path()).loadProject(directory).id, "caf\xef\xbf\xbd");
+
+    const auto inside = runCli({"export", directory.string(), "-o", (directory / "movie.gif").string()});
+    ASSERT_EQ(inside.exitCode, 0) << inside.standardError;
+    EXPECT_EQ(ProjectFileManager(root.path()).loadProject(directory).exportVideoPath, "movie.gif");
+
+    const fs::path elsewhere = root / "d\xe9j\xe0";
+    fs::create_directories(elsewhere);
+    const auto before = snapshotFiles(root.path());
+    const auto refused = runCli({"export", directory.string(), "-o", (elsewhere / "movie.mp4").string()});
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_TRUE(contains(refused.standardError, "UTF-8")) << refused.standardError;
+    EXPECT_EQ(snapshotFiles(root.path()), before);
 }
 
 // The README's main job, end to end: its own display and sound server, the sample app driven

@@ -1,4 +1,7 @@
+#include "store/ProjectChanges.h"
 #include "store/ProjectFileManager.h"
+#include "store/ProjectLock.h"
+#include "store/ProjectWriter.h"
 
 #include "support/FileSizeLimit.h"
 #include "support/TemporaryDirectory.h"
@@ -7,6 +10,8 @@
 
 #include <cstdlib>
 #include <functional>
+#include <optional>
+#include <thread>
 
 using namespace vantile;
 using vantile::testing::readText;
@@ -106,6 +111,12 @@ TEST(ProjectStore, BadAndImplausibleFilesFailNamingTheFileAndKey)
         changed[Json::json_pointer(key)] = value;
         return [text = changed.dump()](const fs::path& path) { writeText(path, text); };
     };
+    const auto headerWithAll = [&](const Json& changes) {
+        Json changed = header;
+        changed.update(changes);
+        return [text = changed.dump()](const fs::path& path) { writeText(path, text); };
+    };
+    const auto range = [](double start, double end) { return Json{{"start", start}, {"end", end}}; };
     const auto text = [](const std::string& contents) { return [=](const fs::path& path) { writeText(path, contents); }; };
     using Make = std::function<void(const fs::path&)>;
     const std::vector<std::tuple<std::string, Make, std::string>> cases = {
@@ -117,6 +128,19 @@ TEST(ProjectStore, BadAndImplausibleFilesFailNamingTheFileAndKey)
         {"project.json", headerWith("/renderSettings/fps", 241), "project.json: renderSettings.fps: must be between 1 and 240"},
         {"project.json", headerWith("/video/width", 1921), "project.json: video.width: must be an even number between 2 and 7680"},
         {"project.json", headerWith("/capture/region/height", 0), "project.json: capture.region: has no area"},
+        // A timeline written by hand is held to the rules an edit is: nothing renders a movie of nothing.
+        {"project.json", headerWith("/trim", range(3, 1)), "project.json: trim: The trim 3 s to 1 s must end after it starts."},
+        {"project.json", headerWith("/trim", range(2, 2)), "project.json: trim: The trim 2 s to 2 s must end"},
+        {"project.json", headerWith("/trim", range(1, 9)), "project.json: trim: The trim 1 s to 9 s lies outside the recording"},
+        {"project.json", headerWith("/cuts", Json::array({range(1, 2), range(-1, 0.5)})),
+         "project.json: cuts[1]: The cut -1 s to 0.5 s lies outside the recording"},
+        {"project.json", headerWith("/cuts", Json::array({range(0, 4.25)})),
+         "project.json: cuts: The trim and cuts keep nothing of the recording."},
+        {"project.json", headerWithAll({{"trim", range(1, 2)}, {"cuts", Json::array({range(0.5, 3)})}}),
+         "project.json: trim, cuts: The trim and cuts keep nothing"},
+        {"focus_segments.json",
+         text(R"([{"start":0,"end":1,"type":"clickFocus","centerX":5000,"centerY":1,"scale":2,"edited":true}])"),
+         "focus_segments.json: [0]: The zoom's focus point (5000, 1) lies outside the 1920x1080 video."},
         // A device (or a FIFO) would be read until memory ran out (or block until a writer came).
         {"events.json", [](const fs::path& path) { fs::create_symlink("/dev/zero", path); }, "events.json: not a regular file"},
         // A dangling link is not an absent file: the events would silently vanish.
@@ -242,4 +266,123 @@ TEST(TimelineEditStore, OlderProjectsWithoutEditsRoundTripByteForByte)
         files.saveProject(files.loadProject(root / name), root / name);
         EXPECT_EQ(snapshotFiles(root / name), saved) << name;
     }
+}
+
+// A writer's save lays only what it changed over the project on disk: another writer's edit
+// made meanwhile survives, and so does whatever a newer version wrote that this one cannot read.
+TEST(ProjectStore, SavesKeepOtherWritersChangesAndKeysThisVersionDoesNotKnow)
+{
+    TemporaryDirectory root;
+    const ProjectFileManager store(root.path());
+    const fs::path directory = root / "shared";
+    const fs::path metadata = directory / ".vantile";
+    store.saveProject(sampleProject(), directory);
+    // What a newer version might add, at every level of every file.
+    Json header = Json::parse(readText(metadata / "project.json"));
+    header["camera"] = {{"path", "camera.mov"}, {"startOffset", 0.25}};
+    header["renderSettings"]["motionBlur"] = 0.5;
+    header["capture"]["region"]["note"] = "left monitor";
+    header["trim"] = {{"start", 0.5}, {"end", 4}, {"reason", "intro"}};
+    writeText(metadata / "project.json", header.dump());
+    Json segments = Json::parse(readText(metadata / "focus_segments.json"));
+    segments[0]["label"] = "first";
+    writeText(metadata / "focus_segments.json", segments.dump());
+    Json events = Json::parse(readText(metadata / "events.json"));
+    events[2]["pressure"] = 0.75;
+    writeText(metadata / "events.json", events.dump());
+    const std::string eventsText = readText(metadata / "events.json");
+
+    // Two programs open the project; each changes something else and saves.
+    ProjectWriter settingsWriter(store, directory, store.loadProject(directory));
+    ProjectWriter timelineWriter(store, directory, store.loadProject(directory));
+    RecordingProject withSettings = store.loadProject(directory);
+    withSettings.renderSettings.templateName = TemplateName::cleanLight;
+    settingsWriter.save(withSettings);
+    RecordingProject withCut = store.loadProject(directory);
+    ASSERT_EQ(withCut.renderSettings.templateName, TemplateName::cleanLight);
+    withCut.cuts = {{1, 2}};
+    withCut.focusSegments[0].scale = 1.5;
+    timelineWriter.save(withCut);
+    // The first writer's next change must not bring back its stale timeline.
+    withSettings.renderSettings.fps = 60;
+    settingsWriter.save(withSettings);
+
+    const RecordingProject saved = store.loadProject(directory);
+    EXPECT_EQ(saved.renderSettings.templateName, TemplateName::cleanLight);
+    EXPECT_EQ(saved.renderSettings.fps, 60);
+    ASSERT_EQ(saved.cuts.size(), 1u);
+    EXPECT_EQ(saved.cuts[0].start, 1);
+    EXPECT_EQ(saved.focusSegments[0].scale, 1.5);
+    const Json savedHeader = Json::parse(readText(metadata / "project.json"));
+    EXPECT_EQ(savedHeader["camera"], header["camera"]);
+    EXPECT_EQ(savedHeader["renderSettings"]["motionBlur"], 0.5);
+    EXPECT_EQ(savedHeader["capture"]["region"]["note"], "left monitor");
+    EXPECT_EQ(savedHeader["trim"]["reason"], "intro");
+    EXPECT_EQ(Json::parse(readText(metadata / "focus_segments.json"))[0]["label"], "first");
+    // A list no writer changed keeps its file byte for byte.
+    EXPECT_EQ(readText(metadata / "events.json"), eventsText);
+    // A changed list still carries its elements' unknown keys.
+    RecordingProject moreEvents = saved;
+    moreEvents.events.push_back({5, InputEvent::EventType::mouseMove, 1, 1, {}, {}, {}});
+    ProjectWriter(store, directory, saved).save(moreEvents);
+    EXPECT_EQ(Json::parse(readText(metadata / "events.json"))[2]["pressure"], 0.75);
+}
+
+// Every field counts: a field the merge forgot would be silently dropped or overwritten.
+TEST(ProjectStore, MergeTakesExactlyTheFieldsAWriterChanged)
+{
+    const RecordingProject base = sampleProject();
+    RecordingProject everyFieldOtherwise;
+    everyFieldOtherwise.id = "other";
+    everyFieldOtherwise.createdAt = base.createdAt + std::chrono::hours(1);
+    everyFieldOtherwise.duration = 9;
+    everyFieldOtherwise.capture.sourceType = CaptureInfo::SourceType::window;
+    everyFieldOtherwise.video = {"other.mov", 640, 360, 60};
+    everyFieldOtherwise.events = {{1, InputEvent::EventType::leftMouseDown, 3, 3, {}, {}, "left"}};
+    everyFieldOtherwise.focusSegments = {{1, 2, FocusSegment::SegmentType::clickFocus, 3, 3, 2, true}};
+    everyFieldOtherwise.cursorFrames = {{0.5, 9, 9, false, true}};
+    everyFieldOtherwise.renderSettings.fps = 24;
+    everyFieldOtherwise.audioSettings.mode = AudioCaptureMode::microphone;
+    everyFieldOtherwise.rawVideoPath = "other.mov";
+    everyFieldOtherwise.previewVideoPath = "preview.mp4";
+    everyFieldOtherwise.exportVideoPath = "export.mp4";
+    everyFieldOtherwise.trim = TimeRange{1, 3};
+    everyFieldOtherwise.cuts = {{1.5, 2}};
+    everyFieldOtherwise.unknownKeys.members = {{"camera", true}};
+
+    // A writer that changed everything writes everything; one that changed nothing writes nothing.
+    EXPECT_EQ(mergeProjectChanges(base, everyFieldOtherwise, base), everyFieldOtherwise);
+    EXPECT_EQ(mergeProjectChanges(base, base, everyFieldOtherwise), everyFieldOtherwise);
+    // The trim and the cuts go together: one writer's trim never meets another's cuts.
+    RecordingProject trimmed = base;
+    trimmed.trim = TimeRange{0, 1};
+    const RecordingProject merged = mergeProjectChanges(base, trimmed, everyFieldOtherwise);
+    EXPECT_EQ(merged.trim, trimmed.trim);
+    EXPECT_TRUE(merged.cuts.empty());
+    EXPECT_EQ(merged.renderSettings, everyFieldOtherwise.renderSettings);
+}
+
+TEST(ProjectStore, ASecondWriterWaitsForTheLockThenSaysTheProjectIsBusy)
+{
+    TemporaryDirectory root;
+    const ProjectFileManager store(root.path());
+    store.saveProject(sampleProject(), root / "busy");
+    std::optional<ProjectLock> held(std::in_place, root / "busy");
+    try {
+        ProjectLock second(root / "busy", std::chrono::milliseconds(100));
+        ADD_FAILURE() << "a second lock was granted";
+    } catch (const ProjectFileError& error) {
+        EXPECT_EQ(error.kind(), ProjectFileError::Kind::busy);
+        EXPECT_NE(std::string(error.what()).find("project is busy"), std::string::npos) << error.what();
+    }
+    // The waiting writer gets the lock as soon as the first lets go.
+    std::thread release([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        held.reset();
+    });
+    EXPECT_NO_THROW(ProjectLock(root / "busy", std::chrono::seconds(30)));
+    release.join();
+    // No lock, and no hidden folder, for a directory that does not exist.
+    EXPECT_THROW(ProjectLock(root / "missing"), ProjectFileError);
+    EXPECT_FALSE(fs::exists(root / "missing"));
 }

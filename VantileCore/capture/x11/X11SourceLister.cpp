@@ -1,6 +1,7 @@
 #include "capture/x11/X11SourceLister.h"
 
 #include "capture/x11/X11Connection.h"
+#include "model/JsonCoding.h"
 
 #include <xcb/randr.h>
 
@@ -73,12 +74,15 @@ std::optional<ListedWindow> describeWindow(const X11Connection& connection, xcb_
                                   static_cast<double>(geometry->width), static_cast<double>(geometry->height)}};
     listed.title = textProperty(connection, window, netWmName, utf8String);
     if (!listed.title) listed.title = textProperty(connection, window, XCB_ATOM_WM_NAME, XCB_ATOM_ANY);
+    // WM_NAME may be Latin-1 or compound text; a title that is no valid UTF-8 could not be
+    // saved in the project, and the whole recording with it.
+    if (listed.title) listed.title = validUtf8(*listed.title);
     // WM_CLASS holds "instance\0class\0"; the class part names the application.
     const std::size_t split = windowClass->find('\0');
     if (split != std::string::npos) {
         std::string className = windowClass->substr(split + 1);
         if (const auto end = className.find('\0'); end != std::string::npos) className.resize(end);
-        listed.appName = className;
+        listed.appName = validUtf8(className);
     }
     return listed;
 }
