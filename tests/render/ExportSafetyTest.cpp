@@ -98,15 +98,13 @@ TEST(ExportSafety, AFullDiskKeepsTheEarlierMovieAndProject)
     const auto first = runCommand({VANTILE_CLI, "export", project.string(), "--resolution", "720p"});
     ASSERT_EQ(first.exitCode, 0) << first.standardError;
     const auto movieSize = fs::file_size(project / "export.mp4");
-    // Many events make the project's files larger than the movie, so a disk can be full for
-    // them and not for the movie.
+    // Notes kept in project.json (which every export rewrites) make it larger than the movie, so
+    // a disk can be full for it and not for the movie.
     const ProjectFileManager files(root.path());
-    RecordingProject many = files.loadProject(project);
-    for (int index = 0; index < 12000; ++index) {
-        many.events.push_back({index * 8e-5, InputEvent::EventType::mouseMove, 10.0 + index % 90, 20, {}, {}, {}});
-    }
-    files.saveProject(many, project);
-    ASSERT_GT(fs::file_size(project / ".vantile" / "events.json"), 4 * movieSize);
+    RecordingProject large = files.loadProject(project);
+    large.unknownKeys.members = {{"notes", std::string(5 * movieSize, 'n')}};
+    files.saveProject(large, project);
+    ASSERT_GT(fs::file_size(project / ".vantile" / "project.json"), 4 * movieSize);
     const auto before = snapshotFiles(project);
 
     for (const std::uintmax_t cap : {movieSize / 4, 2 * movieSize}) {

@@ -293,15 +293,17 @@ TEST(ProjectStore, SavesKeepOtherWritersChangesAndKeysThisVersionDoesNotKnow)
     const std::string eventsText = readText(metadata / "events.json");
 
     // Two programs open the project; each changes something else and saves.
-    ProjectWriter settingsWriter(store, directory, store.loadProject(directory));
-    ProjectWriter timelineWriter(store, directory, store.loadProject(directory));
-    RecordingProject withSettings = store.loadProject(directory);
+    const RecordingProject opened = store.loadProject(directory);
+    ProjectWriter settingsWriter(store, directory, opened);
+    ProjectWriter timelineWriter(store, directory, opened);
+    RecordingProject withSettings = opened;
     withSettings.renderSettings.templateName = TemplateName::cleanLight;
     settingsWriter.save(withSettings);
-    RecordingProject withCut = store.loadProject(directory);
-    ASSERT_EQ(withCut.renderSettings.templateName, TemplateName::cleanLight);
+    // The second writer still holds the project as it opened it, and changes another setting.
+    RecordingProject withCut = opened;
     withCut.cuts = {{1, 2}};
     withCut.focusSegments[0].scale = 1.5;
+    withCut.renderSettings.showCursor = false;
     timelineWriter.save(withCut);
     // The first writer's next change must not bring back its stale timeline.
     withSettings.renderSettings.fps = 60;
@@ -310,6 +312,7 @@ TEST(ProjectStore, SavesKeepOtherWritersChangesAndKeysThisVersionDoesNotKnow)
     const RecordingProject saved = store.loadProject(directory);
     EXPECT_EQ(saved.renderSettings.templateName, TemplateName::cleanLight);
     EXPECT_EQ(saved.renderSettings.fps, 60);
+    EXPECT_FALSE(saved.renderSettings.showCursor);
     ASSERT_EQ(saved.cuts.size(), 1u);
     EXPECT_EQ(saved.cuts[0].start, 1);
     EXPECT_EQ(saved.focusSegments[0].scale, 1.5);
