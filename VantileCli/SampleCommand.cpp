@@ -30,6 +30,7 @@ int runSample(const std::vector<std::string>& arguments)
     const Arguments parsed(arguments, {"--duration", "--width", "--height", "--audio"}, {});
     parsed.expectPositionalCount(1);
     const std::filesystem::path directory = parsed.requirePositional(0, "project directory");
+    if (directory.empty()) throw UsageError("the project directory is empty");
     // A sample never replaces anything: an existing project there would be lost.
     std::error_code error;
     if (entryExists(directory) && !(std::filesystem::is_directory(directory, error) &&
