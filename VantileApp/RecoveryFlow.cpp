@@ -52,7 +52,7 @@ void RecoveryFlow::recover(const fs::path& directory)
         state_.workers(), &state_,
         [files = files_, directory] {
             try {
-                return Outcome{recoverRecording(directory, files), {}};
+                return Outcome{recoverRecording(directory, files).project, {}};
             } catch (...) {
                 return Outcome{std::nullopt, describeError(std::current_exception())};
             }

@@ -38,7 +38,8 @@ const std::map<std::string, std::string>& helpTexts()
                    "  --root DIR          where the project directory is made (default: ~/Videos/VantileProjects)\n"},
         {"recover", "vantile-cli recover DIR\n"
                     "  Finishes a recording that was cut off (killed, power cut, full disk) from its movie and input\n"
-                    "  journal, as stopping it would have, and prints its directory.\n"},
+                    "  journal, as stopping it would have, and prints its directory. Damaged journal lines are\n"
+                    "  skipped and counted on stderr; such a journal is kept as events.journal.damaged.\n"},
         {"demo", "vantile-cli demo [--root DIR]\n"
                  "  Records a scripted session of a sample window on a virtual display, exports it and prints the movie.\n"
                  "  --root DIR          where the project directory is made (default: ~/Videos/VantileProjects)\n"},

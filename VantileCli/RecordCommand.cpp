@@ -39,7 +39,10 @@ int runRecord(const std::vector<std::string>& arguments)
     if (request.duration && !(*request.duration > 0 && *request.duration <= RecordingRequest::maxDuration)) {
         throw UsageError("--duration must be greater than 0 and at most 600 seconds");
     }
-    if (const auto root = parsed.value("--root")) request.projectsRoot = *root;
+    if (const auto root = parsed.value("--root")) {
+        if (root->empty()) throw UsageError("--root names no directory");
+        request.projectsRoot = *root;
+    }
 
     // Ctrl-C and SIGTERM end the recording the normal way: the project is still built and saved.
     struct sigaction action {};

@@ -11,10 +11,14 @@ int runRecover(const std::vector<std::string>& arguments)
 {
     const Arguments parsed(arguments, {}, {});
     parsed.expectPositionalCount(1);
-    std::filesystem::path directory =
-        std::filesystem::absolute(parsed.requirePositional(0, "project directory DIR")).lexically_normal();
+    const std::string given = parsed.requirePositional(0, "project directory");
+    std::filesystem::path directory = std::filesystem::absolute(given).lexically_normal();
     if (!directory.has_filename()) directory = directory.parent_path();
-    recoverRecording(directory, ProjectFileManager(directory.parent_path()));
+    const RecoveredRecording recovered = recoverRecording(directory, ProjectFileManager(directory.parent_path()));
+    if (const std::size_t skipped = recovered.skippedJournalLines) {
+        std::cerr << "Skipped " << skipped << (skipped == 1 ? " damaged line" : " damaged lines")
+                  << " of the input journal and kept it as " << (directory / damagedJournalFileName).string() << ".\n";
+    }
     std::cout << directory.string() << "\n";
     return 0;
 }

@@ -32,6 +32,11 @@ public:
     {
         return {Kind::unsupportedSystem, "Screen capture is not supported on this display server."};
     }
+    // No display server is named to connect to: the environment variable `variable` is unset.
+    static RecordingError displayNotSet(const std::string& variable)
+    {
+        return {Kind::unsupportedSystem, "No display is set: " + variable + " is unset or empty."};
+    }
     static RecordingError sourceUnavailable()
     {
         return {Kind::sourceUnavailable, "The selected capture source is no longer available."};

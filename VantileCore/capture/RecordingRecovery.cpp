@@ -4,9 +4,11 @@
 #include "capture/RecordingError.h"
 #include "capture/RecordingFinisher.h"
 #include "media/FfmpegHandles.h"
+#include "store/ProjectFileError.h"
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 namespace vantile {
 
@@ -19,7 +21,8 @@ Json encodeRecordingStart(const RecordingStart& start)
     return Json{{"source", start.source},
                 {"audioSettings", start.audioSettings},
                 {"renderSettings", start.renderSettings},
-                {"createdAt", formatISO8601(start.createdAt)}};
+                {"createdAt", formatISO8601(start.createdAt)},
+                {"fps", start.fps}};
 }
 
 RecordingStart readRecordingStart(const fs::path& file)
@@ -33,7 +36,54 @@ RecordingStart readRecordingStart(const fs::path& file)
     std::string createdAt;
     decodeKey(json, "createdAt", createdAt);
     start.createdAt = parseISO8601(createdAt);
+    // Notes written before the rate was noted keep the default: every raw movie has been
+    // written at that rate.
+    decodeKeyOrKeep(json, "fps", start.fps);
+    if (start.fps < 1 || start.fps > 240) throw DecodingError("fps", "must be between 1 and 240");
     return start;
+}
+
+// The start note as a recovery reads it: every failure is one sentence naming the file.
+RecordingStart readRecordingStartOf(const fs::path& projectDirectory, const fs::path& file)
+{
+    const auto fail = [&](const std::string& problem) {
+        return RecordingError::recoveryFailed(projectDirectory.string(),
+                                              std::string(ProjectFileManager::recordingStartFileName) + problem);
+    };
+    try {
+        return readRecordingStart(file);
+    } catch (const ProjectFileError&) {
+        throw;  // names the file and the reason already
+    } catch (const Json::parse_error&) {
+        throw fail(" is not valid JSON");
+    } catch (const DecodingError& error) {
+        throw fail(": " + std::string(error.what()));
+    } catch (const std::exception&) {
+        throw fail(" does not describe a recording");
+    }
+}
+
+// Why a project directory's raw movie cannot be read, before a library is asked to.
+std::optional<std::string> rawMovieProblem(const fs::path& rawMovie)
+{
+    std::error_code error;
+    const fs::file_type type = fs::status(rawMovie, error).type();
+    if (type == fs::file_type::regular) return std::nullopt;
+    if (type == fs::file_type::not_found) return "is missing";
+    if (type == fs::file_type::directory) return "is a directory";
+    return "is not a regular file";
+}
+
+// Keeps a journal with damaged lines where the user finds it, before the save removes it.
+void keepDamagedJournal(const fs::path& journal, const fs::path& projectDirectory)
+{
+    std::error_code error;
+    fs::copy_file(journal, projectDirectory / damagedJournalFileName, fs::copy_options::overwrite_existing, error);
+    if (error) {
+        throw RecordingError::recoveryFailed(projectDirectory.string(),
+                                             std::string("the damaged input journal cannot be kept as ") +
+                                                 damagedJournalFileName + " (" + error.message() + ")");
+    }
 }
 
 // A recording from before start notes were written: the whole movie was the source.
@@ -61,13 +111,12 @@ void writeRecordingStart(const RecordingStart& start, const fs::path& projectDir
                         ProjectFileManager::encodeDocument(encodeRecordingStart(start)));
 }
 
-RecordingResult playableRawMovie(const fs::path& rawMovie)
+RecordingResult playableRawMovie(const fs::path& rawMovie, std::int64_t fps)
 {
     const auto fail = [&](const std::string& reason) {
         return RecordingError::recoveryFailed(rawMovie.parent_path().string(), rawMovie.filename().string() + " " + reason);
     };
-    std::error_code error;
-    if (!fs::is_regular_file(rawMovie, error)) throw fail("is missing");
+    if (const auto problem = rawMovieProblem(rawMovie)) throw fail(*problem);
     AVFormatContext* opened = nullptr;
     if (avformat_open_input(&opened, rawMovie.c_str(), nullptr, nullptr) < 0) throw fail("cannot be opened");
     InputFormatHandle format(opened);
@@ -75,8 +124,6 @@ RecordingResult playableRawMovie(const fs::path& rawMovie)
     const int stream = av_find_best_stream(format.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
     if (stream < 0) throw fail("has no video");
     const AVStream& video = *format->streams[stream];
-    const AVRational rate = video.avg_frame_rate.num > 0 ? video.avg_frame_rate : video.r_frame_rate;
-    const std::int64_t fps = rate.num > 0 && rate.den > 0 ? std::clamp<std::int64_t>(std::llround(av_q2d(rate)), 1, 240) : 30;
 
     // Only what is really there counts: the end of the last whole video packet.
     const PacketHandle packet = allocatePacket();
@@ -103,27 +150,30 @@ RecordingResult playableRawMovie(const fs::path& rawMovie)
     return result;
 }
 
-RecordingProject recoverRecording(const fs::path& projectDirectory, const ProjectFileManager& files)
+RecoveredRecording recoverRecording(const fs::path& projectDirectory, const ProjectFileManager& files)
 {
-    if (!ProjectFileManager::isUnfinishedRecording(projectDirectory)) {
-        throw RecordingError::recoveryFailed(projectDirectory.string(), "not an unfinished recording");
-    }
+    const auto fail = [&](const std::string& reason) {
+        return RecordingError::recoveryFailed(projectDirectory.string(), reason);
+    };
+    std::error_code error;
+    const fs::file_type type = fs::status(projectDirectory, error).type();
+    if (type == fs::file_type::not_found) throw fail("there is no such directory");
+    if (type != fs::file_type::directory) throw fail("it is not a directory");
+    if (!ProjectFileManager::isUnfinishedRecording(projectDirectory)) throw fail("not an unfinished recording");
     const fs::path metadata = projectDirectory / ProjectFileManager::metadataFolderName;
-    const RecordingResult movie = playableRawMovie(projectDirectory / "raw.mov");
-    RecordingStart start = startOfWholeMovie(movie);
     const fs::path startFile = metadata / ProjectFileManager::recordingStartFileName;
-    if (entryExists(startFile)) {
-        try {
-            start = readRecordingStart(startFile);
-        } catch (const std::exception& failure) {
-            throw RecordingError::recoveryFailed(projectDirectory.string(),
-                                                 std::string(ProjectFileManager::recordingStartFileName) + ": " +
-                                                     failure.what());
-        }
-    }
+    std::optional<RecordingStart> noted;
+    if (entryExists(startFile)) noted = readRecordingStartOf(projectDirectory, startFile);
+    // Without a note, the rate every raw movie has been written at.
+    const RecordingResult movie =
+        playableRawMovie(projectDirectory / "raw.mov", noted ? noted->fps : RawMovieWriter::fps);
+    const RecordingStart start = noted ? *noted : startOfWholeMovie(movie);
 
+    const fs::path journal = metadata / ProjectFileManager::journalFileName;
+    JournalContents journalled = EventJournal::read(journal);
+    if (journalled.damagedLines > 0) keepDamagedJournal(journal, projectDirectory);
     StoppedRecording stopped;
-    stopped.events = EventJournal::read(metadata / ProjectFileManager::journalFileName);
+    stopped.events = std::move(journalled.events);
     // Events after the last playable frame point at pictures that were never written.
     std::erase_if(stopped.events, [&](const InputEvent& event) { return event.time > movie.duration; });
     stopped.result = movie;
@@ -132,7 +182,8 @@ RecordingProject recoverRecording(const fs::path& projectDirectory, const Projec
     stopped.projectDirectory = projectDirectory;
     const FocusPlanner planner;
     const CursorPathSmoother smoother;
-    return RecordingFinisher(files, planner, smoother).finish(stopped, start.renderSettings, start.createdAt);
+    return {RecordingFinisher(files, planner, smoother).finish(stopped, start.renderSettings, start.createdAt),
+            journalled.damagedLines};
 }
 
 }  // namespace vantile

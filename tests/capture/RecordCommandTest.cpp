@@ -38,7 +38,7 @@ protected:
 
     static long journalled(const std::filesystem::path& file, Type type)
     {
-        const auto events = EventJournal::read(file);
+        const auto events = EventJournal::read(file).events;
         return std::count_if(events.begin(), events.end(), [&](const InputEvent& event) { return event.type == type; });
     }
 };
@@ -76,7 +76,7 @@ TEST_F(RecordCommandTest, AKilledRecordingIsRecoveredAsTheStopFlowWouldHave)
     recorder.stop();
 
     const double playable = playableSeconds(project / "raw.mov");
-    std::vector<InputEvent> logged = EventJournal::read(journal());
+    std::vector<InputEvent> logged = EventJournal::read(journal()).events;
     std::erase_if(logged, [&](const InputEvent& event) { return event.time > playable + 1e-6; });
 
     const auto recovered = runCli({"recover", project.string()});
@@ -268,10 +268,10 @@ TEST(EventJournalTest, ReadsBackWhatWasAppendedAndStopsAtATornLine)
         EventJournal journal(file);
         for (const InputEvent& event : events) journal.append(event);
         // Read while still open: every event is on disk as soon as it is appended.
-        EXPECT_EQ(EventJournal::read(file), events);
+        EXPECT_EQ(EventJournal::read(file).events, events);
     }
     std::ofstream(file, std::ios::app) << "{\"time\":1.0,\"type\":\"mouseM";
-    EXPECT_EQ(EventJournal::read(file), events);
+    EXPECT_EQ(EventJournal::read(file).events, events);
     std::filesystem::remove(file);
 }
 

@@ -1,7 +1,10 @@
 #include "capture/wayland/WaylandOutputs.h"
 
+#include "capture/RecordingError.h"
+
 #include <wayland-client.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <stdexcept>
@@ -71,10 +74,27 @@ void onGlobalRemove(void*, wl_registry*, uint32_t) {}
 
 const wl_registry_listener registryListener{onGlobal, onGlobalRemove};
 
+// libwayland prints a line of its own when it cannot form the socket's path; say it once, here.
+void requireSocketSettings(const std::optional<std::string>& displayName)
+{
+    const auto variable = [](const char* name) {
+        const char* value = std::getenv(name);
+        return std::string(value ? value : "");
+    };
+    if (!variable("WAYLAND_SOCKET").empty()) return;  // a connection handed over by the parent
+    const std::string name = displayName && !displayName->empty() ? *displayName : variable("WAYLAND_DISPLAY");
+    if (name.empty()) throw RecordingError::displayNotSet("WAYLAND_DISPLAY");
+    if (name.front() != '/' && !variable("XDG_RUNTIME_DIR").starts_with('/')) {
+        throw std::runtime_error(
+            "Cannot connect to the Wayland compositor: XDG_RUNTIME_DIR is unset or not an absolute path.");
+    }
+}
+
 }  // namespace
 
 std::vector<ListedDisplay> listWaylandOutputs(const std::optional<std::string>& displayName)
 {
+    requireSocketSettings(displayName);
     const std::unique_ptr<wl_display, decltype(&wl_display_disconnect)> display(
         wl_display_connect(displayName ? displayName->c_str() : nullptr), &wl_display_disconnect);
     if (!display) throw std::runtime_error("Cannot connect to the Wayland compositor.");

@@ -3,6 +3,7 @@
 #include "capture/RecordingError.h"
 
 #include <chrono>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <thread>
@@ -28,7 +29,9 @@ bool localServerSocketExists(const char* displayName)
 X11Connection::X11Connection(const std::optional<std::string>& displayName)
 {
     int screenNumber = 0;
-    const char* name = displayName ? displayName->c_str() : nullptr;
+    const char* name = displayName && !displayName->empty() ? displayName->c_str() : nullptr;
+    // xcb would only fail to connect; say what is missing instead of blaming the server.
+    if (!name && (!std::getenv("DISPLAY") || !*std::getenv("DISPLAY"))) throw RecordingError::displayNotSet("DISPLAY");
     // A server without clients resets when its last client leaves and refuses connections
     // meanwhile (a bare Xvfb between two commands); a moment later it accepts again.
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
