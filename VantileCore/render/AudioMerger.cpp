@@ -6,6 +6,7 @@
 #include "render/MovieWriter.h"
 #include "render/VideoFileWriter.h"
 #include "render/RenderError.h"
+#include "store/AtomicFile.h"
 
 #include <cmath>
 #include <functional>
@@ -80,11 +81,7 @@ private:
 
 std::filesystem::path temporaryMergeURL(const std::filesystem::path& outputURL)
 {
-    std::filesystem::path name = VideoFileWriter::temporaryRenderedVideoURL(outputURL).filename();
-    std::string text = name.stem().string();
-    const auto marker = text.rfind("-video-");
-    if (marker != std::string::npos) text.replace(marker, 7, "-merge-");
-    return outputURL.parent_path() / (text + outputURL.extension().string());
+    return processTemporarySiblingPath(outputURL, "merge", outputURL.extension().string());
 }
 
 OutputFormatHandle createOutput(const std::filesystem::path& target, const std::filesystem::path& outputURL)

@@ -7,6 +7,7 @@
 #include "render/SourceFrameProvider.h"
 #include "render/VideoFileWriter.h"
 #include "render/YuvFrameCompositor.h"
+#include "store/AtomicFile.h"
 
 extern "C" {
 #include <libavfilter/avfilter.h>
@@ -284,8 +285,7 @@ bool isGifPath(const std::filesystem::path& path)
 
 void writeGif(const RenderJob& job, ExportMonitor* monitor)
 {
-    const std::filesystem::path temporary =
-        VideoFileWriter::temporaryRenderedVideoURL(job.outputURL).replace_extension(".gif");
+    const std::filesystem::path temporary = processTemporarySiblingPath(job.outputURL, "video", ".gif");
     try {
         VideoFileWriter::removeExisting(temporary);
         write(job, temporary, monitor);

@@ -14,9 +14,7 @@
 #include <sys/prctl.h>
 
 #include <cmath>
-#include <cstdio>
 #include <limits>
-#include <random>
 #include <thread>
 
 namespace vantile::VideoFileWriter {
@@ -34,21 +32,6 @@ struct RenderedFrame {
     std::int64_t index = 0;
     PooledFrame pooled;
 };
-
-std::string uppercaseUuid()
-{
-    std::random_device device;
-    std::mt19937_64 generator((static_cast<std::uint64_t>(device()) << 32) ^ device());
-    std::uint64_t high = generator();
-    std::uint64_t low = generator();
-    high = (high & 0xFFFFFFFFFFFF0FFFULL) | 0x0000000000004000ULL;  // version 4
-    low = (low & 0x3FFFFFFFFFFFFFFFULL) | 0x8000000000000000ULL;    // RFC 4122 variant
-    char text[37];
-    std::snprintf(text, sizeof text, "%08X-%04X-%04X-%04X-%012llX", static_cast<unsigned>(high >> 32),
-                  static_cast<unsigned>((high >> 16) & 0xFFFF), static_cast<unsigned>(high & 0xFFFF),
-                  static_cast<unsigned>(low >> 48), static_cast<unsigned long long>(low & 0xFFFFFFFFFFFFULL));
-    return text;
-}
 
 // The encoder first touches its many frame buffers a little at a time; with transparent huge
 // pages each first touch clears 2 MB, which took a tenth of an export's CPU time on a 1080p
@@ -238,7 +221,7 @@ void writeRenderedDemo(const RenderJob& job, ExportMonitor* monitor)
 
 std::filesystem::path temporaryRenderedVideoURL(const std::filesystem::path& outputURL)
 {
-    return temporarySiblingPath(outputURL, "video-" + uppercaseUuid() + ".mov");
+    return processTemporarySiblingPath(outputURL, "video", ".mov");
 }
 
 void removeExisting(const std::filesystem::path& url)
