@@ -3,6 +3,7 @@
 #include "engine/OutputTimeline.h"
 
 #include "media/FfmpegHandles.h"
+#include "render/ExportFormat.h"
 #include "render/RenderError.h"
 #include "render/SourceFrameProvider.h"
 #include "render/VideoFileWriter.h"
@@ -16,7 +17,6 @@ extern "C" {
 }
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <functional>
 #include <string>
@@ -277,10 +277,7 @@ GifFormat gifFormat(std::int64_t outputWidth, std::int64_t outputHeight, std::in
 
 bool isGifPath(const std::filesystem::path& path)
 {
-    std::string extension = path.extension().string();
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return extension == ".gif";
+    return exportContainer(path) == ExportContainer::gif;
 }
 
 void writeGif(const RenderJob& job, ExportMonitor* monitor)

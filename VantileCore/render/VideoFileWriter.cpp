@@ -2,6 +2,7 @@
 
 #include "engine/CameraPathBuilder.h"
 #include "render/AudioMerger.h"
+#include "render/ExportFormat.h"
 #include "render/FrameCompositor.h"
 #include "render/MovieWriter.h"
 #include "engine/OutputTimeline.h"
@@ -221,7 +222,15 @@ void writeRenderedDemo(const RenderJob& job, ExportMonitor* monitor)
 
 std::filesystem::path temporaryRenderedVideoURL(const std::filesystem::path& outputURL)
 {
-    return processTemporarySiblingPath(outputURL, "video", ".mov");
+    // Matroska and WebM outputs are rendered in their own container: it picks the codec (VP9
+    // for WebM), and without audio this file becomes the output as it is.
+    const char* extension = ".mov";
+    if (const ExportContainer container = exportContainer(outputURL); container == ExportContainer::matroska) {
+        extension = ".mkv";
+    } else if (container == ExportContainer::webM) {
+        extension = ".webm";
+    }
+    return processTemporarySiblingPath(outputURL, "video", extension);
 }
 
 void removeExisting(const std::filesystem::path& url)

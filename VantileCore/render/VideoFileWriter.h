@@ -63,7 +63,7 @@ void writeMovie(const std::filesystem::path& url, int width, int height, double 
 // the finished movie waiting to replace the output, the rendered video, the merged movie.
 inline const std::vector<std::string> exportTemporaryRoles{"export", "video", "merge"};
 
-// "<dir>/.<name>-video-<pid>-<UUID>.mov" beside the output.
+// "<dir>/.<name>-video-<pid>-<UUID>.mov" beside the output (.mkv or .webm for those outputs).
 std::filesystem::path temporaryRenderedVideoURL(const std::filesystem::path& outputURL);
 
 void removeExisting(const std::filesystem::path& url);
