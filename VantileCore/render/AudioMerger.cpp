@@ -6,7 +6,9 @@
 #include "render/MovieWriter.h"
 #include "render/VideoFileWriter.h"
 #include "render/RenderError.h"
+#include "store/AtomicFile.h"
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <vector>
@@ -80,11 +82,7 @@ private:
 
 std::filesystem::path temporaryMergeURL(const std::filesystem::path& outputURL)
 {
-    std::filesystem::path name = VideoFileWriter::temporaryRenderedVideoURL(outputURL).filename();
-    std::string text = name.stem().string();
-    const auto marker = text.rfind("-video-");
-    if (marker != std::string::npos) text.replace(marker, 7, "-merge-");
-    return outputURL.parent_path() / (text + outputURL.extension().string());
+    return processTemporarySiblingPath(outputURL, "merge", outputURL.extension().string());
 }
 
 OutputFormatHandle createOutput(const std::filesystem::path& target, const std::filesystem::path& outputURL)
@@ -112,8 +110,10 @@ void writeHeader(AVFormatContext& output, const std::filesystem::path& target, c
     const std::string name = outputURL.filename().string();
     checkAv(avio_open(&output.pb, target.c_str(), AVIO_FLAG_WRITE), "Cannot write the movie " + name);
     AVDictionary* options = nullptr;
-    const bool mp4 = containerFormatName(outputURL) == "mp4";
-    av_dict_set(&options, "movflags", mp4 ? "+faststart+write_colr" : "+write_colr", 0);
+    const std::string container = containerFormatName(outputURL);
+    if (container == "mp4" || container == "mov") {
+        av_dict_set(&options, "movflags", container == "mp4" ? "+faststart+write_colr" : "+write_colr", 0);
+    }
     const int header = avformat_write_header(&output, &options);
     av_dict_free(&options);
     checkAv(header, "Cannot write the movie " + name);
@@ -206,6 +206,17 @@ struct RawAudio {
     std::vector<int> streams;
 };
 
+// Whether the output's container takes every one of these tracks as it is (WebM takes no AAC).
+bool containerTakesTracks(const std::filesystem::path& outputURL, const AVFormatContext& raw,
+                          const std::vector<int>& streams)
+{
+    const AVOutputFormat* muxer = av_guess_format(containerFormatName(outputURL).c_str(), nullptr, nullptr);
+    if (!muxer) return false;
+    return std::all_of(streams.begin(), streams.end(), [&](int index) {
+        return avformat_query_codec(muxer, raw.streams[index]->codecpar->codec_id, FF_COMPLIANCE_NORMAL) == 1;
+    });
+}
+
 std::optional<RawAudio> rawAudioOf(const std::filesystem::path& rawVideoURL)
 {
     std::error_code error;
@@ -234,6 +245,12 @@ void mergeAudioTracksIfPresent(const std::filesystem::path& renderedVideoURL, co
     const auto moveIntoPlace = [&] { VideoFileWriter::replace(outputURL, renderedVideoURL); };
     auto raw = rawAudioOf(rawVideoURL);
     if (!raw) return moveIntoPlace();
+    if (!containerTakesTracks(outputURL, *raw->movie, raw->streams)) {
+        // Re-encoded whole, to the codec the container takes.
+        const OutputTimeline whole(durationOf(*raw->movie), std::nullopt, {});
+        raw.reset();
+        return mergeEditedAudioTracksIfPresent(renderedVideoURL, rawVideoURL, outputURL, whole);
+    }
     InputFormatHandle rendered = openInput(renderedVideoURL);
     if (!rendered) throw RenderError::writerFailed();
     const std::vector<int> videoStreams = streamsOfType(*rendered, AVMEDIA_TYPE_VIDEO);

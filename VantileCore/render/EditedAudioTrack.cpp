@@ -13,6 +13,37 @@ namespace {
 
 constexpr const char* failure = "Cannot re-encode the audio";
 
+// AAC wherever the container takes it; WebM takes Opus.
+const AVCodec* audioEncoderFor(const AVFormatContext& output)
+{
+    if (avformat_query_codec(output.oformat, AV_CODEC_ID_AAC, FF_COMPLIANCE_NORMAL) == 1) {
+        return avcodec_find_encoder(AV_CODEC_ID_AAC);
+    }
+    return avcodec_find_encoder_by_name("libopus");
+}
+
+// Float samples, planar where the encoder takes them so (AAC), else interleaved (libopus).
+AVSampleFormat floatFormatOf(const AVCodec& codec)
+{
+    AVSampleFormat found = AV_SAMPLE_FMT_NONE;
+    for (const AVSampleFormat* format = codec.sample_fmts; format && *format != AV_SAMPLE_FMT_NONE; ++format) {
+        if (*format == AV_SAMPLE_FMT_FLTP) return *format;
+        if (*format == AV_SAMPLE_FMT_FLT) found = *format;
+    }
+    if (found == AV_SAMPLE_FMT_NONE) throw RenderError::cannotAddWriterInput();
+    return found;
+}
+
+// The track's own rate when the encoder takes it, else 48 kHz (Opus takes 48, 24, 16, 12 and 8 kHz).
+int sampleRateFor(const AVCodec& codec, int sourceRate)
+{
+    if (!codec.supported_samplerates) return sourceRate;
+    for (const int* rate = codec.supported_samplerates; *rate; ++rate) {
+        if (*rate == sourceRate) return sourceRate;
+    }
+    return 48000;
+}
+
 }  // namespace
 
 EditedAudioTrack::EditedAudioTrack(const std::filesystem::path& rawVideoURL, int streamIndex,
@@ -28,25 +59,28 @@ EditedAudioTrack::EditedAudioTrack(const std::filesystem::path& rawVideoURL, int
     }
     const AVStream& source = *input_->streams[streamIndex];
     const AVCodec* decoder = avcodec_find_decoder(source.codecpar->codec_id);
-    const AVCodec* aac = avcodec_find_encoder(AV_CODEC_ID_AAC);
-    if (!decoder || !aac) throw RenderError::cannotAddWriterInput();
+    const AVCodec* encoder = audioEncoderFor(output);
+    if (!decoder || !encoder) throw RenderError::cannotAddWriterInput();
     decoder_.reset(avcodec_alloc_context3(decoder));
     if (!decoder_) throw RenderError::cannotAddWriterInput();
     checkAv(avcodec_parameters_to_context(decoder_.get(), source.codecpar), failure);
     checkAv(avcodec_open2(decoder_.get(), decoder, nullptr), failure);
-    sampleRate_ = decoder_->sample_rate;
     channels_ = decoder_->ch_layout.nb_channels;
-    if (sampleRate_ < 1 || channels_ < 1) throw RenderError::cannotAddWriterInput();
+    if (decoder_->sample_rate < 1 || channels_ < 1) throw RenderError::cannotAddWriterInput();
+    // Samples are counted at the encoder's rate from here on.
+    sampleRate_ = sampleRateFor(*encoder, decoder_->sample_rate);
+    const AVSampleFormat sampleFormat = floatFormatOf(*encoder);
+    interleaved_ = !av_sample_fmt_is_planar(sampleFormat);
 
-    encoder_.reset(avcodec_alloc_context3(aac));
+    encoder_.reset(avcodec_alloc_context3(encoder));
     if (!encoder_) throw RenderError::cannotAddWriterInput();
-    encoder_->sample_fmt = AV_SAMPLE_FMT_FLTP;
+    encoder_->sample_fmt = sampleFormat;
     encoder_->sample_rate = sampleRate_;
     checkAv(av_channel_layout_copy(&encoder_->ch_layout, &decoder_->ch_layout), failure);
     encoder_->bit_rate = 96000 * std::min(channels_, 2);
     encoder_->time_base = AVRational{1, sampleRate_};
     if (output.oformat->flags & AVFMT_GLOBALHEADER) encoder_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    checkAv(avcodec_open2(encoder_.get(), aac, nullptr), failure);
+    checkAv(avcodec_open2(encoder_.get(), encoder, nullptr), failure);
 
     outputStream_ = avformat_new_stream(&output, nullptr);
     if (!outputStream_) throw RenderError::cannotAddWriterInput();
@@ -54,13 +88,15 @@ EditedAudioTrack::EditedAudioTrack(const std::filesystem::path& rawVideoURL, int
     outputStream_->time_base = encoder_->time_base;
     av_dict_copy(&outputStream_->metadata, source.metadata, 0);
 
+    // A changed rate (a track Opus cannot take as it is) shifts the audio by the resampler's
+    // delay, well under a millisecond.
     SwrContext* converter = nullptr;
-    checkAv(swr_alloc_set_opts2(&converter, &decoder_->ch_layout, AV_SAMPLE_FMT_FLTP, sampleRate_,
-                                &decoder_->ch_layout, decoder_->sample_fmt, sampleRate_, 0, nullptr),
+    checkAv(swr_alloc_set_opts2(&converter, &decoder_->ch_layout, sampleFormat, sampleRate_, &decoder_->ch_layout,
+                                decoder_->sample_fmt, decoder_->sample_rate, 0, nullptr),
             failure);
     converter_.reset(converter);
     checkAv(swr_init(converter_.get()), failure);
-    pending_.reset(av_audio_fifo_alloc(AV_SAMPLE_FMT_FLTP, channels_, 4096));
+    pending_.reset(av_audio_fifo_alloc(sampleFormat, channels_, 4096));
     if (!pending_) throw RenderError::pixelBufferCreationFailed();
     samplesLimit_ = static_cast<std::int64_t>(std::llround(outputDuration * sampleRate_));
 }
@@ -74,10 +110,10 @@ void EditedAudioTrack::keepKeptSamples(std::int64_t firstSample, int count, cons
         const auto to = std::min(firstSample + count, static_cast<std::int64_t>(std::ceil(range.end * rate)));
         const std::int64_t wanted = std::min(to - from, samplesLimit_ - samplesQueued_);
         if (wanted <= 0) continue;
-        std::vector<void*> slice(static_cast<std::size_t>(channels_));
-        for (int channel = 0; channel < channels_; ++channel) {
-            slice[static_cast<std::size_t>(channel)] =
-                const_cast<float*>(planes[channel] + (from - firstSample));
+        std::vector<void*> slice(static_cast<std::size_t>(planeCount()));
+        for (int plane = 0; plane < planeCount(); ++plane) {
+            slice[static_cast<std::size_t>(plane)] =
+                const_cast<float*>(planes[plane] + (from - firstSample) * samplesPerFrame());
         }
         if (av_audio_fifo_write(pending_.get(), slice.data(), static_cast<int>(wanted)) < wanted) {
             throw RenderError::pixelBufferCreationFailed();
@@ -100,18 +136,19 @@ bool EditedAudioTrack::decodeMore()
                                                           sampleRate_);
             // A gap in the raw track plays as silence, so later samples keep their place.
             if (first > nextSourceSample_) {
-                const std::vector<float> silence(static_cast<std::size_t>(first - nextSourceSample_), 0.0F);
-                const std::vector<const float*> planes(static_cast<std::size_t>(channels_), silence.data());
-                keepKeptSamples(nextSourceSample_, static_cast<int>(silence.size()), planes.data());
+                const std::vector<float> silence(static_cast<std::size_t>((first - nextSourceSample_) * samplesPerFrame()),
+                                                 0.0F);
+                const std::vector<const float*> planes(static_cast<std::size_t>(planeCount()), silence.data());
+                keepKeptSamples(nextSourceSample_, static_cast<int>(first - nextSourceSample_), planes.data());
             }
             av_frame_unref(converted_.get());
-            converted_->format = AV_SAMPLE_FMT_FLTP;
+            converted_->format = encoder_->sample_fmt;
             converted_->sample_rate = sampleRate_;
             checkAv(av_channel_layout_copy(&converted_->ch_layout, &decoder_->ch_layout), failure);
             checkAv(swr_convert_frame(converter_.get(), converted_.get(), decoded_.get()), failure);
-            std::vector<const float*> planes(static_cast<std::size_t>(channels_));
-            for (int channel = 0; channel < channels_; ++channel) {
-                planes[static_cast<std::size_t>(channel)] = reinterpret_cast<const float*>(converted_->extended_data[channel]);
+            std::vector<const float*> planes(static_cast<std::size_t>(planeCount()));
+            for (int plane = 0; plane < planeCount(); ++plane) {
+                planes[static_cast<std::size_t>(plane)] = reinterpret_cast<const float*>(converted_->extended_data[plane]);
             }
             keepKeptSamples(first, converted_->nb_samples, planes.data());
             nextSourceSample_ = std::max(nextSourceSample_, first + converted_->nb_samples);
@@ -151,7 +188,7 @@ void EditedAudioTrack::encodeFrame(int count)
 {
     const int frameSize = encoder_->frame_size > 0 ? encoder_->frame_size : 1024;
     av_frame_unref(encoded_.get());
-    encoded_->format = AV_SAMPLE_FMT_FLTP;
+    encoded_->format = encoder_->sample_fmt;
     encoded_->sample_rate = sampleRate_;
     checkAv(av_channel_layout_copy(&encoded_->ch_layout, &encoder_->ch_layout), failure);
     encoded_->nb_samples = std::min(count, frameSize);

@@ -9,7 +9,8 @@
 namespace vantile {
 
 // One audio track of the raw movie with the timeline's edits applied: decoded, only the kept
-// ranges played back to back, re-encoded with AAC at the track's own rate and channels, and
+// ranges played back to back, re-encoded with AAC at the track's own rate and channels (Opus
+// when the container takes no AAC, at 48 kHz unless Opus takes the track's own rate), and
 // written as a track of `output`. It reads the raw movie through its own demuxer, so several
 // tracks and the video can be interleaved freely.
 class EditedAudioTrack {
@@ -28,6 +29,9 @@ private:
     void keepKeptSamples(std::int64_t firstSample, int count, const float* const* planes);
     void encodeFrame(int count);
     void sendToEncoder(const AVFrame* frame);
+    // Float samples come as one plane per channel, or as one plane of interleaved frames.
+    int planeCount() const { return interleaved_ ? 1 : channels_; }
+    int samplesPerFrame() const { return interleaved_ ? channels_ : 1; }
 
     const OutputTimeline& timeline_;
     AVFormatContext& output_;
@@ -44,7 +48,8 @@ private:
     PacketHandle packet_ = allocatePacket();
     int sampleRate_ = 0;
     int channels_ = 0;
-    std::int64_t nextSourceSample_ = 0;  // the raw track's next sample index not yet seen
+    bool interleaved_ = false;
+    std::int64_t nextSourceSample_ = 0;  // the raw track's next sample index (at the encoder's rate) not yet seen
     std::int64_t samplesQueued_ = 0;     // kept samples handed to the queue so far
     std::int64_t samplesLimit_ = 0;      // the output's length in samples
     std::int64_t samplesEncoded_ = 0;

@@ -10,9 +10,13 @@ namespace vantile {
 std::filesystem::path ExportManager::exportMovie(const RenderJob& job, ExportMonitor* monitor,
                                                  const std::function<void()>& beforeReplacing) const
 {
+    const std::filesystem::path directory = job.outputURL.parent_path();
+    // An export that was killed left its hidden files; the next one into that directory removes them.
+    removeAbandonedTemporarySiblings(directory.empty() ? "." : directory, VideoFileWriter::exportTemporaryRoles);
     RenderJob staged = job;
-    // The extension stays last: it picks the container.
-    staged.outputURL = temporarySiblingPath(job.outputURL, "export" + job.outputURL.extension().string());
+    // The extension stays last: it picks the container. Each export stages under a name of its
+    // own, so two exports to one destination do not take each other's file.
+    staged.outputURL = processTemporarySiblingPath(job.outputURL, "export", job.outputURL.extension().string());
     try {
         if (GifWriter::isGifPath(job.outputURL)) {
             GifWriter::writeGif(staged, monitor);

@@ -11,8 +11,9 @@ namespace vantile {
 // The front of rendering for the application: one call renders a job into its movie.
 class ExportManager {
 public:
-    // Renders the job, merges the raw movie's audio and returns job.outputURL (an output
-    // ending in .gif gets an animated GIF instead, without audio). Throws RenderError
+    // Renders the job, merges the raw movie's audio and returns job.outputURL in the format its
+    // name picks (exportContainer; .gif gives an animated GIF without audio). Hidden files that
+    // killed exports left in the output's directory are removed first. Throws RenderError
     // (cancelled when the monitor asks for it, even during the audio merge); nothing is left
     // at the destination or beside it when it fails, and a previous export there stays as it
     // was. `beforeReplacing` runs once the movie is complete and before it takes the

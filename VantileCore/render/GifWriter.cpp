@@ -3,10 +3,12 @@
 #include "engine/OutputTimeline.h"
 
 #include "media/FfmpegHandles.h"
+#include "render/ExportFormat.h"
 #include "render/RenderError.h"
 #include "render/SourceFrameProvider.h"
 #include "render/VideoFileWriter.h"
 #include "render/YuvFrameCompositor.h"
+#include "store/AtomicFile.h"
 
 extern "C" {
 #include <libavfilter/avfilter.h>
@@ -15,7 +17,6 @@ extern "C" {
 }
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <functional>
 #include <string>
@@ -276,16 +277,12 @@ GifFormat gifFormat(std::int64_t outputWidth, std::int64_t outputHeight, std::in
 
 bool isGifPath(const std::filesystem::path& path)
 {
-    std::string extension = path.extension().string();
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return extension == ".gif";
+    return exportContainer(path) == ExportContainer::gif;
 }
 
 void writeGif(const RenderJob& job, ExportMonitor* monitor)
 {
-    const std::filesystem::path temporary =
-        VideoFileWriter::temporaryRenderedVideoURL(job.outputURL).replace_extension(".gif");
+    const std::filesystem::path temporary = processTemporarySiblingPath(job.outputURL, "video", ".gif");
     try {
         VideoFileWriter::removeExisting(temporary);
         write(job, temporary, monitor);

@@ -9,13 +9,15 @@
 
 namespace vantile {
 
-// "mp4" when the lower-cased extension is .mp4, otherwise "mov" (QuickTime).
+// FFmpeg's muxer for a movie written under this name: "mp4" for .mp4, "matroska" for .mkv,
+// "webm" for .webm (any letter case), otherwise "mov" (QuickTime).
 std::string containerFormatName(const std::filesystem::path& path);
 
 struct VideoEncoderSettings {
     int width = 2;
     int height = 2;
     int fps = 30;
+    // libx264's speed and quality; VP9 keeps its own fixed settings.
     std::string preset;  // empty: libx264's own default (medium)
     int crf = -1;        // negative: libx264's own default (23)
 
@@ -23,7 +25,8 @@ struct VideoEncoderSettings {
 };
 
 // Writes one H.264 (yuv420p) video track and optionally AAC audio tracks (48 kHz stereo)
-// into a QuickTime or MPEG-4 file; mp4 files get their index at the front.
+// into a QuickTime, MPEG-4 or Matroska file; mp4 files get their index at the front. A WebM
+// file gets VP9 video instead, and no audio tracks (it takes no AAC).
 class MovieWriter {
 public:
     MovieWriter(const std::filesystem::path& path, const VideoEncoderSettings& settings, int audioTrackCount = 0);

@@ -2,6 +2,7 @@
 
 #include "engine/CameraPathBuilder.h"
 #include "render/AudioMerger.h"
+#include "render/ExportFormat.h"
 #include "render/FrameCompositor.h"
 #include "render/MovieWriter.h"
 #include "engine/OutputTimeline.h"
@@ -14,9 +15,7 @@
 #include <sys/prctl.h>
 
 #include <cmath>
-#include <cstdio>
 #include <limits>
-#include <random>
 #include <thread>
 
 namespace vantile::VideoFileWriter {
@@ -34,21 +33,6 @@ struct RenderedFrame {
     std::int64_t index = 0;
     PooledFrame pooled;
 };
-
-std::string uppercaseUuid()
-{
-    std::random_device device;
-    std::mt19937_64 generator((static_cast<std::uint64_t>(device()) << 32) ^ device());
-    std::uint64_t high = generator();
-    std::uint64_t low = generator();
-    high = (high & 0xFFFFFFFFFFFF0FFFULL) | 0x0000000000004000ULL;  // version 4
-    low = (low & 0x3FFFFFFFFFFFFFFFULL) | 0x8000000000000000ULL;    // RFC 4122 variant
-    char text[37];
-    std::snprintf(text, sizeof text, "%08X-%04X-%04X-%04X-%012llX", static_cast<unsigned>(high >> 32),
-                  static_cast<unsigned>((high >> 16) & 0xFFFF), static_cast<unsigned>(high & 0xFFFF),
-                  static_cast<unsigned>(low >> 48), static_cast<unsigned long long>(low & 0xFFFFFFFFFFFFULL));
-    return text;
-}
 
 // The encoder first touches its many frame buffers a little at a time; with transparent huge
 // pages each first touch clears 2 MB, which took a tenth of an export's CPU time on a 1080p
@@ -238,7 +222,15 @@ void writeRenderedDemo(const RenderJob& job, ExportMonitor* monitor)
 
 std::filesystem::path temporaryRenderedVideoURL(const std::filesystem::path& outputURL)
 {
-    return temporarySiblingPath(outputURL, "video-" + uppercaseUuid() + ".mov");
+    // Matroska and WebM outputs are rendered in their own container: it picks the codec (VP9
+    // for WebM), and without audio this file becomes the output as it is.
+    const char* extension = ".mov";
+    if (const ExportContainer container = exportContainer(outputURL); container == ExportContainer::matroska) {
+        extension = ".mkv";
+    } else if (container == ExportContainer::webM) {
+        extension = ".webm";
+    }
+    return processTemporarySiblingPath(outputURL, "video", extension);
 }
 
 void removeExisting(const std::filesystem::path& url)

@@ -12,6 +12,7 @@
 #include <limits>
 #include <optional>
 #include <string>
+#include <vector>
 
 struct AVFrame;
 
@@ -58,7 +59,11 @@ std::int64_t frameCount(double duration, std::int64_t fps);
 void writeMovie(const std::filesystem::path& url, int width, int height, double duration, int fps,
                 const DrawYuvFrame& draw, const VideoPassOptions& options = {});
 
-// "<dir>/.<stem>-video-<UUID>.mov" beside the output.
+// The roles of an export's hidden files beside its output (see processTemporarySiblingPath):
+// the finished movie waiting to replace the output, the rendered video, the merged movie.
+inline const std::vector<std::string> exportTemporaryRoles{"export", "video", "merge"};
+
+// "<dir>/.<name>-video-<pid>-<UUID>.mov" beside the output (.mkv or .webm for those outputs).
 std::filesystem::path temporaryRenderedVideoURL(const std::filesystem::path& outputURL);
 
 void removeExisting(const std::filesystem::path& url);

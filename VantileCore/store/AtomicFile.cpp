@@ -3,10 +3,16 @@
 #include "store/ProjectFileError.h"
 
 #include <cerrno>
+#include <charconv>
 #include <climits>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <memory>
+#include <random>
+#include <regex>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -68,6 +74,27 @@ private:
     bool created_ = false;
 };
 
+std::string uppercaseUuid()
+{
+    std::random_device device;
+    std::mt19937_64 generator((static_cast<std::uint64_t>(device()) << 32) ^ device());
+    std::uint64_t high = generator();
+    std::uint64_t low = generator();
+    high = (high & 0xFFFFFFFFFFFF0FFFULL) | 0x0000000000004000ULL;  // version 4
+    low = (low & 0x3FFFFFFFFFFFFFFFULL) | 0x8000000000000000ULL;    // RFC 4122 variant
+    char text[37];
+    std::snprintf(text, sizeof text, "%08X-%04X-%04X-%04X-%012llX", static_cast<unsigned>(high >> 32),
+                  static_cast<unsigned>((high >> 16) & 0xFFFF), static_cast<unsigned>(high & 0xFFFF),
+                  static_cast<unsigned>(low >> 48), static_cast<unsigned long long>(low & 0xFFFFFFFFFFFFULL));
+    return text;
+}
+
+// Only a process that is certainly gone counts: one of another user answers EPERM and still runs.
+bool processHasEnded(pid_t process)
+{
+    return ::kill(process, 0) != 0 && errno == ESRCH;
+}
+
 }  // namespace
 
 void writeFileAtomically(const std::filesystem::path& target, std::string_view contents)
@@ -92,6 +119,36 @@ std::filesystem::path temporarySiblingPath(const std::filesystem::path& target, 
         name = name.substr(0, room - extension.size()) + extension;
     }
     return target.parent_path() / ("." + name + "-" + std::string(marker));
+}
+
+std::filesystem::path processTemporarySiblingPath(const std::filesystem::path& target, std::string_view role,
+                                                  std::string_view extension)
+{
+    std::string marker = std::string(role) + "-" + std::to_string(::getpid()) + "-" + uppercaseUuid();
+    // A longer one cannot pick a container, and would not leave room for the name.
+    if (extension.size() < 16) marker += extension;
+    return temporarySiblingPath(target, marker);
+}
+
+void removeAbandonedTemporarySiblings(const std::filesystem::path& directory, const std::vector<std::string>& roles)
+{
+    std::string alternatives;
+    for (const std::string& role : roles) alternatives += (alternatives.empty() ? "" : "|") + role;
+    static const std::string uuid = "[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}";
+    const std::regex naming("\\..*-(" + alternatives + ")-([1-9][0-9]{0,8})-" + uuid + "(\\.[^.]*)?");
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(directory, error), end; !error && entry != end;
+         entry.increment(error)) {
+        const std::string name = entry->path().filename().string();
+        std::smatch match;
+        if (!std::regex_match(name, match, naming)) continue;
+        std::error_code statusError;
+        if (!entry->is_regular_file(statusError) || entry->is_symlink(statusError)) continue;
+        pid_t writer = 0;
+        const std::string digits = match[2].str();
+        if (std::from_chars(digits.data(), digits.data() + digits.size(), writer).ec != std::errc{}) continue;
+        if (processHasEnded(writer)) ::unlink(entry->path().c_str());
+    }
 }
 
 bool entryExists(const std::filesystem::path& path)

@@ -22,6 +22,18 @@ void writeFilesAtomically(const std::vector<std::pair<std::filesystem::path, std
 // shortened so the whole stays within the file system's limit on one name.
 std::filesystem::path temporarySiblingPath(const std::filesystem::path& target, std::string_view marker);
 
+// A hidden sibling of `target` for work in progress that a killed process would leave behind,
+// naming its writer and unique to this call: temporarySiblingPath with the marker
+// role + "-" + pid + "-" + an upper-case UUID + extension (an extension of 16 characters or
+// more is left out).
+std::filesystem::path processTemporarySiblingPath(const std::filesystem::path& target, std::string_view role,
+                                                  std::string_view extension);
+
+// Removes the regular files in `directory` named by processTemporarySiblingPath with one of
+// `roles` whose writing process no longer exists; every other entry stays, and so does every
+// file whose writer still runs. Best effort: what cannot be read or removed is left.
+void removeAbandonedTemporarySiblings(const std::filesystem::path& directory, const std::vector<std::string>& roles);
+
 // Far above any real project file; a larger one is a mistake (a link to a device, say).
 inline constexpr std::uintmax_t maximumReadableFileSize = std::uintmax_t{512} << 20;
 
