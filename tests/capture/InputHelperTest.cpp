@@ -374,7 +374,8 @@ TEST(InputHelperProgramTest, RefusesEveryPathButInputEventDevicesBeforeOpeningAn
                                            "/dev/input/event", "/dev/input/event0/", "/dev/input/by-id/usb-kbd-event-kbd",
                                            "/dev/mem", "--verbose", (directory / "event0").string()};
     for (const std::string& path : refused) {
-        const auto result = testing::runCommand({VANTILE_INPUT_HELPER, "/dev/input/event0", path});
+        // Bounded, so that a helper that accepted the path fails the test instead of running on.
+        const auto result = testing::runCommand({"timeout", "10", VANTILE_INPUT_HELPER, "/dev/input/event0", path});
         EXPECT_EQ(result.exitCode, 2) << path;
         EXPECT_EQ(result.standardOutput, "") << path;
         EXPECT_NE(result.standardError.find("only input event devices (/dev/input/eventN)"), std::string::npos)
@@ -382,7 +383,8 @@ TEST(InputHelperProgramTest, RefusesEveryPathButInputEventDevicesBeforeOpeningAn
     }
     if (geteuid() == 0) {
         // With root's rights a replay would read files for whoever started it.
-        const auto result = testing::runCommand({VANTILE_INPUT_HELPER, "--replay-directory", directory.path().string()});
+        const auto result =
+            testing::runCommand({"timeout", "10", VANTILE_INPUT_HELPER, "--replay-directory", directory.path().string()});
         EXPECT_EQ(result.exitCode, 2);
         EXPECT_EQ(result.standardOutput, "");
         EXPECT_NE(result.standardError.find("only replayed without root's rights"), std::string::npos) << result.standardError;
