@@ -42,7 +42,7 @@ public:
     bool requestInputMonitoringIfNeeded() override
     {
         // Not under the lock: the user may take minutes over the password.
-        return shared_->backend->requestInputMonitoring();
+        return shared_->backend->requestInputMonitoring() || currentStatus().inputMonitoringGranted;
     }
     void openPrivacySettings() override { manager_.openPrivacySettings(); }
     void openAccessibilitySettings() override { manager_.openAccessibilitySettings(); }

@@ -81,10 +81,10 @@ TEST(ScreensTest, WhereInputDevicesAreClosedThePermissionScreenOffersTheHelperAn
     ASSERT_TRUE(shows(screens, {"授权读取点击", "未开启"}));
     // No settings page grants it, and the screen says what the helper reads and what it never reads.
     EXPECT_FALSE(screens.visibleTexts().count("打开设置"));
-    const auto explanation = std::ranges::find_if(screens.visibleTexts(), [](const std::string& text) {
-        return text.find("vantile-input-helper") != std::string::npos;
-    });
-    ASSERT_NE(explanation, screens.visibleTexts().end());
+    const auto shown = screens.visibleTexts();
+    const auto explanation = std::ranges::find_if(
+        shown, [](const std::string& text) { return text.find("vantile-input-helper") != std::string::npos; });
+    ASSERT_NE(explanation, shown.end());
     for (const char* told : {"鼠标按键", "滚轮", "按了哪个键", "密码", "从不读取", "10 分钟"})
         EXPECT_NE(explanation->find(told), std::string::npos) << told;
 
