@@ -26,6 +26,7 @@ public:
     virtual PermissionStatus currentStatus() = 0;
     virtual bool requestScreenRecordingIfNeeded() = 0;
     virtual void requestAccessibilityPrompt() = 0;
+    // Worker: may wait for the user's password in the desktop's own dialog.
     virtual bool requestInputMonitoringIfNeeded() = 0;
     virtual void openPrivacySettings() = 0;
     virtual void openAccessibilitySettings() = 0;

@@ -1,6 +1,7 @@
 #include "AppState.h"
 
 #include "ExportFlow.h"
+#include "MainThreadResume.h"
 #include "ProjectSession.h"
 #include "RecordingFlow.h"
 #include "RecoveryFlow.h"
@@ -283,7 +284,10 @@ void AppState::requestPermission(const QString& permission)
     } else if (permission == "accessibility") {
         permissions_->requestAccessibilityPrompt();
     } else if (permission == "inputMonitoring") {
-        permissions_->requestInputMonitoringIfNeeded();
+        runOffMainThread(
+            workers_, this, [service = permissions_.get()] { return service->requestInputMonitoringIfNeeded(); },
+            [this](bool) { refreshPermissionStatus(); });
+        return;
     }
     refreshPermissionStatus();
 }

@@ -39,7 +39,11 @@ public:
     }
     bool requestScreenRecordingIfNeeded() override { return currentStatus().screenRecordingGranted; }
     void requestAccessibilityPrompt() override { manager_.requestAccessibilityPrompt(); }
-    bool requestInputMonitoringIfNeeded() override { return currentStatus().inputMonitoringGranted; }
+    bool requestInputMonitoringIfNeeded() override
+    {
+        // Not under the lock: the user may take minutes over the password.
+        return shared_->backend->requestInputMonitoring() || currentStatus().inputMonitoringGranted;
+    }
     void openPrivacySettings() override { manager_.openPrivacySettings(); }
     void openAccessibilitySettings() override { manager_.openAccessibilitySettings(); }
     void openInputMonitoringSettings() override { manager_.openInputMonitoringSettings(); }

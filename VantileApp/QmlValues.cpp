@@ -10,6 +10,7 @@ QVariantMap permissionStatus(const PermissionStatus& status)
         {"screenRecordingGranted", status.screenRecordingGranted},
         {"accessibilityGranted", status.accessibilityGranted},
         {"inputMonitoringGranted", status.inputMonitoringGranted},
+        {"inputHelperOffered", status.inputHelperOffered},
         {"allGranted", status.allGranted()},
         {"missingPermissionMessage", QString::fromStdString(status.missingPermissionMessage())},
     };

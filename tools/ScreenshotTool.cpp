@@ -6,6 +6,7 @@
 #include "SampleProject.h"
 #include "ScreenHarness.h"
 #include "StatusItemController.h"
+#include "capture/wayland/InputDeviceAccess.h"
 
 #include <QApplication>
 #include <QMenu>
@@ -85,6 +86,14 @@ int main(int argc, char** argv)
     screens.state->refreshPermissionStatus();
     screens.state->setRouteName("permissions");
     ok &= save(grab(screens), out / "02-permissions.png");
+    // A Wayland user outside the `input` group, with the input helper installed.
+    screens.permissions->status = {.screenRecordingGranted = true,
+                                   .accessibilityGranted = true,
+                                   .inputMonitoringGranted = false,
+                                   .inputMonitoringHowTo = InputDeviceAccess::howToGrantThroughHelper(),
+                                   .inputHelperOffered = true};
+    screens.state->refreshPermissionStatus();
+    ok &= save(grab(screens), out / "02-permissions-input-helper.png");
     screens.permissions->status = {true, true, true};
     screens.state->refreshPermissionStatus();
 

@@ -8,6 +8,8 @@ Rectangle {
     property string detail
     property bool granted: false
     property bool showsAction: !granted
+    property string actionText: "请求权限"
+    property bool showsSettings: showsAction
     signal primaryAction()
     signal settingsAction()
 
@@ -39,12 +41,12 @@ Rectangle {
         }
         VantileButton {
             visible: row.showsAction
-            text: "请求权限"
+            text: row.actionText
             variant: "primary"
             onClicked: row.primaryAction()
         }
         VantileButton {
-            visible: row.showsAction
+            visible: row.showsSettings
             text: "打开设置"
             onClicked: row.settingsAction()
         }

@@ -41,8 +41,20 @@ Item {
             title: "输入监控"
             detail: "用于监听键盘/鼠标事件时序。"
             granted: appState.permissionStatus.inputMonitoringGranted
+            // Where the devices are closed to this user, a helper reads them after one password.
+            actionText: appState.permissionStatus.inputHelperOffered ? "授权读取点击" : "请求权限"
+            showsSettings: !granted && !appState.permissionStatus.inputHelperOffered
             onPrimaryAction: appState.requestPermission("inputMonitoring")
             onSettingsAction: appState.openPermissionSettings("inputMonitoring")
+        }
+        Text {
+            visible: appState.permissionStatus.inputHelperOffered === true && !appState.permissionStatus.inputMonitoringGranted
+            text: "“授权读取点击”会在输入管理员密码后启动一个小助手（vantile-input-helper），由它读取输入设备。它只告诉 Vantile 鼠标按键何时按下和抬起、滚轮何时滚动、以及“有一个键”何时按下和抬起；按了哪个键、输入的文字、密码、剪贴板和网页内容从不读取，也不会离开助手。Vantile 退出、录制结束或最长 10 分钟后，助手自动退出。"
+            color: Theme.secondaryText
+            font.pixelSize: 13
+            lineHeight: 1.3
+            wrapMode: Text.WordWrap
+            Layout.fillWidth: true
         }
         Text {
             // What is missing, and how to grant it where the desktop cannot ask.

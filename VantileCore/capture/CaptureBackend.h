@@ -37,6 +37,10 @@ public:
     // Why the last loadSources listed only what it could guess, which cannot be recorded.
     virtual std::optional<std::string> fallbackReason() const { return std::nullopt; }
     virtual PermissionStatus permissions() = 0;
+    // Asks for global input where the system can ask (the user's password, say): whether the
+    // user granted it; false where nothing can be asked. May wait for the user, so it touches
+    // nothing the other calls use.
+    virtual bool requestInputMonitoring() { return false; }
     // Whether a recording may start with these permissions; what is missing but not needed is
     // said by notices().
     virtual bool canRecord(const PermissionStatus& status) const = 0;

@@ -13,6 +13,8 @@ struct PermissionStatus {
     // How to grant input monitoring where no system dialog asks for it (joining a group, say);
     // added to the message while it is missing.
     std::string inputMonitoringHowTo;
+    // Input monitoring can be granted by starting a helper with the user's consent.
+    bool inputHelperOffered = false;
 
     bool allGranted() const { return screenRecordingGranted && accessibilityGranted && inputMonitoringGranted; }
     std::vector<std::string> missingRequiredPermissionNames() const;

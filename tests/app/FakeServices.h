@@ -80,8 +80,8 @@ struct LoggingFake {
     CallLog& log_;
 };
 
-// Grants what `status` says; only the microphone settings call is logged, since a refused
-// microphone must send the user there.
+// Grants what `status` says; only the microphone settings call and the input request are logged,
+// since a refused microphone must send the user there and the input helper asks for consent.
 class FakePermissions : public PermissionService, LoggingFake {
 public:
     using LoggingFake::LoggingFake;
@@ -89,7 +89,12 @@ public:
     PermissionStatus currentStatus() override { return status; }
     bool requestScreenRecordingIfNeeded() override { return status.screenRecordingGranted; }
     void requestAccessibilityPrompt() override {}
-    bool requestInputMonitoringIfNeeded() override { return status.inputMonitoringGranted; }
+    bool requestInputMonitoringIfNeeded() override
+    {
+        log_.add("permissions.requestInputMonitoring");
+        if (inputHelperConsents) status.inputMonitoringGranted = true;
+        return status.inputMonitoringGranted;
+    }
     void openPrivacySettings() override {}
     void openAccessibilitySettings() override {}
     void openInputMonitoringSettings() override {}
@@ -98,6 +103,8 @@ public:
 
     PermissionStatus status{true, true, true};
     std::atomic<bool> microphoneGranted{true};
+    // The user agrees to the input helper when asked.
+    std::atomic<bool> inputHelperConsents{false};
 };
 
 class FakeSources : public SourceService, LoggingFake {

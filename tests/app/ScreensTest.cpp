@@ -56,6 +56,48 @@ TEST(ScreensTest, HomePermissionsAndSourcePickerShowTheirStateAndPickARow)
     ASSERT_TRUE(waitFor([&] { return screens.state->selectedSource()->id == "window-7"; }, 2000));
 }
 
+// The visible item that shows exactly `text`.
+QQuickItem* itemShowing(QQuickItem* item, const QString& text)
+{
+    if (!item->isVisible()) return nullptr;
+    if (item->property("text").toString() == text) return item;
+    for (QQuickItem* child : item->childItems())
+        if (QQuickItem* found = itemShowing(child, text)) return found;
+    return nullptr;
+}
+
+TEST(ScreensTest, WhereInputDevicesAreClosedThePermissionScreenOffersTheHelperAndSaysWhatItReads)
+{
+    ScreenHarness screens;
+    ASSERT_TRUE(screens.window());
+    ASSERT_TRUE(waitFor([&] { return screens.log.contains("sources.load") && !screens.state->isBusy(); }));
+    screens.permissions->status = {.screenRecordingGranted = true,
+                                   .accessibilityGranted = true,
+                                   .inputMonitoringGranted = false,
+                                   .inputMonitoringHowTo = "点击“授权读取点击”并输入密码。",
+                                   .inputHelperOffered = true};
+    screens.state->refreshPermissionStatus();
+    screens.state->setRouteName("permissions");
+    ASSERT_TRUE(shows(screens, {"授权读取点击", "未开启"}));
+    // No settings page grants it, and the screen says what the helper reads and what it never reads.
+    EXPECT_FALSE(screens.visibleTexts().count("打开设置"));
+    const auto shown = screens.visibleTexts();
+    const auto explanation = std::ranges::find_if(
+        shown, [](const std::string& text) { return text.find("vantile-input-helper") != std::string::npos; });
+    ASSERT_NE(explanation, shown.end());
+    for (const char* told : {"鼠标按键", "滚轮", "按了哪个键", "密码", "从不读取", "10 分钟"})
+        EXPECT_NE(explanation->find(told), std::string::npos) << told;
+
+    screens.permissions->inputHelperConsents = true;
+    QQuickItem* button = itemShowing(screens.window()->contentItem(), "授权读取点击");
+    ASSERT_TRUE(button);
+    QTest::mouseClick(screens.window(), Qt::LeftButton, {},
+                      button->mapToScene(QPointF(button->width() / 2, button->height() / 2)).toPoint());
+    ASSERT_TRUE(waitFor([&] { return screens.state->permissionStatus().inputMonitoringGranted; }));
+    EXPECT_TRUE(screens.log.contains("permissions.requestInputMonitoring"));
+    EXPECT_TRUE(waitFor([&] { return !screens.visibleTexts().count("授权读取点击"); }));
+}
+
 TEST(ScreensTest, RecordingAndGeneratingScreensFollowTheFlow)
 {
     ScreenHarness screens;

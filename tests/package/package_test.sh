@@ -22,12 +22,14 @@ depends=$(dpkg-deb -f "$deb" Depends)
 for needed in libavcodec libavformat libqt6quick6 libxcb-shm0 libpulse0 qml6-module-qtquick-controls qt6-wayland xdg-utils; do
   grep -q "$needed" <<<"$depends" || fail "Depends lacks $needed: $depends"
 done
+grep -q pkexec <<<"$(dpkg-deb -f "$deb" Recommends)" || fail "Recommends lacks pkexec, which starts the input helper"
 
 contents=$(dpkg-deb -c "$deb" | awk '{print $6}')
 for file in ./usr/bin/vantile ./usr/bin/vantile-cli ./usr/bin/vantile-demo-app \
   ./usr/share/applications/app.vantile.Vantile.desktop \
   ./usr/share/icons/hicolor/scalable/apps/vantile.svg \
-  ./usr/share/metainfo/app.vantile.Vantile.metainfo.xml; do
+  ./usr/share/metainfo/app.vantile.Vantile.metainfo.xml \
+  ./usr/libexec/vantile-input-helper ./usr/share/polkit-1/actions/app.vantile.input-helper.policy; do
   grep -qxF "$file" <<<"$contents" || fail "package lacks $file"
 done
 
@@ -36,6 +38,14 @@ dpkg-deb -x "$deb" "$root"
 desktop-file-validate "$root/usr/share/applications/app.vantile.Vantile.desktop" || fail "desktop entry invalid"
 appstreamcli validate --no-net "$root/usr/share/metainfo/app.vantile.Vantile.metainfo.xml" >"$work/appstream.log" 2>&1 ||
   { cat "$work/appstream.log" >&2; fail "metainfo invalid"; }
+
+"$(dirname "$0")/policy_test.sh" "$root/usr/share/polkit-1/actions/app.vantile.input-helper.policy" \
+  /usr/libexec/vantile-input-helper >/dev/null || fail "the input helper's polkit action is invalid"
+[ "$(stat -c %a "$root/usr/libexec/vantile-input-helper")" = 755 ] || fail "the input helper is not 755"
+# The packaged helper refuses a path outside the input devices before it opens anything.
+status=0
+"$root/usr/libexec/vantile-input-helper" /etc/passwd >"$work/helper.out" 2>"$work/helper.err" || status=$?
+[ "$status" = 2 ] && [ ! -s "$work/helper.out" ] || fail "the input helper accepted /etc/passwd (status $status)"
 
 [ "$("$root/usr/bin/vantile-cli" --version)" = "vantile-cli $version" ] || fail "vantile-cli --version is wrong"
 [ "$(env -u DISPLAY -u WAYLAND_DISPLAY "$root/usr/bin/vantile" --version)" = "vantile $version" ] ||

@@ -3,6 +3,8 @@
 #include <libevdev/libevdev.h>
 
 #include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -11,6 +13,8 @@
 namespace vantile {
 
 namespace {
+
+constexpr unsigned inputMajor = 13;  // the kernel's input subsystem
 
 bool reportsWhatWeRecord(const libevdev* device)
 {
@@ -26,8 +30,14 @@ bool reportsWhatWeRecord(const libevdev* device)
 
 std::unique_ptr<InputDevice> EvdevDevice::open(const std::filesystem::path& path)
 {
-    const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    // A link or anything but the kernel's input devices is never read, even where root reads.
+    const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY);
     if (fd < 0) return nullptr;
+    struct stat node {};
+    if (fstat(fd, &node) != 0 || !S_ISCHR(node.st_mode) || major(node.st_rdev) != inputMajor) {
+        ::close(fd);
+        return nullptr;
+    }
     libevdev* device = nullptr;
     // Kernel times then share steady_clock's clock.
     if (libevdev_new_from_fd(fd, &device) < 0 || libevdev_set_clock_id(device, CLOCK_MONOTONIC) < 0 ||

@@ -40,6 +40,12 @@ std::string InputDeviceAccess::missingPermissionMessage() const
            howToGrant();
 }
 
+std::string InputDeviceAccess::howToGrantThroughHelper()
+{
+    return "点击“授权读取点击”并输入密码即可记录点击、滚动和键入时间点；也可以将当前用户加入 input 用户组（sudo usermod -aG input "
+           "$USER），但那样你运行的每个程序都能读到每一次按键。";
+}
+
 std::string InputDeviceAccess::howToGrant()
 {
     return "请将当前用户加入 input 用户组（sudo usermod -aG input $USER），然后注销并重新登录。";

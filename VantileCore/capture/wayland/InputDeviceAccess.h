@@ -20,6 +20,8 @@ public:
     std::string missingPermissionMessage() const;
     // Only how to grant it, for a screen that already says what is missing.
     static std::string howToGrant();
+    // The same where the privileged helper is installed: it reads the devices instead.
+    static std::string howToGrantThroughHelper();
 
 private:
     bool anyEventDevice() const;

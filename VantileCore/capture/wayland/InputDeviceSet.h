@@ -2,6 +2,7 @@
 
 #include "capture/InputSource.h"
 #include "capture/wayland/EvdevDecoder.h"
+#include "capture/wayland/InputActivitySource.h"
 #include "capture/wayland/InputDevice.h"
 
 #include <filesystem>
@@ -13,24 +14,24 @@ namespace vantile {
 
 // Every pointer and keyboard under an input directory (event* entries), including those that
 // appear while it is open, each decoded on its own.
-class InputDeviceSet {
+class InputDeviceSet : public InputActivitySource {
 public:
     InputDeviceSet(std::filesystem::path directory, InputDeviceOpener opener);
-    ~InputDeviceSet();
+    ~InputDeviceSet() override;
 
     InputDeviceSet(const InputDeviceSet&) = delete;
     InputDeviceSet& operator=(const InputDeviceSet&) = delete;
 
     // Opens what can be read now and watches for more; what cannot be read is skipped.
-    void open();
-    void close();
+    void open() override;
+    void close() override;
 
     // Readable while a device has records or the directory changed. Stays the same while open
     // and closed in turn.
-    int fileDescriptor() const { return pollFd_; }
+    int fileDescriptor() const override { return pollFd_; }
 
     // The activity of every device since the last call, in time order.
-    std::vector<RawInput> readPending();
+    std::vector<RawInput> readPending() override;
 
     std::size_t openDeviceCount() const { return devices_.size(); }
 

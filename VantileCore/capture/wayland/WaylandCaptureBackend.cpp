@@ -3,6 +3,7 @@
 #include "capture/CaptureSourceProvider.h"
 
 #include "capture/wayland/InputDeviceAccess.h"
+#include "capture/wayland/InputHelperProcess.h"
 #include "capture/wayland/ScreenCastPortal.h"
 #include "capture/wayland/WaylandInputSource.h"
 #include "capture/wayland/WaylandOutputs.h"
@@ -59,21 +60,39 @@ PermissionStatus WaylandCaptureBackend::permissions()
     } catch (const std::exception&) {
         // No portal: nothing can be recorded.
     }
-    const InputDeviceAccess inputDevices;
-    status.inputMonitoringGranted = inputDevices.granted();
-    // No system dialog grants this one: the permission screen says how.
-    if (!status.inputMonitoringGranted) status.inputMonitoringHowTo = inputDevices.howToGrant();
+    const bool readable = InputDeviceAccess().granted();
+    const bool helper = !readable && InputHelperProcess::available();
+    status.inputMonitoringGranted = readable || (helper && helperAuthorized_);
+    status.inputHelperOffered = helper;
+    // No system settings grant this one: the permission screen says how.
+    if (!status.inputMonitoringGranted)
+        status.inputMonitoringHowTo = helper ? InputDeviceAccess::howToGrantThroughHelper() : InputDeviceAccess::howToGrant();
     return status;
+}
+
+bool WaylandCaptureBackend::requestInputMonitoring()
+{
+    if (InputDeviceAccess().granted()) return true;
+    if (!InputHelperProcess::available()) return false;
+    // The user may take their time over the password.
+    if (InputHelperProcess::authorize(InputHelperProcess::defaultCommand(), std::chrono::minutes(5))) helperAuthorized_ = true;
+    return helperAuthorized_;
 }
 
 std::vector<std::string> WaylandCaptureBackend::notices(const PermissionStatus& status) const
 {
     if (status.inputMonitoringGranted) return {};
+    if (status.inputHelperOffered)
+        return {"无法直接读取输入设备：开始录制时会请求管理员密码，由 vantile-input-helper 读取点击、滚动和键入时间点（从不读取按了哪个键）。"};
     return {InputDeviceAccess().missingPermissionMessage()};
 }
 
 std::unique_ptr<InputSource> WaylandCaptureBackend::makeInputSource()
 {
+    // Devices this process can read are read here; otherwise the helper reads them, after the
+    // user's consent, rather than recording the pointer alone.
+    if (!InputDeviceAccess().granted() && InputHelperProcess::available())
+        return std::make_unique<WaylandInputSource>(pointer_, std::make_unique<InputHelperProcess>());
     return std::make_unique<WaylandInputSource>(pointer_);
 }
 

@@ -4,6 +4,7 @@
 #include "capture/wayland/PointerTracker.h"
 #include "capture/wayland/WaylandCapturePlatform.h"
 
+#include <atomic>
 #include <memory>
 
 namespace vantile {
@@ -18,6 +19,8 @@ public:
     void requireDisplayServer() override;
     std::vector<CaptureSource> loadSources() override;
     PermissionStatus permissions() override;
+    // Where the devices cannot be read, runs the helper once so the user consents to it.
+    bool requestInputMonitoring() override;
     // The dialog itself asks for the screen; the rest only narrows what is recorded.
     bool canRecord(const PermissionStatus& status) const override { return status.screenRecordingGranted; }
     std::vector<std::string> notices(const PermissionStatus& status) const override;
@@ -29,6 +32,8 @@ public:
 private:
     std::shared_ptr<PointerTracker> pointer_;
     WaylandCapturePlatform platform_;
+    // The user consented to the helper in this run of the program.
+    std::atomic<bool> helperAuthorized_{false};
 };
 
 }  // namespace vantile

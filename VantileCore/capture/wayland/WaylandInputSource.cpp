@@ -21,8 +21,15 @@ void WaylandInputSource::ButtonState::set(bool pressed, PointerTracker::TimePoin
 
 WaylandInputSource::WaylandInputSource(std::shared_ptr<PointerTracker> pointer, std::filesystem::path inputDirectory,
                                        InputDeviceOpener openDevice)
-    : pointer_(std::move(pointer)), devices_(std::move(inputDirectory), std::move(openDevice)),
-      pollFd_(epoll_create1(EPOLL_CLOEXEC)), timerFd_(timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC))
+    : WaylandInputSource(std::move(pointer),
+                         std::make_unique<InputDeviceSet>(std::move(inputDirectory), std::move(openDevice)))
+{
+    deviceSet_ = static_cast<InputDeviceSet*>(activity_.get());
+}
+
+WaylandInputSource::WaylandInputSource(std::shared_ptr<PointerTracker> pointer, std::unique_ptr<InputActivitySource> activity)
+    : pointer_(std::move(pointer)), activity_(std::move(activity)), pollFd_(epoll_create1(EPOLL_CLOEXEC)),
+      timerFd_(timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC))
 {
     const auto fail = [this](const char* what) {
         const int error = errno;
@@ -33,7 +40,7 @@ WaylandInputSource::WaylandInputSource(std::shared_ptr<PointerTracker> pointer, 
     if (pollFd_ < 0 || timerFd_ < 0) fail("epoll_create1/timerfd_create");
     // One descriptor for the caller's loop: readable when moves or device records wait, or
     // when waiting input is due.
-    for (const int fd : {pointer_->fileDescriptor(), devices_.fileDescriptor(), timerFd_}) {
+    for (const int fd : {pointer_->fileDescriptor(), activity_->fileDescriptor(), timerFd_}) {
         epoll_event ready{.events = EPOLLIN, .data = {.fd = fd}};
         if (epoll_ctl(pollFd_, EPOLL_CTL_ADD, fd, &ready) < 0) fail("epoll_ctl");
     }
@@ -53,7 +60,7 @@ bool WaylandInputSource::install(Handler handler)
     left_ = right_ = {};
     // Moves from before the recording are not part of it.
     pointer_->discardMoves();
-    devices_.open();
+    activity_->open();
     return true;
 }
 
@@ -67,7 +74,7 @@ void WaylandInputSource::remove()
         release(true);
         flushing_ = false;
     }
-    devices_.close();
+    activity_->close();
     pointer_->discardMoves();
     waiting_.clear();
     armTimer();
@@ -81,7 +88,7 @@ void WaylandInputSource::dispatchPending()
     if (!handler_) return;
     std::uint64_t expirations = 0;
     [[maybe_unused]] const ssize_t drained = ::read(timerFd_, &expirations, sizeof expirations);
-    std::vector<RawInput> inputs = devices_.readPending();
+    std::vector<RawInput> inputs = activity_->readPending();
     for (const PointerTracker::Move& move : pointer_->takeMoves())
         inputs.push_back({.kind = RawInput::Kind::mouseMoved, .time = move.time, .location = move.position});
     const auto byTime = [](const RawInput& a, const RawInput& b) { return *a.time < *b.time; };

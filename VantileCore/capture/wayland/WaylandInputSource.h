@@ -25,6 +25,8 @@ public:
     explicit WaylandInputSource(std::shared_ptr<PointerTracker> pointer,
                                 std::filesystem::path inputDirectory = "/dev/input",
                                 InputDeviceOpener openDevice = &EvdevDevice::open);
+    // Clicks, wheels and key activity from elsewhere, such as the privileged helper.
+    WaylandInputSource(std::shared_ptr<PointerTracker> pointer, std::unique_ptr<InputActivitySource> activity);
     ~WaylandInputSource() override;
 
     WaylandInputSource(const WaylandInputSource&) = delete;
@@ -36,7 +38,8 @@ public:
     int fileDescriptor() const override { return pollFd_; }
     void dispatchPending() override;
 
-    std::size_t openDeviceCount() const { return devices_.openDeviceCount(); }
+    // The devices read by this process itself; none when another source reads them.
+    std::size_t openDeviceCount() const { return deviceSet_ ? deviceSet_->openDeviceCount() : 0; }
 
 private:
     // A button's state with its last change, so a move reported late still learns whether the
@@ -57,7 +60,8 @@ private:
     void armTimer();
 
     std::shared_ptr<PointerTracker> pointer_;
-    InputDeviceSet devices_;
+    std::unique_ptr<InputActivitySource> activity_;
+    InputDeviceSet* deviceSet_ = nullptr;  // activity_, when this process reads the devices
     int pollFd_ = -1;
     int timerFd_ = -1;  // fires when the oldest waiting input has waited long enough
     Handler handler_;

@@ -1,0 +1,57 @@
+#include "capture/wayland/InputHelperArguments.h"
+
+#include <algorithm>
+#include <cctype>
+#include <string_view>
+
+namespace vantile {
+
+namespace {
+
+constexpr std::string_view eventDevicePrefix = "/dev/input/event";
+constexpr std::string_view replayOption = "--replay-directory";
+
+std::string quoted(const std::string& text)
+{
+    // Control characters would let an argument rewrite the terminal's line.
+    std::string shown;
+    for (const char character : text) shown += std::iscntrl(static_cast<unsigned char>(character)) ? '?' : character;
+    return "“" + shown + "”";
+}
+
+}  // namespace
+
+bool isInputEventDevicePath(const std::string& path)
+{
+    if (!path.starts_with(eventDevicePrefix)) return false;
+    const std::string_view number = std::string_view(path).substr(eventDevicePrefix.size());
+    return !number.empty() && number.size() <= 5 &&
+           std::ranges::all_of(number, [](char digit) { return digit >= '0' && digit <= '9'; });
+}
+
+InputHelperOptions parseInputHelperArguments(const std::vector<std::string>& arguments, bool privileged)
+{
+    InputHelperOptions options;
+    for (std::size_t index = 0; index < arguments.size(); ++index) {
+        const std::string& argument = arguments[index];
+        if (argument == replayOption) {
+            if (privileged)
+                throw InputHelperError("Recorded streams are only replayed without root's rights; as root only "
+                                       "/dev/input/eventN can be read.");
+            if (index + 1 >= arguments.size() || options.replayDirectory)
+                throw InputHelperError("--replay-directory takes one directory.");
+            options.replayDirectory = arguments[++index];
+        } else if (isInputEventDevicePath(argument)) {
+            const std::filesystem::path device(argument);
+            if (std::ranges::find(options.devices, device) == options.devices.end()) options.devices.push_back(device);
+        } else {
+            throw InputHelperError("Refusing " + quoted(argument) +
+                                   ": only input event devices (/dev/input/eventN) can be read.");
+        }
+    }
+    if (options.replayDirectory && !options.devices.empty())
+        throw InputHelperError("A replay reads no devices of the kernel.");
+    return options;
+}
+
+}  // namespace vantile
