@@ -7,6 +7,7 @@
 #include "render/ExportMonitor.h"
 #include "render/RenderJob.h"
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -64,6 +65,8 @@ public:
     virtual std::optional<CaptureSource> startedSource() { return std::nullopt; }
     // After start: whether the pointer is part of the picture, so the movie must not draw another.
     virtual bool cursorInPicture() { return false; }
+    // After start: when the movie's first frame was taken, the zero of the input log's clock.
+    virtual std::optional<std::chrono::steady_clock::time_point> firstFrameTime() { return std::nullopt; }
 };
 
 class InputRecorderService {
@@ -72,7 +75,9 @@ public:
 
     // The events are also journalled into the project directory as they come, so a crash
     // loses at most the last moment of them.
-    virtual void start(const CGRectCodable& captureRegion, const std::filesystem::path& projectDirectory) = 0;
+    // `clockOrigin`: the movie's first frame, so event times count from it; absent: from now.
+    virtual void start(const CGRectCodable& captureRegion, const std::filesystem::path& projectDirectory,
+                       std::optional<std::chrono::steady_clock::time_point> clockOrigin) = 0;
     virtual std::vector<InputEvent> stop() = 0;
 };
 
@@ -93,6 +98,13 @@ public:
     // Brings the main window to front; false when it no longer exists.
     virtual bool showMainWindow() = 0;
     virtual void hideMainWindow() = 0;
+    // Hides every window of ours and calls `hidden` once the display no longer shows them, so the
+    // recording's first frame holds none of them.
+    virtual void hideWindowsBeforeCapture(std::function<void()> hidden)
+    {
+        hideMainWindow();
+        hidden();
+    }
     // The four-second "recording" hint; `recorded` tells which area must not show it.
     virtual void showRecordingHint(const CaptureSource& recorded) = 0;
     virtual void dismissRecordingHint() = 0;

@@ -3,6 +3,7 @@
 #include "AppServices.h"
 #include "QmlValues.h"
 #include "Route.h"
+#include "StopTrigger.h"
 #include "capture/PermissionStatus.h"
 #include "model/RecordingProject.h"
 
@@ -135,7 +136,9 @@ public:
     Q_INVOKABLE void loadSources();
     Q_INVOKABLE void loadAudioInputs();
     Q_INVOKABLE void startRecording();
-    Q_INVOKABLE void stopRecording();
+    Q_INVOKABLE void stopRecording() { stopRecording(StopTrigger::control); }
+    void stopRecording(StopTrigger trigger);
+    StopTrigger lastStopTrigger() const;
     void updateAspectRatio(AspectRatio ratio);
     void updateResolutionPreset(ResolutionPreset preset);
     void applyRenderSettings(const RenderSettings& settings);

@@ -7,9 +7,14 @@
 #include <QCursor>
 #include <QEvent>
 #include <QGuiApplication>
+#include <QImage>
+#include <QPixmap>
 #include <QScreen>
 #include <QSystemTrayIcon>
 #include <QWindow>
+
+#include <algorithm>
+#include <chrono>
 
 namespace vantile {
 
@@ -35,6 +40,26 @@ HintScreens currentScreens()
         if (allScreens[index] == QGuiApplication::primaryScreen()) screens.primaryScreen = index;
     }
     return screens;
+}
+
+// The share of sampled pixels that differ between two pictures of the same area.
+double differingShare(const QImage& first, const QImage& second)
+{
+    if (first.size() != second.size()) return 1;
+    const QImage a = first.convertToFormat(QImage::Format_RGB32);
+    const QImage b = second.convertToFormat(QImage::Format_RGB32);
+    constexpr int step = 4;
+    long long sampled = 0;
+    long long differing = 0;
+    for (int y = 0; y < a.height(); y += step) {
+        const auto* rowA = reinterpret_cast<const QRgb*>(a.constScanLine(y));
+        const auto* rowB = reinterpret_cast<const QRgb*>(b.constScanLine(y));
+        for (int x = 0; x < a.width(); x += step) {
+            ++sampled;
+            if (rowA[x] != rowB[x]) ++differing;
+        }
+    }
+    return sampled == 0 ? 0 : double(differing) / double(sampled);
 }
 
 class CloseWatcher : public QObject {
@@ -91,6 +116,57 @@ void MainWindowShell::hideMainWindow()
     for (QWindow* window : mainWindows()) window->hide();
 }
 
+void MainWindowShell::hideWindowsBeforeCapture(std::function<void()> hidden)
+{
+    dismissRecordingHint();
+    std::vector<QPointer<QWindow>> hiding;
+    QRect shownArea;
+    for (QWindow* window : QGuiApplication::topLevelWindows()) {
+        if (!window->isVisible() && !window->isExposed()) continue;
+        // An icon docked in an X11 tray is such a window, and belongs to the tray's panel.
+        if (window->flags().testFlag(Qt::BypassWindowManagerHint)) continue;
+        hiding.emplace_back(window);
+        shownArea |= window->frameGeometry();
+    }
+    // What the screen shows there with our windows: a compositing window manager keeps showing
+    // them after the unmap until it has drawn its next frame, which takes longer when it is busy.
+    // Where the screen cannot be read (Wayland), a fixed wait stands in.
+    QScreen* screen = hiding.empty() ? nullptr : QGuiApplication::screenAt(shownArea.center());
+    const QRect grabbed = screen ? shownArea.intersected(screen->geometry()).translated(-screen->geometry().topLeft())
+                                 : QRect();
+    const auto grabScreen = [screen = QPointer<QScreen>(screen), grabbed] {
+        return screen && !grabbed.isEmpty()
+                   ? screen->grabWindow(0, grabbed.x(), grabbed.y(), grabbed.width(), grabbed.height()).toImage()
+                   : QImage();
+    };
+    const QImage withWindows = grabScreen();
+    for (const QPointer<QWindow>& window : hiding) window->hide();
+
+    hiddenCheck_ = std::make_unique<QTimer>();
+    hiddenCheck_->setInterval(10);
+    const auto waitStarted = std::chrono::steady_clock::now();
+    QObject::connect(hiddenCheck_.get(), &QTimer::timeout,
+                     [this, hiding, waitStarted, withWindows, grabScreen, hidden = std::move(hidden)] {
+        const auto waited = std::chrono::steady_clock::now() - waitStarted;
+        // Polled rather than followed through expose events, which Qt does not promise for every kind of window.
+        const bool unmapped = std::ranges::none_of(hiding, [](const QPointer<QWindow>& w) { return w && w->isExposed(); });
+        if (!unmapped && waited < std::chrono::milliseconds(unmapWaitLimitMilliseconds)) return;
+        if (!withWindows.isNull() && waited < std::chrono::milliseconds(redrawWaitLimitMilliseconds)) {
+            const QImage now = grabScreen();
+            // Our own window may have drawn one more frame (a spinner) before it went: only a picture
+            // that changed nearly everywhere is the desktop behind it.
+            if (!now.isNull() && differingShare(now, withWindows) < 0.5) return;
+            // Redrawn without us.
+            hiddenCheck_.release()->deleteLater();
+            QTimer::singleShot(0, hidden);
+            return;
+        }
+        hiddenCheck_.release()->deleteLater();
+        QTimer::singleShot(hiding.empty() || !withWindows.isNull() ? 0 : redrawAfterUnmapMilliseconds, hidden);
+    });
+    hiddenCheck_->start();
+}
+
 bool MainWindowShell::canPlaceWindows() const
 {
     // Wayland lets no client choose where its windows go.
@@ -111,12 +187,12 @@ void MainWindowShell::showRecordingHint(const CaptureSource& recorded)
     if (!chosen) {
         // Nowhere to put the panel without it landing in the recording: the desktop says it.
         if (notifier_) {
-            notifier_->notify(hintTitle, trayAvailable_() ? hintMessage : hintMessageWithoutTray, hintMilliseconds);
+            notifier_->notify(hintTitle, hintMessageNow(), hintMilliseconds);
         }
         return;
     }
 
-    recordingHintPanel_ = std::make_unique<RecordingHintPanel>();
+    recordingHintPanel_ = std::make_unique<RecordingHintPanel>(hintMessageNow());
     recordingHintPanel_->setGeometry(hintGeometry(screens.availableAreas[*chosen]));
     recordingHintPanel_->show();
     recordingHintTask_ = std::make_unique<QTimer>();
@@ -137,6 +213,7 @@ void MainWindowShell::showRecordingControlIfNoTray()
     if (!recorded_ || recordingControl_ || trayAvailable_()) return;
     recordingControl_ = std::make_unique<RecordingControlWindow>(canPlaceWindows());
     recordingControl_->setElapsedText(elapsedText_);
+    recordingControl_->setShortcutText(stopShortcutText_);
     QObject::connect(recordingControl_.get(), &RecordingControlWindow::stopRequested, [this] {
         if (stopRecording_) stopRecording_();
     });
@@ -146,6 +223,21 @@ void MainWindowShell::showRecordingControlIfNoTray()
             QSize(RecordingControlWindow::controlWidth, RecordingControlWindow::controlHeight)));
     }
     recordingControl_->show();
+}
+
+void MainWindowShell::setStopShortcutText(const QString& text)
+{
+    stopShortcutText_ = text;
+    if (recordingControl_) recordingControl_->setShortcutText(text);
+}
+
+QString MainWindowShell::hintMessageNow() const
+{
+    if (trayAvailable_()) return hintMessage;
+    if (!stopShortcutText_.isEmpty()) return "主窗口已隐藏，按 " + stopShortcutText_ + " 或用 Vantile 录制控制条停止。";
+    if (desktopIndicatorStops_)
+        return "主窗口已隐藏，可用 Vantile 录制控制条、桌面的屏幕共享指示器或 vantile --toggle-recording 停止。";
+    return hintMessageWithoutTray;
 }
 
 void MainWindowShell::setRecordingElapsedText(const QString& text)

@@ -28,6 +28,10 @@ public:
 
     bool showMainWindow() override;
     void hideMainWindow() override;
+    // Qt marks a window unexposed when the server's UnmapNotify arrives (X11); then the screen
+    // is watched until it no longer shows our windows, or, where it cannot be read, about one
+    // more frame passes.
+    void hideWindowsBeforeCapture(std::function<void()> hidden) override;
     void showRecordingHint(const CaptureSource& recorded) override;
     void dismissRecordingHint() override;
     void revealFile(const std::filesystem::path& file) override;
@@ -48,9 +52,23 @@ public:
     static constexpr const char* mainWindowTitle = "Vantile";
     static constexpr int hintMilliseconds = 4000;
     static constexpr int trayCheckMilliseconds = 1000;
+    static constexpr int redrawAfterUnmapMilliseconds = 100;
+    // Windows the server never reports unmapped (never shown, or an unanswered request) stop
+    // holding the start back after this.
+    static constexpr int unmapWaitLimitMilliseconds = 300;
+    // A screen that still looks the same after this is not waiting for us (another window covers ours).
+    static constexpr int redrawWaitLimitMilliseconds = 1000;
     static constexpr const char* hintTitle = "正在录制";
-    static constexpr const char* hintMessage = "主窗口已隐藏，可从菜单栏 Vantile 图标停止或打开。";
+    static constexpr const char* hintMessage = "主窗口已隐藏，可从系统托盘的 Vantile 图标停止或打开。";
     static constexpr const char* hintMessageWithoutTray = "主窗口已隐藏，可从 Vantile 录制控制条停止。";
+
+    // The key that stops the recording from anywhere, named in the hint and on the recording
+    // control; empty when none is held.
+    void setStopShortcutText(const QString& text);
+    // Wayland without a shortcut: the desktop's own screen-sharing indicator ends the stream.
+    void setDesktopIndicatorStops(bool stops) { desktopIndicatorStops_ = stops; }
+    // What the hint says now, after the tray, the shortcut and the desktop.
+    QString hintMessageNow() const;
 
     const RecordingHintPanel* recordingHintPanel() const { return recordingHintPanel_.get(); }
     RecordingControlWindow* recordingControl() const { return recordingControl_.get(); }
@@ -68,8 +86,11 @@ private:
     std::unique_ptr<RecordingControlWindow> recordingControl_;
     std::optional<CaptureSource> recorded_;
     QString elapsedText_ = "00:00";
+    QString stopShortcutText_;
+    bool desktopIndicatorStops_ = false;
     QTimer trayCheck_;
     std::unique_ptr<QObject> closeWatcher_;
+    std::unique_ptr<QTimer> hiddenCheck_;
 };
 
 }  // namespace vantile

@@ -12,7 +12,9 @@
 
 #include <QSocketNotifier>
 
+#include <atomic>
 #include <mutex>
+#include <thread>
 
 namespace vantile {
 
@@ -100,6 +102,16 @@ public:
         }
         recorder_.start(prepared, outputURL, audioSettings);
         startedSource_ = prepared;
+        // The input log's clock starts with the first frame: wait for it, briefly (a stream that
+        // takes longer leaves the log counting from its own start).
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+        while (!recorder_.firstFrameTime() && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    std::optional<std::chrono::steady_clock::time_point> firstFrameTime() override
+    {
+        std::lock_guard lock(mutex_);
+        return recorder_.firstFrameTime();
     }
     std::optional<CaptureSource> startedSource() override
     {
@@ -129,19 +141,32 @@ private:
     std::optional<CaptureSource> startedSource_;
 };
 
+// The recorder's clock, read first when its timebase is made at start: that first reading
+// answers `origin`, so event times count from the movie's first frame, and every later one the
+// time now. Copies of the clock share the one first reading.
+Timebase::Clock clockStartingAt(std::optional<std::chrono::steady_clock::time_point> origin)
+{
+    if (!origin) return nullptr;
+    auto originPending = std::make_shared<std::atomic<bool>>(true);
+    return [origin = *origin, originPending] {
+        return originPending->exchange(false) ? origin : std::chrono::steady_clock::now();
+    };
+}
+
 // Global input, read on the main thread whenever the input source has events.
 class BackendInputRecorderService : public InputRecorderService {
 public:
     explicit BackendInputRecorderService(std::shared_ptr<SharedBackend> shared) : shared_(std::move(shared)) {}
 
-    void start(const CGRectCodable& captureRegion, const std::filesystem::path& projectDirectory) override
+    void start(const CGRectCodable& captureRegion, const std::filesystem::path& projectDirectory,
+               std::optional<std::chrono::steady_clock::time_point> clockOrigin) override
     {
         stop();
         {
             const std::lock_guard lock(shared_->mutex);
             source_ = shared_->backend->makeInputSource();
         }
-        recorder_ = std::make_unique<InputEventRecorder>(source_.get());
+        recorder_ = std::make_unique<InputEventRecorder>(source_.get(), clockStartingAt(clockOrigin));
         const auto metadata = projectDirectory / ProjectFileManager::metadataFolderName;
         std::filesystem::create_directories(metadata);
         journal_ = std::make_unique<EventJournal>(metadata / EventJournal::fileName);

@@ -40,6 +40,14 @@ RecordingControlWindow::RecordingControlWindow(bool frameless)
     elapsed_->setStyleSheet("color: #f5f5f7;");
     layout->addWidget(elapsed_, 1);
 
+    shortcut_ = new QLabel(this);
+    QFont shortcutFont = shortcut_->font();
+    shortcutFont.setPixelSize(11);
+    shortcut_->setFont(shortcutFont);
+    shortcut_->setStyleSheet("color: rgba(235, 235, 245, 153);");
+    shortcut_->setVisible(false);
+    layout->addWidget(shortcut_);
+
     stopButton_ = new QPushButton("停止", this);
     stopButton_->setCursor(Qt::PointingHandCursor);
     stopButton_->setStyleSheet("QPushButton { color: white; background: #ff3b30; border: none; border-radius: 7px;"
@@ -52,6 +60,13 @@ RecordingControlWindow::RecordingControlWindow(bool frameless)
 void RecordingControlWindow::setElapsedText(const QString& text)
 {
     elapsed_->setText(text);
+}
+
+void RecordingControlWindow::setShortcutText(const QString& text)
+{
+    shortcut_->setText(text);
+    shortcut_->setVisible(!text.isEmpty());
+    stopButton_->setToolTip(text.isEmpty() ? QString() : "停止录制（" + text + "）");
 }
 
 void RecordingControlWindow::closeEvent(QCloseEvent* event)

@@ -17,10 +17,13 @@ public:
 
     void setElapsedText(const QString& text);
     QString elapsedText() const { return elapsed_->text(); }
+    // The key that stops the recording from anywhere, shown beside the button; empty hides it.
+    void setShortcutText(const QString& text);
+    QString shortcutText() const { return shortcut_->text(); }
     QPushButton* stopButton() const { return stopButton_; }
 
-    static constexpr int controlWidth = 212;
-    static constexpr int windowedWidth = 260;
+    static constexpr int controlWidth = 300;
+    static constexpr int windowedWidth = 320;
     static constexpr int controlHeight = 48;
 
 signals:
@@ -33,6 +36,7 @@ protected:
 private:
     bool frameless_;
     QLabel* elapsed_;
+    QLabel* shortcut_;
     QPushButton* stopButton_;
 };
 

@@ -85,18 +85,22 @@ void RecordingFlow::beginCapture(const AudioCaptureSettings& audioSettings)
     }
     audioSettings_ = audioSettings;
     state_.setProjectDirectory(directory);
-    runOffMainThread(
-        state_.workers(), &state_,
-        [recorder = parts_.recorder.get(), source = *source_, output = directory / "raw.mov",
-         audioSettings]() -> std::optional<std::string> {
-            try {
-                recorder->start(source, output, audioSettings);
-                return std::nullopt;
-            } catch (...) {
-                return describeError(std::current_exception());
-            }
-        },
-        [this](std::optional<std::string> failure) { finishStart(failure); });
+    const auto capture = [this, source = *source_, output = directory / "raw.mov", audioSettings] {
+        runOffMainThread(
+            state_.workers(), &state_,
+            [recorder = parts_.recorder.get(), source, output, audioSettings]() -> std::optional<std::string> {
+                try {
+                    recorder->start(source, output, audioSettings);
+                    return std::nullopt;
+                } catch (...) {
+                    return describeError(std::current_exception());
+                }
+            },
+            [this](std::optional<std::string> failure) { finishStart(failure); });
+    };
+    // No display server can leave our windows out of a display's picture: they go first.
+    if (auto* shell = state_.desktopShell()) shell->hideWindowsBeforeCapture(capture);
+    else capture();
 }
 
 void RecordingFlow::finishStart(const std::optional<std::string>& failure)
@@ -115,12 +119,14 @@ void RecordingFlow::finishStart(const std::optional<std::string>& failure)
         state_.setBusy(false);
         state_.setRoute(Route::sourcePicker);
         state_.setErrorMessage(failure);
+        // The windows went away for the capture that did not come: bring the picker back.
+        if (auto* shell = state_.desktopShell()) shell->showMainWindow();
         return;
     }
     if (auto started = parts_.recorder->startedSource()) source_ = std::move(started);
     cursorInPicture_ = parts_.recorder->cursorInPicture();
     try {
-        parts_.inputRecorder->start(source_->region, *state_.projectDirectory());
+        parts_.inputRecorder->start(source_->region, *state_.projectDirectory(), parts_.recorder->firstFrameTime());
     } catch (...) {
         // Without the input log there is no auto-direction: stop the capture again.
         const std::string reason = describeError(std::current_exception());
@@ -141,10 +147,7 @@ void RecordingFlow::finishStart(const std::optional<std::string>& failure)
                                              : "Recording");
     startTimer();
     state_.setBusy(false);
-    if (auto* shell = state_.desktopShell()) {
-        shell->hideMainWindow();
-        shell->showRecordingHint(*source_);
-    }
+    if (auto* shell = state_.desktopShell()) shell->showRecordingHint(*source_);
 }
 
 void RecordingFlow::startTimer()
@@ -160,7 +163,7 @@ void RecordingFlow::stopFromTimer()
 {
     // Deleting the timer inside its own signal is deferred.
     if (timer_) timer_.release()->deleteLater();
-    QMetaObject::invokeMethod(&state_, [this] { stop(); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(&state_, [this] { stop(StopTrigger::keyboardOrCommand); }, Qt::QueuedConnection);
 }
 
 void RecordingFlow::tick()
@@ -185,13 +188,14 @@ void RecordingFlow::tick()
     }
 }
 
-void RecordingFlow::stop()
+void RecordingFlow::stop(StopTrigger trigger)
 {
     if (state_.route() != Route::recording) {
         cancelTimer();
         return;
     }
     if (state_.isBusy()) return;
+    stopTrigger_ = trigger;
     if (auto* shell = state_.desktopShell()) shell->dismissRecordingHint();
     state_.setBusy(true);
     state_.setStatusMessage("Generating demo");

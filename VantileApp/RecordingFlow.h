@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AppServices.h"
+#include "StopTrigger.h"
 #include "engine/CursorPathSmoother.h"
 #include "engine/FocusPlanner.h"
 #include "store/ProjectFileManager.h"
@@ -34,7 +35,9 @@ public:
     RecordingFlow(AppState& state, PermissionService& permissions, ProjectSession& session, Parts parts);
 
     void start();
-    void stop();
+    void stop(StopTrigger trigger = StopTrigger::control);
+    // How the last stop was asked for.
+    StopTrigger stopTrigger() const { return stopTrigger_; }
     // Before the process ends: a running capture is stopped so its movie is finished on disk
     // (the events are already journalled beside it).
     void shutdown();
@@ -64,6 +67,7 @@ private:
     std::optional<std::filesystem::path> startingDirectory_;  // made for a start still under way
     bool cursorInPicture_ = false;
     std::optional<std::string> captureFailure_;
+    StopTrigger stopTrigger_ = StopTrigger::control;
 };
 
 }  // namespace vantile

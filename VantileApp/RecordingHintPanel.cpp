@@ -9,9 +9,10 @@
 
 namespace vantile {
 
-RecordingHintPanel::RecordingHintPanel()
+RecordingHintPanel::RecordingHintPanel(const QString& message)
     : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus |
-                           Qt::WindowTransparentForInput | Qt::X11BypassWindowManagerHint)
+                           Qt::WindowTransparentForInput | Qt::X11BypassWindowManagerHint),
+      message_(message)
 {
     setAttribute(Qt::WA_TranslucentBackground);
     setAttribute(Qt::WA_ShowWithoutActivating);
@@ -57,7 +58,7 @@ void RecordingHintPanel::paintEvent(QPaintEvent*)
     QFont subtitleFont = font();
     subtitleFont.setPixelSize(11);
     const QFontMetrics subtitleMetrics(subtitleFont);
-    const QString subtitle = subtitleMetrics.elidedText("主窗口已隐藏，可从菜单栏 Vantile 图标停止或打开。",
+    const QString subtitle = subtitleMetrics.elidedText(message_,
                                                         Qt::ElideRight, static_cast<int>(textWidth));
     painter.setFont(subtitleFont);
     painter.setPen(QColor(235, 235, 245, 153));

@@ -10,10 +10,13 @@ class RecordingHintPanel : public QWidget {
     Q_OBJECT
 
 public:
-    RecordingHintPanel();
+    explicit RecordingHintPanel(const QString& message);
 
 protected:
     void paintEvent(QPaintEvent* event) override;
+
+private:
+    QString message_;
 };
 
 }  // namespace vantile

@@ -60,10 +60,10 @@ void StatusItemController::rebuildMenu(bool isRecording)
     menu_ = std::move(menu);
 }
 
-void StatusItemController::stopRecordingAndOpen()
+void StatusItemController::stopRecordingAndOpen(StopTrigger trigger)
 {
     if (!appState_) return;
-    appState_->stopRecording();
+    appState_->stopRecording(trigger);
     if (!appState_->isBusy()) {
         if (openMainWindow_) openMainWindow_();
         return;

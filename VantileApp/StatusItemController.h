@@ -1,5 +1,7 @@
 #pragma once
 
+#include "StopTrigger.h"
+
 #include <QMenu>
 #include <QObject>
 #include <QPointer>
@@ -27,7 +29,7 @@ public:
     QMenu* menu() const { return menu_.get(); }
 
     // Stops the recording and brings the main window back once the stop flow is over.
-    void stopRecordingAndOpen();
+    void stopRecordingAndOpen(StopTrigger trigger = StopTrigger::tray);
 
 private:
     void rebuildMenu(bool isRecording);

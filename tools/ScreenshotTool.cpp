@@ -6,6 +6,7 @@
 #include "SampleProject.h"
 #include "ScreenHarness.h"
 #include "StatusItemController.h"
+#include "capture/KeyShortcut.h"
 #include "capture/wayland/InputDeviceAccess.h"
 
 #include <QApplication>
@@ -159,7 +160,7 @@ int main(int argc, char** argv)
     QTest::qWait(600);
     ok &= save(grab(screens), out / "08-preview-exported.png");
 
-    RecordingHintPanel hint;
+    RecordingHintPanel hint(MainWindowShell::hintMessage);
     hint.show();
     QTest::qWait(100);
     ok &= save(hint.grab().toImage(), out / "09-recording-hint.png");
@@ -173,6 +174,8 @@ int main(int argc, char** argv)
     for (const bool frameless : {true, false}) {
         RecordingControlWindow control(frameless);
         control.setElapsedText("01:24");
+        // X11 names the stop shortcut; Wayland has none of its own.
+        control.setShortcutText(frameless ? defaultStopShortcut : "");
         control.show();
         QTest::qWait(100);
         ok &= save(control.grab().toImage(), out / (frameless ? "11-recording-control.png" : "11-recording-control-window.png"));

@@ -45,6 +45,12 @@ public:
     // Why capture ended before stop (source gone, audio device lost, disk full), if it did.
     std::optional<std::string> failure() const;
     CaptureStatistics statistics() const;
+    // When the movie's first frame was taken; absent until it was.
+    std::optional<std::chrono::steady_clock::time_point> firstFrameTime() const
+    {
+        if (!firstFrameKnown_) return std::nullopt;
+        return firstFrameTime_;
+    }
 
 private:
     struct ReadyFrame {

@@ -36,4 +36,9 @@ std::optional<std::string> ScreenRecorder::failure() const
 
 CaptureStatistics ScreenRecorder::statistics() const { return session_ ? session_->statistics() : CaptureStatistics{}; }
 
+std::optional<std::chrono::steady_clock::time_point> ScreenRecorder::firstFrameTime() const
+{
+    return session_ ? session_->firstFrameTime() : std::nullopt;
+}
+
 }  // namespace vantile

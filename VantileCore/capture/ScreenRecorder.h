@@ -6,6 +6,7 @@
 #include "model/CaptureInfo.h"
 #include "model/CaptureSource.h"
 
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -30,6 +31,8 @@ public:
     // Why the running capture ended on its own, if it did; the caller should then stop.
     std::optional<std::string> failure() const;
     CaptureStatistics statistics() const;
+    // When the running movie's first frame was taken; absent until it was.
+    std::optional<std::chrono::steady_clock::time_point> firstFrameTime() const;
 
 private:
     CapturePlatform& platform_;

@@ -185,7 +185,8 @@ class FakeInputRecorder : public InputRecorderService, LoggingFake {
 public:
     using LoggingFake::LoggingFake;
 
-    void start(const CGRectCodable& region, const std::filesystem::path&) override
+    void start(const CGRectCodable& region, const std::filesystem::path&,
+               std::optional<std::chrono::steady_clock::time_point>) override
     {
         log_.add("input.start");
         startedRegion = region;

@@ -434,7 +434,7 @@ TEST_F(WaylandApp, WithATrayHostItRegistersItsItemAndShowsNoControl)
     ShellServicesStandIn shell(session->desktop.busAddress(), true);
     const auto app = startRecordingApp();
     EXPECT_TRUE(DesktopDriver::waitUntil([&] { return !shell.trayItems().empty(); }, 10s));
-    EXPECT_TRUE(hinted(shell, "菜单栏"));
+    EXPECT_TRUE(hinted(shell, "系统托盘"));
     EXPECT_FALSE(app->waitForStopButton(3s)) << "a recording control despite the tray";
 }
 

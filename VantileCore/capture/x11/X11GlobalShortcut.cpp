@@ -1,0 +1,103 @@
+#include "capture/x11/X11GlobalShortcut.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace vantile {
+
+namespace {
+
+constexpr std::uint32_t keysymNumLock = 0xff7f;
+
+}  // namespace
+
+X11GlobalShortcut::X11GlobalShortcut(const KeyShortcut& shortcut, const std::optional<std::string>& displayName)
+    : connection_(displayName)
+{
+    keycodes_ = keycodesOf(shortcut.keysym);
+    if (keycodes_.empty())
+        throw std::runtime_error("The keyboard has no key for " + describeKeyShortcut(shortcut) + ".");
+    if (shortcut.shift) modifiers_ |= XCB_MOD_MASK_SHIFT;
+    if (shortcut.control) modifiers_ |= XCB_MOD_MASK_CONTROL;
+    if (shortcut.alt) modifiers_ |= XCB_MOD_MASK_1;
+    if (shortcut.super) modifiers_ |= XCB_MOD_MASK_4;
+    const std::uint16_t numLock = numLockMask();
+    ignoredCombinations_ = {0, XCB_MOD_MASK_LOCK};
+    if (numLock != 0) ignoredCombinations_.insert(ignoredCombinations_.end(), {numLock, std::uint16_t(numLock | XCB_MOD_MASK_LOCK)});
+
+    std::vector<xcb_void_cookie_t> grabs;
+    for (const xcb_keycode_t keycode : keycodes_) {
+        for (const std::uint16_t ignored : ignoredCombinations_) {
+            grabs.push_back(xcb_grab_key_checked(connection_.get(), 1, connection_.root(), modifiers_ | ignored, keycode,
+                                                 XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+        }
+    }
+    bool refused = false;
+    for (const xcb_void_cookie_t grab : grabs) refused = connection_.failed(grab) || refused;
+    if (refused)
+        throw std::runtime_error("Another program already uses " + describeKeyShortcut(shortcut) + " for the whole desktop.");
+    xcb_flush(connection_.get());
+}
+
+X11GlobalShortcut::~X11GlobalShortcut()
+{
+    for (const xcb_keycode_t keycode : keycodes_) {
+        for (const std::uint16_t ignored : ignoredCombinations_)
+            xcb_ungrab_key(connection_.get(), keycode, connection_.root(), modifiers_ | ignored);
+    }
+    xcb_flush(connection_.get());
+}
+
+std::vector<xcb_keycode_t> X11GlobalShortcut::keycodesOf(std::uint32_t keysym) const
+{
+    const xcb_setup_t* setup = xcb_get_setup(connection_.get());
+    const int count = setup->max_keycode - setup->min_keycode + 1;
+    const XcbReply<xcb_get_keyboard_mapping_reply_t> mapping(xcb_get_keyboard_mapping_reply(
+        connection_.get(), xcb_get_keyboard_mapping(connection_.get(), setup->min_keycode, std::uint8_t(count)), nullptr));
+    std::vector<xcb_keycode_t> keycodes;
+    if (!mapping) return keycodes;
+    const xcb_keysym_t* keysyms = xcb_get_keyboard_mapping_keysyms(mapping.get());
+    const int perKeycode = mapping->keysyms_per_keycode;
+    for (int index = 0; index < count; ++index) {
+        // The unshifted symbol names the key: a letter's keysym is its lower-case one.
+        if (perKeycode > 0 && keysyms[index * perKeycode] == keysym)
+            keycodes.push_back(xcb_keycode_t(setup->min_keycode + index));
+    }
+    return keycodes;
+}
+
+std::uint16_t X11GlobalShortcut::numLockMask() const
+{
+    const std::vector<xcb_keycode_t> numLockKeys = keycodesOf(keysymNumLock);
+    const XcbReply<xcb_get_modifier_mapping_reply_t> modifiers(
+        xcb_get_modifier_mapping_reply(connection_.get(), xcb_get_modifier_mapping(connection_.get()), nullptr));
+    if (!modifiers || numLockKeys.empty()) return 0;
+    const xcb_keycode_t* keycodes = xcb_get_modifier_mapping_keycodes(modifiers.get());
+    const int perModifier = modifiers->keycodes_per_modifier;
+    for (int modifier = 0; modifier < 8; ++modifier) {
+        for (int slot = 0; slot < perModifier; ++slot) {
+            if (std::ranges::find(numLockKeys, keycodes[modifier * perModifier + slot]) != numLockKeys.end())
+                return std::uint16_t(1u << modifier);
+        }
+    }
+    return 0;
+}
+
+std::unique_ptr<GlobalShortcut> grabX11GlobalShortcut(const KeyShortcut& shortcut,
+                                                      const std::optional<std::string>& displayName)
+{
+    return std::make_unique<X11GlobalShortcut>(shortcut, displayName);
+}
+
+int X11GlobalShortcut::fileDescriptor() const { return xcb_get_file_descriptor(connection_.get()); }
+
+int X11GlobalShortcut::dispatchPending()
+{
+    int presses = 0;
+    while (XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(connection_.get())}) {
+        if ((event->response_type & 0x7f) == XCB_KEY_PRESS) ++presses;
+    }
+    return presses;
+}
+
+}  // namespace vantile
