@@ -1,6 +1,7 @@
 #include "capture/InputEventRecorder.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace vantile {
 
@@ -23,6 +24,7 @@ void InputEventRecorder::start(const CGRectCodable& captureRegion)
     timebase_.emplace(clock_);
     events_.clear();
     lastMouseMoveTime_ = -1;
+    heldBackMove_.reset();
     typingActive_ = false;
     if (!source_) return;
     std::weak_ptr<InputEventRecorder*> weak = self_;
@@ -37,6 +39,7 @@ std::vector<InputEvent> InputEventRecorder::stop()
         if (source_) source_->remove();
         monitoring_ = false;
     }
+    releaseHeldBackMove();
     closeTypingIfNeeded();
     return snapshot();
 }
@@ -73,6 +76,7 @@ void InputEventRecorder::handle(const RawInput& input)
     InputEvent event{.time = time, .x = point.x, .y = point.y};
     using Kind = RawInput::Kind;
     using Type = InputEvent::EventType;
+    if (input.kind != Kind::mouseMoved) releaseHeldBackMove();
     switch (input.kind) {
     case Kind::leftMouseDown:
         event.type = Type::leftMouseDown;
@@ -91,9 +95,13 @@ void InputEventRecorder::handle(const RawInput& input)
         event.button = "right";
         break;
     case Kind::mouseMoved:
-        if (time - lastMouseMoveTime_ < mouseMoveInterval) return;
-        lastMouseMoveTime_ = time;
         event.type = Type::mouseMove;
+        if (time - lastMouseMoveTime_ < mouseMoveInterval) {
+            heldBackMove_ = std::move(event);
+            return;
+        }
+        lastMouseMoveTime_ = time;
+        heldBackMove_.reset();
         break;
     case Kind::leftMouseDragged:
     case Kind::rightMouseDragged:
@@ -112,6 +120,13 @@ void InputEventRecorder::handle(const RawInput& input)
         return;
     }
     append(std::move(event));
+}
+
+void InputEventRecorder::releaseHeldBackMove()
+{
+    if (!heldBackMove_) return;
+    lastMouseMoveTime_ = heldBackMove_->time;
+    append(*std::exchange(heldBackMove_, std::nullopt));
 }
 
 void InputEventRecorder::handleKeyDown(double time)

@@ -43,6 +43,7 @@ public:
     static constexpr double typingTail = 0.2;
 
 private:
+    void releaseHeldBackMove();
     void handleKeyDown(double time);
     void closeTypingIfNeeded();
     void append(InputEvent event);
@@ -54,11 +55,15 @@ private:
     std::optional<Timebase> timebase_;
     CGRectCodable captureRegion_;
     double lastMouseMoveTime_ = -1;
+    // The latest move the throttle dropped. It is logged before the next event of another kind,
+    // so the path reaches every click even when the pointer jumped and rested within 1/30 s.
+    std::optional<InputEvent> heldBackMove_;
     CodablePoint lastPointerPoint_;
     bool typingActive_ = false;
     double lastKeyTime_ = -1;
     std::vector<InputEvent> events_;
     EventObserver observer_;
+
     // Lets a handler installed in the source notice that the recorder is gone.
     std::shared_ptr<InputEventRecorder*> self_;
 };
