@@ -1,5 +1,6 @@
 #pragma once
 
+#include "capture/ExcludedAreas.h"
 #include "capture/InputSource.h"
 #include "capture/Timebase.h"
 #include "model/Geometry.h"
@@ -33,6 +34,11 @@ public:
     // Called with every event as it is appended (also late typing ends), e.g. to journal it.
     void setEventObserver(EventObserver observer) { observer_ = std::move(observer); }
 
+    // Input over these areas (the application's own windows) is not the user's take: presses,
+    // releases and drags of a press made there, moves, drags and scrolls there are dropped, and
+    // typing is placed where the pointer last was outside them.
+    void setExcludedAreas(std::shared_ptr<const ExcludedAreas> areas) { excludedAreas_ = std::move(areas); }
+
     bool isMonitoring() const { return monitoring_; }
 
     // The monitor's entry point; public so other monitors can feed it.
@@ -44,6 +50,7 @@ public:
 
 private:
     void releaseHeldBackMove();
+    bool isOwnInput(RawInput::Kind kind, bool overOwnWindow);
     void handleKeyDown(double time);
     void closeTypingIfNeeded();
     void append(InputEvent event);
@@ -63,7 +70,10 @@ private:
     double lastKeyTime_ = -1;
     std::vector<InputEvent> events_;
     EventObserver observer_;
-
+    std::shared_ptr<const ExcludedAreas> excludedAreas_;
+    // A button pressed over an excluded area: its drags and release belong to that gesture.
+    bool leftPressedOnOwnWindow_ = false;
+    bool rightPressedOnOwnWindow_ = false;
     // Lets a handler installed in the source notice that the recorder is gone.
     std::shared_ptr<InputEventRecorder*> self_;
 };

@@ -80,6 +80,35 @@ TEST(InputEventRecorderTest, AMoveTheThrottleDroppedIsLoggedBeforeTheNextClickSo
     EXPECT_DOUBLE_EQ(events[4].time, 1.26);
 }
 
+TEST(InputEventRecorderTest, InputOverTheApplicationsOwnWindowsIsNotLogged)
+{
+    Harness harness;
+    auto ownWindows = std::make_shared<ExcludedAreas>();
+    ownWindows->set({{100, 100, 50, 50}});
+    harness.recorder.setExcludedAreas(ownWindows);
+    harness.recorder.start({0, 0, 800, 600});
+    harness.input.send(Kind::mouseMoved, 0.0, {10, 10});
+    harness.input.send(Kind::mouseMoved, 0.1, {120, 120});
+    harness.input.send(Kind::scrollWheel, 0.2, {120, 120}, 0, 1);
+    harness.input.send(Kind::keyDown, 0.25, {120, 120});  // typing is kept, placed where the user's pointer was
+    harness.input.send(Kind::leftMouseDown, 0.3, {149, 149});
+    harness.input.send(Kind::leftMouseDragged, 0.35, {300, 300});  // dragging the control away
+    harness.input.send(Kind::leftMouseUp, 0.4, {300, 300});
+    harness.input.send(Kind::rightMouseDown, 0.5, {150, 150});  // just outside: the user's
+    harness.input.send(Kind::rightMouseDragged, 0.55, {130, 130});
+    harness.input.send(Kind::rightMouseUp, 0.6, {130, 130});  // ends the user's drag, so it is kept
+    ownWindows->set({});
+    harness.input.send(Kind::leftMouseDown, 0.7, {120, 120});  // the window went away
+    const auto events = harness.recorder.stop();
+    std::vector<Type> types;
+    for (const InputEvent& event : events) types.push_back(event.type);
+    EXPECT_EQ(types, (std::vector<Type>{Type::mouseMove, Type::typingActivityStart, Type::typingActivityEnd,
+                                        Type::rightMouseDown, Type::rightMouseUp, Type::leftMouseDown}));
+    EXPECT_EQ(events[1].x, 10);
+    EXPECT_EQ(events[4].x, 150);  // placed where the user's pointer last was outside
+    EXPECT_EQ(events[5].x, 120);
+}
+
 TEST(InputEventRecorderTest, TypingBurstsCloseAfterPausesLongerThanOneSecondWhereThePointerWas)
 {
     Harness harness;
