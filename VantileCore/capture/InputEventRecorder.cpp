@@ -1,6 +1,7 @@
 #include "capture/InputEventRecorder.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace vantile {
 
@@ -23,6 +24,8 @@ void InputEventRecorder::start(const CGRectCodable& captureRegion)
     timebase_.emplace(clock_);
     events_.clear();
     lastMouseMoveTime_ = -1;
+    heldBackMove_.reset();
+    leftPressedOnOwnWindow_ = rightPressedOnOwnWindow_ = false;
     typingActive_ = false;
     if (!source_) return;
     std::weak_ptr<InputEventRecorder*> weak = self_;
@@ -37,6 +40,7 @@ std::vector<InputEvent> InputEventRecorder::stop()
         if (source_) source_->remove();
         monitoring_ = false;
     }
+    releaseHeldBackMove();
     closeTypingIfNeeded();
     return snapshot();
 }
@@ -64,15 +68,17 @@ void InputEventRecorder::handle(const RawInput& input)
     const double time = input.time
                             ? std::max(std::chrono::duration<double>(*input.time - timebase_->start()).count(), 0.0)
                             : timebase_->elapsedSeconds();
-    if (input.location)
-        lastPointerPoint_ = localPoint(*input.location);
-    else if (source_)
-        lastPointerPoint_ = localPoint(source_->pointerLocation());
+    std::optional<CodablePoint> global = input.location;
+    if (!global && source_) global = source_->pointerLocation();
+    const bool overOwnWindow = global && excludedAreas_ && excludedAreas_->contains(*global);
+    if (global && !overOwnWindow) lastPointerPoint_ = localPoint(*global);
     const CodablePoint point = lastPointerPoint_;
 
     InputEvent event{.time = time, .x = point.x, .y = point.y};
     using Kind = RawInput::Kind;
     using Type = InputEvent::EventType;
+    if (input.kind != Kind::mouseMoved) releaseHeldBackMove();
+    if (isOwnInput(input.kind, overOwnWindow)) return;
     switch (input.kind) {
     case Kind::leftMouseDown:
         event.type = Type::leftMouseDown;
@@ -91,9 +97,13 @@ void InputEventRecorder::handle(const RawInput& input)
         event.button = "right";
         break;
     case Kind::mouseMoved:
-        if (time - lastMouseMoveTime_ < mouseMoveInterval) return;
-        lastMouseMoveTime_ = time;
         event.type = Type::mouseMove;
+        if (time - lastMouseMoveTime_ < mouseMoveInterval) {
+            heldBackMove_ = std::move(event);
+            return;
+        }
+        lastMouseMoveTime_ = time;
+        heldBackMove_.reset();
         break;
     case Kind::leftMouseDragged:
     case Kind::rightMouseDragged:
@@ -112,6 +122,32 @@ void InputEventRecorder::handle(const RawInput& input)
         return;
     }
     append(std::move(event));
+}
+
+bool InputEventRecorder::isOwnInput(RawInput::Kind kind, bool overOwnWindow)
+{
+    using Kind = RawInput::Kind;
+    switch (kind) {
+    case Kind::leftMouseDown: return leftPressedOnOwnWindow_ = overOwnWindow;
+    case Kind::rightMouseDown: return rightPressedOnOwnWindow_ = overOwnWindow;
+    // A release ends the gesture its press began, wherever the pointer is by then.
+    case Kind::leftMouseUp: return std::exchange(leftPressedOnOwnWindow_, false);
+    case Kind::rightMouseUp: return std::exchange(rightPressedOnOwnWindow_, false);
+    case Kind::leftMouseDragged: return overOwnWindow || leftPressedOnOwnWindow_;
+    case Kind::rightMouseDragged: return overOwnWindow || rightPressedOnOwnWindow_;
+    case Kind::mouseMoved:
+    case Kind::scrollWheel: return overOwnWindow;
+    case Kind::keyDown:
+    case Kind::keyUp: return false;
+    }
+    return false;
+}
+
+void InputEventRecorder::releaseHeldBackMove()
+{
+    if (!heldBackMove_) return;
+    lastMouseMoveTime_ = heldBackMove_->time;
+    append(*std::exchange(heldBackMove_, std::nullopt));
 }
 
 void InputEventRecorder::handleKeyDown(double time)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "capture/ExcludedAreas.h"
 #include "capture/InputSource.h"
 #include "capture/Timebase.h"
 #include "model/Geometry.h"
@@ -33,6 +34,11 @@ public:
     // Called with every event as it is appended (also late typing ends), e.g. to journal it.
     void setEventObserver(EventObserver observer) { observer_ = std::move(observer); }
 
+    // Input over these areas (the application's own windows) is not the user's take: presses,
+    // releases and drags of a press made there, moves, drags and scrolls there are dropped, and
+    // typing is placed where the pointer last was outside them.
+    void setExcludedAreas(std::shared_ptr<const ExcludedAreas> areas) { excludedAreas_ = std::move(areas); }
+
     bool isMonitoring() const { return monitoring_; }
 
     // The monitor's entry point; public so other monitors can feed it.
@@ -43,6 +49,8 @@ public:
     static constexpr double typingTail = 0.2;
 
 private:
+    void releaseHeldBackMove();
+    bool isOwnInput(RawInput::Kind kind, bool overOwnWindow);
     void handleKeyDown(double time);
     void closeTypingIfNeeded();
     void append(InputEvent event);
@@ -54,11 +62,18 @@ private:
     std::optional<Timebase> timebase_;
     CGRectCodable captureRegion_;
     double lastMouseMoveTime_ = -1;
+    // The latest move the throttle dropped. It is logged before the next event of another kind,
+    // so the path reaches every click even when the pointer jumped and rested within 1/30 s.
+    std::optional<InputEvent> heldBackMove_;
     CodablePoint lastPointerPoint_;
     bool typingActive_ = false;
     double lastKeyTime_ = -1;
     std::vector<InputEvent> events_;
     EventObserver observer_;
+    std::shared_ptr<const ExcludedAreas> excludedAreas_;
+    // A button pressed over an excluded area: its drags and release belong to that gesture.
+    bool leftPressedOnOwnWindow_ = false;
+    bool rightPressedOnOwnWindow_ = false;
     // Lets a handler installed in the source notice that the recorder is gone.
     std::shared_ptr<InputEventRecorder*> self_;
 };

@@ -1,8 +1,43 @@
 #include "capture/RecordingFinisher.h"
 
 #include "engine/CoordinateMapper.h"
+#include "engine/StopGestureTrim.h"
+#include "engine/TimelineEdits.h"
+
+#include <algorithm>
 
 namespace vantile {
+
+namespace {
+
+// The kept stretch without the stop gesture, or none when there is no gesture to leave out or
+// the editor would refuse the trim.
+std::optional<TimeRange> stopGestureTrim(const RecordingProject& project, const StoppedRecording& recording)
+{
+    if (!recording.stopGestureTarget) return std::nullopt;
+    // The events are still capture-local here, clamped to the region, so the target is made
+    // local and clamped the same way: a tray beyond the recorded area is then reached where the
+    // logged pointer stops at the area's edge.
+    const CGRectCodable& region = recording.source.region;
+    const auto clampX = [&](double x) { return std::clamp(x - region.minX(), 0.0, region.width); };
+    const auto clampY = [&](double y) { return std::clamp(y - region.minY(), 0.0, region.height); };
+    const CGRectCodable& global = *recording.stopGestureTarget;
+    const double left = clampX(global.minX());
+    const double top = clampY(global.minY());
+    const CGRectCodable target{left, top, clampX(global.maxX()) - left, clampY(global.maxY()) - top};
+    const auto end = StopGestureTrim::keptEnd(recording.events, target, project.duration);
+    if (!end) return std::nullopt;
+    RecordingProject trimmed = project;
+    trimmed.trim = TimeRange{0, *end};
+    try {
+        TimelineEdits::validate(trimmed);
+    } catch (const TimelineEditError&) {
+        return std::nullopt;
+    }
+    return trimmed.trim;
+}
+
+}  // namespace
 
 RecordingProject RecordingFinisher::finish(const StoppedRecording& recording, const RenderSettings& renderSettings,
                                            Timestamp now) const
@@ -36,6 +71,7 @@ RecordingProject RecordingFinisher::finish(const StoppedRecording& recording, co
                                        .zoomIntensity = settings.zoomIntensity})
                                 .segments;
     project.cursorFrames = cursorSmoother_.smooth(mappedEvents, settings.fps, result.duration);
+    project.trim = stopGestureTrim(project, recording);
 
     projectFiles_.saveProject(project, recording.projectDirectory);
     return project;

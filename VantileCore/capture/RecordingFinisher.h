@@ -7,6 +7,7 @@
 #include "store/ProjectFileManager.h"
 
 #include <filesystem>
+#include <optional>
 #include <vector>
 
 namespace vantile {
@@ -18,13 +19,18 @@ struct StoppedRecording {
     CaptureSource source;
     AudioCaptureSettings audioSettings;
     std::filesystem::path projectDirectory;
+    // Where the gesture that stopped the recording went (the recording control, a tray icon), in
+    // global screen coordinates; the project's default trim leaves that gesture out.
+    std::optional<CGRectCodable> stopGestureTarget;
 
     bool operator==(const StoppedRecording&) const = default;
 };
 
 // The steps after the recorders stop, shared by the application and the command line: map the
 // events into video pixels, fix the output size, plan the focus segments, smooth the cursor,
-// build the project and save it into its directory.
+// build the project and save it into its directory. A recording stopped by a gesture toward
+// the application's own control gets a trim that ends before it, an ordinary edit the user can
+// clear.
 class RecordingFinisher {
 public:
     RecordingFinisher(const ProjectFileManager& projectFiles, const FocusPlanner& focusPlanner,

@@ -14,6 +14,7 @@
 #include <poll.h>
 
 #include <atomic>
+#include <cmath>
 
 namespace vantile {
 namespace {
@@ -159,6 +160,52 @@ TEST_F(X11RecordingTest, DisplayRecordingShowsTheScreenAndLogsInputInCaptureLoca
     const auto frame = frameAt(directory / "raw.mov", 1.0);
     EXPECT_TRUE(looksRed(pixelAt(frame, 1280, 400, 300)));
     EXPECT_FALSE(looksRed(pixelAt(frame, 1280, 100, 100)));
+}
+
+// Warps send no raw motion: only the pointer poll sees them. Each press comes ~100 ms after its
+// warp, so the logged path must already be at the press when it comes.
+TEST_F(X11RecordingTest, WarpedPointerMovesAreLoggedAndThePathReachesEveryClick)
+{
+    X11InputSource input;
+    InputEventRecorder inputRecorder(&input);
+    inputRecorder.start({0, 0, 1280, 720});
+    const std::vector<CodablePoint> targets{{100, 80}, {1100, 650}, {640, 90}, {30, 700}, {900, 300}, {905, 302}};
+    std::atomic<bool> scriptDone = false;
+    std::thread script([&] {
+        for (const CodablePoint& target : targets) {
+            xdotool("mousemove " + std::to_string(int(target.x)) + " " + std::to_string(int(target.y)));
+            std::this_thread::sleep_for(100ms);
+            xdotool("click 1");
+            std::this_thread::sleep_for(60ms);
+        }
+        // A drag whose motion is a warp too.
+        xdotool("mousedown 1");
+        xdotool("mousemove 200 200");
+        std::this_thread::sleep_for(100ms);
+        xdotool("mouseup 1");
+        scriptDone = true;
+    });
+    while (!scriptDone) pumpInput(input, std::chrono::steady_clock::now() + 50ms);
+    pumpInput(input, std::chrono::steady_clock::now() + 200ms);
+    script.join();
+    const auto events = inputRecorder.stop();
+
+    std::optional<InputEvent> lastMove;
+    std::size_t presses = 0;
+    bool draggedToTarget = false;
+    for (const InputEvent& event : events) {
+        if (event.type == Type::mouseMove) lastMove = event;
+        if (event.type == Type::mouseDragged && event.x == 200 && event.y == 200) draggedToTarget = true;
+        if (event.type != Type::leftMouseDown || presses >= targets.size()) continue;
+        const CodablePoint& target = targets[presses++];
+        EXPECT_EQ(event.x, target.x);
+        EXPECT_EQ(event.y, target.y);
+        ASSERT_TRUE(lastMove) << "no move before press " << presses;
+        EXPECT_LE(std::abs(lastMove->x - event.x), 1.0) << "press " << presses;
+        EXPECT_LE(std::abs(lastMove->y - event.y), 1.0) << "press " << presses;
+    }
+    EXPECT_EQ(presses, targets.size());
+    EXPECT_TRUE(draggedToTarget);
 }
 
 TEST_F(X11RecordingTest, WindowRecordingFollowsAMovingCoveredWindowUntilItCloses)

@@ -1,6 +1,13 @@
 #include "capture/x11/X11InputSource.h"
 
+#include <sys/epoll.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
 #include <xcb/xinput.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <system_error>
 
 namespace vantile {
 
@@ -30,8 +37,17 @@ std::optional<RawInput> scrollFor(std::uint32_t button)
 
 }  // namespace
 
-X11InputSource::X11InputSource(const std::optional<std::string>& displayName) : connection_(displayName)
+X11InputSource::X11InputSource(const std::optional<std::string>& displayName)
+    : connection_(displayName), readiness_(epoll_create1(EPOLL_CLOEXEC)),
+      pollTimer_(timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC))
 {
+    if (readiness_.get() < 0 || pollTimer_.get() < 0)
+        throw std::system_error(errno, std::generic_category(), "epoll_create1/timerfd_create");
+    for (const int descriptor : {xcb_get_file_descriptor(connection_.get()), pollTimer_.get()}) {
+        epoll_event ready{.events = EPOLLIN, .data = {.fd = descriptor}};
+        if (epoll_ctl(readiness_.get(), EPOLL_CTL_ADD, descriptor, &ready) < 0)
+            throw std::system_error(errno, std::generic_category(), "epoll_ctl");
+    }
     const xcb_query_extension_reply_t* extension = xcb_get_extension_data(connection_.get(), &xcb_input_id);
     if (!extension || !extension->present) return;
     const XcbReply<xcb_input_xi_query_version_reply_t> version(xcb_input_xi_query_version_reply(
@@ -55,14 +71,29 @@ bool X11InputSource::install(Handler handler)
     if (!xinputOpcode_ || !selectRawEvents(true)) return false;
     handler_ = std::move(handler);
     leftHeld_ = rightHeld_ = false;
+    // Where the pointer rests at the start is no move.
+    pointerLocation();
+    armPolling(true);
     return true;
+}
+
+void X11InputSource::armPolling(bool enable)
+{
+    itimerspec due{};  // all zero disarms
+    if (enable) {
+        due.it_interval.tv_nsec = std::chrono::nanoseconds(pollInterval).count();
+        due.it_value = due.it_interval;
+    }
+    timerfd_settime(pollTimer_.get(), 0, &due, nullptr);
 }
 
 void X11InputSource::remove()
 {
     if (!handler_) return;
     selectRawEvents(false);
+    armPolling(false);
     handler_ = nullptr;
+    lastKnownPointer_.reset();
     // Drop whatever was queued before the deselection reached the server.
     while (XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(connection_.get())}) {
     }
@@ -72,14 +103,29 @@ CodablePoint X11InputSource::pointerLocation()
 {
     const XcbReply<xcb_query_pointer_reply_t> reply(xcb_query_pointer_reply(
         connection_.get(), xcb_query_pointer(connection_.get(), connection_.root()), nullptr));
-    if (!reply) return {};
-    return {static_cast<double>(reply->root_x), static_cast<double>(reply->root_y)};
+    if (!reply) return lastKnownPointer_.value_or(CodablePoint{});
+    lastKnownPointer_ = CodablePoint{static_cast<double>(reply->root_x), static_cast<double>(reply->root_y)};
+    return *lastKnownPointer_;
 }
 
-int X11InputSource::fileDescriptor() const { return xcb_get_file_descriptor(connection_.get()); }
+int X11InputSource::fileDescriptor() const { return readiness_.get(); }
+
+void X11InputSource::pollPointer()
+{
+    const std::optional<CodablePoint> before = lastKnownPointer_;
+    const CodablePoint now = pointerLocation();
+    if (before == now) return;
+    using Kind = RawInput::Kind;
+    handler_({.kind = leftHeld_ ? Kind::leftMouseDragged : rightHeld_ ? Kind::rightMouseDragged : Kind::mouseMoved,
+              .location = now});
+}
 
 void X11InputSource::dispatchPending()
 {
+    std::uint64_t expirations = 0;
+    // The poll goes first: a press waiting behind it then finds the path already at its position.
+    if (::read(pollTimer_.get(), &expirations, sizeof expirations) > 0 && handler_) pollPointer();
+    // The reply to the poll may have queued events inside xcb, which the socket no longer signals.
     while (XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(connection_.get())}) {
         if (handler_) deliver(event.get());
     }

@@ -1,7 +1,10 @@
 #pragma once
 
 #include "capture/InputSource.h"
+#include "capture/UniqueDescriptor.h"
 #include "capture/x11/X11Connection.h"
+
+#include <chrono>
 
 #include <optional>
 #include <string>
@@ -9,9 +12,14 @@
 namespace vantile {
 
 // Global input through XInput2 raw events on the root window, on a connection of its own.
-// Raw events report device activity whatever window has focus or grabs the pointer.
+// Raw events report device activity whatever window has focus or grabs the pointer. A warped
+// pointer (programs moving it, absolute tablets, virtual machines, remote desktops) sends no raw
+// motion, so while installed the pointer is also polled and a change no raw event told is
+// reported as a move.
 class X11InputSource : public InputSource {
 public:
+    static constexpr std::chrono::microseconds pollInterval{16'667};  // 60 Hz
+
     explicit X11InputSource(const std::optional<std::string>& displayName = std::nullopt);
 
     bool install(Handler handler) override;
@@ -23,8 +31,14 @@ public:
 private:
     void deliver(const xcb_generic_event_t* event);
     bool selectRawEvents(bool enable);
+    void armPolling(bool enable);
+    void pollPointer();
 
     X11Connection connection_;
+    // One descriptor for the caller's loop: readable when the server sent events or a poll is due.
+    UniqueDescriptor readiness_;
+    UniqueDescriptor pollTimer_;
+    std::optional<CodablePoint> lastKnownPointer_;
     std::uint8_t xinputOpcode_ = 0;
     Handler handler_;
     bool leftHeld_ = false;

@@ -1,0 +1,38 @@
+#include "engine/StopGestureTrim.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace vantile::StopGestureTrim {
+
+double distance(const CodablePoint& point, const CGRectCodable& rectangle)
+{
+    const double dx = std::max({rectangle.minX() - point.x, 0.0, point.x - rectangle.maxX()});
+    const double dy = std::max({rectangle.minY() - point.y, 0.0, point.y - rectangle.maxY()});
+    return std::hypot(dx, dy);
+}
+
+std::optional<double> keptEnd(const std::vector<InputEvent>& events, const CGRectCodable& target, double stopTime)
+{
+    const auto distanceOf = [&](const InputEvent& event) { return distance({event.x, event.y}, target); };
+    // Events logged after the stop (the input clock ran a moment longer) are not in the take.
+    std::size_t first = static_cast<std::size_t>(
+        std::upper_bound(events.begin(), events.end(), stopTime,
+                         [](double time, const InputEvent& event) { return time < event.time; }) -
+        events.begin());
+    const std::size_t end = first;
+    while (first > 0 && distanceOf(events[first - 1]) <= arrivalMargin) --first;
+    double farthest = -std::numeric_limits<double>::infinity();
+    while (first > 0 && events[first - 1].type == InputEvent::EventType::mouseMove &&
+           distanceOf(events[first - 1]) >= farthest - approachTolerance) {
+        farthest = std::max(farthest, distanceOf(events[first - 1]));
+        --first;
+    }
+    if (first == end) return std::nullopt;
+    const double keptUntil = events[first].time;
+    if (keptUntil <= 0 || stopTime - keptUntil > longestRemoved) return std::nullopt;
+    return keptUntil;
+}
+
+}  // namespace vantile::StopGestureTrim
