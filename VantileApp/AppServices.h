@@ -1,5 +1,6 @@
 #pragma once
 
+#include "capture/ExcludedAreas.h"
 #include "capture/PermissionStatus.h"
 #include "model/AudioSettings.h"
 #include "model/CaptureSource.h"
@@ -9,11 +10,16 @@
 
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace vantile {
+
+// How the user asked a recording to stop, which tells where the stop gesture went: to the
+// recording control, to the tray, or nowhere on screen (a shortcut, a command, the time limit).
+enum class StopTrigger { control, tray, keyboardOrCommand };
 
 // The collaborators AppState drives, each behind a small interface so the flows can be
 // exercised with fakes. Operations marked "worker" are called off the main thread; the
@@ -71,7 +77,9 @@ public:
 
     // The events are also journalled into the project directory as they come, so a crash
     // loses at most the last moment of them.
-    virtual void start(const CGRectCodable& captureRegion, const std::filesystem::path& projectDirectory) = 0;
+    // Input over `ownWindows` (global screen rectangles, changing while recording) is not logged.
+    virtual void start(const CGRectCodable& captureRegion, const std::filesystem::path& projectDirectory,
+                       std::shared_ptr<const ExcludedAreas> ownWindows) = 0;
     virtual std::vector<InputEvent> stop() = 0;
 };
 
@@ -96,6 +104,11 @@ public:
     virtual void showRecordingHint(const CaptureSource& recorded) = 0;
     virtual void dismissRecordingHint() = 0;
     virtual void revealFile(const std::filesystem::path& file) = 0;
+    // Global screen rectangles of the application's visible windows (the recording control, an
+    // open tray menu, the main window), in the input recorder's coordinates.
+    virtual std::vector<CGRectCodable> ownWindowAreas() { return {}; }
+    // Where the stop gesture of `trigger` went, when the shell knows it (the recording control).
+    virtual std::optional<CGRectCodable> stopGestureTarget(StopTrigger) { return std::nullopt; }
 };
 
 }  // namespace vantile

@@ -191,7 +191,12 @@ std::string AppState::videoReferenceText() const
 void AppState::loadSources() { sourcesFlow_->loadSources(); }
 void AppState::loadAudioInputs() { sourcesFlow_->loadAudioInputs(); }
 void AppState::startRecording() { recordingFlow_->start(); }
-void AppState::stopRecording() { recordingFlow_->stop(); }
+void AppState::stopRecording() { stopRecording(StopTrigger::keyboardOrCommand); }
+
+void AppState::stopRecording(StopTrigger trigger, std::optional<CGRectCodable> gestureTarget)
+{
+    recordingFlow_->stop(trigger, gestureTarget);
+}
 void AppState::updateAspectRatio(AspectRatio ratio) { session_->updateAspectRatio(ratio); }
 void AppState::updateResolutionPreset(ResolutionPreset preset) { session_->updateResolutionPreset(preset); }
 void AppState::applyRenderSettings(const RenderSettings& settings) { session_->applyRenderSettings(settings); }

@@ -130,7 +130,8 @@ class BackendInputRecorderService : public InputRecorderService {
 public:
     explicit BackendInputRecorderService(std::shared_ptr<SharedBackend> shared) : shared_(std::move(shared)) {}
 
-    void start(const CGRectCodable& captureRegion, const std::filesystem::path& projectDirectory) override
+    void start(const CGRectCodable& captureRegion, const std::filesystem::path& projectDirectory,
+               std::shared_ptr<const ExcludedAreas> ownWindows) override
     {
         stop();
         {
@@ -138,6 +139,7 @@ public:
             source_ = shared_->backend->makeInputSource();
         }
         recorder_ = std::make_unique<InputEventRecorder>(source_.get());
+        recorder_->setExcludedAreas(std::move(ownWindows));
         const auto metadata = projectDirectory / ProjectFileManager::metadataFolderName;
         std::filesystem::create_directories(metadata);
         journal_ = std::make_unique<EventJournal>(metadata / EventJournal::fileName);

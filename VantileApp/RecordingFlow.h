@@ -34,11 +34,20 @@ public:
     RecordingFlow(AppState& state, PermissionService& permissions, ProjectSession& session, Parts parts);
 
     void start();
-    void stop();
+    // Without a trigger (the time limit, a capture that ended) the take ends at the stop time.
+    void stop(StopTrigger trigger = StopTrigger::keyboardOrCommand,
+              std::optional<CGRectCodable> gestureTarget = std::nullopt);
     // Before the process ends: a running capture is stopped so its movie is finished on disk
     // (the events are already journalled beside it).
     void shutdown();
-    void cancelTimer() { timer_.reset(); }
+    void cancelTimer()
+    {
+        timer_.reset();
+        ownWindowsRefresh_.reset();
+    }
+
+    // How often the rectangles of the application's own windows are handed to the input log.
+    static constexpr std::chrono::milliseconds ownWindowsInterval{50};
 
 private:
     struct StopOutcome;
@@ -50,6 +59,8 @@ private:
     void tick();
     // Ends the timer from inside its own signal and stops through the event loop.
     void stopFromTimer();
+    void watchOwnWindows();
+    void refreshOwnWindows();
 
     AppState& state_;
     PermissionService& permissions_;
@@ -58,6 +69,8 @@ private:
     FocusPlanner planner_;
     CursorPathSmoother smoother_;
     std::unique_ptr<QTimer> timer_;
+    std::shared_ptr<ExcludedAreas> ownWindows_ = std::make_shared<ExcludedAreas>();
+    std::unique_ptr<QTimer> ownWindowsRefresh_;
     // What this recording was started with: later choices in the picker do not reach it.
     std::optional<CaptureSource> source_;
     std::optional<AudioCaptureSettings> audioSettings_;

@@ -5,6 +5,8 @@
 #include <QPointer>
 #include <QSystemTrayIcon>
 
+#include "AppServices.h"
+
 #include <functional>
 #include <memory>
 
@@ -26,8 +28,9 @@ public:
     QSystemTrayIcon* statusItem() const { return statusItem_.get(); }
     QMenu* menu() const { return menu_.get(); }
 
-    // Stops the recording and brings the main window back once the stop flow is over.
-    void stopRecordingAndOpen();
+    // Stops the recording and brings the main window back once the stop flow is over. The tray
+    // menu passes `tray`; the recording control's stop button is wired here without a trigger.
+    void stopRecordingAndOpen(StopTrigger trigger = StopTrigger::control);
 
 private:
     void rebuildMenu(bool isRecording);
