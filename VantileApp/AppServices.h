@@ -1,5 +1,7 @@
 #pragma once
 
+#include "StopTrigger.h"
+#include "capture/ExcludedAreas.h"
 #include "capture/PermissionStatus.h"
 #include "model/AudioSettings.h"
 #include "model/CaptureSource.h"
@@ -10,6 +12,7 @@
 #include <chrono>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -76,8 +79,10 @@ public:
     // The events are also journalled into the project directory as they come, so a crash
     // loses at most the last moment of them.
     // `clockOrigin`: the movie's first frame, so event times count from it; absent: from now.
+    // Input over `ownWindows` (global screen rectangles, changing while recording) is not logged.
     virtual void start(const CGRectCodable& captureRegion, const std::filesystem::path& projectDirectory,
-                       std::optional<std::chrono::steady_clock::time_point> clockOrigin) = 0;
+                       std::optional<std::chrono::steady_clock::time_point> clockOrigin,
+                       std::shared_ptr<const ExcludedAreas> ownWindows) = 0;
     virtual std::vector<InputEvent> stop() = 0;
 };
 
@@ -109,6 +114,11 @@ public:
     virtual void showRecordingHint(const CaptureSource& recorded) = 0;
     virtual void dismissRecordingHint() = 0;
     virtual void revealFile(const std::filesystem::path& file) = 0;
+    // Global screen rectangles of the application's visible windows (the recording control, an
+    // open tray menu, the main window), in the input recorder's coordinates.
+    virtual std::vector<CGRectCodable> ownWindowAreas() { return {}; }
+    // Where the stop gesture of `trigger` went, when the shell knows it (the recording control).
+    virtual std::optional<CGRectCodable> stopGestureTarget(StopTrigger) { return std::nullopt; }
 };
 
 }  // namespace vantile

@@ -192,7 +192,12 @@ std::string AppState::videoReferenceText() const
 void AppState::loadSources() { sourcesFlow_->loadSources(); }
 void AppState::loadAudioInputs() { sourcesFlow_->loadAudioInputs(); }
 void AppState::startRecording() { recordingFlow_->start(); }
-void AppState::stopRecording(StopTrigger trigger) { recordingFlow_->stop(trigger); }
+void AppState::stopRecording() { stopRecording(StopTrigger::keyboardOrCommand); }
+
+void AppState::stopRecording(StopTrigger trigger, std::optional<CGRectCodable> gestureTarget)
+{
+    recordingFlow_->stop(trigger, gestureTarget);
+}
 StopTrigger AppState::lastStopTrigger() const { return recordingFlow_->stopTrigger(); }
 void AppState::updateAspectRatio(AspectRatio ratio) { session_->updateAspectRatio(ratio); }
 void AppState::updateResolutionPreset(ResolutionPreset preset) { session_->updateResolutionPreset(preset); }

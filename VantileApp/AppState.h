@@ -136,8 +136,11 @@ public:
     Q_INVOKABLE void loadSources();
     Q_INVOKABLE void loadAudioInputs();
     Q_INVOKABLE void startRecording();
-    Q_INVOKABLE void stopRecording() { stopRecording(StopTrigger::control); }
-    void stopRecording(StopTrigger trigger);
+    // The main window's stop: the window is Vantile's own, so the take ends at the stop time.
+    Q_INVOKABLE void stopRecording();
+    // `gestureTarget`: where the stop gesture went, in global screen coordinates, when the caller
+    // knows it (a tray icon's place); otherwise the shell is asked (the recording control).
+    void stopRecording(StopTrigger trigger, std::optional<CGRectCodable> gestureTarget = std::nullopt);
     StopTrigger lastStopTrigger() const;
     void updateAspectRatio(AspectRatio ratio);
     void updateResolutionPreset(ResolutionPreset preset);

@@ -62,6 +62,12 @@ double differingShare(const QImage& first, const QImage& second)
     return sampled == 0 ? 0 : double(differing) / double(sampled);
 }
 
+// Qt places windows in device-independent pixels; input is logged in the display's pixels.
+CGRectCodable devicePixels(const QRect& area, qreal pixelRatio)
+{
+    return {area.x() * pixelRatio, area.y() * pixelRatio, area.width() * pixelRatio, area.height() * pixelRatio};
+}
+
 class CloseWatcher : public QObject {
 public:
     CloseWatcher(QWindow* window, MainWindowShell::TrayProbe trayAvailable, std::function<void()> quit)
@@ -268,6 +274,27 @@ void MainWindowShell::dismissRecordingHint()
 void MainWindowShell::revealFile(const std::filesystem::path& file)
 {
     FileManagerReveal::reveal(file);
+}
+
+std::vector<CGRectCodable> MainWindowShell::ownWindowAreas()
+{
+    std::vector<CGRectCodable> areas;
+    const QWindow* control = recordingControl_ ? recordingControl_->windowHandle() : nullptr;
+    for (QWindow* window : QGuiApplication::topLevelWindows()) {
+        if (!window->isVisible()) continue;
+        // Only windows whose place on screen Qt knows: a tray icon embedded in a panel reports
+        // a place relative to the panel and would hide a corner of the screen.
+        const bool placed = window == control || window->type() == Qt::Popup ||
+                            window->title() == QLatin1String(mainWindowTitle);
+        if (placed) areas.push_back(devicePixels(window->frameGeometry(), window->devicePixelRatio()));
+    }
+    return areas;
+}
+
+std::optional<CGRectCodable> MainWindowShell::stopGestureTarget(StopTrigger trigger)
+{
+    if (trigger != StopTrigger::control || !recordingControl_ || !recordingControl_->isVisible()) return std::nullopt;
+    return devicePixels(recordingControl_->frameGeometry(), recordingControl_->devicePixelRatioF());
 }
 
 void MainWindowShell::quitWhenClosedWithoutTray(QWindow* mainWindow)

@@ -35,6 +35,8 @@ public:
     void showRecordingHint(const CaptureSource& recorded) override;
     void dismissRecordingHint() override;
     void revealFile(const std::filesystem::path& file) override;
+    std::vector<CGRectCodable> ownWindowAreas() override;
+    std::optional<CGRectCodable> stopGestureTarget(StopTrigger trigger) override;
 
     // What the recording control's 停止 does; the same as the tray menu's stop.
     void setStopRecordingAction(std::function<void()> action) { stopRecording_ = std::move(action); }

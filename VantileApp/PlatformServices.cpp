@@ -159,7 +159,8 @@ public:
     explicit BackendInputRecorderService(std::shared_ptr<SharedBackend> shared) : shared_(std::move(shared)) {}
 
     void start(const CGRectCodable& captureRegion, const std::filesystem::path& projectDirectory,
-               std::optional<std::chrono::steady_clock::time_point> clockOrigin) override
+               std::optional<std::chrono::steady_clock::time_point> clockOrigin,
+               std::shared_ptr<const ExcludedAreas> ownWindows) override
     {
         stop();
         {
@@ -167,6 +168,7 @@ public:
             source_ = shared_->backend->makeInputSource();
         }
         recorder_ = std::make_unique<InputEventRecorder>(source_.get(), clockStartingAt(clockOrigin));
+        recorder_->setExcludedAreas(std::move(ownWindows));
         const auto metadata = projectDirectory / ProjectFileManager::metadataFolderName;
         std::filesystem::create_directories(metadata);
         journal_ = std::make_unique<EventJournal>(metadata / EventJournal::fileName);

@@ -126,7 +126,9 @@ void RecordingFlow::finishStart(const std::optional<std::string>& failure)
     if (auto started = parts_.recorder->startedSource()) source_ = std::move(started);
     cursorInPicture_ = parts_.recorder->cursorInPicture();
     try {
-        parts_.inputRecorder->start(source_->region, *state_.projectDirectory(), parts_.recorder->firstFrameTime());
+        refreshOwnWindows();
+        parts_.inputRecorder->start(source_->region, *state_.projectDirectory(), parts_.recorder->firstFrameTime(),
+                                    ownWindows_);
     } catch (...) {
         // Without the input log there is no auto-direction: stop the capture again.
         const std::string reason = describeError(std::current_exception());
@@ -147,7 +149,26 @@ void RecordingFlow::finishStart(const std::optional<std::string>& failure)
                                              : "Recording");
     startTimer();
     state_.setBusy(false);
-    if (auto* shell = state_.desktopShell()) shell->showRecordingHint(*source_);
+    if (auto* shell = state_.desktopShell()) {
+        shell->showRecordingHint(*source_);
+    }
+    watchOwnWindows();
+}
+
+void RecordingFlow::watchOwnWindows()
+{
+    refreshOwnWindows();
+    // Windows come and go (the control, a tray menu) and move; polling the few of them is cheap.
+    ownWindowsRefresh_ = std::make_unique<QTimer>();
+    ownWindowsRefresh_->setInterval(ownWindowsInterval);
+    QObject::connect(ownWindowsRefresh_.get(), &QTimer::timeout, &state_, [this] { refreshOwnWindows(); });
+    ownWindowsRefresh_->start();
+}
+
+void RecordingFlow::refreshOwnWindows()
+{
+    auto* shell = state_.desktopShell();
+    ownWindows_->set(shell ? shell->ownWindowAreas() : std::vector<CGRectCodable>{});
 }
 
 void RecordingFlow::startTimer()
@@ -188,7 +209,7 @@ void RecordingFlow::tick()
     }
 }
 
-void RecordingFlow::stop(StopTrigger trigger)
+void RecordingFlow::stop(StopTrigger trigger, std::optional<CGRectCodable> gestureTarget)
 {
     if (state_.route() != Route::recording) {
         cancelTimer();
@@ -201,11 +222,16 @@ void RecordingFlow::stop(StopTrigger trigger)
     state_.setStatusMessage("Generating demo");
     state_.setRoute(Route::generating);
     cancelTimer();
+    if (trigger == StopTrigger::keyboardOrCommand) {
+        gestureTarget.reset();
+    } else if (!gestureTarget) {
+        if (auto* shell = state_.desktopShell()) gestureTarget = shell->stopGestureTarget(trigger);
+    }
 
     std::vector<InputEvent> events = parts_.inputRecorder->stop();
     runOffMainThread(
         state_.workers(), &state_,
-        [this, events = std::move(events), source = source_, directory = state_.projectDirectory(),
+        [this, events = std::move(events), gestureTarget, source = source_, directory = state_.projectDirectory(),
          settings = withoutDrawnCursor(state_.renderSettings(), cursorInPicture_), audio = audioSettings_.value_or(AudioCaptureSettings{}),
          now = parts_.wallClock]() {
             StopOutcome outcome;
@@ -215,8 +241,8 @@ void RecordingFlow::stop(StopTrigger trigger)
                 // The published settings take the recorded size even when saving fails below.
                 outcome.sizedSettings = settings.sizedFor(result.videoInfo);
                 const RecordingFinisher finisher(parts_.projectFiles, planner_, smoother_);
-                outcome.project = finisher.finish(StoppedRecording{events, result, *source, audio, *directory},
-                                                  settings, now());
+                outcome.project = finisher.finish(
+                    StoppedRecording{events, result, *source, audio, *directory, gestureTarget}, settings, now());
             } catch (...) {
                 outcome.failure = describeError(std::current_exception());
             }

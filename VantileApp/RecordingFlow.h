@@ -35,13 +35,22 @@ public:
     RecordingFlow(AppState& state, PermissionService& permissions, ProjectSession& session, Parts parts);
 
     void start();
-    void stop(StopTrigger trigger = StopTrigger::control);
+    // Without a trigger (the time limit, a capture that ended) the take ends at the stop time.
+    void stop(StopTrigger trigger = StopTrigger::keyboardOrCommand,
+              std::optional<CGRectCodable> gestureTarget = std::nullopt);
     // How the last stop was asked for.
     StopTrigger stopTrigger() const { return stopTrigger_; }
     // Before the process ends: a running capture is stopped so its movie is finished on disk
     // (the events are already journalled beside it).
     void shutdown();
-    void cancelTimer() { timer_.reset(); }
+    void cancelTimer()
+    {
+        timer_.reset();
+        ownWindowsRefresh_.reset();
+    }
+
+    // How often the rectangles of the application's own windows are handed to the input log.
+    static constexpr std::chrono::milliseconds ownWindowsInterval{50};
 
 private:
     struct StopOutcome;
@@ -53,6 +62,8 @@ private:
     void tick();
     // Ends the timer from inside its own signal and stops through the event loop.
     void stopFromTimer();
+    void watchOwnWindows();
+    void refreshOwnWindows();
 
     AppState& state_;
     PermissionService& permissions_;
@@ -61,6 +72,8 @@ private:
     FocusPlanner planner_;
     CursorPathSmoother smoother_;
     std::unique_ptr<QTimer> timer_;
+    std::shared_ptr<ExcludedAreas> ownWindows_ = std::make_shared<ExcludedAreas>();
+    std::unique_ptr<QTimer> ownWindowsRefresh_;
     // What this recording was started with: later choices in the picker do not reach it.
     std::optional<CaptureSource> source_;
     std::optional<AudioCaptureSettings> audioSettings_;

@@ -51,7 +51,7 @@ void StatusItemController::rebuildMenu(bool isRecording)
     if (isRecording) {
         menu->addSeparator();
         connect(menu->addAction("停止录制并打开预览"), &QAction::triggered, this, [self] {
-            if (self) self->stopRecordingAndOpen();
+            if (self) self->stopRecordingAndOpen(StopTrigger::tray);
         });
     }
     menu->addSeparator();
@@ -63,7 +63,14 @@ void StatusItemController::rebuildMenu(bool isRecording)
 void StatusItemController::stopRecordingAndOpen(StopTrigger trigger)
 {
     if (!appState_) return;
-    appState_->stopRecording(trigger);
+    std::optional<CGRectCodable> gestureTarget;
+    // Where the icon is, when the tray tells (in device-independent pixels, as Qt places windows).
+    if (trigger == StopTrigger::tray && statusItem_ && statusItem_->geometry().isValid()) {
+        const QRect icon = statusItem_->geometry();
+        const qreal ratio = qGuiApp->devicePixelRatio();
+        gestureTarget = CGRectCodable{icon.x() * ratio, icon.y() * ratio, icon.width() * ratio, icon.height() * ratio};
+    }
+    appState_->stopRecording(trigger, gestureTarget);
     if (!appState_->isBusy()) {
         if (openMainWindow_) openMainWindow_();
         return;

@@ -7,6 +7,8 @@
 #include <QPointer>
 #include <QSystemTrayIcon>
 
+#include "AppServices.h"
+
 #include <functional>
 #include <memory>
 
@@ -29,7 +31,7 @@ public:
     QMenu* menu() const { return menu_.get(); }
 
     // Stops the recording and brings the main window back once the stop flow is over.
-    void stopRecordingAndOpen(StopTrigger trigger = StopTrigger::tray);
+    void stopRecordingAndOpen(StopTrigger trigger);
 
 private:
     void rebuildMenu(bool isRecording);

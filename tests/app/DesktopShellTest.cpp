@@ -124,6 +124,14 @@ TEST(MainWindowShellTest, WindowHintAndRecordingControlFollowTheTrayAndClosingQu
     ASSERT_NE(shell.recordingControl(), nullptr);
     EXPECT_EQ(shell.recordingControl()->elapsedText(), "00:00");
     EXPECT_TRUE(screen.contains(shell.recordingControl()->geometry()));
+    // Its place is where input is not the user's and where a stop from it went; the hidden
+    // main window is no longer in the way.
+    const QRect control = shell.recordingControl()->frameGeometry();
+    const CGRectCodable controlArea{double(control.x()), double(control.y()), double(control.width()),
+                                    double(control.height())};
+    EXPECT_EQ(shell.ownWindowAreas(), std::vector{controlArea});
+    EXPECT_EQ(shell.stopGestureTarget(StopTrigger::control), controlArea);
+    EXPECT_FALSE(shell.stopGestureTarget(StopTrigger::tray));
     shell.endRecording();
 
     // Without a tray, closing the window quits.

@@ -2,6 +2,7 @@
 
 #include "AppServices.h"
 #include "AppState.h"
+#include "capture/InputEventRecorder.h"
 #include "store/ProjectFileManager.h"
 #include "support/TemporaryDirectory.h"
 
@@ -186,21 +187,47 @@ public:
     using LoggingFake::LoggingFake;
 
     void start(const CGRectCodable& region, const std::filesystem::path&,
-               std::optional<std::chrono::steady_clock::time_point>) override
+               std::optional<std::chrono::steady_clock::time_point>,
+               std::shared_ptr<const ExcludedAreas> ownWindows) override
     {
         log_.add("input.start");
         startedRegion = region;
+        ownWindows_ = std::move(ownWindows);
         if (startFailure) throw std::runtime_error(*startFailure);
     }
+    // With a script, the real recorder logs it (with the own windows handed in at start);
+    // otherwise the canned events come back.
     std::vector<InputEvent> stop() override
     {
         log_.add("input.stop");
-        return events;
+        if (script.empty()) return events;
+        const auto epoch = std::chrono::steady_clock::now();
+        InputEventRecorder recorder(nullptr, [epoch] { return epoch; });
+        recorder.setExcludedAreas(ownWindows_);
+        recorder.start(startedRegion);
+        for (const ScriptedInput& input : script) {
+            recorder.handle({.kind = input.kind,
+                             .time = epoch + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                                                 std::chrono::duration<double>(input.time)),
+                             .location = input.where});
+        }
+        return recorder.stop();
     }
 
+    // Input at seconds into the recording, at a global screen position.
+    struct ScriptedInput {
+        double time;
+        RawInput::Kind kind;
+        CodablePoint where;
+    };
+
     std::vector<InputEvent> events = sampleEvents();
+    std::vector<ScriptedInput> script;
     CGRectCodable startedRegion;
     std::optional<std::string> startFailure;
+
+private:
+    std::shared_ptr<const ExcludedAreas> ownWindows_;
 };
 
 class FakeExporter : public ExportService, LoggingFake {
@@ -238,6 +265,16 @@ public:
     void showRecordingHint(const CaptureSource& recorded) override { log_.add("shell.showHint " + recorded.id); }
     void dismissRecordingHint() override {}
     void revealFile(const std::filesystem::path& file) override { log_.add("shell.reveal " + file.string()); }
+    std::vector<CGRectCodable> ownWindowAreas() override
+    {
+        return controlArea ? std::vector{*controlArea} : std::vector<CGRectCodable>{};
+    }
+    std::optional<CGRectCodable> stopGestureTarget(StopTrigger trigger) override
+    {
+        return trigger == StopTrigger::control ? controlArea : std::nullopt;
+    }
+
+    std::optional<CGRectCodable> controlArea;  // the recording control, in global screen coordinates
 };
 
 // A wall clock the test moves by hand; read from worker threads too.

@@ -2,6 +2,7 @@
 
 #include "engine/CoordinateMapper.h"
 #include "store/ProjectFileManager.h"
+#include "support/RunCommand.h"
 
 #include <gtest/gtest.h>
 
@@ -189,6 +190,74 @@ TEST(RecordingFlowTest, TheTimerStopsAtTheMaximumOrWhenTheCaptureEndsOnItsOwn)
     }
     ASSERT_TRUE(waitFor([&] { return app.state->route() == Route::preview && !app.state->isBusy(); }));
     EXPECT_EQ(app.state->errorMessage(), "The selected capture source is no longer available.");
+}
+
+// The user's click, a rest, the pointer heading for `target` from 4.8 s and a click on it; the
+// sample display is at (100, 50), 800 x 450, and the take lasts 6 s.
+std::vector<testing::FakeInputRecorder::ScriptedInput> stopGestureScript(CodablePoint target)
+{
+    using Kind = RawInput::Kind;
+    std::vector<testing::FakeInputRecorder::ScriptedInput> script{
+        {0.5, Kind::mouseMoved, {300, 200}}, {1.0, Kind::leftMouseDown, {300, 200}}, {1.1, Kind::leftMouseUp, {300, 200}}};
+    for (int step = 0; step <= 24; ++step) {
+        const double progress = step / 24.0;
+        script.push_back({4.8 + 0.8 * progress, Kind::mouseMoved,
+                          {300 + (target.x - 300) * progress, 200 + (target.y - 200) * progress}});
+    }
+    script.push_back({5.7, Kind::leftMouseDown, target});
+    script.push_back({5.75, Kind::leftMouseUp, target});
+    return script;
+}
+
+TEST(RecordingFlowTest, TheStopGestureIsTrimmedAndInputOverTheControlIsNotLogged)
+{
+    const CGRectCodable control{690, 440, 200, 48};
+    const auto insideControl = [&](const InputEvent& event, const RecordingProject& project) {
+        // Back from video pixels (twice the region's size) to global screen coordinates.
+        const double x = event.x * 800 / project.video.width + 100;
+        const double y = event.y * 450 / project.video.height + 50;
+        return x >= control.minX() && x < control.maxX() && y >= control.minY() && y < control.maxY();
+    };
+    {
+        AppFixture app;
+        app.shell.controlArea = control;
+        app.input->script = stopGestureScript({760, 460});
+        ASSERT_TRUE(app.record());
+        app.state->stopRecording(StopTrigger::control);
+        ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
+        ASSERT_EQ(app.state->route(), Route::preview);
+        const RecordingProject project = app.savedProject();
+        ASSERT_TRUE(project.trim);
+        EXPECT_EQ(project.trim->start, 0);
+        EXPECT_NEAR(project.trim->end, 4.8, 1e-6);  // where the pointer set off
+        EXPECT_TRUE(std::ranges::none_of(project.events, [&](const InputEvent& event) { return insideControl(event, project); }));
+        EXPECT_EQ(std::ranges::count(project.events, InputEvent::EventType::leftMouseDown, &InputEvent::type), 1);
+        // An ordinary trim of the project, as the command line shows it.
+        const auto info = testing::runCli({"info", app.state->projectDirectory()->string(), "--json"});
+        ASSERT_EQ(info.exitCode, 0) << info.standardError;
+        EXPECT_EQ(Json::parse(info.standardOutput)["trim"]["end"].get<double>(), project.trim->end);
+    }
+    {
+        // A tray icon beyond the recorded display: the logged pointer heads for the display's corner.
+        AppFixture app;
+        app.input->script = stopGestureScript({1010, 10});
+        ASSERT_TRUE(app.record());
+        app.state->stopRecording(StopTrigger::tray, CGRectCodable{1000, 0, 24, 24});
+        ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
+        const RecordingProject project = app.savedProject();
+        ASSERT_TRUE(project.trim);
+        EXPECT_NEAR(project.trim->end, 4.8, 1e-6);
+    }
+    // A tray that does not tell where its icon is, a shortcut or a command: the take ends at the stop.
+    for (const StopTrigger trigger : {StopTrigger::tray, StopTrigger::keyboardOrCommand}) {
+        AppFixture app;
+        app.shell.controlArea = control;
+        app.input->script = stopGestureScript({1010, 10});
+        ASSERT_TRUE(app.record());
+        app.state->stopRecording(trigger);
+        ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
+        EXPECT_FALSE(app.savedProject().trim);
+    }
 }
 
 TEST(SourcesFlowTest, LoadingSelectsTheFirstKeepsAnEarlierChoiceAndSortsMicrophonesAndRoutesAreGuarded)
