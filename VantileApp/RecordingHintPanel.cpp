@@ -41,7 +41,7 @@ void RecordingHintPanel::paintEvent(QPaintEvent*)
     titleFont.setPixelSize(13);
     titleFont.setWeight(QFont::DemiBold);
     const QFontMetrics titleMetrics(titleFont);
-    const double titleTop = 15;
+    const double titleTop = 10;
     const double dotX = markRect.right() + 13;
     const double titleCentre = titleTop + titleMetrics.height() / 2.0;
     painter.setPen(Qt::NoPen);
@@ -57,13 +57,12 @@ void RecordingHintPanel::paintEvent(QPaintEvent*)
 
     QFont subtitleFont = font();
     subtitleFont.setPixelSize(11);
-    const QFontMetrics subtitleMetrics(subtitleFont);
-    const QString subtitle = subtitleMetrics.elidedText(message_,
-                                                        Qt::ElideRight, static_cast<int>(textWidth));
+    // Two lines: the hints that name the tray or the shortcut are longer than one.
+    const double subtitleTop = titleTop + titleMetrics.height() + 2;
+    const QRectF subtitleArea(textX, subtitleTop, textWidth, height() - subtitleTop - 4);
     painter.setFont(subtitleFont);
     painter.setPen(QColor(235, 235, 245, 153));
-    painter.drawText(QRectF(textX, titleTop + titleMetrics.height() + 4, textWidth, subtitleMetrics.height()),
-                     Qt::AlignLeft | Qt::AlignVCenter, subtitle);
+    painter.drawText(subtitleArea, Qt::AlignLeft | Qt::AlignTop | Qt::TextWordWrap, message_);
 }
 
 }  // namespace vantile
