@@ -151,8 +151,14 @@ void MainWindowShell::hideWindowsBeforeCapture(std::function<void()> hidden)
     hiddenCheck_ = std::make_unique<QTimer>();
     hiddenCheck_->setInterval(10);
     const auto waitStarted = std::chrono::steady_clock::now();
+    // The last picture that differed from the one before, and since when the screen has shown it.
+    struct Settling {
+        QImage picture;
+        std::chrono::steady_clock::time_point since;
+    };
+    const auto settling = std::make_shared<Settling>();
     QObject::connect(hiddenCheck_.get(), &QTimer::timeout,
-                     [this, hiding, waitStarted, withWindows, grabScreen, hidden = std::move(hidden)] {
+                     [this, hiding, waitStarted, withWindows, grabScreen, settling, hidden = std::move(hidden)] {
         const auto waited = std::chrono::steady_clock::now() - waitStarted;
         // Polled rather than followed through expose events, which Qt does not promise for every kind of window.
         const bool unmapped = std::ranges::none_of(hiding, [](const QPointer<QWindow>& w) { return w && w->isExposed(); });
@@ -161,7 +167,17 @@ void MainWindowShell::hideWindowsBeforeCapture(std::function<void()> hidden)
             const QImage now = grabScreen();
             // Our own window may have drawn one more frame (a spinner) before it went: only a picture
             // that changed nearly everywhere is the desktop behind it.
-            if (!now.isNull() && differingShare(now, withWindows) < 0.5) return;
+            if (!now.isNull()) {
+                const auto at = std::chrono::steady_clock::now();
+                if (settling->picture.isNull() || differingShare(now, settling->picture) > 0) {
+                    settling->picture = now;
+                    settling->since = at;
+                }
+                if (differingShare(now, withWindows) < 0.5) return;
+                // A window manager may fade the window out: the desktop is behind it once the
+                // picture stops changing for a few of the compositor's frames.
+                if (at - settling->since < std::chrono::milliseconds(settledMilliseconds)) return;
+            }
             // Redrawn without us.
             hiddenCheck_.release()->deleteLater();
             QTimer::singleShot(0, hidden);

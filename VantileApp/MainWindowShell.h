@@ -60,6 +60,8 @@ public:
     static constexpr int unmapWaitLimitMilliseconds = 300;
     // A screen that still looks the same after this is not waiting for us (another window covers ours).
     static constexpr int redrawWaitLimitMilliseconds = 1000;
+    // Three frames at 60 Hz without a change: a fade-out has ended.
+    static constexpr int settledMilliseconds = 50;
     static constexpr const char* hintTitle = "正在录制";
     static constexpr const char* hintMessage = "主窗口已隐藏，可从系统托盘的 Vantile 图标停止或打开。";
     static constexpr const char* hintMessageWithoutTray = "主窗口已隐藏，可从 Vantile 录制控制条停止。";
