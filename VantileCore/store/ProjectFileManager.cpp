@@ -251,6 +251,11 @@ RecordingProject ProjectFileManager::loadProject(const fs::path& directory) cons
     return project;
 }
 
+RecordingProject ProjectFileManager::loadProjectRecord(const fs::path& directory) const
+{
+    return load<RecordingProject>(existingMetadataURL("project.json", directory));
+}
+
 fs::path ProjectFileManager::existingMetadataURL(const std::string& name, const fs::path& directory) const
 {
     const fs::path candidate = directory / metadataFolderName / name;

@@ -32,6 +32,9 @@ public:
     // Throws ProjectFileError (unfinishedRecording) for a recording that never got its project,
     // and (decoding) for a stored timeline the editor would have refused, naming file and key.
     RecordingProject loadProject(const std::filesystem::path& directory) const;
+    // project.json alone, without the lists beside it and without checking the timeline:
+    // enough to describe the project in a list.
+    RecordingProject loadProjectRecord(const std::filesystem::path& directory) const;
 
     // Under the project's lock: what `changed` changed relative to `base` (the writer's earlier
     // view of the project) replaces those fields of the project on disk; the rest stays as saved.
