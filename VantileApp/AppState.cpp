@@ -2,6 +2,7 @@
 
 #include "ExportFlow.h"
 #include "MainThreadResume.h"
+#include "ProjectListFlow.h"
 #include "ProjectSession.h"
 #include "RecordingFlow.h"
 #include "RecoveryFlow.h"
@@ -19,6 +20,7 @@ AppState::AppState(AppCollaborators collaborators, QObject* parent)
     workers_.setMaxThreadCount(2);
     permissionStatus_ = permissions_->currentStatus();
     const ProjectFileManager projectFiles(collaborators.projectsRoot);
+    projectsRoot_ = projectFiles.rootDirectory();
     session_ = std::make_unique<ProjectSession>(*this, projectFiles);
     sourcesFlow_ = std::make_unique<SourcesFlow>(*this, std::move(collaborators.sourceProvider));
     recordingFlow_ = std::make_unique<RecordingFlow>(
@@ -27,6 +29,7 @@ AppState::AppState(AppCollaborators collaborators, QObject* parent)
                              std::move(collaborators.wallClock), collaborators.recordingTick});
     exportFlow_ = std::make_unique<ExportFlow>(*this, *session_, std::move(collaborators.exporter));
     recoveryFlow_ = std::make_unique<RecoveryFlow>(*this, *session_, projectFiles);
+    projectListFlow_ = std::make_unique<ProjectListFlow>(*this, *session_, *recoveryFlow_, projectFiles);
 }
 
 AppState::~AppState()
@@ -236,6 +239,28 @@ QVariantList AppState::unfinishedRecordingsValue() const
     }
     return list;
 }
+
+void AppState::setProjects(std::vector<ProjectSummary> projects)
+{
+    if (projects_ == projects) return;
+    projects_ = std::move(projects);
+    emit projectsChanged();
+}
+
+void AppState::refreshProjects() { projectListFlow_->refresh(); }
+
+void AppState::openProjectLocation(const QString& location) { projectListFlow_->open(location); }
+
+void AppState::renameProject(const QString& directory, const QString& newName)
+{
+    projectListFlow_->rename(directory.toStdString(), newName.toStdString());
+}
+
+void AppState::moveProjectToTrash(const QString& directory) { projectListFlow_->moveToTrash(directory.toStdString()); }
+
+QVariantList AppState::projectsValue() const { return QmlValues::projects(projects_); }
+
+QUrl AppState::projectsRootURL() const { return QUrl::fromLocalFile(QString::fromStdString(projectsRoot_.string())); }
 
 void AppState::shutdown()
 {

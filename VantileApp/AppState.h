@@ -6,6 +6,7 @@
 #include "StopTrigger.h"
 #include "capture/PermissionStatus.h"
 #include "model/RecordingProject.h"
+#include "store/ProjectCatalog.h"
 
 #include <QDateTime>
 #include <QObject>
@@ -28,6 +29,7 @@ class RecordingFlow;
 class ProjectSession;
 class ExportFlow;
 class RecoveryFlow;
+class ProjectListFlow;
 
 // Everything AppState drives; handed over once at construction.
 struct AppCollaborators {
@@ -76,6 +78,8 @@ class AppState : public QObject {
     Q_PROPERTY(QVariantList unfinishedRecordings READ unfinishedRecordingsValue NOTIFY unfinishedRecordingsChanged)
     Q_PROPERTY(bool canUndo READ canUndo NOTIFY currentProjectChanged)
     Q_PROPERTY(bool canRedo READ canRedo NOTIFY currentProjectChanged)
+    Q_PROPERTY(QVariantList projects READ projectsValue NOTIFY projectsChanged)
+    Q_PROPERTY(QUrl projectsRootURL READ projectsRootURL CONSTANT)
 
 public:
     explicit AppState(AppCollaborators collaborators, QObject* parent = nullptr);
@@ -163,6 +167,17 @@ public:
     Q_INVOKABLE void recoverUnfinishedRecording(const QString& directory);
     Q_INVOKABLE void ignoreUnfinishedRecording(const QString& directory);
 
+    // The home screen's project list. Locations are directories, files inside a project, or
+    // file URLs (from the folder dialog and drops).
+    const std::vector<ProjectSummary>& projects() const { return projects_; }
+    void setProjects(std::vector<ProjectSummary> projects);
+    Q_INVOKABLE void refreshProjects();
+    Q_INVOKABLE void openProjectLocation(const QString& location);
+    Q_INVOKABLE void renameProject(const QString& directory, const QString& newName);
+    Q_INVOKABLE void moveProjectToTrash(const QString& directory);
+    QVariantList projectsValue() const;
+    QUrl projectsRootURL() const;
+
     // The settings panel: one field changed by its raw name and value, handed on as the
     // whole settings, with the re-plan after a zoom change and the re-smooth after an fps
     // change. Ignored while an export runs, which renders the settings it started with.
@@ -239,6 +254,7 @@ signals:
     void exportProgressChanged();
     void isExportingChanged();
     void unfinishedRecordingsChanged();
+    void projectsChanged();
 
 private:
     void notifyDerivedTexts();
@@ -263,6 +279,8 @@ private:
 
     bool isExporting_ = false;
     std::vector<std::filesystem::path> unfinishedRecordings_;
+    std::vector<ProjectSummary> projects_;
+    std::filesystem::path projectsRoot_;
 
     std::unique_ptr<PermissionService> permissions_;
     DesktopShell* shell_ = nullptr;
@@ -272,6 +290,7 @@ private:
     std::unique_ptr<RecordingFlow> recordingFlow_;
     std::unique_ptr<ExportFlow> exportFlow_;
     std::unique_ptr<RecoveryFlow> recoveryFlow_;
+    std::unique_ptr<ProjectListFlow> projectListFlow_;
 };
 
 }  // namespace vantile

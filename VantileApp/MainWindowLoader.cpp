@@ -2,6 +2,7 @@
 
 #include "AppState.h"
 #include "LivePreviewItem.h"
+#include "ProjectThumbnails.h"
 
 #include <QQmlContext>
 #include <QQuickStyle>
@@ -24,6 +25,8 @@ std::unique_ptr<QQmlApplicationEngine> loadMainWindow(AppState& appState)
     registerQmlTypes();
     auto engine = std::make_unique<QQmlApplicationEngine>();
     engine->rootContext()->setContextProperty("appState", &appState);
+    engine->addImageProvider(ProjectThumbnailProvider::name,
+                             new ProjectThumbnailProvider(ProjectThumbnails(ProjectThumbnails::defaultCacheDirectory())));
     engine->load(QUrl("qrc:/qml/Main.qml"));
     if (engine->rootObjects().isEmpty()) return nullptr;
     return engine;

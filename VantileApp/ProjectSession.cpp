@@ -45,6 +45,20 @@ void ProjectSession::openFromDisk(const std::filesystem::path& directory)
     }
 }
 
+void ProjectSession::close()
+{
+    if (!editor_) return;
+    saver_.waitUntilSaved();
+    {
+        const std::lock_guard lock(writersMutex_);
+        writers_.erase(editor_->directory());
+    }
+    editor_.reset();
+    timeline_.reset();
+    state_.setCurrentProject(std::nullopt);
+    state_.setProjectDirectory(std::nullopt);
+}
+
 bool ProjectSession::editable() const { return !state_.isExporting(); }
 
 void ProjectSession::publish()

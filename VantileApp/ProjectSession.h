@@ -29,6 +29,9 @@ public:
     void open(RecordingProject project, const std::filesystem::path& directory);
     // `vantile DIR`: loads an earlier recording into the preview.
     void openFromDisk(const std::filesystem::path& directory);
+    // Lets go of the open project once its saves are on disk, so its folder can be renamed
+    // or trashed; settings stay for the next recording.
+    void close();
 
     void applyRenderSettings(const RenderSettings& settings);
     void updateAspectRatio(AspectRatio ratio);

@@ -1,6 +1,10 @@
 #include "QmlValues.h"
 
+#include "ProjectThumbnails.h"
 #include "engine/OutputTimeline.h"
+#include "engine/RecordingDurationFormatter.h"
+
+#include <QUrl>
 
 namespace vantile::QmlValues {
 
@@ -112,6 +116,57 @@ QDateTime dateTime(const std::optional<Timestamp>& time)
     if (!time) return {};
     return QDateTime::fromMSecsSinceEpoch(
         std::chrono::duration_cast<std::chrono::milliseconds>(time->time_since_epoch()).count());
+}
+
+namespace {
+
+QString sourceText(const std::optional<CaptureInfo>& capture)
+{
+    if (!capture) return {};
+    const auto named = [](const std::optional<std::string>& text) {
+        return text && !text->empty() ? QString::fromStdString(*text) : QString();
+    };
+    if (capture->sourceType == CaptureInfo::SourceType::display) {
+        const QString title = named(capture->windowTitle);
+        return title.isEmpty() ? QStringLiteral("整个屏幕") : QStringLiteral("屏幕 ") + title;
+    }
+    const QString app = named(capture->appName);
+    const QString title = named(capture->windowTitle);
+    if (app.isEmpty() || title.isEmpty()) return app + title;
+    return app + QStringLiteral(" — ") + title;
+}
+
+}  // namespace
+
+QVariantList projects(const std::vector<ProjectSummary>& projects)
+{
+    QVariantList list;
+    for (const auto& project : projects) {
+        QString status;
+        if (project.unfinished) status = QStringLiteral("未完成");
+        else if (project.problem) status = QStringLiteral("无法读取");
+        else if (project.exported) status = QStringLiteral("已导出");
+        QString thumbnail;
+        if (project.rawVideoURL) {
+            thumbnail = QStringLiteral("image://") + ProjectThumbnailProvider::name + "/" +
+                        QString::fromUtf8(QUrl::toPercentEncoding(QString::fromStdString(project.rawVideoURL->string())));
+        }
+        list.append(QVariantMap{
+            {"directory", QString::fromStdString(project.directory.string())},
+            {"name", QString::fromStdString(project.name)},
+            {"date", dateTime(project.recordedAt).toString("yyyy-MM-dd HH:mm")},
+            {"duration", project.unfinished || project.problem
+                             ? QString()
+                             : QString::fromStdString(RecordingDurationFormatter::formatDuration(project.duration))},
+            {"source", sourceText(project.capture)},
+            {"status", status},
+            {"problem", QString::fromStdString(project.problem.value_or(""))},
+            {"exported", project.exported},
+            {"unfinished", project.unfinished},
+            {"thumbnail", thumbnail},
+        });
+    }
+    return list;
 }
 
 std::optional<RenderSettingChange> renderSettingChange(const RenderSettings& current, const QString& field,

@@ -6,6 +6,7 @@
 #include "model/JsonCoding.h"
 #include "model/RecordingProject.h"
 #include "model/RenderSettings.h"
+#include "store/ProjectCatalog.h"
 
 #include <QDateTime>
 #include <QString>
@@ -44,6 +45,8 @@ QVariantMap project(const RecordingProject& project);
 QVariantMap renderSettings(const RenderSettings& settings);
 QVariantList microphones(const std::vector<AudioInputDevice>& devices);
 QDateTime dateTime(const std::optional<Timestamp>& time);
+// The project list's rows: texts ready to show, and the thumbnail's image address.
+QVariantList projects(const std::vector<ProjectSummary>& projects);
 
 // One change made in the settings panel. The ones that recompute project data, or size the
 // output, are kinds of their own; every other field arrives as the whole settings changed.

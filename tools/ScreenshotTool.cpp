@@ -11,6 +11,7 @@
 
 #include <QApplication>
 #include <QMenu>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <cstdio>
@@ -57,6 +58,9 @@ int main(int argc, char** argv)
     std::filesystem::create_directories(out);
     bool ok = true;
 
+    // Thumbnails of the sample projects go to a cache of their own.
+    QTemporaryDir cache;
+    qputenv("XDG_CACHE_HOME", cache.path().toUtf8());
     ScreenHarness screens;
     if (!screens.window()) return 1;
     screens.window()->resize(1180, 780);
@@ -78,6 +82,25 @@ int main(int argc, char** argv)
         }(),
     };
     screens.loadSources(sources);
+    ok &= save(grab(screens), out / "01-home-empty.png");
+    const ProjectFileManager files(screens.root / "projects");
+    const std::tuple<const char*, const char*, bool> recorded[] = {
+        {"产品演示 v2", "2026-11-24T09:12:00Z", true},
+        {"project-2026-11-23-101500", "2026-11-23T10:15:00Z", false},
+        {"Onboarding walkthrough", "2026-11-20T16:40:00Z", true},
+        {"project-2026-11-18-083000", "2026-11-18T08:30:00Z", false},
+    };
+    for (const auto& [name, createdAt, exported] : recorded) {
+        makeSampleProject(screens.root / "projects" / name, 1280, 720, 3);
+        files.updateProject(screens.root / "projects" / name, [&](RecordingProject project) {
+            project.createdAt = parseISO8601(createdAt);
+            if (exported) project.exportVideoPath = "export.mp4";
+            return project;
+        });
+    }
+    screens.state->refreshProjects();
+    waitFor([&] { return screens.state->projects().size() == std::size(recorded); });
+    QTest::qWait(1500);
     ok &= save(grab(screens), out / "01-home.png");
     screens.state->setUnfinishedRecordings({"/home/user/Videos/VantileProjects/project-2026-11-24-171605"});
     ok &= save(grab(screens), out / "01-home-unfinished-recording.png");

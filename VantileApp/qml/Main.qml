@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls.Basic
+import QtQuick.Dialogs
 import QtQuick.Layouts
 import "."
 
@@ -15,6 +16,22 @@ ApplicationWindow {
     visible: true
     color: Theme.background
     font.family: Theme.fontFamily
+
+    // Any project folder: the desktop's own folder chooser (the portal's on Wayland).
+    function openProjectDialog() { projectFolderDialog.open() }
+
+    FolderDialog {
+        id: projectFolderDialog
+        objectName: "projectFolderDialog"
+        title: "打开项目"
+        currentFolder: appState.projectsRootURL
+        onAccepted: appState.openProjectLocation(selectedFolder.toString())
+    }
+    Shortcut {
+        sequence: "Ctrl+O"
+        enabled: appState.route !== "recording"
+        onActivated: window.openProjectDialog()
+    }
 
     // A faint grid behind every screen.
     Canvas {
@@ -53,6 +70,19 @@ ApplicationWindow {
 
         StatusBar {
             Layout.fillWidth: true
+        }
+    }
+
+    // A project folder (or a file inside one) dropped on the window opens it.
+    DropArea {
+        objectName: "projectDropArea"
+        anchors.fill: parent
+        enabled: appState.route !== "recording"
+        onEntered: (drag) => drag.accepted = drag.hasUrls
+        onDropped: (drop) => {
+            if (!drop.hasUrls) return
+            appState.openProjectLocation(drop.urls[0].toString())
+            drop.acceptProposedAction()
         }
     }
 }

@@ -3,6 +3,7 @@
 #include "FakeServices.h"
 #include "MainWindowLoader.h"
 
+#include <QCoreApplication>
 #include <QQmlApplicationEngine>
 #include <QQuickItem>
 #include <QQuickWindow>
@@ -20,7 +21,17 @@ struct ScreenHarness : AppFixture {
         sources->microphones = {{"alsa_input.usb-Blue_Yeti", "Blue Yeti"}, {"alsa_input.pci", "内置麦克风"}};
         engine = loadMainWindow(*state);
     }
-    ~ScreenHarness() { engine.reset(); }
+    ~ScreenHarness()
+    {
+        // The scene graph frees the textures of pictures that are gone at its next frame, and
+        // none comes once the window is destroyed: the screens with pictures go first.
+        if (window()) {
+            state->setRoute(Route::permissions);
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+            window()->grabWindow();
+        }
+        engine.reset();
+    }
 
     QQuickWindow* window() const
     {
