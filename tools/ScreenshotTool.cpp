@@ -102,6 +102,11 @@ int main(int argc, char** argv)
     waitFor([&] { return screens.state->projects().size() == std::size(recorded); });
     QTest::qWait(1500);
     ok &= save(grab(screens), out / "01-home.png");
+    if (auto* confirmation = screens.window()->findChild<QObject*>("trashConfirmation")) {
+        QMetaObject::invokeMethod(confirmation, "ask", Q_ARG(QVariant, screens.state->projectsValue().at(1)));
+        ok &= save(grab(screens), out / "01-home-delete.png");
+        QMetaObject::invokeMethod(confirmation, "close");
+    }
     screens.state->setUnfinishedRecordings({"/home/user/Videos/VantileProjects/project-2026-11-24-171605"});
     ok &= save(grab(screens), out / "01-home-unfinished-recording.png");
     screens.state->setUnfinishedRecordings({});

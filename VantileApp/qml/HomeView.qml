@@ -180,8 +180,7 @@ Item {
                     Keys.onEnterPressed: if (currentIndex >= 0) open(model[currentIndex])
 
                     function open(project) {
-                        if (project.unfinished) appState.openProjectLocation(project.directory)
-                        else if (!project.problem) appState.openProjectLocation(project.directory)
+                        if (project.problem === "") appState.openProjectLocation(project.directory)
                     }
 
                     delegate: Rectangle {
@@ -196,15 +195,16 @@ Item {
                         color: ListView.isCurrentItem ? "#1c2a4a" : rowMouse.containsMouse ? "#16213a" : "#101729"
                         border.color: ListView.isCurrentItem ? Theme.accentStrong : Theme.border
 
+                        // A click opens the project; the arrow keys choose one for Enter.
                         MouseArea {
                             id: rowMouse
                             anchors.fill: parent
                             hoverEnabled: true
+                            enabled: !row.renaming
                             onClicked: {
                                 projectList.currentIndex = row.index
-                                projectList.forceActiveFocus()
+                                projectList.open(row.modelData)
                             }
-                            onDoubleClicked: projectList.open(row.modelData)
                         }
 
                         RowLayout {
@@ -275,14 +275,17 @@ Item {
                             }
 
                             VantileButton {
-                                text: row.modelData.unfinished ? "恢复" : "打开"
+                                visible: row.modelData.unfinished
+                                text: "恢复"
                                 variant: "primary"
-                                enabled: !appState.isBusy && row.modelData.problem === ""
+                                compact: true
+                                enabled: !appState.isBusy
                                 onClicked: projectList.open(row.modelData)
                             }
                             VantileButton {
                                 text: "重命名"
                                 variant: "darkSecondary"
+                                compact: true
                                 enabled: !appState.isBusy
                                 onClicked: {
                                     nameField.text = row.modelData.name
@@ -294,6 +297,7 @@ Item {
                             VantileButton {
                                 text: "删除"
                                 variant: "darkSecondary"
+                                compact: true
                                 enabled: !appState.isBusy
                                 onClicked: trashConfirmation.ask(row.modelData)
                             }
@@ -311,37 +315,40 @@ Item {
         property var project: ({})
         function ask(chosen) { project = chosen; open() }
         anchors.centerIn: parent
+        width: Math.min(parent.width - 80, 520)
         modal: true
-        title: "删除项目"
-        standardButtons: Dialog.NoButton
+        padding: 24
         background: Rectangle { radius: Theme.radius; color: Theme.panelRaised; border.color: Theme.border }
-        header: Text {
-            text: "把“" + trashConfirmation.project.name + "”移到回收站？"
-            color: Theme.text
-            font.pixelSize: 17
-            font.weight: Font.Bold
-            padding: 20
-            bottomPadding: 4
-        }
-        contentItem: Text {
-            text: "录制的影片、编辑和导出都在这个文件夹里，可以从回收站还原。"
-            color: Theme.secondaryText
-            font.pixelSize: 14
-            wrapMode: Text.WordWrap
-        }
-        footer: RowLayout {
-            spacing: 10
-            Item { Layout.fillWidth: true }
-            VantileButton { text: "取消"; variant: "darkSecondary"; onClicked: trashConfirmation.close() }
-            VantileButton {
-                objectName: "confirmTrashButton"
-                text: "移到回收站"
-                variant: "danger"
-                Layout.rightMargin: 20
-                Layout.bottomMargin: 16
-                onClicked: {
-                    trashConfirmation.close()
-                    appState.moveProjectToTrash(trashConfirmation.project.directory)
+        contentItem: ColumnLayout {
+            spacing: 12
+            Text {
+                text: "把“" + trashConfirmation.project.name + "”移到回收站？"
+                color: Theme.text
+                font.pixelSize: 17
+                font.weight: Font.Bold
+                wrapMode: Text.Wrap
+                Layout.fillWidth: true
+            }
+            Text {
+                text: "录制的影片、编辑和导出都在这个文件夹里，可以从回收站还原。"
+                color: Theme.secondaryText
+                font.pixelSize: 14
+                wrapMode: Text.WordWrap
+                Layout.fillWidth: true
+            }
+            RowLayout {
+                Layout.topMargin: 8
+                spacing: 10
+                Item { Layout.fillWidth: true }
+                VantileButton { text: "取消"; variant: "darkSecondary"; onClicked: trashConfirmation.close() }
+                VantileButton {
+                    objectName: "confirmTrashButton"
+                    text: "移到回收站"
+                    variant: "danger"
+                    onClicked: {
+                        trashConfirmation.close()
+                        appState.moveProjectToTrash(trashConfirmation.project.directory)
+                    }
                 }
             }
         }

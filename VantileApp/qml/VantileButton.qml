@@ -6,13 +6,15 @@ import "."
 Button {
     id: control
     property string variant: "secondary"
+    // For rows of a list: smaller type and less padding.
+    property bool compact: false
     font.family: Theme.fontFamily
-    font.pixelSize: 14
+    font.pixelSize: compact ? 13 : 14
     font.weight: Font.DemiBold
-    leftPadding: 20
-    rightPadding: 20
-    topPadding: 10
-    bottomPadding: 10
+    leftPadding: compact ? 12 : 20
+    rightPadding: compact ? 12 : 20
+    topPadding: compact ? 6 : 10
+    bottomPadding: compact ? 6 : 10
     hoverEnabled: true
     opacity: enabled ? 1 : 0.45
 
@@ -24,7 +26,7 @@ Button {
         verticalAlignment: Text.AlignVCenter
     }
     background: Rectangle {
-        implicitHeight: 40
+        implicitHeight: control.compact ? 32 : 40
         radius: 10
         color: {
             const pressed = control.down

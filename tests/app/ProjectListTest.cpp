@@ -109,29 +109,35 @@ TEST(ProjectListTest, HomeListsProjectsNewestFirstWithPicturesAndOpensRenamesAnd
         cached += entry.path().extension() == ".png";
     EXPECT_EQ(cached, 3);
 
-    // Choosing a row and pressing Enter opens it.
+    // A click opens a project; so does choosing one with the arrow keys and pressing Enter.
     QQuickItem* gammaRow = rows(screens)[1];
     QTest::mouseClick(screens.window(), Qt::LeftButton, {}, gammaRow->mapToScene(QPointF(300, 20)).toPoint());
-    QTest::keyClick(screens.window(), Qt::Key_Return);
     ASSERT_TRUE(waitFor([&] { return screens.state->route() == Route::preview; }));
     EXPECT_EQ(screens.state->projectDirectory(), root / "gamma");
+    screens.state->setRouteName("home");
+    ASSERT_TRUE(waitFor([&] { return rows(screens).size() == 4 && !screens.state->isBusy(); }));
+    screens.item("projectList")->forceActiveFocus();
+    for (int step = 0; step < 3; ++step) QTest::keyClick(screens.window(), Qt::Key_Down);
+    QTest::keyClick(screens.window(), Qt::Key_Return);
+    ASSERT_TRUE(waitFor([&] { return screens.state->projectDirectory() == root / "alpha"; }));
+    EXPECT_EQ(screens.state->route(), Route::preview);
 
     // Renaming the open project lets go of it first; a taken name is refused and changes nothing.
     screens.state->setRouteName("home");
-    screens.state->renameProject(QString::fromStdString((root / "gamma").string()), "beta");
+    screens.state->renameProject(QString::fromStdString((root / "alpha").string()), "beta");
     EXPECT_EQ(screens.state->errorMessage(), "There is already a project or file named “beta”.");
-    EXPECT_TRUE(fs::exists(root / "gamma"));
-    screens.state->renameProject(QString::fromStdString((root / "gamma").string()), "产品演示");
+    EXPECT_TRUE(fs::exists(root / "alpha"));
+    screens.state->renameProject(QString::fromStdString((root / "alpha").string()), "产品演示");
     EXPECT_FALSE(screens.state->hasProject());
     ASSERT_TRUE(waitFor([&] { return listedNames(*screens.state) ==
-                                     std::vector<std::string>{"beta", "产品演示", "alpha", "cut-off"}; }));
+                                     std::vector<std::string>{"beta", "gamma", "产品演示", "cut-off"}; }));
     EXPECT_NO_THROW(files.loadProject(root / "产品演示"));
 
     // Delete goes to the trash of the user's data folder, never away for good.
-    screens.state->moveProjectToTrash(QString::fromStdString((root / "alpha").string()));
-    EXPECT_FALSE(fs::exists(root / "alpha"));
-    EXPECT_TRUE(fs::exists(home / "data" / "Trash" / "files" / "alpha" / "raw.mov"));
-    EXPECT_TRUE(fs::exists(home / "data" / "Trash" / "info" / "alpha.trashinfo"));
+    screens.state->moveProjectToTrash(QString::fromStdString((root / "gamma").string()));
+    EXPECT_FALSE(fs::exists(root / "gamma"));
+    EXPECT_TRUE(fs::exists(home / "data" / "Trash" / "files" / "gamma" / "raw.mov"));
+    EXPECT_TRUE(fs::exists(home / "data" / "Trash" / "info" / "gamma.trashinfo"));
     ASSERT_TRUE(waitFor([&] { return screens.state->projects().size() == 3; }));
     // Where no trash can be made, the project stays where it was and the user is told.
     writeText(home / "not a folder", "x");
