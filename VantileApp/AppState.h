@@ -2,6 +2,7 @@
 
 #include "AppServices.h"
 #include "QmlValues.h"
+#include "RecordingCountdown.h"
 #include "Route.h"
 #include "StopTrigger.h"
 #include "capture/PermissionStatus.h"
@@ -76,6 +77,9 @@ class AppState : public QObject {
     Q_PROPERTY(QVariantList unfinishedRecordings READ unfinishedRecordingsValue NOTIFY unfinishedRecordingsChanged)
     Q_PROPERTY(bool canUndo READ canUndo NOTIFY currentProjectChanged)
     Q_PROPERTY(bool canRedo READ canRedo NOTIFY currentProjectChanged)
+    // The countdown before a recording: "auto", "off", "2" or "3".
+    Q_PROPERTY(QString recordingCountdown READ recordingCountdownName WRITE setRecordingCountdownName NOTIFY
+                   recordingCountdownChanged)
 
 public:
     explicit AppState(AppCollaborators collaborators, QObject* parent = nullptr);
@@ -240,7 +244,19 @@ signals:
     void isExportingChanged();
     void unfinishedRecordingsChanged();
 
+public:
+    // The countdown before the first frame.
+    CountdownChoice recordingCountdown() const { return recordingCountdown_; }
+    void setRecordingCountdown(CountdownChoice choice);
+    QString recordingCountdownName() const { return countdownChoiceName(recordingCountdown_); }
+    void setRecordingCountdownName(const QString& name);
+
+signals:
+    void recordingCountdownChanged();
+
 private:
+    CountdownChoice recordingCountdown_ = CountdownChoice::automatic;
+
     void notifyDerivedTexts();
 
     Route route_ = Route::home;
