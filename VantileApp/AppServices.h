@@ -110,6 +110,18 @@ public:
         hideMainWindow();
         hidden();
     }
+    // Whether a recording of `recorded` leaves no screen outside it (one display, all of it).
+    virtual bool recordsEveryScreen(const CaptureSource&) { return false; }
+    // Counts `seconds` down before the capture of `recorded` starts, where nothing records it
+    // yet, then calls `finished`; `cancelled` instead when the user cancels.
+    virtual void runCountdown(int seconds, const CaptureSource& recorded, std::function<void()> finished,
+                              std::function<void()> cancelled)
+    {
+        (void)seconds;
+        (void)recorded;
+        (void)cancelled;
+        finished();
+    }
     // The four-second "recording" hint; `recorded` tells which area must not show it.
     virtual void showRecordingHint(const CaptureSource& recorded) = 0;
     virtual void dismissRecordingHint() = 0;

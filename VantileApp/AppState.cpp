@@ -128,6 +128,18 @@ void AppState::setRecordingElapsed(double seconds)
     emit recordingElapsedChanged();
 }
 
+void AppState::setRecordingCountdown(CountdownChoice choice)
+{
+    if (recordingCountdown_ == choice) return;
+    recordingCountdown_ = choice;
+    emit recordingCountdownChanged();
+}
+
+void AppState::setRecordingCountdownName(const QString& name)
+{
+    if (const auto choice = parseCountdownChoice(name)) setRecordingCountdown(*choice);
+}
+
 void AppState::setRecordingMaxDuration(double seconds)
 {
     if (recordingMaxDuration_ == seconds) return;

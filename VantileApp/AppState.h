@@ -2,6 +2,7 @@
 
 #include "AppServices.h"
 #include "QmlValues.h"
+#include "RecordingCountdown.h"
 #include "Route.h"
 #include "StopTrigger.h"
 #include "capture/PermissionStatus.h"
@@ -80,6 +81,9 @@ class AppState : public QObject {
     Q_PROPERTY(bool canRedo READ canRedo NOTIFY currentProjectChanged)
     Q_PROPERTY(QVariantList projects READ projectsValue NOTIFY projectsChanged)
     Q_PROPERTY(QUrl projectsRootURL READ projectsRootURL CONSTANT)
+    // The countdown before a recording: "auto", "off", "2" or "3".
+    Q_PROPERTY(QString recordingCountdown READ recordingCountdownName WRITE setRecordingCountdownName NOTIFY
+                   recordingCountdownChanged)
 
 public:
     explicit AppState(AppCollaborators collaborators, QObject* parent = nullptr);
@@ -256,7 +260,19 @@ signals:
     void unfinishedRecordingsChanged();
     void projectsChanged();
 
+public:
+    // The countdown before the first frame.
+    CountdownChoice recordingCountdown() const { return recordingCountdown_; }
+    void setRecordingCountdown(CountdownChoice choice);
+    QString recordingCountdownName() const { return countdownChoiceName(recordingCountdown_); }
+    void setRecordingCountdownName(const QString& name);
+
+signals:
+    void recordingCountdownChanged();
+
 private:
+    CountdownChoice recordingCountdown_ = CountdownChoice::automatic;
+
     void notifyDerivedTexts();
 
     Route route_ = Route::home;

@@ -4,7 +4,10 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QPointer>
+#include <QTimer>
 #include <QVariantMap>
+
+#include <algorithm>
 
 namespace vantile {
 
@@ -42,14 +45,52 @@ void DesktopNotifier::send(const QString& summary, const QString& body, const QS
     message << QString(applicationName) << uint(0) << QStringLiteral("app.vantile.Vantile") << summary << body
             << actions << hints << expireMilliseconds;
     auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(message), this);
-    QPointer<DesktopNotifier> self(this);
+    ++unanswered_;
     connect(watcher, &QDBusPendingCallWatcher::finished, this,
-            [self, onInvoked = std::move(onInvoked)](QDBusPendingCallWatcher* call) mutable {
+            [this, onInvoked = std::move(onInvoked)](QDBusPendingCallWatcher* call) mutable {
                 call->deleteLater();
+                unanswered_ = std::max(unanswered_ - 1, 0);
                 const QDBusPendingReply<uint> reply = *call;
-                if (!self || reply.isError() || !onInvoked) return;
-                self->pendingActions_[reply.value()] = std::move(onInvoked);
+                if (!reply.isError()) {
+                    // Shown after a withdrawal began: it goes too.
+                    if (!withdrawn_.empty()) close(reply.value());
+                    else shown_.insert(reply.value());
+                    if (onInvoked) pendingActions_[reply.value()] = std::move(onInvoked);
+                }
+                finishWithdrawalIfDone();
             });
+}
+
+void DesktopNotifier::withdrawAll(std::function<void()> done, int limitMilliseconds)
+{
+    withdrawn_.push_back(std::move(done));
+    for (const uint id : std::exchange(shown_, {})) close(id);
+    // A server that never answers must not hold the caller back.
+    QTimer::singleShot(limitMilliseconds, this, [this] {
+        unanswered_ = 0;
+        closesInFlight_ = 0;
+        finishWithdrawalIfDone();
+    });
+    finishWithdrawalIfDone();
+}
+
+void DesktopNotifier::close(uint id)
+{
+    QDBusMessage message = QDBusMessage::createMethodCall(service, path, interface, "CloseNotification");
+    message << id;
+    auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(message), this);
+    ++closesInFlight_;
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher* call) {
+        call->deleteLater();
+        closesInFlight_ = std::max(closesInFlight_ - 1, 0);
+        finishWithdrawalIfDone();
+    });
+}
+
+void DesktopNotifier::finishWithdrawalIfDone()
+{
+    if (withdrawn_.empty() || unanswered_ > 0 || closesInFlight_ > 0) return;
+    for (const auto& done : std::exchange(withdrawn_, {})) done();
 }
 
 void DesktopNotifier::handleActionInvoked(uint id, const QString& actionKey)
@@ -63,6 +104,7 @@ void DesktopNotifier::handleActionInvoked(uint id, const QString& actionKey)
 
 void DesktopNotifier::handleClosed(uint id, uint)
 {
+    shown_.erase(id);
     pendingActions_.erase(id);
 }
 

@@ -6,6 +6,8 @@
 
 #include <functional>
 #include <map>
+#include <set>
+#include <vector>
 
 namespace vantile {
 
@@ -25,6 +27,13 @@ public:
     void notifyWithAction(const QString& summary, const QString& body, const QString& actionLabel,
                           Action onInvoked);
 
+    // Withdraws every notification of ours still on the desktop (CloseNotification), also those
+    // whose server has not answered yet, and calls `done` once the server has taken each away or
+    // `limitMilliseconds` have passed: a recording's first frame must not show one.
+    void withdrawAll(std::function<void()> done, int limitMilliseconds = 1000);
+    // Whether any notification of ours may still be on the desktop.
+    bool anyShown() const { return !shown_.empty() || unanswered_ > 0; }
+
     static constexpr const char* service = "org.freedesktop.Notifications";
     static constexpr const char* path = "/org/freedesktop/Notifications";
     static constexpr const char* interface = "org.freedesktop.Notifications";
@@ -38,8 +47,15 @@ private:
     void send(const QString& summary, const QString& body, const QStringList& actions, int expireMilliseconds,
               Action onInvoked);
 
+    void close(uint id);
+    void finishWithdrawalIfDone();
+
     QDBusConnection bus_;
     std::map<uint, Action> pendingActions_;
+    std::set<uint> shown_;
+    int unanswered_ = 0;       // Notify calls the server has not answered yet
+    int closesInFlight_ = 0;   // CloseNotification calls not answered yet
+    std::vector<std::function<void()>> withdrawn_;  // waiting for the withdrawal to end
 };
 
 }  // namespace vantile

@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <utility>
 
 namespace vantile {
 
@@ -68,6 +69,28 @@ CGRectCodable devicePixels(const QRect& area, qreal pixelRatio)
     return {area.x() * pixelRatio, area.y() * pixelRatio, area.width() * pixelRatio, area.height() * pixelRatio};
 }
 
+// The corner of the screen under `control` nearest to it, `size` pixels square.
+QRect cornerNear(const QRect& control, int size)
+{
+    QScreen* screen = QGuiApplication::screenAt(control.center());
+    if (!screen) screen = QGuiApplication::primaryScreen();
+    const QRect area = screen ? screen->geometry() : control;
+    const bool right = control.center().x() >= area.center().x();
+    const bool bottom = control.center().y() >= area.center().y();
+    const int x = right ? area.x() + area.width() - size : area.x();
+    const int y = bottom ? area.y() + area.height() - size : area.y();
+    return QRect(x, y, size, size);
+}
+
+QString cornerName(const QRect& corner)
+{
+    QScreen* screen = QGuiApplication::screenAt(corner.center());
+    const QRect area = screen ? screen->geometry() : corner;
+    const bool right = corner.center().x() >= area.center().x();
+    const bool bottom = corner.center().y() >= area.center().y();
+    return QString(bottom ? "下" : "上").prepend(right ? "右" : "左") + "角";
+}
+
 class CloseWatcher : public QObject {
 public:
     CloseWatcher(QWindow* window, MainWindowShell::TrayProbe trayAvailable, std::function<void()> quit)
@@ -96,11 +119,14 @@ private:
 
 MainWindowShell::MainWindowShell()
     : trayAvailable_([] { return QSystemTrayIcon::isSystemTrayAvailable(); }),
-      quit_([] { QCoreApplication::quit(); })
+      quit_([] { QCoreApplication::quit(); }),
+      pointer_([]() -> std::optional<QPoint> { return QCursor::pos(); })
 {
     // A tray that goes away while recording must not leave the user without a stop button.
     trayCheck_.setInterval(trayCheckMilliseconds);
     QObject::connect(&trayCheck_, &QTimer::timeout, [this] { showRecordingControlIfNoTray(); });
+    hotCornerWatch_.setInterval(hotCornerPollMilliseconds);
+    QObject::connect(&hotCornerWatch_, &QTimer::timeout, [this] { watchHotCorner(); });
 }
 
 MainWindowShell::~MainWindowShell() = default;
@@ -125,6 +151,55 @@ void MainWindowShell::hideMainWindow()
 void MainWindowShell::hideWindowsBeforeCapture(std::function<void()> hidden)
 {
     dismissRecordingHint();
+    if (notifier_ && notifier_->anyShown()) {
+        // The desktop draws notifications over everything, so none may remain for the first frame.
+        notifier_->withdrawAll([this, hidden = std::move(hidden)]() mutable {
+            QTimer::singleShot(notificationFadeMilliseconds, [this, hidden = std::move(hidden)]() mutable {
+                hideOwnWindows(std::move(hidden));
+            });
+        });
+        return;
+    }
+    hideOwnWindows(std::move(hidden));
+}
+
+bool MainWindowShell::recordsEveryScreen(const CaptureSource& recorded)
+{
+    return recorded.kind == CaptureSource::SourceKind::display && !chooseHintScreen(currentScreens(), recorded);
+}
+
+void MainWindowShell::runCountdown(int seconds, const CaptureSource& recorded, std::function<void()> finished,
+                                   std::function<void()> cancelled)
+{
+    hideMainWindow();
+    hintTold_ = recordsEveryScreen(recorded);
+    const QString hint = hintTold_ ? hintMessageFor(recorded) : QString();
+    if (hintTold_ && notifier_) notifier_->notify(hintTitle, hint, -1);
+    countdown_ = std::make_unique<RecordingCountdownWindow>(seconds, hintTitle, hint);
+    if (canPlaceWindows()) {
+        // Before the capture starts nothing records it: the middle of the recorded area is where eyes are.
+        const QRect area = QRect(int(recorded.region.x), int(recorded.region.y), int(recorded.region.width),
+                                 int(recorded.region.height));
+        QRect place(QPoint(0, 0), countdown_->size());
+        place.moveCenter(area.isEmpty() ? QGuiApplication::primaryScreen()->geometry().center() : area.center());
+        countdown_->setGeometry(place);
+    }
+    const auto done = [this](const std::function<void()>& next) {
+        // Deleted later: the signal comes from the window itself.
+        if (countdown_) countdown_.release()->deleteLater();
+        next();
+    };
+    QObject::connect(countdown_.get(), &RecordingCountdownWindow::finished, [done, finished] { done(finished); });
+    QObject::connect(countdown_.get(), &RecordingCountdownWindow::cancelled, [this, done, cancelled] {
+        hintTold_ = false;
+        if (notifier_) notifier_->withdrawAll([] {});
+        done(cancelled);
+    });
+    countdown_->start();
+}
+
+void MainWindowShell::hideOwnWindows(std::function<void()> hidden)
+{
     std::vector<QPointer<QWindow>> hiding;
     QRect shownArea;
     for (QWindow* window : QGuiApplication::topLevelWindows()) {
@@ -207,6 +282,8 @@ void MainWindowShell::showRecordingHint(const CaptureSource& recorded)
     // Without a tray the recording control, placed where the panel would go, is the hint.
     if (chosen && recordingControl_) return;
     if (!chosen) {
+        // Told in the countdown already, and a notification now would be in the movie.
+        if (std::exchange(hintTold_, false)) return;
         // Nowhere to put the panel without it landing in the recording: the desktop says it.
         if (notifier_) {
             notifier_->notify(hintTitle, hintMessageNow(), hintMilliseconds);
@@ -244,7 +321,49 @@ void MainWindowShell::showRecordingControlIfNoTray()
             currentScreens(), *recorded_,
             QSize(RecordingControlWindow::controlWidth, RecordingControlWindow::controlHeight)));
     }
+    if (hidesControlFor(*recorded_)) {
+        // Anywhere on the only recorded screen it would be in the movie: it waits behind the corner.
+        hotCorner_ = cornerNear(recordingControl_->geometry(), hotCornerSize);
+        restingInCornerSince_.reset();
+        hotCornerWatch_.start();
+        return;
+    }
     recordingControl_->show();
+}
+
+bool MainWindowShell::hidesControlFor(const CaptureSource& recorded) const
+{
+    return canPlaceWindows() && recorded.kind == CaptureSource::SourceKind::display && !trayAvailable_() &&
+           !chooseHintScreen(currentScreens(), recorded);
+}
+
+void MainWindowShell::watchHotCorner()
+{
+    if (!recordingControl_ || !hotCorner_) return;
+    const std::optional<QPoint> pointer = pointer_ ? pointer_() : std::nullopt;
+    if (!pointer) return;
+    const auto now = std::chrono::steady_clock::now();
+    if (!recordingControl_->isVisible()) {
+        if (!hotCorner_->contains(*pointer)) {
+            restingInCornerSince_.reset();
+            return;
+        }
+        // Passing through the corner on the way elsewhere is no request.
+        if (!restingInCornerSince_) restingInCornerSince_ = now;
+        if (now - *restingInCornerSince_ < std::chrono::milliseconds(hotCornerRestMilliseconds)) return;
+        recordingControl_->show();
+        recordingControl_->raise();
+        lastNearControl_ = now;
+        return;
+    }
+    // The gap between the corner and the control counts as near, so the way over does not hide it.
+    const QRect near = recordingControl_->frameGeometry().united(*hotCorner_).adjusted(-8, -8, 8, 8);
+    if (near.contains(*pointer)) {
+        lastNearControl_ = now;
+    } else if (now - lastNearControl_ >= std::chrono::milliseconds(hotCornerLingerMilliseconds)) {
+        recordingControl_->hide();
+        restingInCornerSince_.reset();
+    }
 }
 
 void MainWindowShell::setStopShortcutText(const QString& text)
@@ -255,7 +374,22 @@ void MainWindowShell::setStopShortcutText(const QString& text)
 
 QString MainWindowShell::hintMessageNow() const
 {
+    return recorded_ ? hintMessageFor(*recorded_) : hintMessageFor(CaptureSource{.kind = CaptureSource::SourceKind::window});
+}
+
+QString MainWindowShell::hintMessageFor(const CaptureSource& recorded) const
+{
     if (trayAvailable_()) return hintMessage;
+    if (hidesControlFor(recorded)) {
+        const QString corner =
+            cornerName(cornerNear(recordingControlGeometry(currentScreens(), recorded,
+                                                           QSize(RecordingControlWindow::controlWidth,
+                                                                 RecordingControlWindow::controlHeight)),
+                                  hotCornerSize));
+        if (!stopShortcutText_.isEmpty())
+            return "主窗口已隐藏，按 " + stopShortcutText_ + " 停止，或把指针停在屏幕" + corner + "打开录制控制条。";
+        return "主窗口已隐藏，把指针停在屏幕" + corner + "可打开录制控制条停止。";
+    }
     if (!stopShortcutText_.isEmpty()) return "主窗口已隐藏，按 " + stopShortcutText_ + " 或用 Vantile 录制控制条停止。";
     if (desktopIndicatorStops_)
         return "主窗口已隐藏，可用 Vantile 录制控制条、桌面的屏幕共享指示器或 vantile --toggle-recording 停止。";
@@ -272,6 +406,10 @@ void MainWindowShell::endRecording()
 {
     recorded_.reset();
     trayCheck_.stop();
+    hotCornerWatch_.stop();
+    hotCorner_.reset();
+    hintTold_ = false;
+    restingInCornerSince_.reset();
     elapsedText_ = "00:00";
     if (recordingControl_) {
         recordingControl_->hide();
@@ -310,7 +448,10 @@ std::vector<CGRectCodable> MainWindowShell::ownWindowAreas()
 std::optional<CGRectCodable> MainWindowShell::stopGestureTarget(StopTrigger trigger)
 {
     if (trigger != StopTrigger::control || !recordingControl_ || !recordingControl_->isVisible()) return std::nullopt;
-    return devicePixels(recordingControl_->frameGeometry(), recordingControl_->devicePixelRatioF());
+    // Behind a hot corner the way to the control leads through the corner first.
+    const QRect target = hotCorner_ ? recordingControl_->frameGeometry().united(*hotCorner_)
+                                    : recordingControl_->frameGeometry();
+    return devicePixels(target, recordingControl_->devicePixelRatioF());
 }
 
 void MainWindowShell::quitWhenClosedWithoutTray(QWindow* mainWindow)

@@ -3,10 +3,14 @@
 #include "AppServices.h"
 #include "DesktopNotifier.h"
 #include "RecordingControlWindow.h"
+#include "RecordingCountdownWindow.h"
 #include "RecordingHintPanel.h"
 
 #include <QPointer>
+#include <QRect>
 #include <QTimer>
+
+#include <chrono>
 
 #include <functional>
 #include <memory>
@@ -22,6 +26,8 @@ namespace vantile {
 class MainWindowShell : public DesktopShell {
 public:
     using TrayProbe = std::function<bool()>;
+    // Where the pointer is in global screen coordinates, when the desktop tells.
+    using PointerProbe = std::function<std::optional<QPoint>()>;
 
     MainWindowShell();
     ~MainWindowShell() override;
@@ -32,6 +38,11 @@ public:
     // is watched until it no longer shows our windows, or, where it cannot be read, about one
     // more frame passes.
     void hideWindowsBeforeCapture(std::function<void()> hidden) override;
+    bool recordsEveryScreen(const CaptureSource& recorded) override;
+    // The main window goes; on a recorded single screen the countdown carries the recording hint
+    // (and the desktop shows it as a notification, withdrawn before the first frame).
+    void runCountdown(int seconds, const CaptureSource& recorded, std::function<void()> finished,
+                      std::function<void()> cancelled) override;
     void showRecordingHint(const CaptureSource& recorded) override;
     void dismissRecordingHint() override;
     void revealFile(const std::filesystem::path& file) override;
@@ -43,6 +54,9 @@ public:
     void setTrayProbe(TrayProbe probe) { trayAvailable_ = std::move(probe); }
     void setQuitAction(std::function<void()> quit) { quit_ = std::move(quit); }
     void setNotifier(DesktopNotifier* notifier) { notifier_ = notifier; }
+    // X11 answers QCursor::pos(); a desktop that tells the pointer only through the captured
+    // stream's cursor metadata feeds it here instead.
+    void setPointerProbe(PointerProbe probe) { pointer_ = std::move(probe); }
     void setRecordingElapsedText(const QString& text);
     // The recording is over: the recording control goes away.
     void endRecording();
@@ -62,6 +76,15 @@ public:
     static constexpr int redrawWaitLimitMilliseconds = 1000;
     // Three frames at 60 Hz without a change: a fade-out has ended.
     static constexpr int settledMilliseconds = 50;
+    // A withdrawn notification fades out on most desktops; its place is unknown, so this is waited.
+    static constexpr int notificationFadeMilliseconds = 400;
+    // A recorded single screen without a tray keeps the recording control out of the picture: it
+    // shows when the pointer rests this close to the screen's corner where it lives, for this long,
+    // and goes again once the pointer has been away from it for a while.
+    static constexpr int hotCornerSize = 4;
+    static constexpr int hotCornerRestMilliseconds = 300;
+    static constexpr int hotCornerLingerMilliseconds = 1500;
+    static constexpr int hotCornerPollMilliseconds = 50;
     static constexpr const char* hintTitle = "正在录制";
     static constexpr const char* hintMessage = "主窗口已隐藏，可从系统托盘的 Vantile 图标停止或打开。";
     static constexpr const char* hintMessageWithoutTray = "主窗口已隐藏，可从 Vantile 录制控制条停止。";
@@ -73,13 +96,23 @@ public:
     void setDesktopIndicatorStops(bool stops) { desktopIndicatorStops_ = stops; }
     // What the hint says now, after the tray, the shortcut and the desktop.
     QString hintMessageNow() const;
+    // The same for a recording of `recorded`, which may hide the control behind a hot corner.
+    QString hintMessageFor(const CaptureSource& recorded) const;
+    // Whether the recording control of `recorded` waits behind a hot corner: a display that
+    // leaves no screen free, without a tray, where windows can be placed.
+    bool hidesControlFor(const CaptureSource& recorded) const;
+    // The hot corner of the running recording, if its control hides behind one.
+    std::optional<QRect> hotCorner() const { return hotCorner_; }
 
     const RecordingHintPanel* recordingHintPanel() const { return recordingHintPanel_.get(); }
+    RecordingCountdownWindow* countdown() const { return countdown_.get(); }
     RecordingControlWindow* recordingControl() const { return recordingControl_.get(); }
 
 private:
     bool canPlaceWindows() const;
     void showRecordingControlIfNoTray();
+    void watchHotCorner();
+    void hideOwnWindows(std::function<void()> hidden);
 
     TrayProbe trayAvailable_;
     std::function<void()> stopRecording_;
@@ -95,6 +128,14 @@ private:
     QTimer trayCheck_;
     std::unique_ptr<QObject> closeWatcher_;
     std::unique_ptr<QTimer> hiddenCheck_;
+    PointerProbe pointer_;
+    std::unique_ptr<RecordingCountdownWindow> countdown_;
+    // The countdown told the recording hint already: no notification once the capture runs.
+    bool hintTold_ = false;
+    std::optional<QRect> hotCorner_;
+    QTimer hotCornerWatch_;
+    std::optional<std::chrono::steady_clock::time_point> restingInCornerSince_;
+    std::chrono::steady_clock::time_point lastNearControl_;
 };
 
 }  // namespace vantile

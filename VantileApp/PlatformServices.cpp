@@ -156,7 +156,10 @@ Timebase::Clock clockStartingAt(std::optional<std::chrono::steady_clock::time_po
 // Global input, read on the main thread whenever the input source has events.
 class BackendInputRecorderService : public InputRecorderService {
 public:
-    explicit BackendInputRecorderService(std::shared_ptr<SharedBackend> shared) : shared_(std::move(shared)) {}
+    BackendInputRecorderService(std::shared_ptr<SharedBackend> shared, std::optional<KeyShortcut> stopShortcut)
+        : shared_(std::move(shared)), stopShortcut_(std::move(stopShortcut))
+    {
+    }
 
     void start(const CGRectCodable& captureRegion, const std::filesystem::path& projectDirectory,
                std::optional<std::chrono::steady_clock::time_point> clockOrigin,
@@ -167,6 +170,7 @@ public:
             const std::lock_guard lock(shared_->mutex);
             source_ = shared_->backend->makeInputSource();
         }
+        if (stopShortcut_) source_->leaveOutShortcut(*stopShortcut_);
         recorder_ = std::make_unique<InputEventRecorder>(source_.get(), clockStartingAt(clockOrigin));
         recorder_->setExcludedAreas(std::move(ownWindows));
         const auto metadata = projectDirectory / ProjectFileManager::metadataFolderName;
@@ -200,6 +204,7 @@ public:
 
 private:
     std::shared_ptr<SharedBackend> shared_;
+    std::optional<KeyShortcut> stopShortcut_;
     std::unique_ptr<InputSource> source_;
     std::unique_ptr<InputEventRecorder> recorder_;
     std::unique_ptr<EventJournal> journal_;
@@ -216,7 +221,7 @@ public:
 
 }  // namespace
 
-AppCollaborators makePlatformCollaborators()
+AppCollaborators makePlatformCollaborators(std::optional<KeyShortcut> stopShortcut)
 {
     auto shared = std::make_shared<SharedBackend>();
     shared->backend = makeCaptureBackend(chooseCaptureBackend());
@@ -224,7 +229,7 @@ AppCollaborators makePlatformCollaborators()
     collaborators.permissions = std::make_unique<BackendPermissionService>(shared);
     collaborators.sourceProvider = std::make_unique<BackendSourceService>(shared);
     collaborators.recorder = std::make_unique<BackendScreenRecorderService>(shared);
-    collaborators.inputRecorder = std::make_unique<BackendInputRecorderService>(shared);
+    collaborators.inputRecorder = std::make_unique<BackendInputRecorderService>(shared, std::move(stopShortcut));
     collaborators.exporter = std::make_unique<MovieExportService>();
     return collaborators;
 }

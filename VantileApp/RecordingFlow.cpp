@@ -55,7 +55,7 @@ void RecordingFlow::start()
     source_ = state_.selectedSource();
     const AudioCaptureSettings audioSettings{state_.audioCaptureMode(), state_.selectedMicrophoneDeviceID()};
     if (!capturesMicrophone(audioSettings.mode)) {
-        beginCapture(audioSettings);
+        countDown(audioSettings);
         return;
     }
     runOffMainThread(state_.workers(), &state_, [this] { return permissions_.microphoneAccessGranted(); },
@@ -67,8 +67,32 @@ void RecordingFlow::start()
                              state_.setBusy(false);
                              return;
                          }
-                         beginCapture(audioSettings);
+                         countDown(audioSettings);
                      });
+}
+
+void RecordingFlow::countDown(const AudioCaptureSettings& audioSettings)
+{
+    auto* shell = state_.desktopShell();
+    const int seconds =
+        shell ? countdownSeconds(state_.recordingCountdown(), shell->recordsEveryScreen(*source_)) : 0;
+    if (seconds <= 0) {
+        beginCapture(audioSettings);
+        return;
+    }
+    state_.setStatusMessage("Counting down");
+    // Nothing exists yet: a cancel leaves no project behind.
+    shell->runCountdown(
+        seconds, *source_, [this, audioSettings] { beginCapture(audioSettings); }, [this] { cancelCountdown(); });
+}
+
+void RecordingFlow::cancelCountdown()
+{
+    source_.reset();
+    state_.setBusy(false);
+    state_.setStatusMessage("Ready");
+    state_.setRoute(Route::home);
+    if (auto* shell = state_.desktopShell()) shell->showMainWindow();
 }
 
 void RecordingFlow::beginCapture(const AudioCaptureSettings& audioSettings)

@@ -55,6 +55,8 @@ public:
 private:
     struct StopOutcome;
 
+    void countDown(const AudioCaptureSettings& audioSettings);
+    void cancelCountdown();
     void beginCapture(const AudioCaptureSettings& audioSettings);
     void finishStart(const std::optional<std::string>& failure);
     void finishStop(StopOutcome outcome);

@@ -5,6 +5,7 @@
 #include "MainWindowShell.h"
 #include "PlatformServices.h"
 #include "ProductMark.h"
+#include "RecordingCountdown.h"
 #include "RecordingCommands.h"
 #include "StatusItemController.h"
 #include "StopShortcut.h"
@@ -99,7 +100,17 @@ int main(int argc, char** argv)
         return 1;
     }
 
-    AppState appState(makePlatformCollaborators());
+    // The desktop-wide stop key is ours only while recording: X11 lets us take it; on Wayland the
+    // desktop's screen-sharing indicator and `vantile --toggle-recording` stop instead.
+    const bool onX11 = [] {
+        try {
+            return chooseCaptureBackend() == CaptureBackendKind::x11;
+        } catch (const std::exception&) {
+            return false;
+        }
+    }();
+    const std::optional<KeyShortcut> stopKey = onX11 ? StopShortcut::configured() : std::nullopt;
+    AppState appState(makePlatformCollaborators(stopKey));
     DesktopNotifier notifier;
     MainWindowShell shell;
     shell.setNotifier(&notifier);
@@ -133,18 +144,14 @@ int main(int argc, char** argv)
     shell.setStopRecordingAction([&] { statusItem.stopRecordingAndOpen(StopTrigger::control); });
     QObject::connect(&appState, &AppState::recordingElapsedChanged, &appState,
                      [&] { shell.setRecordingElapsedText(appState.recordingElapsedText()); });
-    // The desktop-wide stop key is ours only while recording: X11 lets us take it; on Wayland the
-    // desktop's screen-sharing indicator and `vantile --toggle-recording` stop instead.
-    const bool onX11 = [] {
-        try {
-            return chooseCaptureBackend() == CaptureBackendKind::x11;
-        } catch (const std::exception&) {
-            return false;
-        }
-    }();
-    StopShortcut stopShortcut(onX11 ? StopShortcut::configured() : std::nullopt,
+    StopShortcut stopShortcut(stopKey,
                               [](const KeyShortcut& shortcut) { return grabX11GlobalShortcut(shortcut); });
     shell.setDesktopIndicatorStops(!onX11);
+    // The countdown names the key before it is taken; the recording corrects it if taking fails.
+    shell.setStopShortcutText(stopShortcut.text());
+    appState.setRecordingCountdown(configuredCountdown());
+    QObject::connect(&appState, &AppState::recordingCountdownChanged, &appState,
+                     [&] { saveCountdown(appState.recordingCountdown()); });
     QObject::connect(&stopShortcut, &StopShortcut::pressed, &appState,
                      [&] { appState.stopRecording(StopTrigger::keyboardOrCommand); });
     // Connected before anything shows the hint, which names the key only once it is held.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "capture/KeyShortcut.h"
 #include "model/Geometry.h"
 
 #include <chrono>
@@ -54,6 +55,10 @@ public:
     // A descriptor that becomes readable when events wait, or -1 when there is none.
     virtual int fileDescriptor() const = 0;
     virtual void dispatchPending() = 0;
+
+    // The application's own shortcut (the stop key): its presses are not the user's typing. Sources
+    // that cannot tell keys apart ignore it.
+    virtual void leaveOutShortcut(const KeyShortcut&) {}
 };
 
 }  // namespace vantile

@@ -16,6 +16,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
+
 namespace vantile {
 namespace {
 
@@ -119,8 +122,9 @@ TEST(MainWindowShellTest, WindowHintAndRecordingControlFollowTheTrayAndClosingQu
     shell.endRecording();
     EXPECT_EQ(shell.recordingControl(), nullptr);
 
-    // A new recording without a tray shows it at once, counting from zero again.
-    shell.showRecordingHint(displaySource(screen));
+    // A new recording without a tray shows it at once, counting from zero again (beside a recorded
+    // window; a recorded single screen hides it behind a hot corner).
+    shell.showRecordingHint(windowSource(QRect(0, 0, 100, 100)));
     ASSERT_NE(shell.recordingControl(), nullptr);
     EXPECT_EQ(shell.recordingControl()->elapsedText(), "00:00");
     EXPECT_TRUE(screen.contains(shell.recordingControl()->geometry()));
@@ -138,6 +142,81 @@ TEST(MainWindowShellTest, WindowHintAndRecordingControlFollowTheTrayAndClosingQu
     window.show();
     window.close();
     ASSERT_TRUE(QTest::qWaitFor([&] { return quits == 1; }, waitLimitMilliseconds));
+}
+
+TEST(MainWindowShellTest, OnARecordedSingleScreenTheControlShowsOnlyWhenThePointerRestsInItsCorner)
+{
+    MainWindowShell shell;
+    std::optional<QPoint> pointer = QPoint(300, 300);
+    shell.setTrayProbe([] { return false; });
+    shell.setPointerProbe([&] { return pointer; });
+    const QRect screen = QGuiApplication::primaryScreen()->geometry();
+    shell.showRecordingHint(displaySource(screen));
+    ASSERT_NE(shell.recordingControl(), nullptr);
+    ASSERT_TRUE(shell.hotCorner());
+    const QRect corner = *shell.hotCorner();
+    EXPECT_EQ(corner.size(), QSize(MainWindowShell::hotCornerSize, MainWindowShell::hotCornerSize));
+    EXPECT_TRUE(screen.contains(corner));
+    const bool atRight = corner.right() == screen.right();
+    const bool atBottom = corner.bottom() == screen.bottom();
+    EXPECT_TRUE(atRight || corner.left() == screen.left());
+    EXPECT_TRUE(atBottom || corner.top() == screen.top());
+    const auto controlShown = [&] { return shell.recordingControl()->isVisible(); };
+    // Hidden, it is no window of ours on the screen, and the hint tells where it waits.
+    QTest::qWait(3 * MainWindowShell::hotCornerPollMilliseconds);
+    EXPECT_FALSE(controlShown());
+    EXPECT_TRUE(shell.ownWindowAreas().empty());
+    EXPECT_TRUE(shell.hintMessageNow().contains("屏幕" + QString(atRight ? "右" : "左") + (atBottom ? "下" : "上") + "角"))
+        << shell.hintMessageNow().toStdString();
+
+    // Passing through the corner, in less time than a rest by this test's own clock, is no request.
+    const auto entered = std::chrono::steady_clock::now();
+    pointer = corner.center();
+    QTest::qWait(MainWindowShell::hotCornerPollMilliseconds * 2);
+    pointer = QPoint(screen.center());
+    const auto passed = std::chrono::steady_clock::now() - entered;
+    QTest::qWait(MainWindowShell::hotCornerRestMilliseconds);
+    if (passed < std::chrono::milliseconds(MainWindowShell::hotCornerRestMilliseconds)) {
+        EXPECT_FALSE(controlShown());
+    }
+
+    // Resting there shows it, beside the corner; it stays while the pointer is over it.
+    pointer = corner.topLeft();
+    ASSERT_TRUE(QTest::qWaitFor(controlShown, waitLimitMilliseconds));
+    const QRect control = shell.recordingControl()->frameGeometry();
+    EXPECT_TRUE(screen.contains(control));
+    EXPECT_LT(std::hypot(double((atRight ? control.right() : control.left()) - corner.center().x()),
+                         double((atBottom ? control.bottom() : control.top()) - corner.center().y())),
+              60);
+    pointer = control.center();
+    QTest::qWait(MainWindowShell::hotCornerLingerMilliseconds + 500);
+    EXPECT_TRUE(controlShown());
+    // Shown, it is ours: input over it is dropped, and a stop from it trims the way through the corner.
+    const std::vector<CGRectCodable> areas = shell.ownWindowAreas();
+    ASSERT_EQ(areas.size(), 1u);
+    EXPECT_EQ(areas[0].x, control.x());
+    const auto target = shell.stopGestureTarget(StopTrigger::control);
+    ASSERT_TRUE(target);
+    for (const QPoint point : {corner.center(), control.center()}) {
+        EXPECT_TRUE(point.x() >= target->minX() && point.x() < target->maxX() && point.y() >= target->minY() &&
+                    point.y() < target->maxY())
+            << point.x() << "," << point.y();
+    }
+
+    // Away from it for a while, it hides again, and comes back from the corner.
+    pointer = QPoint(screen.center());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !controlShown(); }, waitLimitMilliseconds));
+    pointer = corner.center();
+    ASSERT_TRUE(QTest::qWaitFor(controlShown, waitLimitMilliseconds));
+    shell.endRecording();
+    EXPECT_EQ(shell.recordingControl(), nullptr);
+
+    // With a tray, or a second screen left free, the control is not hidden this way.
+    shell.setTrayProbe([] { return true; });
+    EXPECT_FALSE(shell.hidesControlFor(displaySource(screen)));
+    shell.setTrayProbe([] { return false; });
+    EXPECT_FALSE(shell.hidesControlFor(windowSource(screen)));
+    EXPECT_TRUE(shell.hidesControlFor(displaySource(screen)));
 }
 
 std::vector<std::string> menuTexts(const QMenu& menu)
@@ -193,6 +272,7 @@ public:
         QStringList actions;
     };
     std::vector<Sent> sent;
+    std::vector<uint> closed;
 
 public slots:
     uint Notify(const QString&, uint, const QString&, const QString&, const QString& body, const QStringList& actions,
@@ -201,6 +281,7 @@ public slots:
         sent.push_back({body, actions});
         return uint(sent.size()) + 40;
     }
+    void CloseNotification(uint id) { closed.push_back(id); }
 };
 
 // A file manager on the same bus that notes what it was asked to show.
@@ -251,13 +332,49 @@ TEST(DesktopNotificationTest, HintAndFinishedExportReachTheDesktopAndItsActionSh
         EXPECT_EQ(shell.recordingHintPanel(), nullptr);
         shell.endRecording();
 
+        // On the only screen the countdown carries the hint, and the desktop's copy of it (as every
+        // notification of ours) is withdrawn before the capture may start.
+        const QRect screen = QGuiApplication::primaryScreen()->geometry();
+        bool finished = false;
+        bool cancelled = false;
+        shell.runCountdown(1, displaySource(screen), [&] { finished = true; }, [&] { cancelled = true; });
+        ASSERT_NE(shell.countdown(), nullptr);
+        EXPECT_TRUE(shell.countdown()->isVisible());
+        EXPECT_TRUE(shell.countdown()->hintText().contains(MainWindowShell::hintMessage));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return server.sent.size() == 2; }, waitLimitMilliseconds));
+        EXPECT_EQ(server.sent[1].body, MainWindowShell::hintMessage);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return finished; }, waitLimitMilliseconds));
+        EXPECT_FALSE(cancelled);
+        EXPECT_EQ(shell.countdown(), nullptr);
+        std::optional<std::vector<uint>> closedAtCapture;
+        shell.hideWindowsBeforeCapture([&] { closedAtCapture = server.closed; });
+        ASSERT_TRUE(QTest::qWaitFor([&] { return closedAtCapture.has_value(); }, waitLimitMilliseconds));
+        EXPECT_EQ(std::ranges::count(*closedAtCapture, 42u), 1);
+        EXPECT_EQ(std::ranges::count(*closedAtCapture, 41u), 1);
+        // Once recording, no notification repeats it into the movie.
+        shell.showRecordingHint(displaySource(screen));
+        QTest::qWait(300);
+        EXPECT_EQ(server.sent.size(), 2u);
+        shell.endRecording();
+
+        // Esc or 取消 during the countdown: nothing starts, and the desktop's hint goes.
+        shell.runCountdown(3, displaySource(screen), [&] { finished = false; }, [&] { cancelled = true; });
+        ASSERT_TRUE(QTest::qWaitFor([&] { return server.sent.size() == 3; }, waitLimitMilliseconds));
+        QTest::mouseClick(shell.countdown()->cancelButton(), Qt::LeftButton);
+        EXPECT_TRUE(cancelled);
+        EXPECT_TRUE(finished);
+        EXPECT_EQ(shell.countdown(), nullptr);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return std::ranges::count(server.closed, 43u) == 1; }, waitLimitMilliseconds));
+        QTest::qWait(1200);
+        EXPECT_TRUE(finished);
+
         // A finished export offers to reveal the movie; picking the action reveals it.
         shell.announceExport("/videos/project-1/export.mp4");
-        ASSERT_TRUE(QTest::qWaitFor([&] { return server.sent.size() == 2; }, waitLimitMilliseconds));
-        EXPECT_EQ(server.sent[1].actions.front(), "default");
+        ASSERT_TRUE(QTest::qWaitFor([&] { return server.sent.size() == 4; }, waitLimitMilliseconds));
+        EXPECT_EQ(server.sent[3].actions.front(), "default");
         QDBusMessage click = QDBusMessage::createSignal(DesktopNotifier::path, DesktopNotifier::interface,
                                                         "ActionInvoked");
-        click << uint(42) << QString("default");
+        click << uint(44) << QString("default");
         // A click before the notifier has its notification's id back counts for nothing, so the
         // user clicks until the movie shows. The file manager answers on this very thread, so a
         // reveal that waited for it would stall here past the limit.

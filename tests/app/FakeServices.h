@@ -274,7 +274,20 @@ public:
         return trigger == StopTrigger::control ? controlArea : std::nullopt;
     }
 
+    bool recordsEveryScreen(const CaptureSource&) override { return everyScreen; }
+    // The countdown waits for the test to end it.
+    void runCountdown(int seconds, const CaptureSource& recorded, std::function<void()> finished,
+                      std::function<void()> cancelled) override
+    {
+        log_.add("shell.countdown " + std::to_string(seconds) + " " + recorded.id);
+        countdownFinished = std::move(finished);
+        countdownCancelled = std::move(cancelled);
+    }
+
     std::optional<CGRectCodable> controlArea;  // the recording control, in global screen coordinates
+    bool everyScreen = false;
+    std::function<void()> countdownFinished;
+    std::function<void()> countdownCancelled;
 };
 
 // A wall clock the test moves by hand; read from worker threads too.

@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 namespace vantile {
 namespace {
 
@@ -257,6 +259,70 @@ TEST(RecordingFlowTest, TheStopGestureIsTrimmedAndInputOverTheControlIsNotLogged
         app.state->stopRecording(trigger);
         ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
         EXPECT_FALSE(app.savedProject().trim);
+    }
+}
+
+// The countdown comes before anything is made or captured; cancelling it leaves nothing behind.
+TEST(RecordingFlowTest, TheCountdownRunsBeforeTheCaptureAndCancellingItMakesNoProject)
+{
+    const auto projectCount = [](const AppFixture& app) {
+        const auto projects = app.root.path() / "projects";
+        return std::filesystem::exists(projects)
+                   ? std::distance(std::filesystem::directory_iterator(projects), std::filesystem::directory_iterator())
+                   : 0;
+    };
+    {
+        AppFixture app;
+        app.shell.everyScreen = true;
+        app.loadSources();
+        app.state->startRecording();
+        ASSERT_TRUE(waitFor([&] { return app.shell.countdownFinished != nullptr; }));
+        EXPECT_TRUE(app.state->isBusy());
+        EXPECT_FALSE(app.log.contains("recorder.start display-42"));
+        EXPECT_EQ(projectCount(app), 0);
+        app.shell.countdownCancelled();
+        EXPECT_FALSE(app.state->isBusy());
+        EXPECT_EQ(app.state->route(), Route::home);
+        EXPECT_EQ(app.log.entries().back(), "shell.showMainWindow");
+        EXPECT_EQ(projectCount(app), 0);
+        EXPECT_FALSE(app.state->projectDirectory());
+
+        // Counted to the end: the windows go and the capture starts only now.
+        app.shell.countdownFinished = nullptr;
+        app.state->startRecording();
+        ASSERT_TRUE(waitFor([&] { return app.shell.countdownFinished != nullptr; }));
+        app.shell.countdownFinished();
+        ASSERT_TRUE(waitFor([&] { return app.state->route() == Route::recording; }));
+        const auto calls = app.log.entries();
+        const auto countdown = std::ranges::find(calls, "shell.countdown 3 display-42");
+        const auto started = std::ranges::find(calls, "recorder.start display-42");
+        ASSERT_NE(countdown, calls.end());
+        ASSERT_NE(started, calls.end());
+        EXPECT_LT(countdown, started);
+        EXPECT_EQ(std::ranges::count(calls, "shell.countdown 3 display-42"), 2);
+        EXPECT_EQ(projectCount(app), 1);
+    }
+    // Off counts nothing even on a single screen; a chosen length counts where a screen is free too.
+    const std::vector<std::tuple<CountdownChoice, bool, std::string>> cases{
+        {CountdownChoice::off, true, ""},
+        {CountdownChoice::automatic, false, ""},
+        {CountdownChoice::twoSeconds, false, "shell.countdown 2 display-42"},
+        {CountdownChoice::threeSeconds, true, "shell.countdown 3 display-42"},
+    };
+    for (const auto& [choice, everyScreen, expected] : cases) {
+        AppFixture app;
+        app.shell.everyScreen = everyScreen;
+        app.state->setRecordingCountdownName(countdownChoiceName(choice));
+        EXPECT_EQ(app.state->recordingCountdown(), choice);
+        app.loadSources();
+        app.state->startRecording();
+        ASSERT_TRUE(waitFor([&] { return app.shell.countdownFinished != nullptr || app.state->route() == Route::recording; }));
+        const auto calls = app.log.entries();
+        const bool counted = std::ranges::any_of(calls, [](const std::string& c) { return c.starts_with("shell.countdown"); });
+        EXPECT_EQ(counted, !expected.empty()) << countdownChoiceName(choice).toStdString();
+        if (!expected.empty()) {
+            EXPECT_TRUE(app.log.contains(expected));
+        }
     }
 }
 

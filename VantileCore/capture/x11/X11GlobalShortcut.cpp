@@ -14,13 +14,10 @@ constexpr std::uint32_t keysymNumLock = 0xff7f;
 X11GlobalShortcut::X11GlobalShortcut(const KeyShortcut& shortcut, const std::optional<std::string>& displayName)
     : connection_(displayName)
 {
-    keycodes_ = keycodesOf(shortcut.keysym);
+    keycodes_ = keycodesOfKeysym(connection_, shortcut.keysym);
     if (keycodes_.empty())
         throw std::runtime_error("The keyboard has no key for " + describeKeyShortcut(shortcut) + ".");
-    if (shortcut.shift) modifiers_ |= XCB_MOD_MASK_SHIFT;
-    if (shortcut.control) modifiers_ |= XCB_MOD_MASK_CONTROL;
-    if (shortcut.alt) modifiers_ |= XCB_MOD_MASK_1;
-    if (shortcut.super) modifiers_ |= XCB_MOD_MASK_4;
+    modifiers_ = modifierMaskOf(shortcut);
     const std::uint16_t numLock = numLockMask();
     ignoredCombinations_ = {0, XCB_MOD_MASK_LOCK};
     if (numLock != 0) ignoredCombinations_.insert(ignoredCombinations_.end(), {numLock, std::uint16_t(numLock | XCB_MOD_MASK_LOCK)});
@@ -48,12 +45,21 @@ X11GlobalShortcut::~X11GlobalShortcut()
     xcb_flush(connection_.get());
 }
 
-std::vector<xcb_keycode_t> X11GlobalShortcut::keycodesOf(std::uint32_t keysym) const
+std::uint16_t X11GlobalShortcut::numLockMask() const
 {
-    const xcb_setup_t* setup = xcb_get_setup(connection_.get());
+    const std::vector<xcb_keycode_t> numLockKeys = keycodesOfKeysym(connection_, keysymNumLock);
+    for (const auto& [keycode, mask] : modifierKeys(connection_)) {
+        if (std::ranges::find(numLockKeys, keycode) != numLockKeys.end()) return mask;
+    }
+    return 0;
+}
+
+std::vector<xcb_keycode_t> keycodesOfKeysym(const X11Connection& connection, std::uint32_t keysym)
+{
+    const xcb_setup_t* setup = xcb_get_setup(connection.get());
     const int count = setup->max_keycode - setup->min_keycode + 1;
     const XcbReply<xcb_get_keyboard_mapping_reply_t> mapping(xcb_get_keyboard_mapping_reply(
-        connection_.get(), xcb_get_keyboard_mapping(connection_.get(), setup->min_keycode, std::uint8_t(count)), nullptr));
+        connection.get(), xcb_get_keyboard_mapping(connection.get(), setup->min_keycode, std::uint8_t(count)), nullptr));
     std::vector<xcb_keycode_t> keycodes;
     if (!mapping) return keycodes;
     const xcb_keysym_t* keysyms = xcb_get_keyboard_mapping_keysyms(mapping.get());
@@ -66,21 +72,31 @@ std::vector<xcb_keycode_t> X11GlobalShortcut::keycodesOf(std::uint32_t keysym) c
     return keycodes;
 }
 
-std::uint16_t X11GlobalShortcut::numLockMask() const
+std::uint16_t modifierMaskOf(const KeyShortcut& shortcut)
 {
-    const std::vector<xcb_keycode_t> numLockKeys = keycodesOf(keysymNumLock);
+    std::uint16_t mask = 0;
+    if (shortcut.shift) mask |= XCB_MOD_MASK_SHIFT;
+    if (shortcut.control) mask |= XCB_MOD_MASK_CONTROL;
+    if (shortcut.alt) mask |= XCB_MOD_MASK_1;
+    if (shortcut.super) mask |= XCB_MOD_MASK_4;
+    return mask;
+}
+
+std::vector<std::pair<xcb_keycode_t, std::uint16_t>> modifierKeys(const X11Connection& connection)
+{
+    std::vector<std::pair<xcb_keycode_t, std::uint16_t>> keys;
     const XcbReply<xcb_get_modifier_mapping_reply_t> modifiers(
-        xcb_get_modifier_mapping_reply(connection_.get(), xcb_get_modifier_mapping(connection_.get()), nullptr));
-    if (!modifiers || numLockKeys.empty()) return 0;
+        xcb_get_modifier_mapping_reply(connection.get(), xcb_get_modifier_mapping(connection.get()), nullptr));
+    if (!modifiers) return keys;
     const xcb_keycode_t* keycodes = xcb_get_modifier_mapping_keycodes(modifiers.get());
     const int perModifier = modifiers->keycodes_per_modifier;
     for (int modifier = 0; modifier < 8; ++modifier) {
         for (int slot = 0; slot < perModifier; ++slot) {
-            if (std::ranges::find(numLockKeys, keycodes[modifier * perModifier + slot]) != numLockKeys.end())
-                return std::uint16_t(1u << modifier);
+            const xcb_keycode_t keycode = keycodes[modifier * perModifier + slot];
+            if (keycode != 0) keys.emplace_back(keycode, std::uint16_t(1u << modifier));
         }
     }
-    return 0;
+    return keys;
 }
 
 std::unique_ptr<GlobalShortcut> grabX11GlobalShortcut(const KeyShortcut& shortcut,

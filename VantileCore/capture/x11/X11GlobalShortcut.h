@@ -5,9 +5,17 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace vantile {
+
+// The keycodes whose unshifted symbol is `keysym`.
+std::vector<xcb_keycode_t> keycodesOfKeysym(const X11Connection& connection, std::uint32_t keysym);
+// The modifier bits (Shift, Control, Mod1 for Alt, Mod4 for Super) the shortcut is held with.
+std::uint16_t modifierMaskOf(const KeyShortcut& shortcut);
+// Each key the server maps to a modifier, with that modifier's bit.
+std::vector<std::pair<xcb_keycode_t, std::uint16_t>> modifierKeys(const X11Connection& connection);
 
 // XGrabKey on the root window, on a connection of its own. Caps Lock and Num Lock are grabbed
 // in every state, so the shortcut works whether they are on or not.
@@ -21,7 +29,6 @@ public:
     int dispatchPending() override;
 
 private:
-    std::vector<xcb_keycode_t> keycodesOf(std::uint32_t keysym) const;
     std::uint16_t numLockMask() const;
 
     X11Connection connection_;

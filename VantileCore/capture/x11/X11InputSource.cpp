@@ -1,5 +1,7 @@
 #include "capture/x11/X11InputSource.h"
 
+#include "capture/x11/X11GlobalShortcut.h"
+
 #include <sys/epoll.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
@@ -71,6 +73,7 @@ bool X11InputSource::install(Handler handler)
     if (!xinputOpcode_ || !selectRawEvents(true)) return false;
     handler_ = std::move(handler);
     leftHeld_ = rightHeld_ = false;
+    shortcutKeys_.reset();
     // Where the pointer rests at the start is no move.
     pointerLocation();
     armPolling(true);
@@ -97,6 +100,14 @@ void X11InputSource::remove()
     // Drop whatever was queued before the deselection reached the server.
     while (XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(connection_.get())}) {
     }
+}
+
+void X11InputSource::leaveOutShortcut(const KeyShortcut& shortcut)
+{
+    std::vector<ShortcutKeyFilter::Modifier> modifiers;
+    for (const auto& [keycode, mask] : modifierKeys(connection_)) modifiers.push_back({keycode, mask});
+    shortcutKeys_ = ShortcutKeyFilter(keycodesOfKeysym(connection_, shortcut.keysym), std::move(modifiers),
+                                      modifierMaskOf(shortcut));
 }
 
 CodablePoint X11InputSource::pointerLocation()
@@ -154,6 +165,7 @@ void X11InputSource::deliver(const xcb_generic_event_t* event)
     case XCB_INPUT_RAW_BUTTON_RELEASE: {
         const auto* button = reinterpret_cast<const xcb_input_raw_button_press_event_t*>(event);
         const bool pressed = generic->event_type == XCB_INPUT_RAW_BUTTON_PRESS;
+        shortcutKeys_.flush(handler_);
         if (button->detail == 1) {
             leftHeld_ = pressed;
             handler_({.kind = pressed ? Kind::leftMouseDown : Kind::leftMouseUp});
@@ -165,9 +177,15 @@ void X11InputSource::deliver(const xcb_generic_event_t* event)
         }
         return;
     }
-    // The key's identity (the event's detail) is deliberately never read.
-    case XCB_INPUT_RAW_KEY_PRESS: handler_({.kind = Kind::keyDown}); return;
-    case XCB_INPUT_RAW_KEY_RELEASE: handler_({.kind = Kind::keyUp}); return;
+    // The key's identity (the event's detail) goes no further than the shortcut's filter.
+    case XCB_INPUT_RAW_KEY_PRESS:
+    case XCB_INPUT_RAW_KEY_RELEASE: {
+        const auto* key = reinterpret_cast<const xcb_input_raw_key_press_event_t*>(event);
+        const auto keycode = static_cast<std::uint8_t>(key->detail);
+        if (generic->event_type == XCB_INPUT_RAW_KEY_PRESS) shortcutKeys_.keyPressed(keycode, handler_);
+        else shortcutKeys_.keyReleased(keycode, handler_);
+        return;
+    }
     default: return;
     }
 }

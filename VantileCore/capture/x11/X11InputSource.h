@@ -2,6 +2,7 @@
 
 #include "capture/InputSource.h"
 #include "capture/UniqueDescriptor.h"
+#include "capture/x11/ShortcutKeyFilter.h"
 #include "capture/x11/X11Connection.h"
 
 #include <chrono>
@@ -27,6 +28,7 @@ public:
     CodablePoint pointerLocation() override;
     int fileDescriptor() const override;
     void dispatchPending() override;
+    void leaveOutShortcut(const KeyShortcut& shortcut) override;
 
 private:
     void deliver(const xcb_generic_event_t* event);
@@ -41,6 +43,7 @@ private:
     std::optional<CodablePoint> lastKnownPointer_;
     std::uint8_t xinputOpcode_ = 0;
     Handler handler_;
+    ShortcutKeyFilter shortcutKeys_;
     bool leftHeld_ = false;
     bool rightHeld_ = false;
 };
