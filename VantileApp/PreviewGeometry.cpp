@@ -37,7 +37,7 @@ std::optional<CodablePoint> videoPointAt(const RecordingProject& project, const 
 {
     const VideoSize video = sourceVideoSize(project);
     const auto layout = CompositorGeometry::frameLayout({0, 0, canvasWidth, canvasHeight}, video.width, video.height,
-                                                        settings.backgroundEnabled, RenderPreset::preset(settings.templateName));
+                                                        settings.backgroundEnabled, RenderPreset::forSettings(settings));
     const CGRectCodable& shown = layout.video;
     if (!(shown.width > 0 && shown.height > 0) || x < shown.x || y < shown.y || x > shown.x + shown.width ||
         y > shown.y + shown.height) {

@@ -94,6 +94,7 @@ QVariantMap renderSettings(const RenderSettings& settings)
         {"showCursor", settings.showCursor},
         {"showClickRipple", settings.showClickRipple},
         {"cursorTheme", text(cursorThemeTexts, settings.cursorTheme)},
+        {"windowChrome", settings.windowChrome ? text(windowChromeTexts, *settings.windowChrome) : QString("template")},
         {"cursorEffect", text(cursorEffectTexts, settings.cursorEffect)},
         {"dynamicCursorScale", settings.dynamicCursorScale},
         {"outputWidth", static_cast<qlonglong>(settings.outputWidth)},
@@ -203,6 +204,14 @@ std::optional<RenderSettingChange> renderSettingChange(const RenderSettings& cur
         const auto parsed = parse(cursorEffectTexts, raw);
         if (!parsed) return std::nullopt;
         settings.cursorEffect = *parsed;
+    } else if (field == "windowChrome") {
+        if (raw == "template") {
+            settings.windowChrome.reset();
+        } else {
+            const auto parsed = parse(windowChromeTexts, raw);
+            if (!parsed) return std::nullopt;
+            settings.windowChrome = *parsed;
+        }
     } else if (field == "exportQuality") {
         const auto parsed = parse(exportQualityTexts, raw);
         if (!parsed) return std::nullopt;

@@ -32,6 +32,9 @@ QVariantMap all()
     const QVariantList cursorThemes{option("systemWhite", "系统白"), option("graphite", "石墨"),
                                     option("electricBlue", "电光蓝"), option("rose", "玫瑰"), option("lime", "青柠")};
     const QVariantList cursorEffects{option("macOS", "经典"), option("halo", "光环"), option("glow", "辉光")};
+    // The template's own bar, a Linux window's title bar, or none for a whole screen.
+    const QVariantList windowChromes{option("template", "模板默认"), option("linuxTitleBar", "Linux 标题栏"),
+                                     option("none", "无")};
     const QVariantList exportQualities{option("draft", "草稿（快）"), option("standard", "标准"),
                                        option("high", "高质量（慢）")};
     QVariantList frameRates;
@@ -39,13 +42,14 @@ QVariantMap all()
     const QVariantList audioModes{
         QVariantMap{{"value", "none"}, {"label", "仅画面"}, {"detail", "只录画面和交互事件。"}},
         QVariantMap{{"value", "system"}, {"label", "媒体声音"}, {"detail", "录制应用、网页或播放器发出的声音。"}},
-        QVariantMap{{"value", "microphone"}, {"label", "麦克风"}, {"detail", "录制旁白、外接麦克风或 iPhone 输入。"}},
+        QVariantMap{{"value", "microphone"}, {"label", "麦克风"}, {"detail", "录制旁白，内置或外接麦克风都可以。"}},
         QVariantMap{{"value", "systemAndMicrophone"}, {"label", "媒体 + 麦克风"}, {"detail", "同时录制媒体声音和麦克风输入。"}},
     };
     return {
         {"aspectRatios", aspectRatios},   {"resolutions", resolutions},     {"templates", templates},
         {"zoomIntensities", zoomIntensities}, {"cursorThemes", cursorThemes}, {"cursorEffects", cursorEffects},
         {"frameRates", frameRates},       {"audioModes", audioModes},       {"exportQualities", exportQualities},
+        {"windowChromes", windowChromes},
     };
 }
 

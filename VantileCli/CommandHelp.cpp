@@ -62,6 +62,7 @@ const std::map<std::string, std::string>& helpTexts()
                    "  --cursor-effect E   " + choices(cursorEffectTexts) + "\n"
                    "  --quality Q         " + choices(exportQualityTexts) +
                        " (x264 veryfast crf 23, medium crf 23, slow crf 18; default: standard)\n"
+                   "  --window-chrome W   template (the template's own), " + choices(windowChromeTexts) + "\n"
                    "  --no-background     the window card without the template background\n"
                    "  --no-cursor         no drawn cursor\n"
                    "  --no-ripple         no click ripples\n"

@@ -70,6 +70,10 @@ void applyOptions(const Arguments& parsed, ProjectSettingsEditor& editor)
     if (const auto quality = parsed.value("--quality")) {
         settings.exportQuality = parseChoice("--quality", *quality, exportQualityTexts);
     }
+    if (const auto chrome = parsed.value("--window-chrome")) {
+        if (*chrome == "template") settings.windowChrome.reset();
+        else settings.windowChrome = parseChoice("--window-chrome", *chrome, windowChromeTexts);
+    }
     if (parsed.flag("--no-background")) settings.backgroundEnabled = false;
     if (parsed.flag("--no-cursor")) settings.showCursor = false;
     if (parsed.flag("--no-ripple")) settings.showClickRipple = false;
@@ -156,7 +160,7 @@ int runExport(const std::vector<std::string>& arguments)
 {
     const Arguments parsed(arguments,
                            {"-o", "--output", "--aspect", "--resolution", "--template", "--zoom", "--fps",
-                            "--cursor-theme", "--cursor-effect", "--quality"},
+                            "--cursor-theme", "--cursor-effect", "--quality", "--window-chrome"},
                            {"--no-background", "--no-cursor", "--no-ripple", "--no-dynamic-cursor"});
     parsed.expectPositionalCount(1);
     std::optional<std::string> output = parsed.value("-o");

@@ -60,7 +60,9 @@ void printSummary(const std::filesystem::path& directory, const RecordingProject
         << "output        " << settings.outputWidth << "x" << settings.outputHeight << " at " << settings.fps
         << " fps (" << label(settings.aspectRatio) << ", " << label(settings.resolutionPreset) << ")\n"
         << "template      " << rawValue(settings.templateName) << ", zoom " << rawValue(settings.zoomIntensity)
-        << ", background " << (settings.backgroundEnabled ? "on" : "off") << "\n"
+        << ", background " << (settings.backgroundEnabled ? "on" : "off") << ", chrome "
+        << rawValue(RenderPreset::forSettings(settings).windowChrome) << (settings.windowChrome ? "" : " (template's)")
+        << "\n"
         << "cursor        " << (settings.showCursor ? "shown" : "hidden") << ", " << rawValue(settings.cursorTheme)
         << ", " << rawValue(settings.cursorEffect) << ", ripple " << (settings.showClickRipple ? "on" : "off")
         << ", dynamic scale " << (settings.dynamicCursorScale ? "on" : "off") << "\n"

@@ -65,6 +65,14 @@ ScrollView {
             checked: panel.settings.backgroundEnabled
             onToggled: value => appState.changeRenderSetting("backgroundEnabled", value)
         }
+        SettingPicker {
+            Layout.fillWidth: true
+            title: "窗口外框"
+            options: panel.options.windowChromes
+            current: panel.settings.windowChrome
+            enabled: panel.settings.backgroundEnabled
+            onPicked: value => appState.changeRenderSetting("windowChrome", value)
+        }
         SettingSwitch {
             Layout.fillWidth: true
             title: "显示光标"

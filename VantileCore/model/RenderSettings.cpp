@@ -90,6 +90,13 @@ RenderPreset RenderPreset::preset(TemplateName name)
     return {};
 }
 
+RenderPreset RenderPreset::forSettings(const RenderSettings& settings)
+{
+    RenderPreset chosen = preset(settings.templateName);
+    if (settings.windowChrome) chosen.windowChrome = *settings.windowChrome;
+    return chosen;
+}
+
 RenderSettings RenderSettings::sizedFor(const std::optional<VideoInfo>& sourceVideo) const
 {
     RenderSettings sized = *this;
@@ -118,6 +125,7 @@ void to_json(Json& json, const RenderSettings& settings)
     };
     // Only a quality other than the default is written, so projects that never chose one keep their bytes.
     if (settings.exportQuality != ExportQuality::standard) json["exportQuality"] = settings.exportQuality;
+    if (settings.windowChrome) json["windowChrome"] = *settings.windowChrome;
     encodeUnknownKeys(json, settings.unknownKeys);
 }
 
@@ -140,7 +148,8 @@ void decodeValue(const Json& json, RenderSettings& settings)
     decodeKey(json, "outputHeight", settings.outputHeight);
     decodeKey(json, "fps", settings.fps);
     decodeKeyOrKeep(json, "exportQuality", settings.exportQuality);
-    settings.unknownKeys = unknownKeysOf(json, {"aspectRatio", "templateName", "zoomIntensity", "resolutionPreset", "backgroundEnabled", "showCursor", "showClickRipple", "cursorTheme", "cursorEffect", "dynamicCursorScale", "outputWidth", "outputHeight", "fps", "exportQuality"});
+    decodeOptionalKey(json, "windowChrome", settings.windowChrome);
+    settings.unknownKeys = unknownKeysOf(json, {"aspectRatio", "templateName", "zoomIntensity", "resolutionPreset", "backgroundEnabled", "showCursor", "showClickRipple", "cursorTheme", "cursorEffect", "dynamicCursorScale", "outputWidth", "outputHeight", "fps", "exportQuality", "windowChrome"});
 }
 
 EncoderTuning encoderTuning(ExportQuality quality)

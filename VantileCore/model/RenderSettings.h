@@ -15,7 +15,9 @@ enum class ZoomIntensity { light, standard, strong };
 enum class ResolutionPreset { p720, p1080, p1440 };
 enum class CursorTheme { systemWhite, graphite, electricBlue, rose, lime };
 enum class CursorEffect { macOS, halo, glow };
-enum class WindowChrome { browser, macWindow };
+// The bar drawn over the card. The templates bring `browser` or `macWindow`; a project may
+// choose a Linux title bar, or none at all when a whole screen, which is no window, was recorded.
+enum class WindowChrome { browser, macWindow, linuxTitleBar, none };
 enum class ExportQuality { draft, standard, high };
 
 inline constexpr EnumTexts<AspectRatio, 6> aspectRatioTexts{{
@@ -28,7 +30,7 @@ inline constexpr EnumTexts<CursorTheme, 5> cursorThemeTexts{{
     "systemWhite", "graphite", "electricBlue", "rose", "lime",
 }};
 inline constexpr EnumTexts<CursorEffect, 3> cursorEffectTexts{{"macOS", "halo", "glow"}};
-inline constexpr EnumTexts<WindowChrome, 2> windowChromeTexts{{"browser", "macWindow"}};
+inline constexpr EnumTexts<WindowChrome, 4> windowChromeTexts{{"browser", "macWindow", "linuxTitleBar", "none"}};
 inline constexpr EnumTexts<ExportQuality, 3> exportQualityTexts{{"draft", "standard", "high"}};
 
 inline const auto& enumTexts(AspectRatio) { return aspectRatioTexts; }
@@ -102,6 +104,8 @@ struct RenderBackground {
     bool operator==(const RenderBackground&) const = default;
 };
 
+struct RenderSettings;
+
 struct RenderPreset {
     RenderBackground background;
     double cornerRadius = 0;
@@ -109,6 +113,8 @@ struct RenderPreset {
     WindowChrome windowChrome = WindowChrome::browser;
 
     static RenderPreset preset(TemplateName name);
+    // The template's preset with the settings' own choice of window chrome, when they make one.
+    static RenderPreset forSettings(const RenderSettings& settings);
 
     bool operator==(const RenderPreset&) const = default;
 };
@@ -128,6 +134,8 @@ struct RenderSettings {
     std::int64_t outputHeight = 1080;
     std::int64_t fps = 30;
     ExportQuality exportQuality = ExportQuality::standard;
+    // Absent: the template's own chrome. Written only when chosen, so older files keep their bytes.
+    std::optional<WindowChrome> windowChrome;
 
     static RenderSettings defaultLandscape() { return {}; }
 

@@ -9,7 +9,17 @@ namespace vantile::CompositorGeometry {
 
 double barHeight(WindowChrome chrome)
 {
-    return chrome == WindowChrome::browser ? 44 : 38;
+    switch (chrome) {
+    case WindowChrome::browser:
+        return 44;
+    case WindowChrome::macWindow:
+    case WindowChrome::linuxTitleBar:
+        return 38;
+    case WindowChrome::none:
+        // No bar: the video sits the same distance from every edge of the card.
+        return cardMarginBottom;
+    }
+    return 44;
 }
 
 CGRectCodable aspectFitRect(double sourceWidth, double sourceHeight, const CGRectCodable& inside)

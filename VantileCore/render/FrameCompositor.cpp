@@ -58,7 +58,7 @@ const QPolygonF& pointerOutline()
 
 FrameCompositor::FrameCompositor(CompositorScene scene, SourceImageLookup source)
     : scene_(std::move(scene)),
-      preset_(RenderPreset::preset(scene_.settings.templateName)),
+      preset_(RenderPreset::forSettings(scene_.settings)),
       palette_(CursorPalette::forTheme(scene_.settings.cursorTheme)),
       source_(std::move(source)),
       camera_(scene_.keyframes),
@@ -112,12 +112,40 @@ void FrameCompositor::drawStaticLayer(QPainter& painter, const QRectF& canvas,
 
 void FrameCompositor::drawWindowChrome(QPainter& painter, WindowChrome chrome, const QRectF& card)
 {
+    if (chrome == WindowChrome::none) return;
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
-    const double barHeight = CompositorGeometry::barHeight(chrome) + 18;
-    painter.fillPath(roundedRect(QRectF(card.x(), card.y(), card.width(), barHeight), 18), rgb(31, 41, 55));
-    const QColor dots[] = {rgb(239, 68, 68), rgb(245, 158, 11), rgb(34, 197, 94)};
+    const double barHeight = CompositorGeometry::barHeight(chrome);
+    // The bar reaches under the video's top edge, so only its top corners show rounded.
+    const QRectF bar(card.x(), card.y(), card.width(), barHeight + 18);
     painter.setPen(Qt::NoPen);
+    if (chrome == WindowChrome::linuxTitleBar) {
+        painter.fillPath(roundedRect(bar, 18), rgb(48, 48, 52));
+        // Minimize, maximize and close at the right end, as GNOME and KDE place them.
+        const double radius = 9;
+        const double centerY = card.y() + barHeight / 2;
+        QPen glyph(rgb(226, 226, 230), 1.6, Qt::SolidLine, Qt::RoundCap);
+        for (int i = 0; i < 3; ++i) {
+            const QPointF center(card.right() - 24 - 28 * (2 - i), centerY);
+            painter.setPen(Qt::NoPen);
+            painter.setBrush(rgb(72, 72, 78));
+            painter.drawEllipse(center, radius, radius);
+            painter.setPen(glyph);
+            painter.setBrush(Qt::NoBrush);
+            if (i == 0) {
+                painter.drawLine(center + QPointF(-3.5, 0), center + QPointF(3.5, 0));
+            } else if (i == 1) {
+                painter.drawRect(QRectF(center - QPointF(3.5, 3.5), QSizeF(7, 7)));
+            } else {
+                painter.drawLine(center + QPointF(-3.5, -3.5), center + QPointF(3.5, 3.5));
+                painter.drawLine(center + QPointF(-3.5, 3.5), center + QPointF(3.5, -3.5));
+            }
+        }
+        painter.restore();
+        return;
+    }
+    painter.fillPath(roundedRect(bar, 18), rgb(31, 41, 55));
+    const QColor dots[] = {rgb(239, 68, 68), rgb(245, 158, 11), rgb(34, 197, 94)};
     for (int i = 0; i < 3; ++i) {
         painter.setBrush(dots[i]);
         painter.drawEllipse(QRectF(card.x() + 22 + 22 * i, card.y() + 15, 11, 11));

@@ -153,6 +153,19 @@ TEST(RenderSettingsCoding, OnlyTheSixRequiredKeysAreRequiredUnknownCasesFailAndT
     custom.exportQuality = ExportQuality::draft;
     EXPECT_EQ(Json(custom).at("exportQuality"), "draft");
     EXPECT_EQ(decodeDocument<RenderSettings>(Json(custom)), custom);
+
+    // The window chrome is the template's until one is chosen; a chosen one is kept as chosen.
+    EXPECT_FALSE(Json(custom).contains("windowChrome"));
+    EXPECT_EQ(RenderPreset::forSettings(custom).windowChrome, WindowChrome::browser);
+    custom.templateName = TemplateName::cleanLight;
+    EXPECT_EQ(RenderPreset::forSettings(custom).windowChrome, WindowChrome::macWindow);
+    custom.windowChrome = WindowChrome::none;
+    EXPECT_EQ(Json(custom).at("windowChrome"), "none");
+    EXPECT_EQ(decodeDocument<RenderSettings>(Json(custom)), custom);
+    EXPECT_EQ(RenderPreset::forSettings(custom).windowChrome, WindowChrome::none);
+    wrongCase["exportQuality"] = "draft";
+    wrongCase["windowChrome"] = "gnome";
+    EXPECT_THROW(decodeDocument<RenderSettings>(wrongCase), DecodingError);
 }
 
 TEST(OutputSizes, SourceMatchingNeverEnlargesAndRoundsDownToEven)

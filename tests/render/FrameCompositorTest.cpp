@@ -49,7 +49,7 @@ struct Render {
     {
         return CompositorGeometry::frameLayout({0, 0, static_cast<double>(size.width()), static_cast<double>(size.height())},
                                                1920, 1080, settings.backgroundEnabled,
-                                               RenderPreset::preset(settings.templateName));
+                                               RenderPreset::forSettings(settings));
     }
 };
 
@@ -91,6 +91,40 @@ TEST(FrameCompositorTest, TemplatesDrawBackgroundCardChromeAndShadow)
         const QColor farAway = pixel(frame, card.x + card.width / 2, 539);
         EXPECT_LT(belowCard.lightness(), pixel(frame, 2, card.y + card.height + 8).lightness());
         EXPECT_TRUE(near(farAway, bottom, 4)) << describe(farAway);
+    }
+}
+
+TEST(FrameCompositorTest, AChosenChromeReplacesTheTemplatesBarAndMovesTheVideo)
+{
+    for (const TemplateName name : templateNameTexts.allCases()) {
+        SCOPED_TRACE(std::string(templateNameTexts.text(name)));
+        Render linux;
+        linux.settings.templateName = name;
+        linux.settings.windowChrome = WindowChrome::linuxTitleBar;
+        const QImage titled = linux.draw();
+        const auto card = linux.layout().card;
+        const auto video = linux.layout().video;
+        EXPECT_DOUBLE_EQ(video.y - card.y, 38);
+        EXPECT_TRUE(near(pixel(titled, card.x + card.width / 2, card.y + 8), QColor(48, 48, 52), 1));
+        // No traffic lights on the left; close, maximize and minimize on the right.
+        EXPECT_TRUE(near(pixel(titled, card.x + 27.5, card.y + 20.5), QColor(48, 48, 52), 1));
+        const QPointF close(card.x + card.width - 24, card.y + 19);
+        EXPECT_TRUE(near(pixel(titled, close.x(), close.y() - 6.5), QColor(72, 72, 78), 2));
+        EXPECT_GT(pixel(titled, close.x(), close.y()).lightness(), 150);
+        EXPECT_TRUE(near(pixel(titled, close.x() - 28, close.y() - 6.5), QColor(72, 72, 78), 2));
+        EXPECT_TRUE(near(pixel(titled, close.x() - 56, close.y() + 6.5), QColor(72, 72, 78), 2));
+        EXPECT_TRUE(near(pixel(titled, video.x + 4, video.y + 1), red, 12));
+
+        Render bare = linux;
+        bare.settings.windowChrome = WindowChrome::none;
+        const QImage frame = bare.draw();
+        const auto bareCard = bare.layout().card;
+        const auto bareVideo = bare.layout().video;
+        // The video sits as far from the card's top as from its sides, with no bar above it.
+        EXPECT_DOUBLE_EQ(bareVideo.y - bareCard.y, bareVideo.x - bareCard.x);
+        EXPECT_TRUE(near(pixel(frame, bareCard.x + bareCard.width / 2, bareCard.y + 6), QColor(17, 24, 39), 1));
+        EXPECT_TRUE(near(pixel(frame, bareCard.x + 27.5, bareCard.y + 20.5), red, 12));
+        EXPECT_GT(bareVideo.height, video.height);
     }
 }
 
