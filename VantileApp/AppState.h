@@ -314,7 +314,6 @@ private:
     void setAskingToQuit(bool asking);
     std::optional<std::filesystem::path> exportFolder_;  // absent: the XDG videos directory
     std::optional<std::filesystem::path> pendingReplacement_;
-    bool pendingReplacementIsGif_ = false;
     bool isAskingToQuit_ = false;
     bool quitWhenExportEnds_ = false;
     std::function<void()> quitAction_;

@@ -68,7 +68,9 @@ QStringList AppState::exportNameFilters(bool gif) const
     QStringList filters;
     for (const ExportFormat& format : exportFormats()) {
         if ((format.container == ExportContainer::gif) != gif) continue;
-        filters.append(QString::fromStdString(format.label) + " (*" + QString::fromStdString(format.extension) + ")");
+        // Qt's own dialog takes its patterns from the first parenthesis, so the label has none.
+        QString label = QString::fromStdString(format.label).replace(" (", " · ").remove(')');
+        filters.append(label + " (*" + QString::fromStdString(format.extension) + ")");
     }
     return filters;
 }

@@ -77,7 +77,11 @@ TEST(ExportDestinationTest, ExportToAnExistingFileAsksFirstAndReplacesOnlyOnRepl
     EXPECT_TRUE(filters.front().endsWith("(*.mp4)"));
     EXPECT_TRUE(filters.join(" ").contains("*.webm"));
     EXPECT_FALSE(filters.join(" ").contains("*.gif"));
-    EXPECT_EQ(screens.state->exportNameFilters(true), QStringList{"GIF 动图 (无声音) (*.gif)"});
+    EXPECT_EQ(screens.state->exportNameFilters(true), QStringList{"GIF 动图 · 无声音 (*.gif)"});
+    // The dialog reads the filter's pattern: MP4 files are listed, and a bare name gets ".mp4".
+    const auto* filter = dialog->property("selectedNameFilter").value<QObject*>();
+    ASSERT_TRUE(filter);
+    EXPECT_EQ(filter->property("extensions").toStringList(), QStringList{"mp4"});
 
     // An existing file: asked, and 取消 leaves it alone and starts nothing.
     const fs::path taken = videos / "taken.mp4";
