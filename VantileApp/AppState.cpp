@@ -10,6 +10,8 @@
 #include "SourcesFlow.h"
 #include "engine/RecordingDurationFormatter.h"
 
+#include <QCoreApplication>
+
 namespace vantile {
 
 namespace fs = std::filesystem;
@@ -21,15 +23,23 @@ AppState::AppState(AppCollaborators collaborators, QObject* parent)
     permissionStatus_ = permissions_->currentStatus();
     const ProjectFileManager projectFiles(collaborators.projectsRoot);
     projectsRoot_ = projectFiles.rootDirectory();
+    const std::function<Timestamp()> wallClock = collaborators.wallClock;
     session_ = std::make_unique<ProjectSession>(*this, projectFiles);
     sourcesFlow_ = std::make_unique<SourcesFlow>(*this, std::move(collaborators.sourceProvider));
     recordingFlow_ = std::make_unique<RecordingFlow>(
         *this, *permissions_, *session_,
         RecordingFlow::Parts{std::move(collaborators.recorder), std::move(collaborators.inputRecorder), projectFiles,
                              std::move(collaborators.wallClock), collaborators.recordingTick});
-    exportFlow_ = std::make_unique<ExportFlow>(*this, *session_, std::move(collaborators.exporter));
+    exportFlow_ = std::make_unique<ExportFlow>(*this, *session_, std::move(collaborators.exporter), wallClock);
     recoveryFlow_ = std::make_unique<RecoveryFlow>(*this, *session_, projectFiles);
     projectListFlow_ = std::make_unique<ProjectListFlow>(*this, *session_, *recoveryFlow_, projectFiles);
+    quitAction_ = [] { QCoreApplication::quit(); };
+    connect(this, &AppState::isExportingChanged, this, [this] {
+        if (!isExporting_ && quitWhenExportEnds_) {
+            quitWhenExportEnds_ = false;
+            quitAction_();
+        }
+    });
 }
 
 AppState::~AppState()

@@ -84,6 +84,10 @@ class AppState : public QObject {
     // The countdown before a recording: "auto", "off", "2" or "3".
     Q_PROPERTY(QString recordingCountdown READ recordingCountdownName WRITE setRecordingCountdownName NOTIFY
                    recordingCountdownChanged)
+    // Exporting to a chosen file, the project's exports, and quitting while an export runs.
+    Q_PROPERTY(QVariantList exports READ exportsValue NOTIFY currentProjectChanged)
+    Q_PROPERTY(QString replaceQuestion READ replaceQuestion NOTIFY replaceQuestionChanged)
+    Q_PROPERTY(bool isAskingToQuit READ isAskingToQuit NOTIFY isAskingToQuitChanged)
 
 public:
     explicit AppState(AppCollaborators collaborators, QObject* parent = nullptr);
@@ -236,7 +240,40 @@ public:
     QVariantMap settingOptions() const;
     QVariantList unfinishedRecordingsValue() const;
 
+    // MARK: exporting to a chosen file, the project's exports, and quitting while an export runs
+
+    // The save dialog: where it starts (the XDG videos directory), the name it offers (the
+    // project's recording time, e.g. "Vantile 2026-11-25 23-10.mp4") and its name filters.
+    Q_INVOKABLE QUrl exportFolder() const;
+    Q_INVOKABLE QString suggestedExportName(bool gif) const;
+    Q_INVOKABLE QUrl suggestedExportFile(bool gif) const;
+    Q_INVOKABLE QStringList exportNameFilters(bool gif) const;
+    // Exports to the file chosen in the save dialog; a name without a known extension gets
+    // `extension` (of the chosen filter). An existing file is only replaced after
+    // replaceQuestion is answered with confirmReplace().
+    Q_INVOKABLE void exportTo(const QUrl& file, const QString& extension);
+    Q_INVOKABLE void confirmReplace();
+    Q_INVOKABLE void cancelReplace();
+    QString replaceQuestion() const;
+    // The exports of the open project, newest first: key (as recorded), name, path, format,
+    // time and size.
+    QVariantList exportsValue() const;
+    Q_INVOKABLE void revealExport(const QString& key);
+    Q_INVOKABLE void moveExportToTrash(const QString& key);
+    // The tray's quit and closing the last window: quits at once unless an export runs, which
+    // first asks (isAskingToQuit) whether to keep exporting or cancel it and quit.
+    Q_INVOKABLE void requestQuit();
+    Q_INVOKABLE void continueExporting();
+    // Cancels the export and quits once it has ended (its partial file removed, nothing recorded).
+    Q_INVOKABLE void cancelExportAndQuit();
+    bool isAskingToQuit() const { return isAskingToQuit_; }
+    // What quitting does; QCoreApplication::quit unless replaced.
+    void setQuitAction(std::function<void()> quit) { quitAction_ = std::move(quit); }
+    void setExportFolder(std::filesystem::path folder) { exportFolder_ = std::move(folder); }
+
 signals:
+    void replaceQuestionChanged();
+    void isAskingToQuitChanged();
     void routeChanged();
     void permissionStatusChanged();
     void sourcesChanged();
@@ -307,6 +344,14 @@ private:
     std::unique_ptr<ExportFlow> exportFlow_;
     std::unique_ptr<RecoveryFlow> recoveryFlow_;
     std::unique_ptr<ProjectListFlow> projectListFlow_;
+
+    // Exporting to a chosen file and quitting while an export runs.
+    void setAskingToQuit(bool asking);
+    std::optional<std::filesystem::path> exportFolder_;  // absent: the XDG videos directory
+    std::optional<std::filesystem::path> pendingReplacement_;
+    bool isAskingToQuit_ = false;
+    bool quitWhenExportEnds_ = false;
+    std::function<void()> quitAction_;
 };
 
 }  // namespace vantile

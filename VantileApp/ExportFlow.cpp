@@ -4,26 +4,37 @@
 #include "MainThreadResume.h"
 #include "ProjectSession.h"
 
+#include <QFile>
+
+#include <algorithm>
+
 namespace vantile {
 
-ExportFlow::ExportFlow(AppState& state, ProjectSession& session, std::unique_ptr<ExportService> exporter)
-    : state_(state), session_(session), exporter_(std::move(exporter))
+ExportFlow::ExportFlow(AppState& state, ProjectSession& session, std::unique_ptr<ExportService> exporter,
+                       std::function<Timestamp()> wallClock)
+    : state_(state), session_(session), exporter_(std::move(exporter)), wallClock_(std::move(wallClock))
 {
 }
 
-void ExportFlow::start(Format format)
+void ExportFlow::start(Format format, const std::optional<std::filesystem::path>& destination)
 {
     if (state_.isBusy()) return;
     if (!session_.hasProject()) {
         state_.setErrorMessage("No project to export.");
         return;
     }
+    RenderJob job;
+    try {
+        job = session_.exportJob(destination);
+    } catch (...) {
+        state_.setErrorMessage(describeError(std::current_exception()));
+        return;
+    }
+    if (!destination && format == Format::gif) job.outputURL.replace_extension(".gif");
     state_.setBusy(true);
     state_.setStatusMessage(format == Format::gif ? "Exporting GIF" : "Exporting MP4");
     state_.setExportProgress(0);
 
-    RenderJob job = session_.exportJob();
-    if (format == Format::gif) job.outputURL.replace_extension(".gif");
     const std::filesystem::path outputURL = job.outputURL;
     monitor_ = std::make_shared<ExportMonitor>([this](double fraction) {
         QMetaObject::invokeMethod(
@@ -51,7 +62,9 @@ void ExportFlow::finish(const std::optional<std::string>& failure, const std::fi
         state_.setErrorMessage(failure);
     } else {
         state_.setExportProgress(1);
-        session_.recordExport(outputURL);
+        std::error_code error;
+        const auto bytes = std::filesystem::file_size(outputURL, error);
+        session_.recordExport(outputURL, error ? 0 : std::int64_t(bytes), wallClock_());
         state_.setStatusMessage("Exported");
     }
     state_.setExporting(false);
@@ -66,9 +79,36 @@ void ExportFlow::cancel()
 void ExportFlow::reveal()
 {
     const auto& project = state_.currentProject();
-    const auto& directory = state_.projectDirectory();
-    if (!directory || !project || !project->exportVideoPath) return;
-    if (auto* shell = state_.desktopShell()) shell->revealFile(*directory / *project->exportVideoPath);
+    if (!project || !project->exportVideoPath) return;
+    reveal(*project->exportVideoPath);
+}
+
+bool ExportFlow::recorded(const std::string& recordedPath) const
+{
+    const auto& project = state_.currentProject();
+    if (!project || !session_.hasProject()) return false;
+    return recordedPath == project->exportVideoPath.value_or("") ||
+           std::ranges::any_of(project->exports, [&](const ExportRecord& record) { return record.path == recordedPath; });
+}
+
+void ExportFlow::reveal(const std::string& recordedPath)
+{
+    if (!recorded(recordedPath)) return;
+    if (auto* shell = state_.desktopShell()) shell->revealFile(session_.exportURL(recordedPath));
+}
+
+void ExportFlow::moveToTrash(const std::string& recordedPath)
+{
+    // The list stays as it is while an export may add to it.
+    if (state_.isBusy() || !recorded(recordedPath)) return;
+    const std::filesystem::path file = session_.exportURL(recordedPath);
+    std::error_code error;
+    if (std::filesystem::exists(file, error) &&
+        !QFile::moveToTrash(QString::fromStdString(file.string()))) {
+        state_.setErrorMessage("无法将“" + file.filename().string() + "”移到回收站。");
+        return;
+    }
+    session_.forgetExport(recordedPath);
 }
 
 }  // namespace vantile

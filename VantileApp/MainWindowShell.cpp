@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <utility>
 
 namespace vantile {
@@ -93,8 +94,9 @@ QString cornerName(const QRect& corner)
 
 class CloseWatcher : public QObject {
 public:
-    CloseWatcher(QWindow* window, MainWindowShell::TrayProbe trayAvailable, std::function<void()> quit)
-        : window_(window), trayAvailable_(std::move(trayAvailable)), quit_(std::move(quit))
+    CloseWatcher(QWindow* window, MainWindowShell::TrayProbe trayAvailable, std::function<void()> quit,
+                 std::function<bool()> keepOpen)
+        : window_(window), trayAvailable_(std::move(trayAvailable)), quit_(std::move(quit)), keepOpen_(std::move(keepOpen))
     {
         window->installEventFilter(this);
     }
@@ -105,6 +107,11 @@ protected:
         if (watched == window_ && event->type() == QEvent::Close && !trayAvailable_()) {
             // Queued, so the close finishes first; quitting while recording finishes the movie.
             QMetaObject::invokeMethod(this, quit_, Qt::QueuedConnection);
+            if (keepOpen_()) {
+                // The question is asked in this window.
+                event->ignore();
+                return true;
+            }
         }
         return false;
     }
@@ -113,6 +120,7 @@ private:
     QPointer<QWindow> window_;
     MainWindowShell::TrayProbe trayAvailable_;
     std::function<void()> quit_;
+    std::function<bool()> keepOpen_;
 };
 
 }  // namespace
@@ -427,7 +435,13 @@ void MainWindowShell::dismissRecordingHint()
 
 void MainWindowShell::revealFile(const std::filesystem::path& file)
 {
-    FileManagerReveal::reveal(file);
+    FileManagerReveal::reveal(file, revealWays_, [failed = revealFailed_](const std::string& failure) {
+        if (failed) {
+            failed(failure);
+        } else {
+            std::fprintf(stderr, "vantile: %s\n", failure.c_str());
+        }
+    });
 }
 
 std::vector<CGRectCodable> MainWindowShell::ownWindowAreas()
@@ -458,7 +472,8 @@ void MainWindowShell::quitWhenClosedWithoutTray(QWindow* mainWindow)
 {
     closeWatcher_ =
         mainWindow ? std::make_unique<CloseWatcher>(
-                                    mainWindow, [this] { return trayAvailable_(); }, [this] { quit_(); })
+                                    mainWindow, [this] { return trayAvailable_(); }, [this] { quit_(); },
+                                    [this] { return keepOpen_ && keepOpen_(); })
                               : nullptr;
 }
 

@@ -2,6 +2,7 @@
 
 #include "AppServices.h"
 #include "DesktopNotifier.h"
+#include "FileManagerReveal.h"
 #include "RecordingControlWindow.h"
 #include "RecordingCountdownWindow.h"
 #include "RecordingHintPanel.h"
@@ -53,6 +54,12 @@ public:
     void setStopRecordingAction(std::function<void()> action) { stopRecording_ = std::move(action); }
     void setTrayProbe(TrayProbe probe) { trayAvailable_ = std::move(probe); }
     void setQuitAction(std::function<void()> quit) { quit_ = std::move(quit); }
+    // While this holds (an export runs), closing the main window without a tray leaves it open
+    // and only asks the quit action, which asks the user first.
+    void setKeepOpenWhileQuitting(std::function<bool()> keepOpen) { keepOpen_ = std::move(keepOpen); }
+    // Where a reveal that found neither a file manager nor a folder opener is told.
+    void setRevealFailedAction(std::function<void(const std::string&)> failed) { revealFailed_ = std::move(failed); }
+    void setRevealWays(FileManagerReveal::Ways ways) { revealWays_ = std::move(ways); }
     void setNotifier(DesktopNotifier* notifier) { notifier_ = notifier; }
     // X11 answers QCursor::pos(); a desktop that tells the pointer only through the captured
     // stream's cursor metadata feeds it here instead.
@@ -117,6 +124,9 @@ private:
     TrayProbe trayAvailable_;
     std::function<void()> stopRecording_;
     std::function<void()> quit_;
+    std::function<bool()> keepOpen_;
+    std::function<void(const std::string&)> revealFailed_;
+    FileManagerReveal::Ways revealWays_ = FileManagerReveal::desktopWays();
     QPointer<DesktopNotifier> notifier_;
     std::unique_ptr<RecordingHintPanel> recordingHintPanel_;
     std::unique_ptr<QTimer> recordingHintTask_;

@@ -132,11 +132,20 @@ void ProjectSession::editTimeline(const std::function<void(TimelineModel&)>& cha
     publish();
 }
 
-RenderJob ProjectSession::exportJob() const { return editor_->makeExportJob(editor_->defaultExportURL()); }
-
-void ProjectSession::recordExport(const std::filesystem::path& outputURL)
+RenderJob ProjectSession::exportJob(const std::optional<std::filesystem::path>& destination) const
 {
-    editor_->recordExport(outputURL);
+    return editor_->makeExportJob(destination.value_or(editor_->defaultExportURL()));
+}
+
+void ProjectSession::recordExport(const std::filesystem::path& outputURL, std::int64_t bytes, Timestamp exportedAt)
+{
+    editor_->recordExport(outputURL, bytes, exportedAt);
+    state_.setCurrentProject(editor_->project());
+}
+
+void ProjectSession::forgetExport(const std::string& recordedPath)
+{
+    editor_->forgetExport(recordedPath);
     state_.setCurrentProject(editor_->project());
 }
 

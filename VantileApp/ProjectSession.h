@@ -45,9 +45,12 @@ public:
     bool canUndo() const { return timeline_ && timeline_->canUndo(); }
     bool canRedo() const { return timeline_ && timeline_->canRedo(); }
 
-    // Only with an open project.
-    RenderJob exportJob() const;
-    void recordExport(const std::filesystem::path& outputURL);
+    // Only with an open project. Without a destination: export.mp4 in the project directory.
+    RenderJob exportJob(const std::optional<std::filesystem::path>& destination = std::nullopt) const;
+    void recordExport(const std::filesystem::path& outputURL, std::int64_t bytes, Timestamp exportedAt);
+    // The open project's export recorded as `recordedPath` is gone.
+    void forgetExport(const std::string& recordedPath);
+    std::filesystem::path exportURL(const std::string& recordedPath) const { return editor_->exportURL(recordedPath); }
 
     void waitUntilSaved() { saver_.waitUntilSaved(); }
 

@@ -55,7 +55,15 @@ void StatusItemController::rebuildMenu(bool isRecording)
         });
     }
     menu->addSeparator();
-    connect(menu->addAction("退出 Vantile"), &QAction::triggered, this, [] { QCoreApplication::quit(); });
+    connect(menu->addAction("退出 Vantile"), &QAction::triggered, this, [this] {
+        if (appState_) {
+            // The question about a running export is asked in the main window.
+            if (appState_->isExporting() && openMainWindow_) openMainWindow_();
+            appState_->requestQuit();
+        } else {
+            QCoreApplication::quit();
+        }
+    });
     statusItem_->setContextMenu(menu.get());
     menu_ = std::move(menu);
 }

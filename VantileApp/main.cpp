@@ -115,6 +115,10 @@ int main(int argc, char** argv)
     MainWindowShell shell;
     shell.setNotifier(&notifier);
     appState.setDesktopShell(&shell);
+    // Quitting while an export runs asks first, in the main window.
+    shell.setQuitAction([&] { appState.requestQuit(); });
+    shell.setKeepOpenWhileQuitting([&] { return appState.isExporting(); });
+    shell.setRevealFailedAction([&](const std::string& failure) { appState.setErrorMessage(failure); });
 
     appState.findUnfinishedRecordings();
     if (request.message.projectDirectory) appState.openProject(*request.message.projectDirectory);

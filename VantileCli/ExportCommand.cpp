@@ -186,7 +186,11 @@ int runExport(const std::vector<std::string>& arguments)
     try {
         const CancelOnSignals cancelOnSignals(monitor);
         ExportManager().exportMovie(editor.makeExportJob(outputURL), &monitor,
-                                    [&] { editor.recordExport(outputURL); });
+                                    [&](const std::filesystem::path& completeMovie) {
+                                        editor.recordExport(outputURL,
+                                                            std::int64_t(std::filesystem::file_size(completeMovie)),
+                                                            std::chrono::system_clock::now());
+                                    });
     } catch (...) {
         bar.finish();
         throw;

@@ -70,6 +70,10 @@ void printSummary(const std::filesystem::path& directory, const RecordingProject
     if (project.audioSettings.microphoneDeviceID) out << " (microphone " << *project.audioSettings.microphoneDeviceID << ")";
     out << "\n"
         << "export        " << (project.exportVideoPath ? *project.exportVideoPath : std::string("none")) << "\n";
+    for (const ExportRecord& record : project.exports) {
+        out << "exported      " << record.path << " (" << record.format << ", " << record.bytes << " bytes, "
+            << formatISO8601(record.exportedAt) << ")\n";
+    }
     std::cout << out.str();
 }
 

@@ -17,7 +17,7 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS
   "qml6-module-qtquick, qml6-module-qtquick-controls, qml6-module-qtquick-layouts, \
 qml6-module-qtquick-window, qml6-module-qtquick-templates, qml6-module-qtqml-workerscript, \
-qml6-module-qtquick-dialogs, qt6-qpa-plugins, qt6-wayland, libqt6svg6, xdg-utils")
+qml6-module-qtquick-dialogs, qml6-module-qt-labs-folderlistmodel, qt6-qpa-plugins, qt6-wayland, libqt6svg6, xdg-utils")
 # qt6-wayland makes the app a native client on Wayland desktops rather than one under XWayland.
 # The demo starts a virtual display and a sound server when none is there; Chinese texts need CJK glyphs;
 # pkexec starts the input helper for Wayland users outside the `input` group.

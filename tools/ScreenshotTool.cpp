@@ -188,6 +188,21 @@ int main(int argc, char** argv)
     QTest::qWait(600);
     ok &= save(grab(screens), out / "08-preview-exported.png");
 
+    // The save flow: the save dialog in the videos folder, then Vantile's own question about a
+    // file that is already there.
+    const std::filesystem::path videos = screens.root / "Videos";
+    std::filesystem::create_directories(videos / "Screencasts");
+    writeText(videos / "Product tour.mp4", "movie");
+    screens.state->setExportFolder(videos);
+    QMetaObject::invokeMethod(screens.item("exportButton"), "clicked");
+    QTest::qWait(1500);
+    ok &= save(grab(screens), out / "08a-export-save-dialog.png");
+    if (QObject* dialog = screens.window()->findChild<QObject*>("exportDialog")) QMetaObject::invokeMethod(dialog, "reject");
+    screens.state->exportTo(QUrl::fromLocalFile(QString::fromStdString((videos / "Product tour.mp4").string())), "mp4");
+    QTest::qWait(300);
+    ok &= save(grab(screens), out / "08b-export-replace.png");
+    screens.state->cancelReplace();
+
     RecordingHintPanel hint(MainWindowShell::hintMessage);
     hint.show();
     QTest::qWait(100);

@@ -85,4 +85,16 @@ ApplicationWindow {
             drop.acceptProposedAction()
         }
     }
+
+    // Closing or quitting while an export runs asks first.
+    QuestionDialog {
+        objectName: "quitDialog"
+        visible: appState.isAskingToQuit
+        message: "正在导出，要取消导出并退出吗？"
+        acceptText: "取消并退出"
+        acceptVariant: "danger"
+        rejectText: "继续导出"
+        onAcceptClicked: appState.cancelExportAndQuit()
+        onRejectClicked: appState.continueExporting()
+    }
 }

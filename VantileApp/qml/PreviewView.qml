@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls.Basic
+import QtQuick.Dialogs
 import QtQuick.Layouts
 import Vantile
 import "."
@@ -160,14 +161,14 @@ Item {
                     text: "导出 MP4"
                     variant: "primary"
                     enabled: !appState.isBusy
-                    onClicked: appState.exportCurrentProject()
+                    onClicked: exportDialog.ask(false)
                 }
                 VantileButton {
                     objectName: "exportGifButton"
                     text: "导出 GIF"
                     variant: "darkSecondary"
                     enabled: !appState.isBusy
-                    onClicked: appState.exportCurrentProjectAsGif()
+                    onClicked: exportDialog.ask(true)
                 }
                 ProgressBar {
                     id: exportBar
@@ -202,19 +203,9 @@ Item {
                 }
                 Item { visible: !appState.isExporting; Layout.fillWidth: true }
             }
-            RowLayout {
-                visible: appState.exportedFilePath.length > 0
+            ExportsList {
+                objectName: "exportsPanel"
                 Layout.fillWidth: true
-                spacing: 12
-                Text { text: "已导出："; color: Theme.success; font.pixelSize: 13; font.weight: Font.DemiBold }
-                Text {
-                    text: appState.exportedFilePath
-                    color: Theme.text
-                    font.pixelSize: 13
-                    elide: Text.ElideMiddle
-                    Layout.fillWidth: true
-                }
-                VantileButton { text: "在文件管理器中显示"; variant: "darkSecondary"; onClicked: appState.revealExportInFinder() }
             }
         }
 
@@ -232,5 +223,38 @@ Item {
                 enabled: !appState.isBusy
             }
         }
+    }
+
+    // Where to save: the desktop's save dialog; replacing a file is asked by Vantile itself,
+    // the same with every dialog.
+    FileDialog {
+        id: exportDialog
+        objectName: "exportDialog"
+        property bool gif: false
+        title: gif ? "导出 GIF" : "导出 MP4"
+        fileMode: FileDialog.SaveFile
+        options: FileDialog.DontConfirmOverwrite
+        acceptLabel: "保存"
+        rejectLabel: "取消"
+        nameFilters: appState.exportNameFilters(gif)
+        onAccepted: appState.exportTo(selectedFile, selectedNameFilter.extensions.length > 0 ? selectedNameFilter.extensions[0] : "")
+
+        function ask(asGif) {
+            gif = asGif
+            currentFolder = appState.exportFolder()
+            selectedFile = appState.suggestedExportFile(asGif)
+            open()
+        }
+    }
+
+    QuestionDialog {
+        objectName: "replaceDialog"
+        visible: appState.replaceQuestion.length > 0
+        message: appState.replaceQuestion
+        acceptText: "替换"
+        acceptVariant: "danger"
+        rejectText: "取消"
+        onAcceptClicked: appState.confirmReplace()
+        onRejectClicked: appState.cancelReplace()
     }
 }

@@ -79,6 +79,8 @@ void to_json(Json& json, const RecordingProject& project)
     };
     encodeOptionalKey(json, "previewVideoPath", project.previewVideoPath);
     encodeOptionalKey(json, "exportVideoPath", project.exportVideoPath);
+    // Absent until the first recorded export, so older projects are written as they were.
+    if (!project.exports.empty()) json["exports"] = project.exports;
     // Absent without edits, so an unedited project writes exactly what earlier versions wrote.
     encodeOptionalKey(json, "trim", project.trim);
     if (!project.cuts.empty()) json["cuts"] = project.cuts;
@@ -135,11 +137,13 @@ void decodeValue(const Json& json, RecordingProject& project)
     decodeKeyOrKeep(json, "rawVideoPath", project.rawVideoPath);
     decodeOptionalKey(json, "previewVideoPath", project.previewVideoPath);
     decodeOptionalKey(json, "exportVideoPath", project.exportVideoPath);
+    decodeKeyOrKeep(json, "exports", project.exports);
     decodeOptionalKey(json, "trim", project.trim);
     decodeKeyOrKeep(json, "cuts", project.cuts);
     project.unknownKeys = unknownKeysOf(json, {"id", "createdAt", "duration", "capture", "video", "events",
                                                "focusSegments", "cursorFrames", "renderSettings", "audioSettings",
-                                               "rawVideoPath", "previewVideoPath", "exportVideoPath", "trim", "cuts"});
+                                               "rawVideoPath", "previewVideoPath", "exportVideoPath", "exports", "trim",
+                                               "cuts"});
     requirePlausibleValues(project);
 }
 

@@ -3,6 +3,7 @@
 #include "model/AudioSettings.h"
 #include "model/CaptureInfo.h"
 #include "model/CursorFrame.h"
+#include "model/ExportRecord.h"
 #include "model/FocusSegment.h"
 #include "model/InputEvent.h"
 #include "model/RenderSettings.h"
@@ -36,7 +37,9 @@ struct RecordingProject {
     AudioCaptureSettings audioSettings;
     std::string rawVideoPath = "raw.mov";  // a bare name is relative to the project directory
     std::optional<std::string> previewVideoPath;
-    std::optional<std::string> exportVideoPath;
+    std::optional<std::string> exportVideoPath;  // the latest export
+    // Every export still remembered, oldest first; one per file.
+    std::vector<ExportRecord> exports;
     // The user's timeline edit: the kept stretch of the recording and the stretches cut out of it.
     std::optional<TimeRange> trim;
     std::vector<TimeRange> cuts;

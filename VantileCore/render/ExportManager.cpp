@@ -8,7 +8,7 @@
 namespace vantile {
 
 std::filesystem::path ExportManager::exportMovie(const RenderJob& job, ExportMonitor* monitor,
-                                                 const std::function<void()>& beforeReplacing) const
+                                                 const BeforeReplacing& beforeReplacing) const
 {
     const std::filesystem::path directory = job.outputURL.parent_path();
     // An export that was killed left its hidden files; the next one into that directory removes them.
@@ -24,7 +24,7 @@ std::filesystem::path ExportManager::exportMovie(const RenderJob& job, ExportMon
             VideoFileWriter::writeRenderedDemo(staged, monitor);
         }
         if (monitor && monitor->isCancelled()) throw RenderError::cancelled();
-        if (beforeReplacing) beforeReplacing();
+        if (beforeReplacing) beforeReplacing(staged.outputURL);
         VideoFileWriter::replace(job.outputURL, staged.outputURL);
     } catch (...) {
         std::error_code ignored;

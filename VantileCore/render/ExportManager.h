@@ -16,10 +16,11 @@ public:
     // killed exports left in the output's directory are removed first. Throws RenderError
     // (cancelled when the monitor asks for it, even during the audio merge); nothing is left
     // at the destination or beside it when it fails, and a previous export there stays as it
-    // was. `beforeReplacing` runs once the movie is complete and before it takes the
-    // destination's place (to save the project); when it throws, the export fails.
+    // was. `beforeReplacing` runs with the complete movie (still under its staging name) before
+    // it takes the destination's place (to save the project); when it throws, the export fails.
+    using BeforeReplacing = std::function<void(const std::filesystem::path& completeMovie)>;
     std::filesystem::path exportMovie(const RenderJob& job, ExportMonitor* monitor = nullptr,
-                                      const std::function<void()>& beforeReplacing = nullptr) const;
+                                      const BeforeReplacing& beforeReplacing = nullptr) const;
 };
 
 }  // namespace vantile

@@ -4,6 +4,9 @@
 #include "engine/TimelineEdits.h"
 #include "render/RenderError.h"
 
+#include <algorithm>
+#include <cctype>
+
 namespace vantile {
 
 ProjectSettingsEditor::ProjectSettingsEditor(RecordingProject project, std::filesystem::path directory,
@@ -121,16 +124,44 @@ std::string ProjectSettingsEditor::recordedExportPath(const std::filesystem::pat
     return recorded;
 }
 
-void ProjectSettingsEditor::recordExport(const std::filesystem::path& outputURL)
+void ProjectSettingsEditor::saveOrThrow(RecordingProject updated)
 {
-    RecordingProject updated = project_;
-    updated.exportVideoPath = recordedExportPath(outputURL);
     if (saveProject_) {
         saveProject_(updated, directory_);
     } else {
         writer_.save(updated);
     }
     project_ = std::move(updated);
+}
+
+void ProjectSettingsEditor::recordExport(const std::filesystem::path& outputURL, std::int64_t bytes,
+                                         Timestamp exportedAt)
+{
+    RecordingProject updated = project_;
+    const std::string recorded = recordedExportPath(outputURL);
+    updated.exportVideoPath = recorded;
+    std::erase_if(updated.exports, [&](const ExportRecord& earlier) { return earlier.path == recorded; });
+    std::string format = outputURL.extension().string();
+    if (!format.empty()) format.erase(0, 1);
+    std::transform(format.begin(), format.end(), format.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    updated.exports.push_back({.path = recorded, .format = format, .exportedAt = exportedAt, .bytes = bytes});
+    saveOrThrow(std::move(updated));
+}
+
+void ProjectSettingsEditor::forgetExport(const std::string& recordedPath)
+{
+    RecordingProject updated = project_;
+    std::erase_if(updated.exports, [&](const ExportRecord& record) { return record.path == recordedPath; });
+    if (updated.exportVideoPath == recordedPath) updated.exportVideoPath.reset();
+    if (updated == project_) return;
+    saveOrThrow(std::move(updated));
+}
+
+std::filesystem::path ProjectSettingsEditor::exportURL(const std::string& recordedPath) const
+{
+    const std::filesystem::path path(recordedPath);
+    return path.is_absolute() ? path : directory_ / path;
 }
 
 }  // namespace vantile

@@ -48,14 +48,20 @@ public:
     std::filesystem::path defaultExportURL() const { return directory_ / "export.mp4"; }
     // Throws RenderError before any work when the project could not record the destination.
     RenderJob makeExportJob(const std::filesystem::path& outputURL) const;
-    // Remembers a finished export in the project and saves it; a failed direct save throws.
-    void recordExport(const std::filesystem::path& outputURL);
+    // Remembers a finished export in the project as its latest and in its list of exports (an
+    // earlier record of the same file gives way), and saves it; a failed direct save throws.
+    void recordExport(const std::filesystem::path& outputURL, std::int64_t bytes, Timestamp exportedAt);
+    // Forgets the export recorded under `recordedPath` (its file is gone), and saves.
+    void forgetExport(const std::string& recordedPath);
+    // Where a recorded export's file is.
+    std::filesystem::path exportURL(const std::string& recordedPath) const;
     // From now on changes stay in memory until recordExport saves them together with the
     // export, so an export that fails or is refused leaves the project as it was.
     void holdSavesUntilExportRecorded() { holdingSaves_ = true; }
 
 private:
     void saveQuietly();
+    void saveOrThrow(RecordingProject updated);
     // How the project names a movie at `outputURL`: by name inside the project, else in full.
     std::string recordedExportPath(const std::filesystem::path& outputURL) const;
 

@@ -138,10 +138,18 @@ TEST(MainWindowShellTest, WindowHintAndRecordingControlFollowTheTrayAndClosingQu
     EXPECT_FALSE(shell.stopGestureTarget(StopTrigger::tray));
     shell.endRecording();
 
-    // Without a tray, closing the window quits.
+    // Without a tray, closing the window quits; while an export runs the window stays open for
+    // the question the quit asks.
+    bool exporting = true;
+    shell.setKeepOpenWhileQuitting([&] { return exporting; });
     window.show();
     window.close();
     ASSERT_TRUE(QTest::qWaitFor([&] { return quits == 1; }, waitLimitMilliseconds));
+    EXPECT_TRUE(window.isVisible());
+    exporting = false;
+    window.close();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return quits == 2; }, waitLimitMilliseconds));
+    EXPECT_FALSE(window.isVisible());
 }
 
 TEST(MainWindowShellTest, OnARecordedSingleScreenTheControlShowsOnlyWhenThePointerRestsInItsCorner)

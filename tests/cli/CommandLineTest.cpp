@@ -283,6 +283,11 @@ TEST(EditCommand, ConcurrentEditsAndExportsLoseNothing)
     EXPECT_EQ(saved.cuts.size(), 6u);
     EXPECT_EQ(saved.renderSettings.templateName, TemplateName::cleanLight);
     EXPECT_EQ(saved.exportVideoPath, (output / "movie.mp4").string());
+    // Outside the project the export is listed by its full path, with the movie's real size.
+    ASSERT_EQ(saved.exports.size(), 1u);
+    EXPECT_EQ(saved.exports[0].path, (output / "movie.mp4").string());
+    EXPECT_EQ(saved.exports[0].format, "mp4");
+    EXPECT_EQ(saved.exports[0].bytes, std::int64_t(fs::file_size(output / "movie.mp4")));
     const Json savedHeader = Json::parse(readText(metadata / "project.json"));
     EXPECT_EQ(savedHeader["camera"], header["camera"]);
     EXPECT_EQ(savedHeader["renderSettings"]["motionBlur"], 0.5);
@@ -309,6 +314,18 @@ TEST(SampleCommand, DirectoriesNamedInAnotherEncodingWorkOrAreRefusedBeforeAnyWo
     const auto inside = runCli({"export", directory.string(), "-o", (directory / "movie.gif").string()});
     ASSERT_EQ(inside.exitCode, 0) << inside.standardError;
     EXPECT_EQ(ProjectFileManager(root.path()).loadProject(directory).exportVideoPath, "movie.gif");
+    // Each file is listed once, the latest export last; exportVideoPath names the latest.
+    ASSERT_EQ(runCli({"export", directory.string()}).exitCode, 0);
+    ASSERT_EQ(runCli({"export", directory.string(), "-o", (directory / "movie.gif").string()}).exitCode, 0);
+    const RecordingProject exported = ProjectFileManager(root.path()).loadProject(directory);
+    EXPECT_EQ(exported.exportVideoPath, "movie.gif");
+    ASSERT_EQ(exported.exports.size(), 2u);
+    EXPECT_EQ(exported.exports[0].path, "export.mp4");
+    EXPECT_EQ(exported.exports[1].path, "movie.gif");
+    EXPECT_EQ(exported.exports[1].format, "gif");
+    EXPECT_EQ(exported.exports[1].bytes, std::int64_t(fs::file_size(directory / "movie.gif")));
+    EXPECT_LE(exported.exports[0].exportedAt, exported.exports[1].exportedAt);
+    EXPECT_TRUE(contains(runCli({"info", directory.string()}).standardOutput, "exported      movie.gif (gif, "));
 
     const fs::path elsewhere = root / "d\xe9j\xe0";
     fs::create_directories(elsewhere);

@@ -42,6 +42,8 @@ RecordingProject richProject()
     project.audioSettings = {AudioCaptureMode::systemAndMicrophone, "alsa_input.usb-mic"};
     project.rawVideoPath = "raw.mov";
     project.exportVideoPath = "export.mp4";
+    project.exports = {{"/home/ana/Videos/first.webm", "webm", parseISO8601("2026-01-02T04:00:00Z"), 1'234'567},
+                       {"export.mp4", "mp4", parseISO8601("2026-01-02T05:30:00Z"), 9'876'543'210}};
     return project;
 }
 
@@ -74,6 +76,13 @@ TEST(RecordCoding, ProjectWithOnlyRequiredKeysDecodesAndRichOnesRoundTripThrough
     rich.exportVideoPath.reset();
     EXPECT_FALSE(Json(rich).contains("exportVideoPath"));
     EXPECT_EQ(decodeDocument<RecordingProject>(Json(rich)), rich);
+    // The exports list, in order and with sizes past 32 bits, and absent when empty as older files are.
+    EXPECT_EQ(Json(rich)["exports"][1],
+              Json::parse(R"({"path":"export.mp4","format":"mp4","exportedAt":"2026-01-02T05:30:00Z","bytes":9876543210})"));
+    EXPECT_TRUE(project.exports.empty());
+    rich.exports.clear();
+    EXPECT_FALSE(Json(rich).contains("exports"));
+    EXPECT_EQ(Json(project), Json(decodeDocument<RecordingProject>(Json(project))));
     EXPECT_EQ(Json(rich.events[0]), Json::parse(R"({"time":0.0,"type":"mouseMove","x":1.0,"y":2.0})"));
     // Integers written as 30.0 are still integers.
     EXPECT_EQ(decodeDocument<VideoInfo>(Json::parse(R"({"path":"a","width":2.0,"height":4,"fps":30.0})")).fps, 30);

@@ -95,7 +95,7 @@ TEST(ExportStaging, TwoExportsToOnePathBothFinishAndTheLastOneStays)
     test::writeRawMovie(directory / "raw.mov", 320, 180, 2, 1, [](QImage& canvas, int) { canvas.fill(Qt::gray); });
     const RenderJob outer = test::makeJob(directory.path(), test::makeProject(320, 180, 2), "out.mp4");
     const RenderJob inner = test::makeJob(directory.path(), test::makeProject(320, 180, 1), "out.mp4");
-    ExportManager().exportMovie(outer, nullptr, [&] {
+    ExportManager().exportMovie(outer, nullptr, [&](const std::filesystem::path&) {
         EXPECT_EQ(ExportManager().exportMovie(inner), inner.outputURL);
         EXPECT_EQ(test::countVideoFrames(inner.outputURL), 30);
     });

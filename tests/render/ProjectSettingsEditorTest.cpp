@@ -64,10 +64,20 @@ TEST(ProjectSettingsEditorTest, ChangesAreSavedAndRecomputeWhatDependsOnThem)
     EXPECT_EQ(job.rawVideoURL, directory / "raw.mov");
     EXPECT_EQ(job.renderSettings, editor.renderSettings());
     EXPECT_EQ(job.cursorFrames, editor.project().cursorFrames);
-    editor.recordExport(directory / "export.mp4");
+    const Timestamp exportedAt = parseISO8601("2026-11-25T23:10:00Z");
+    editor.recordExport(directory / "export.mp4", 1000, exportedAt);
     EXPECT_EQ(files.loadProject(directory).exportVideoPath, std::optional<std::string>("export.mp4"));
-    editor.recordExport(root.path() / "elsewhere.mp4");
-    EXPECT_EQ(files.loadProject(directory).exportVideoPath, (root.path() / "elsewhere.mp4").string());
+    editor.recordExport(root.path() / "elsewhere.MP4", 2000, exportedAt);
+    EXPECT_EQ(files.loadProject(directory).exportVideoPath, (root.path() / "elsewhere.MP4").string());
+    EXPECT_EQ(files.loadProject(directory).exports,
+              (std::vector<ExportRecord>{{"export.mp4", "mp4", exportedAt, 1000},
+                                         {(root.path() / "elsewhere.MP4").string(), "mp4", exportedAt, 2000}}));
+    // Forgetting the latest export leaves none named as the latest; another keeps it.
+    editor.forgetExport("export.mp4");
+    EXPECT_EQ(files.loadProject(directory).exportVideoPath, (root.path() / "elsewhere.MP4").string());
+    editor.forgetExport((root.path() / "elsewhere.MP4").string());
+    EXPECT_FALSE(files.loadProject(directory).exportVideoPath);
+    EXPECT_TRUE(files.loadProject(directory).exports.empty());
 
     // Settings saves are best effort: a vanished directory does not stop the change.
     std::filesystem::remove_all(directory);
@@ -76,7 +86,7 @@ TEST(ProjectSettingsEditorTest, ChangesAreSavedAndRecomputeWhatDependsOnThem)
     std::ofstream(root.path() / "blocker" / "file") << "not a directory";
     EXPECT_NO_THROW(orphan.changeFps(60));
     EXPECT_EQ(orphan.renderSettings().fps, 60);
-    EXPECT_THROW(orphan.recordExport(root.path() / "out.mp4"), std::exception);
+    EXPECT_THROW(orphan.recordExport(root.path() / "out.mp4", 1, Timestamp{}), std::exception);
 }
 
 }  // namespace
