@@ -1,10 +1,10 @@
 #include "ExportFlow.h"
 
 #include "AppState.h"
+#include "DesktopTrash.h"
 #include "MainThreadResume.h"
 #include "ProjectSession.h"
 
-#include <QFile>
 
 #include <algorithm>
 
@@ -104,7 +104,7 @@ void ExportFlow::moveToTrash(const std::string& recordedPath)
     const std::filesystem::path file = session_.exportURL(recordedPath);
     std::error_code error;
     if (std::filesystem::exists(file, error) &&
-        !QFile::moveToTrash(QString::fromStdString(file.string()))) {
+        !moveToDesktopTrash(file)) {
         state_.setErrorMessage("无法将“" + file.filename().string() + "”移到回收站。");
         return;
     }

@@ -1,14 +1,11 @@
 #include "ProjectListFlow.h"
 
 #include "AppState.h"
+#include "DesktopTrash.h"
 #include "MainThreadResume.h"
 #include "ProjectSession.h"
 #include "RecoveryFlow.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QStandardPaths>
 #include <QUrl>
 
 #include <algorithm>
@@ -17,23 +14,6 @@ namespace vantile {
 
 namespace fs = std::filesystem;
 
-namespace {
-
-// When it cannot make the user's trash, Qt 6.4 moves into "files/" and "info/" under the
-// working directory, where no trash lists it: the project goes back where the user left it.
-void putBackFromMisplacedTrash(const QString& inTrash, const QString& source)
-{
-    const QFileInfo moved(inTrash);
-    const QString files = moved.absolutePath();
-    const QString info = QFileInfo(files + "/../info").absoluteFilePath();
-    QDir().rename(moved.absoluteFilePath(), source);
-    QFile::remove(info + "/" + moved.fileName() + ".trashinfo");
-    // Only when empty: a folder of the same name that was there before keeps its contents.
-    QDir().rmdir(files);
-    QDir().rmdir(info);
-}
-
-}  // namespace
 
 ProjectListFlow::ProjectListFlow(AppState& state, ProjectSession& session, RecoveryFlow& recovery,
                                  const ProjectFileManager& files)
@@ -110,15 +90,7 @@ void ProjectListFlow::rename(const fs::path& directory, const std::string& newNa
 void ProjectListFlow::moveToTrash(const fs::path& directory)
 {
     if (!release(directory)) return;
-    const QString source = QString::fromStdString(directory.string());
-    // Qt 6.4 moves the folder into the working directory when the user's data folder does
-    // not exist yet (a fresh account); the trash is made inside it first.
-    QDir().mkpath(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation));
-    QString inTrash;
-    const bool moved = QFile::moveToTrash(source, &inTrash);
-    const bool misplaced = moved && QFileInfo(inTrash).isRelative();
-    if (misplaced) putBackFromMisplacedTrash(inTrash, source);
-    if (!moved || misplaced) {
+    if (!moveToDesktopTrash(directory)) {
         state_.setErrorMessage("无法把“" + directory.filename().string() + "”移到回收站，项目仍在原处。");
     }
     refresh();
