@@ -198,6 +198,11 @@ void MainWindowShell::runCountdown(int seconds, const CaptureSource& recorded, s
     countdown_->start();
 }
 
+void MainWindowShell::cancelCountdown()
+{
+    if (countdown_) countdown_->cancel();
+}
+
 void MainWindowShell::hideOwnWindows(std::function<void()> hidden)
 {
     std::vector<QPointer<QWindow>> hiding;

@@ -81,13 +81,26 @@ void RecordingFlow::countDown(const AudioCaptureSettings& audioSettings)
         return;
     }
     state_.setStatusMessage("Counting down");
+    countingDown_ = true;
     // Nothing exists yet: a cancel leaves no project behind.
     shell->runCountdown(
-        seconds, *source_, [this, audioSettings] { beginCapture(audioSettings); }, [this] { cancelCountdown(); });
+        seconds, *source_,
+        [this, audioSettings] {
+            countingDown_ = false;
+            beginCapture(audioSettings);
+        },
+        [this] { countdownCancelled(); });
 }
 
 void RecordingFlow::cancelCountdown()
 {
+    auto* shell = state_.desktopShell();
+    if (countingDown_ && shell) shell->cancelCountdown();
+}
+
+void RecordingFlow::countdownCancelled()
+{
+    countingDown_ = false;
     source_.reset();
     state_.setBusy(false);
     state_.setStatusMessage("Ready");
