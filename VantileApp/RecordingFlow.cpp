@@ -254,16 +254,17 @@ void RecordingFlow::stop(StopTrigger trigger, std::optional<CGRectCodable> gestu
     }
     if (state_.isBusy()) return;
     stopTrigger_ = trigger;
-    if (auto* shell = state_.desktopShell()) shell->dismissRecordingHint();
-    state_.setBusy(true);
-    state_.setStatusMessage("Generating demo");
-    state_.setRoute(Route::generating);
-    cancelTimer();
+    // Asked before the route changes: leaving the recording route takes the control away.
     if (trigger == StopTrigger::keyboardOrCommand) {
         gestureTarget.reset();
     } else if (!gestureTarget) {
         if (auto* shell = state_.desktopShell()) gestureTarget = shell->stopGestureTarget(trigger);
     }
+    if (auto* shell = state_.desktopShell()) shell->dismissRecordingHint();
+    state_.setBusy(true);
+    state_.setStatusMessage("Generating demo");
+    state_.setRoute(Route::generating);
+    cancelTimer();
 
     std::vector<InputEvent> events = parts_.inputRecorder->stop();
     runOffMainThread(
