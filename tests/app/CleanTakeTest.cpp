@@ -344,6 +344,22 @@ TEST_F(CleanTakeTest, NoStopPathLeavesVantileInTheKeptTake)
         return screen.worstCount > 100 * foreignPixelLimit;
     }, 20s));
 
+    // A stop while the countdown runs cancels it: nothing is recorded, the main window is back,
+    // and the start that was waiting says why.
+    {
+        const auto before = projectDirectories();
+        ChildProcess start({"sh", "-c", "exec \"$0\" --start-recording 2>&1", VANTILE_APP},
+                           {.environment = environment, .captureOutput = true});
+        ASSERT_TRUE(waitUntil([&] { return !visibleWindow("Vantile 即将开始录制").empty(); }, 20s)) << log();
+        const auto stop = vantile({"--stop-recording"});
+        EXPECT_EQ(stop.exitCode, 0) << stop.standardError;
+        const auto answer = start.readLine(10s);
+        ASSERT_TRUE(answer.has_value());
+        EXPECT_NE(answer->find("cancelled before it started"), std::string::npos) << *answer;
+        EXPECT_TRUE(waitUntil([&] { return visibleWindow("Vantile 即将开始录制").empty(); }, 10s));
+        EXPECT_EQ(projectDirectories(), before);
+    }
+
     // `vantile --toggle-recording`, as a desktop keybinding runs it.
     {
         Take take{"--toggle-recording", startTake()};
