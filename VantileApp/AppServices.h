@@ -122,6 +122,8 @@ public:
         (void)cancelled;
         finished();
     }
+    // Ends a running countdown as the user's cancel does (its `cancelled` follows).
+    virtual void cancelCountdown() {}
     // The four-second "recording" hint; `recorded` tells which area must not show it.
     virtual void showRecordingHint(const CaptureSource& recorded) = 0;
     virtual void dismissRecordingHint() = 0;

@@ -150,6 +150,9 @@ void AppState::setRecordingCountdownName(const QString& name)
     if (const auto choice = parseCountdownChoice(name)) setRecordingCountdown(*choice);
 }
 
+bool AppState::isCountingDown() const { return recordingFlow_->isCountingDown(); }
+void AppState::cancelCountdown() { recordingFlow_->cancelCountdown(); }
+
 void AppState::setRecordingMaxDuration(double seconds)
 {
     if (recordingMaxDuration_ == seconds) return;

@@ -303,6 +303,9 @@ public:
     void setRecordingCountdown(CountdownChoice choice);
     QString recordingCountdownName() const { return countdownChoiceName(recordingCountdown_); }
     void setRecordingCountdownName(const QString& name);
+    // A start is counting down: nothing is captured yet, and a stop cancels it.
+    bool isCountingDown() const;
+    void cancelCountdown();
 
 signals:
     void recordingCountdownChanged();

@@ -206,6 +206,11 @@ void MainWindowShell::runCountdown(int seconds, const CaptureSource& recorded, s
     countdown_->start();
 }
 
+void MainWindowShell::cancelCountdown()
+{
+    if (countdown_) countdown_->cancel();
+}
+
 void MainWindowShell::hideOwnWindows(std::function<void()> hidden)
 {
     std::vector<QPointer<QWindow>> hiding;
@@ -292,6 +297,10 @@ void MainWindowShell::showRecordingHint(const CaptureSource& recorded)
     if (!chosen) {
         // Told in the countdown already, and a notification now would be in the movie.
         if (std::exchange(hintTold_, false)) return;
+        // Without a countdown there was no moment before the first frame: on the only recorded
+        // screen the desktop would draw the notification into the movie, so the tray's tooltip
+        // (where there is one) is all that tells.
+        if (recordsEveryScreen(recorded)) return;
         // Nowhere to put the panel without it landing in the recording: the desktop says it.
         if (notifier_) {
             notifier_->notify(hintTitle, hintMessageNow(), hintMilliseconds);

@@ -44,6 +44,7 @@ public:
     // (and the desktop shows it as a notification, withdrawn before the first frame).
     void runCountdown(int seconds, const CaptureSource& recorded, std::function<void()> finished,
                       std::function<void()> cancelled) override;
+    void cancelCountdown() override;
     void showRecordingHint(const CaptureSource& recorded) override;
     void dismissRecordingHint() override;
     void revealFile(const std::filesystem::path& file) override;

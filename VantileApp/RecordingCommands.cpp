@@ -84,11 +84,21 @@ void RecordingCommands::startWithSources(const std::optional<std::string>& sourc
         if (display != sources.end()) state_.setSelectedSource(*display);
     }
     state_.startRecording();
-    whenIdle([this, reply] { reply(outcome(state_.route() == Route::recording)); });
+    whenIdle([this, reply] {
+        // A countdown ended by its cancel (or a stop) says so, not that Vantile was busy.
+        if (state_.route() != Route::recording && !state_.errorMessage()) reply({cancelledBeforeStart, {}});
+        else reply(outcome(state_.route() == Route::recording));
+    });
 }
 
 void RecordingCommands::stop(Reply reply)
 {
+    if (state_.isCountingDown()) {
+        // Nothing is captured yet: stopping means not starting, and leaves no project.
+        state_.cancelCountdown();
+        reply({});
+        return;
+    }
     if (state_.route() != Route::recording) {
         reply({notRecording, {}});
         return;
@@ -99,7 +109,7 @@ void RecordingCommands::stop(Reply reply)
 
 void RecordingCommands::toggle(Reply reply)
 {
-    if (state_.route() == Route::recording) stop(std::move(reply));
+    if (state_.route() == Route::recording || state_.isCountingDown()) stop(std::move(reply));
     else start(std::nullopt, std::move(reply));
 }
 

@@ -31,12 +31,13 @@ public:
     void start(const std::optional<std::string>& sourceId, Reply reply);
     // The same once the flow that runs now (the first listing at launch) is over, rather than refusing.
     void startWhenIdle(const std::optional<std::string>& sourceId, Reply reply);
-    // Answers once the project is saved.
+    // Answers once the project is saved; during the countdown, at once, having cancelled it.
     void stop(Reply reply);
     void toggle(Reply reply);
 
     static constexpr const char* notRecording = "Vantile is not recording.";
     static constexpr const char* busy = "Vantile is busy; try again when it is done.";
+    static constexpr const char* cancelledBeforeStart = "The recording was cancelled before it started.";
 
 private:
     void startWithSources(const std::optional<std::string>& sourceId, bool chosen, const Reply& reply);

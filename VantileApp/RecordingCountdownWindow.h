@@ -20,6 +20,8 @@ public:
     QString hintText() const { return hint_->text(); }
     QPushButton* cancelButton() const { return cancelButton_; }
     void start();
+    // As 取消 does: hidden, then `cancelled`.
+    void cancel();
 
     static constexpr int windowWidth = 380;
     static constexpr int windowHeight = 230;
@@ -35,7 +37,6 @@ protected:
 
 private:
     void tick();
-    void cancel();
 
     int secondsLeft_;
     QLabel* number_;

@@ -81,13 +81,26 @@ void RecordingFlow::countDown(const AudioCaptureSettings& audioSettings)
         return;
     }
     state_.setStatusMessage("Counting down");
+    countingDown_ = true;
     // Nothing exists yet: a cancel leaves no project behind.
     shell->runCountdown(
-        seconds, *source_, [this, audioSettings] { beginCapture(audioSettings); }, [this] { cancelCountdown(); });
+        seconds, *source_,
+        [this, audioSettings] {
+            countingDown_ = false;
+            beginCapture(audioSettings);
+        },
+        [this] { countdownCancelled(); });
 }
 
 void RecordingFlow::cancelCountdown()
 {
+    auto* shell = state_.desktopShell();
+    if (countingDown_ && shell) shell->cancelCountdown();
+}
+
+void RecordingFlow::countdownCancelled()
+{
+    countingDown_ = false;
     source_.reset();
     state_.setBusy(false);
     state_.setStatusMessage("Ready");
@@ -241,16 +254,17 @@ void RecordingFlow::stop(StopTrigger trigger, std::optional<CGRectCodable> gestu
     }
     if (state_.isBusy()) return;
     stopTrigger_ = trigger;
-    if (auto* shell = state_.desktopShell()) shell->dismissRecordingHint();
-    state_.setBusy(true);
-    state_.setStatusMessage("Generating demo");
-    state_.setRoute(Route::generating);
-    cancelTimer();
+    // Asked before the route changes: leaving the recording route takes the control away.
     if (trigger == StopTrigger::keyboardOrCommand) {
         gestureTarget.reset();
     } else if (!gestureTarget) {
         if (auto* shell = state_.desktopShell()) gestureTarget = shell->stopGestureTarget(trigger);
     }
+    if (auto* shell = state_.desktopShell()) shell->dismissRecordingHint();
+    state_.setBusy(true);
+    state_.setStatusMessage("Generating demo");
+    state_.setRoute(Route::generating);
+    cancelTimer();
 
     std::vector<InputEvent> events = parts_.inputRecorder->stop();
     runOffMainThread(

@@ -35,6 +35,10 @@ public:
     RecordingFlow(AppState& state, PermissionService& permissions, ProjectSession& session, Parts parts);
 
     void start();
+    // The seconds before the first frame are running: nothing is made or captured yet.
+    bool isCountingDown() const { return countingDown_; }
+    // Ends them as the countdown's own 取消 does: no project.
+    void cancelCountdown();
     // Without a trigger (the time limit, a capture that ended) the take ends at the stop time.
     void stop(StopTrigger trigger = StopTrigger::keyboardOrCommand,
               std::optional<CGRectCodable> gestureTarget = std::nullopt);
@@ -56,7 +60,7 @@ private:
     struct StopOutcome;
 
     void countDown(const AudioCaptureSettings& audioSettings);
-    void cancelCountdown();
+    void countdownCancelled();
     void beginCapture(const AudioCaptureSettings& audioSettings);
     void finishStart(const std::optional<std::string>& failure);
     void finishStop(StopOutcome outcome);
@@ -81,6 +85,7 @@ private:
     std::optional<AudioCaptureSettings> audioSettings_;
     std::optional<std::filesystem::path> startingDirectory_;  // made for a start still under way
     bool cursorInPicture_ = false;
+    bool countingDown_ = false;
     std::optional<std::string> captureFailure_;
     StopTrigger stopTrigger_ = StopTrigger::control;
 };

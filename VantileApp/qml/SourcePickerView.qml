@@ -63,7 +63,39 @@ Item {
             Layout.preferredWidth: 360
             Layout.fillHeight: true
             contentWidth: availableWidth
-            AudioCaptureSettingsPanel { width: parent.width }
+            ColumnLayout {
+                width: parent.width
+                spacing: 14
+                AudioCaptureSettingsPanel { Layout.fillWidth: true }
+                Rectangle {
+                    Layout.fillWidth: true
+                    radius: Theme.radius
+                    color: Theme.panel
+                    border.color: Theme.border
+                    implicitHeight: countdown.implicitHeight + 36
+                    ColumnLayout {
+                        id: countdown
+                        anchors { left: parent.left; right: parent.right; top: parent.top; margins: 18 }
+                        spacing: 10
+                        SettingPicker {
+                            objectName: "countdownPicker"
+                            Layout.fillWidth: true
+                            title: "倒计时"
+                            options: [{ value: "auto", label: "自动" }, { value: "3", label: "3 秒" },
+                                      { value: "2", label: "2 秒" }, { value: "off", label: "关" }]
+                            current: appState.recordingCountdown
+                            onPicked: (value) => appState.recordingCountdown = value
+                        }
+                        Text {
+                            text: "开始前倒数，Vantile 的窗口在第一帧之前离开画面。自动：只有一块屏幕被录制时倒数 3 秒。"
+                            color: Theme.tertiaryText
+                            font.pixelSize: 12
+                            wrapMode: Text.WordWrap
+                            Layout.fillWidth: true
+                        }
+                    }
+                }
+            }
         }
     }
 }

@@ -283,6 +283,11 @@ public:
         countdownFinished = std::move(finished);
         countdownCancelled = std::move(cancelled);
     }
+    void cancelCountdown() override
+    {
+        log_.add("shell.cancelCountdown");
+        if (countdownCancelled) std::exchange(countdownCancelled, nullptr)();
+    }
 
     std::optional<CGRectCodable> controlArea;  // the recording control, in global screen coordinates
     bool everyScreen = false;

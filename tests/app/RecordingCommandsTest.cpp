@@ -56,6 +56,40 @@ TEST(RecordingCommandsTest, ToggleListsSourcesStartsAndThenStopsAnsweringOnceEac
     EXPECT_EQ(app.state->route(), Route::preview);
 }
 
+// A desktop keybinding pressed again during the countdown means "not now": nothing is recorded.
+TEST(RecordingCommandsTest, StopAndToggleDuringTheCountdownCancelItAndLeaveNoProject)
+{
+    for (const bool toggled : {false, true}) {
+        SCOPED_TRACE(toggled ? "toggle" : "stop");
+        AppFixture app;
+        app.shell.everyScreen = true;
+        {
+            std::lock_guard lock(app.sources->mutex);
+            app.sources->sources = {testing::sampleDisplay()};
+        }
+        RecordingCommands commands(*app.state);
+        std::vector<RecordingCommands::Answer> answers;
+        const auto note = [&](const RecordingCommands::Answer& answer) { answers.push_back(answer); };
+        commands.start(std::nullopt, note);
+        ASSERT_TRUE(waitFor([&] { return app.shell.countdownFinished != nullptr; }));
+        ASSERT_TRUE(app.state->isCountingDown());
+
+        if (toggled) commands.toggle(note);
+        else commands.stop(note);
+        // The stop answers at once; the waiting start learns why nothing runs.
+        ASSERT_TRUE(waitFor([&] { return answers.size() == 2; }));
+        EXPECT_EQ(answers[0].failure, std::nullopt);
+        EXPECT_TRUE(answers[0].projectDirectory.empty());
+        EXPECT_EQ(answers[1].failure, RecordingCommands::cancelledBeforeStart);
+        EXPECT_FALSE(app.state->isCountingDown());
+        EXPECT_FALSE(app.state->isBusy());
+        EXPECT_EQ(app.state->route(), Route::home);
+        EXPECT_FALSE(app.log.contains("recorder.start display-42"));
+        EXPECT_FALSE(std::filesystem::exists(app.root.path() / "projects") &&
+                     !std::filesystem::is_empty(app.root.path() / "projects"));
+    }
+}
+
 TEST(RecordingCommandsTest, AFailedStartAnswersWithTheUsersSentence)
 {
     AppFixture app;

@@ -27,6 +27,16 @@ using testing::waitFor;
     return ::testing::AssertionFailure() << "not shown: " << ::testing::PrintToString(missing);
 }
 
+// The visible item that shows exactly `text`.
+QQuickItem* itemShowing(QQuickItem* item, const QString& text)
+{
+    if (!item->isVisible()) return nullptr;
+    if (item->property("text").toString() == text) return item;
+    for (QQuickItem* child : item->childItems())
+        if (QQuickItem* found = itemShowing(child, text)) return found;
+    return nullptr;
+}
+
 TEST(ScreensTest, HomePermissionsAndSourcePickerShowTheirStateAndPickARow)
 {
     ScreenHarness screens;
@@ -54,16 +64,15 @@ TEST(ScreensTest, HomePermissionsAndSourcePickerShowTheirStateAndPickARow)
     const QPointF secondRow = list->mapToScene(QPointF(40, 64 + 8 + 20));
     QTest::mouseClick(screens.window(), Qt::LeftButton, {}, secondRow.toPoint());
     ASSERT_TRUE(waitFor([&] { return screens.state->selectedSource()->id == "window-7"; }, 2000));
-}
 
-// The visible item that shows exactly `text`.
-QQuickItem* itemShowing(QQuickItem* item, const QString& text)
-{
-    if (!item->isVisible()) return nullptr;
-    if (item->property("text").toString() == text) return item;
-    for (QQuickItem* child : item->childItems())
-        if (QQuickItem* found = itemShowing(child, text)) return found;
-    return nullptr;
+    // The countdown is chosen beside the sound (a short sound panel keeps it in view).
+    screens.state->setAudioCaptureMode(AudioCaptureMode::none);
+    EXPECT_TRUE(shows(screens, {"倒计时", "自动", "3 秒", "2 秒", "关"}));
+    QQuickItem* twoSeconds = itemShowing(screens.window()->contentItem(), "2 秒");
+    ASSERT_TRUE(twoSeconds);
+    QTest::mouseClick(screens.window(), Qt::LeftButton, {},
+                      twoSeconds->mapToScene(QPointF(twoSeconds->width() / 2, twoSeconds->height() / 2)).toPoint());
+    ASSERT_TRUE(waitFor([&] { return screens.state->recordingCountdown() == CountdownChoice::twoSeconds; }, 2000));
 }
 
 TEST(ScreensTest, WhereInputDevicesAreClosedThePermissionScreenOffersTheHelperAndSaysWhatItReads)

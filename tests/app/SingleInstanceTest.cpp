@@ -1,9 +1,5 @@
-#include "capture/X11TestSession.h"
-#include "support/ChildProcess.h"
-#include "support/RunCommand.h"
+#include "RunningApplication.h"
 
-#include <QDBusConnection>
-#include <QDBusConnectionInterface>
 #include <QImage>
 
 #include <gtest/gtest.h>
@@ -17,91 +13,7 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
-// The real application on a private X display and a private session bus, driven from a second
-// `vantile` process as a desktop keybinding would.
-class SingleInstanceTest : public testing::X11TestSession {
-protected:
-    void SetUp() override
-    {
-        X11TestSession::SetUp();
-        const std::string address = "unix:path=" + (directory / "bus").string();
-        bus_ = std::make_unique<ChildProcess>(std::vector<std::string>{"dbus-daemon", "--session", "--nofork",
-                                                                        "--nopidfile", "--print-address=1",
-                                                                        "--address=" + address},
-                                              ChildProcess::Options{.captureOutput = true});
-        ASSERT_TRUE(bus_->readLine(10s).has_value());
-        busConnection_ = QDBusConnection::connectToBus(QString::fromStdString(address), "single-instance-test");
-        ASSERT_TRUE(busConnection_.isConnected());
-        const fs::path runtime = directory / "runtime";
-        fs::create_directory(runtime);
-        fs::permissions(runtime, fs::perms::owner_all);
-        environment = {"DBUS_SESSION_BUS_ADDRESS=" + address, "XDG_RUNTIME_DIR=" + runtime.string(), "DISPLAY=" + display->name(),
-                       "XDG_VIDEOS_DIR=" + (directory / "videos").string(),
-                       "XDG_CONFIG_HOME=" + (directory / "config").string(),
-                       "XDG_CACHE_HOME=" + (directory / "cache").string(), "QT_QPA_PLATFORM=xcb",
-                       "VANTILE_BACKEND=x11"};
-    }
-
-    void TearDown() override
-    {
-        application.reset();
-        QDBusConnection::disconnectFromBus("single-instance-test");
-        bus_.reset();
-        X11TestSession::TearDown();
-    }
-
-    void launchApplication(const std::vector<std::string>& options = {})
-    {
-        // Its error output is kept for the failure messages.
-        std::vector<std::string> arguments{"sh", "-c", "exec \"$@\" 2>>" + testing::quoteForShell(logPath().string()),
-                                           "sh", VANTILE_APP};
-        arguments.insert(arguments.end(), options.begin(), options.end());
-        application = std::make_unique<ChildProcess>(arguments, ChildProcess::Options{.environment = environment});
-    }
-
-    // Runs a second `vantile` with these options against the same display and bus.
-    testing::CommandResult vantile(const std::vector<std::string>& options)
-    {
-        std::vector<std::string> arguments{"env"};
-        arguments.insert(arguments.end(), environment.begin(), environment.end());
-        arguments.push_back(VANTILE_APP);
-        arguments.insert(arguments.end(), options.begin(), options.end());
-        return testing::runCommand(arguments);
-    }
-
-    // The process id of the name's owner, or 0 while nobody owns it.
-    unsigned instanceOwner()
-    {
-        const auto owner = busConnection_.interface()->servicePid("app.vantile.Vantile");
-        return owner.isValid() ? owner.value() : 0;
-    }
-
-    fs::path logPath() const { return directory / "vantile.log"; }
-    std::string log() const
-    {
-        std::ifstream file(logPath());
-        return std::string(std::istreambuf_iterator<char>(file), {});
-    }
-
-    fs::path projectsRoot() const { return directory / "videos" / "VantileProjects"; }
-
-    // The one project directory whose raw movie has started to grow.
-    std::optional<fs::path> recordingDirectory() const
-    {
-        std::error_code ignored;
-        for (const auto& entry : fs::directory_iterator(projectsRoot(), ignored)) {
-            if (fs::file_size(entry.path() / "raw.mov", ignored) > 0 && !ignored) return entry.path();
-        }
-        return std::nullopt;
-    }
-
-    std::vector<std::string> environment;
-    std::unique_ptr<ChildProcess> application;
-
-private:
-    std::unique_ptr<ChildProcess> bus_;
-    QDBusConnection busConnection_{QString()};
-};
+class SingleInstanceTest : public testing::RunningApplication {};
 
 TEST_F(SingleInstanceTest, SecondProcessesRaiseStartAndStopTheRunningOneWithoutBecomingAnother)
 {
@@ -175,43 +87,20 @@ double meanBrightness(const fs::path& image, const QRect& area)
     return inside.isEmpty() ? -1 : sum / (double(inside.width()) * inside.height());
 }
 
-// A window's geometry on the screen, as xdotool reports it.
-QRect windowGeometry(const std::string& displayName, const std::string& window)
-{
-    const std::string shell =
-        testing::commandOutput("DISPLAY=" + displayName + " xdotool getwindowgeometry --shell " + window);
-    const auto value = [&](const std::string& name) {
-        const auto at = shell.find(name + "=");
-        return at == std::string::npos ? -1 : std::stoi(shell.substr(at + name.size() + 1));
-    };
-    return QRect(value("X"), value("Y"), value("WIDTH"), value("HEIGHT"));
-}
-
-std::string visibleWindow(const std::string& displayName, const std::string& title)
-{
-    const std::string found = testing::commandOutput("DISPLAY=" + displayName + " xdotool search --onlyvisible --name '^" +
-                                                     title + "$' 2>/dev/null");
-    return found.substr(0, found.find('\n'));
-}
-
 TEST_F(SingleInstanceTest, TheMoviesFirstFrameHoldsNoneOfTheMainWindowUnderACompositingWindowManager)
 {
     // A compositing window manager draws the screen itself: an unmapped window stays in the
     // picture until it has redrawn.
-    ChildProcess windowManager({"mutter", "--x11", "--replace", "--sm-disable"}, {.environment = environment});
-    ASSERT_TRUE(waitUntil([&] {
-        return testing::runShell("DISPLAY=" + display->name() + " xprop -root _NET_SUPPORTING_WM_CHECK | grep -q window")
-                   .exitCode == 0;
-    }, 30s));
+    const auto windowManager = startCompositingWindowManager();
     // A white desktop under the dark main window.
     testing::ColouredWindow desktop(0, 0, 1280, 720, 0xffffff, "desktop");
     launchApplication();
     std::string mainWindowId;
-    ASSERT_TRUE(waitUntil([&] { return !(mainWindowId = visibleWindow(display->name(), "Vantile")).empty(); }, 60s));
+    ASSERT_TRUE(waitUntil([&] { return !(mainWindowId = visibleWindow("Vantile")).empty(); }, 60s));
     std::this_thread::sleep_for(500ms);
-    const QRect mainWindow = windowGeometry(display->name(), mainWindowId);
+    const QRect mainWindow = windowGeometry(mainWindowId);
     // Only where the white window lies below can the main window's absence be seen.
-    const QRect watched = mainWindow.intersected(windowGeometry(display->name(), visibleWindow(display->name(), "desktop")));
+    const QRect watched = mainWindow.intersected(windowGeometry(visibleWindow("desktop")));
     ASSERT_GT(watched.width() * watched.height(), 100 * 100) << mainWindowId;
 
     // The window is really on the screen before the recording: the check below could fail.
@@ -236,7 +125,7 @@ TEST_F(SingleInstanceTest, TheMoviesFirstFrameHoldsNoneOfTheMainWindowUnderAComp
     ASSERT_EQ(decoded.exitCode, 0) << decoded.standardError;
     EXPECT_GT(meanBrightness(firstFrame, watched), 240);
     application.reset();
-    windowManager.stop();
+    windowManager->stop();
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <string>
@@ -47,7 +48,12 @@ protected:
 // A top-level window filled with one colour, with a title and class so it is listed.
 class ColouredWindow {
 public:
-    ColouredWindow(int x, int y, int width, int height, std::uint32_t rgb, const std::string& title)
+    // How a window manager is asked to treat it: an ordinary framed window, the desktop
+    // (undecorated, below everything), or a window without a frame.
+    enum class Role { normal, desktop, frameless };
+
+    ColouredWindow(int x, int y, int width, int height, std::uint32_t rgb, const std::string& title,
+                   Role role = Role::normal)
     {
         window_ = xcb_generate_id(connection_.get());
         const std::uint32_t values[] = {rgb};
@@ -60,6 +66,16 @@ public:
         const char windowClass[] = "testapp\0Test App";
         xcb_change_property(connection_.get(), XCB_PROP_MODE_REPLACE, window_, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
                             sizeof windowClass, windowClass);
+        if (role == Role::desktop) {
+            const xcb_atom_t desktopType = atom("_NET_WM_WINDOW_TYPE_DESKTOP");
+            xcb_change_property(connection_.get(), XCB_PROP_MODE_REPLACE, window_, atom("_NET_WM_WINDOW_TYPE"),
+                                XCB_ATOM_ATOM, 32, 1, &desktopType);
+        } else if (role == Role::frameless) {
+            // Motif hints: flags = decorations given, decorations = none.
+            const std::uint32_t hints[] = {2, 0, 0, 0, 0};
+            const xcb_atom_t motifHints = atom("_MOTIF_WM_HINTS");
+            xcb_change_property(connection_.get(), XCB_PROP_MODE_REPLACE, window_, motifHints, motifHints, 32, 5, hints);
+        }
         xcb_map_window(connection_.get(), window_);
         settle();
     }
@@ -80,6 +96,15 @@ public:
     }
 
 private:
+    xcb_atom_t atom(const char* name)
+    {
+        auto* reply = xcb_intern_atom_reply(
+            connection_.get(), xcb_intern_atom(connection_.get(), 0, static_cast<std::uint16_t>(strlen(name)), name), nullptr);
+        const xcb_atom_t found = reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
+        free(reply);
+        return found;
+    }
+
     // A round trip: once it is answered, the server has acted on every request sent before it.
     void settle()
     {
