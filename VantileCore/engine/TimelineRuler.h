@@ -31,7 +31,7 @@ std::string label(double outputTime, double step);
 // Marks at every whole step of output time from 0 to the movie's end, for a track of
 // `pixelWidth` showing `recordingDuration` seconds of recording.
 std::vector<RulerTick> ticks(const OutputTimeline& timeline, double recordingDuration, double pixelWidth,
-                             double minimumSpacing = 56);
+                             double minimumSpacing = 80);
 
 }  // namespace TimelineRuler
 
