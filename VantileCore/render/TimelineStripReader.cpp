@@ -28,8 +28,19 @@ void readThumbnails(const std::filesystem::path& movie, const TimelineStripReque
     try {
         MovieReader reader(movie);
         QImage full;
+        const double stretch = count > 0 ? request.duration / count : 0;
         for (std::size_t index = 0; index < strip.thumbnails.size() && !stopped(cancelled); ++index) {
-            const FrameHandle frame = reader.frameAt(strip.thumbnailTimes[index]);
+            const double time = strip.thumbnailTimes[index];
+            // A keyframe inside the picture's own stretch stands for it: one frame decoded instead
+            // of up to a whole group, which on a long recording is most of the strip's cost.
+            const auto keyframe = reader.keyframeTimeAtOrBefore(time);
+            FrameHandle frame;
+            if (keyframe && time - *keyframe <= stretch / 2) {
+                reader.seek(time);
+                frame = reader.readFrame();
+            } else {
+                frame = reader.frameAt(time);
+            }
             if (!frame) continue;
             convertFrameToImage(*frame, full);
             strip.thumbnails[index] = full.scaledToHeight(std::max(request.thumbnailHeight, 1), Qt::SmoothTransformation);
