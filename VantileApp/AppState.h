@@ -310,6 +310,11 @@ public:
 signals:
     void recordingCountdownChanged();
 
+public:
+    // The editor's ruler: its marks in output time for a track `pixelWidth` wide that shows the
+    // whole recording, each as {"time": recording seconds where it sits, "label"}.
+    Q_INVOKABLE QVariantList timelineRulerTicks(double pixelWidth) const;
+
 private:
     CountdownChoice recordingCountdown_ = CountdownChoice::automatic;
 

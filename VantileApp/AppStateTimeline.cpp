@@ -3,6 +3,8 @@
 #include "AppState.h"
 
 #include "ProjectSession.h"
+#include "engine/OutputTimeline.h"
+#include "engine/TimelineRuler.h"
 
 #include <algorithm>
 #include <limits>
@@ -59,4 +61,18 @@ void AppState::redoTimelineEdit()
 {
     session_->editTimeline([](TimelineModel& model) { model.redo(); });
 }
+
+QVariantList AppState::timelineRulerTicks(double pixelWidth) const
+{
+    QVariantList marks;
+    if (!currentProject_) return marks;
+    const OutputTimeline timeline(*currentProject_);
+    for (const RulerTick& tick : TimelineRuler::ticks(timeline, currentProject_->duration, pixelWidth)) {
+        marks.append(QVariantMap{{"time", tick.recordingTime},
+                                 {"outputTime", tick.outputTime},
+                                 {"label", QString::fromStdString(tick.label)}});
+    }
+    return marks;
+}
+
 }  // namespace vantile

@@ -7,6 +7,8 @@
 #include <QSGImageNode>
 #include <QSGRectangleNode>
 
+#include <algorithm>
+
 namespace vantile {
 
 namespace {
@@ -93,10 +95,13 @@ void LivePreviewItem::updateScene()
 {
     if (!appState_ || !appState_->currentProject()) {
         player_.setScene(std::nullopt);
+        timeline_ = OutputTimeline(0, std::nullopt, {});
         return;
     }
     player_.setScene(PreviewFrameRenderer::sceneFor(*appState_->currentProject(), appState_->renderSettings()));
-    player_.setTimeline(OutputTimeline(*appState_->currentProject()));
+    timeline_ = OutputTimeline(*appState_->currentProject());
+    player_.setTimeline(timeline_);
+    emit playbackChanged();
 }
 
 void LivePreviewItem::updateCanvas()
@@ -151,6 +156,34 @@ void LivePreviewItem::scrubTo(double time)
 {
     scrubTime_ = time;
     emit playbackChanged();
+}
+
+void LivePreviewItem::stepBy(double outputSeconds)
+{
+    const double target = std::clamp(outputTime() + outputSeconds, 0.0, timeline_.duration());
+    player_.pause();
+    isScrubbing_ = false;
+    player_.seek(timeline_.recordingTime(target));
+    emit playbackChanged();
+}
+
+void LivePreviewItem::stepFrames(int frames)
+{
+    double fps = 30;
+    if (appState_ && appState_->currentProject() && appState_->currentProject()->video.fps > 0) {
+        fps = static_cast<double>(appState_->currentProject()->video.fps);
+    }
+    stepBy(frames / fps);
+}
+
+void LivePreviewItem::seekToStart()
+{
+    stepBy(-outputTime());
+}
+
+void LivePreviewItem::seekToEnd()
+{
+    stepBy(timeline_.duration() - outputTime());
 }
 
 QString LivePreviewItem::formatPlaybackTime(double time) const

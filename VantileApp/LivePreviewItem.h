@@ -24,6 +24,9 @@ class LivePreviewItem : public QQuickItem {
     Q_PROPERTY(bool scrubbing READ isScrubbing NOTIFY playbackChanged)
     Q_PROPERTY(QString failure READ failureText NOTIFY playbackChanged)
     Q_PROPERTY(QRectF canvasRect READ canvasRect NOTIFY canvasRectChanged)
+    // The finished movie's clock: the playhead and length after the trim and the cuts.
+    Q_PROPERTY(double outputTime READ outputTime NOTIFY playbackChanged)
+    Q_PROPERTY(double outputDuration READ outputDuration NOTIFY playbackChanged)
 
 public:
     explicit LivePreviewItem(QQuickItem* parent = nullptr);
@@ -38,6 +41,8 @@ public:
     QString failureText() const;
     QRectF canvasRect() const { return canvasRect_; }
     PreviewPlayer& player() { return player_; }
+    double outputTime() const { return timeline_.outputTimeAtOrAfter(currentTime()); }
+    double outputDuration() const { return timeline_.duration(); }
 
     Q_INVOKABLE void togglePlayback();
     Q_INVOKABLE void play() { player_.play(); }
@@ -46,6 +51,12 @@ public:
     Q_INVOKABLE void handleScrubbing(bool editing, double time);
     Q_INVOKABLE void scrubTo(double time);
     Q_INVOKABLE QString formatPlaybackTime(double time) const;
+    // The editor's keys: pause and move the playhead by output time, so a step never lands in
+    // a cut; by whole frames of the recording, or to the first or last kept instant.
+    Q_INVOKABLE void stepBy(double outputSeconds);
+    Q_INVOKABLE void stepFrames(int frames);
+    Q_INVOKABLE void seekToStart();
+    Q_INVOKABLE void seekToEnd();
     // The timeline's focus point gesture: the raw-video point under (x, y) of this item, as
     // {"x", "y"}, or an empty map outside the video.
     Q_INVOKABLE QVariantMap videoPointAt(double x, double y) const;
@@ -75,6 +86,7 @@ private:
     bool wasPlayingBeforeScrub_ = false;
     double scrubTime_ = 0;
     QRectF canvasRect_;
+    OutputTimeline timeline_{0, std::nullopt, {}};
 };
 
 }  // namespace vantile

@@ -3,6 +3,7 @@
 #include "AppState.h"
 #include "LivePreviewItem.h"
 #include "ProjectThumbnails.h"
+#include "TimelineStripItem.h"
 
 #include <QQmlContext>
 #include <QQuickStyle>
@@ -15,6 +16,7 @@ void registerQmlTypes()
     if (registered) return;
     registered = true;
     qmlRegisterType<LivePreviewItem>("Vantile", 1, 0, "LivePreview");
+    qmlRegisterType<TimelineStripItem>("Vantile", 1, 0, "TimelineStrip");
     qmlRegisterUncreatableType<AppState>("Vantile", 1, 0, "AppState", "AppState is created once by the application.");
     // Our own look on every desktop; the platform styles do not take the colours we set.
     QQuickStyle::setStyle("Basic");

@@ -178,8 +178,9 @@ void PreviewPlayer::run()
             std::lock_guard lock(shared_->mutex);
             shared_->latest = std::move(canvas);
             shared_->latestIsNew = true;
+            // A seek asked for meanwhile has published its own time; this frame's is stale.
+            if (!shared_->seekTarget) currentTime_ = time;
         }
-        currentTime_ = time;
         QMetaObject::invokeMethod(this, &PreviewPlayer::frameReady, Qt::QueuedConnection);
     };
     const auto finishPlayback = [&] {

@@ -3,8 +3,11 @@
 #include "ProjectThumbnails.h"
 #include "engine/OutputTimeline.h"
 #include "engine/RecordingDurationFormatter.h"
+#include "engine/TimelineLayout.h"
 
 #include <QUrl>
+
+#include <algorithm>
 
 namespace vantile::QmlValues {
 
@@ -43,13 +46,17 @@ namespace {
 QVariantList segments(const std::vector<FocusSegment>& list)
 {
     QVariantList values;
-    for (const FocusSegment& segment : list) {
+    const std::vector<int> lanes = TimelineLayout::lanes(list);
+    for (std::size_t index = 0; index < list.size(); ++index) {
+        const FocusSegment& segment = list[index];
         values.append(QVariantMap{{"start", segment.start},
                                   {"end", segment.end},
                                   {"type", QString::fromStdString(rawValue(segment.type))},
                                   {"centerX", segment.centerX},
                                   {"centerY", segment.centerY},
                                   {"scale", segment.scale},
+                                  {"depthLabel", QString::fromStdString(TimelineLayout::depthLabel(segment.scale))},
+                                  {"lane", lanes[index]},
                                   {"edited", segment.edited}});
     }
     return values;
@@ -60,6 +67,13 @@ QVariantList ranges(const std::vector<TimeRange>& list)
     QVariantList values;
     for (const TimeRange& range : list) values.append(QVariantMap{{"start", range.start}, {"end", range.end}});
     return values;
+}
+
+// Rows the timeline needs so that no two blocks overlap; at least one.
+int laneCount(const std::vector<FocusSegment>& list)
+{
+    const std::vector<int> lanes = TimelineLayout::lanes(list);
+    return lanes.empty() ? 1 : *std::max_element(lanes.begin(), lanes.end()) + 1;
 }
 
 }  // namespace
@@ -80,6 +94,9 @@ QVariantMap project(const RecordingProject& project)
         {"trimEnd", project.trim ? project.trim->end : project.duration},
         {"cuts", ranges(project.cuts)},
         {"keptDuration", OutputTimeline(project).duration()},
+        {"laneCount", laneCount(project.focusSegments)},
+        {"audioTrackCount", (capturesSystemAudio(project.audioSettings.mode) ? 1 : 0) +
+                                (capturesMicrophone(project.audioSettings.mode) ? 1 : 0)},
     };
 }
 

@@ -147,7 +147,8 @@ int main(int argc, char** argv)
     std::filesystem::path project = argc > 2 ? std::filesystem::path(argv[2]) : std::filesystem::path();
     if (project.empty()) {
         project = screens.root / "projects" / "project-2026-11-23-101500";
-        makeSampleProject(project, 1920, 1080, 6);
+        // With both audio tracks, so the timeline shows a waveform for each.
+        SampleProjectWriter::write(project, {6, 1920, 1080, AudioCaptureMode::systemAndMicrophone});
     }
     screens.openProject(project);
     auto* preview = screens.item("livePreview");
@@ -167,8 +168,15 @@ int main(int argc, char** argv)
             if (segments[index].edited) timeline->setProperty("selected", static_cast<int>(index));
         }
     }
+    if (auto* strip = screens.item("timelineStrip")) waitFor([&] { return strip->property("ready").toBool(); }, 30000);
     QTest::qWait(600);
     ok &= save(grab(screens), out / "06-preview-timeline.png");
+    // The keys' list over the editor.
+    if (auto* shortcuts = screens.window()->findChild<QObject*>("shortcutHelp")) {
+        QMetaObject::invokeMethod(shortcuts, "open");
+        ok &= save(grab(screens), out / "06-preview-shortcuts.png");
+        QMetaObject::invokeMethod(shortcuts, "close");
+    }
 
     screens.state->changeRenderSetting("templateName", "cleanLight");
     screens.state->updateAspectRatio("portrait9x16");

@@ -29,7 +29,8 @@ ApplicationWindow {
     }
     Shortcut {
         sequence: "Ctrl+O"
-        enabled: appState.route !== "recording"
+        // Not while typing in a text field, like every other key.
+        enabled: appState.route !== "recording" && !(window.activeFocusItem && window.activeFocusItem.cursorPosition !== undefined)
         onActivated: window.openProjectDialog()
     }
 

@@ -6,8 +6,13 @@ import "."
 // Every control edits one render setting and hands it to the controller.
 ScrollView {
     id: panel
+    objectName: "settingsScroll"
     contentWidth: availableWidth
     clip: true
+    readonly property bool overflows: contentHeight > availableHeight + 1
+    // A panel taller than its place says so: the bar stays in sight, with room kept for it.
+    rightPadding: overflows ? 14 : 0
+    ScrollBar.vertical.policy: overflows ? ScrollBar.AlwaysOn : ScrollBar.AlwaysOff
     readonly property var settings: appState.renderSettings
     readonly property var options: appState.settingOptions
 

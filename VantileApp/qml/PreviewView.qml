@@ -6,6 +6,13 @@ import Vantile
 import "."
 
 Item {
+    EditorShortcuts {
+        objectName: "editorShortcuts"
+        anchors.fill: parent
+        preview: preview
+        timeline: timelineView
+    }
+
     RowLayout {
         anchors.fill: parent
         anchors.margins: 24
@@ -119,7 +126,8 @@ Item {
                 }
                 Text {
                     objectName: "playbackTime"
-                    text: preview.formatPlaybackTime(preview.currentTime) + " / " + preview.formatPlaybackTime(preview.duration)
+                    // The finished movie's time: after the trim and without the cuts.
+                    text: preview.formatPlaybackTime(preview.outputTime) + " / " + preview.formatPlaybackTime(preview.outputDuration)
                     color: Theme.secondaryText
                     font.pixelSize: 13
                     font.family: "DejaVu Sans Mono"

@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls.Basic
 import QtQuick.Layouts
+import Vantile
 import "."
 
 // The editing timeline under the preview: layout and gestures only; every edit goes to appState.
@@ -14,7 +15,12 @@ ColumnLayout {
     property real rangeStart: 0
     property real rangeEnd: 0
     readonly property bool hasRange: Math.abs(rangeEnd - rangeStart) > 0.05
-    spacing: 8
+    // Overlapping blocks take rows of their own; past three rows they share the last.
+    readonly property int laneCount: Math.max(1, Math.min(project.laneCount || 1, 3))
+    readonly property real laneHeight: 24
+    // Room for a waveform row per recorded audio track from the start, so nothing moves once the strip is read.
+    readonly property real stripHeight: strip.thumbnailHeight + strip.waveformHeight * (project.audioTrackCount || 0)
+    spacing: 4
 
     function xOf(time) { return duration > 0 ? time / duration * track.width : 0 }
     function timeOf(x) { return duration > 0 ? Math.max(0, Math.min(duration, x / track.width * duration)) : 0 }
@@ -26,23 +32,65 @@ ColumnLayout {
         }
     }
 
-    Shortcut { sequence: "Ctrl+Z"; onActivated: appState.undoTimelineEdit() }
-    Shortcut { sequence: "Ctrl+Shift+Z"; onActivated: appState.redoTimelineEdit() }
-    Shortcut {
-        sequence: "Delete"
-        enabled: root.selected >= 0
-        onActivated: { appState.removeTimelineSegment(root.selected); root.selected = -1 }
+    // The ruler counts the finished movie's time; cut stretches show as red bands on it.
+    Item {
+        id: ruler
+        objectName: "timelineRuler"
+        Layout.fillWidth: true
+        Layout.preferredHeight: 18
+        clip: true
+        readonly property var ticks: root.project && width > 0 ? appState.timelineRulerTicks(width) : []
+        Repeater {
+            model: ruler.ticks
+            delegate: Item {
+                x: root.xOf(modelData.time)
+                height: ruler.height
+                Rectangle { y: ruler.height - 6; width: 1; height: 6; color: Theme.secondaryText }
+                Text {
+                    objectName: "rulerLabel"
+                    // The last label stays inside the ruler.
+                    x: Math.min(3, ruler.width - parent.x - width - 2)
+                    y: 0
+                    text: modelData.label
+                    color: Theme.secondaryText
+                    font.pixelSize: 10
+                    font.family: "DejaVu Sans Mono"
+                }
+            }
+        }
+        Repeater {
+            model: root.project.cuts || []
+            delegate: Rectangle {
+                x: root.xOf(modelData.start)
+                y: ruler.height - 3
+                width: Math.max(2, root.xOf(modelData.end) - x)
+                height: 3
+                color: Theme.danger
+            }
+        }
     }
 
     Rectangle {
         id: track
         objectName: "timelineTrack"
         Layout.fillWidth: true
-        Layout.preferredHeight: 64
+        Layout.preferredHeight: root.stripHeight + root.laneCount * root.laneHeight + 6
         radius: 6
         color: Theme.panelRaised
         border.color: Theme.border
         clip: true
+
+        // Pictures and waveforms of the recording, on the same time axis as the blocks.
+        TimelineStrip {
+            id: strip
+            objectName: "timelineStrip"
+            x: 0
+            y: 0
+            width: track.width
+            height: root.stripHeight
+            movie: appState.previewVideoURL
+            duration: root.duration
+        }
 
         // Press and drag on empty track selects a range; a click moves the playhead; a double click adds a zoom.
         MouseArea {
@@ -56,26 +104,68 @@ ColumnLayout {
             onDoubleClicked: (mouse) => appState.addTimelineSegment(root.timeOf(mouse.x))
         }
 
+        // Removed stretches, under the blocks so no label is ever covered: the trimmed ends and the cuts.
+        Rectangle { x: 0; width: root.xOf(root.project.trimStart || 0); height: parent.height; color: "#b0050810" }
+        Rectangle {
+            x: root.xOf(root.project.trimEnd || 0)
+            width: track.width - x
+            height: parent.height
+            color: "#b0050810"
+        }
+        Repeater {
+            model: root.project.cuts || []
+            delegate: Rectangle {
+                objectName: "timelineCut"
+                x: root.xOf(modelData.start)
+                width: Math.max(2, root.xOf(modelData.end) - x)
+                height: track.height
+                color: "#70f43f5e"
+                border.color: Theme.danger
+                Text {
+                    // In the picture strip, above the blocks' rows.
+                    anchors.horizontalCenter: parent.horizontalCenter
+                    y: Math.max(0, (strip.thumbnailHeight - height) / 2)
+                    visible: parent.width > 16
+                    text: "✂"
+                    color: "white"
+                    font.pixelSize: 14
+                }
+            }
+        }
+
         Repeater {
             model: root.segments
             delegate: Rectangle {
                 id: block
                 readonly property int segmentIndex: index
+                readonly property bool isSelected: segmentIndex === root.selected
                 property real moveOffset: 0
                 property real leftOffset: 0
                 property real rightOffset: 0
                 x: root.xOf(modelData.start) + moveOffset + leftOffset
                 width: Math.max(6, root.xOf(modelData.end) - root.xOf(modelData.start) - leftOffset + rightOffset)
-                y: 12
-                height: 40
+                y: root.stripHeight + 4 + Math.min(modelData.lane, root.laneCount - 1) * root.laneHeight
+                z: isSelected ? 2 : 1
+                height: root.laneHeight - 4
                 radius: 4
                 color: modelData.edited ? Theme.accentStrong : (modelData.scale > 1.01 ? "#475569" : "#2b3650")
-                border.width: segmentIndex === root.selected ? 2 : 0
-                border.color: "white"
+                border.width: isSelected ? 2 : 1
+                border.color: isSelected ? "white" : "#0b1020"
+                // The selection stays visible however narrow its block: a ring around it.
+                Rectangle {
+                    visible: block.isSelected
+                    anchors.fill: parent
+                    anchors.margins: -3
+                    radius: 6
+                    color: "transparent"
+                    border.color: Theme.warning
+                    border.width: 1
+                }
                 Text {
+                    objectName: "blockLabel"
                     anchors.centerIn: parent
-                    visible: parent.width > 34
-                    text: "×" + Number(modelData.scale).toFixed(1)
+                    visible: parent.width > implicitWidth + 8
+                    text: modelData.depthLabel
                     color: Theme.text
                     font.pixelSize: 11
                 }
@@ -122,26 +212,9 @@ ColumnLayout {
             }
         }
 
-        // Removed stretches: the trimmed ends and the cuts.
-        Rectangle { x: 0; width: root.xOf(root.project.trimStart || 0); height: parent.height; color: "#b0050810" }
-        Rectangle {
-            x: root.xOf(root.project.trimEnd || 0)
-            width: track.width - x
-            height: parent.height
-            color: "#b0050810"
-        }
-        Repeater {
-            model: root.project.cuts || []
-            delegate: Rectangle {
-                x: root.xOf(modelData.start)
-                width: Math.max(2, root.xOf(modelData.end) - x)
-                height: track.height
-                color: "#a0f43f5e"
-                Text { anchors.centerIn: parent; visible: parent.width > 24; text: "✂"; color: "white"; font.pixelSize: 14 }
-            }
-        }
         Rectangle {
             visible: root.hasRange
+            z: 3
             x: root.xOf(Math.min(root.rangeStart, root.rangeEnd))
             width: Math.abs(root.xOf(root.rangeEnd) - root.xOf(root.rangeStart))
             height: parent.height
@@ -155,6 +228,7 @@ ColumnLayout {
             delegate: Rectangle {
                 readonly property bool isStart: index === 0
                 property real dragOffset: 0
+                z: 4
                 x: root.xOf(isStart ? root.project.trimStart || 0 : root.project.trimEnd || 0) - width / 2 + dragOffset
                 width: 8
                 height: track.height
@@ -180,6 +254,7 @@ ColumnLayout {
 
         Rectangle {
             objectName: "timelinePlayhead"
+            z: 5
             x: root.xOf(root.preview ? root.preview.currentTime : 0) - 1
             width: 2
             height: track.height
@@ -209,17 +284,22 @@ ColumnLayout {
         }
         VantileButton { text: "撤销"; variant: "darkSecondary"; enabled: appState.canUndo; onClicked: appState.undoTimelineEdit() }
         VantileButton { text: "重做"; variant: "darkSecondary"; enabled: appState.canRedo; onClicked: appState.redoTimelineEdit() }
+        // Always laid out, shown only with a selection, so selecting never moves the row.
         Text {
-            visible: root.selected >= 0
-            text: "缩放深度"
+            objectName: "selectedDepth"
+            opacity: root.selected >= 0 ? 1 : 0
+            text: "缩放深度 " + (root.segments[root.selected] ? root.segments[root.selected].depthLabel : "")
             color: Theme.secondaryText
             font.pixelSize: 12
+            Layout.preferredWidth: 96
         }
         Slider {
             id: depth
             objectName: "timelineDepth"
-            visible: root.selected >= 0
+            opacity: root.selected >= 0 ? 1 : 0
+            enabled: root.selected >= 0
             Layout.preferredWidth: 140
+            Layout.preferredHeight: 32
             from: 1.0
             to: 4.0
             stepSize: 0.1
