@@ -8,6 +8,8 @@ import "."
 Item {
     id: root
     property var preview
+    // Ctrl+E: the screen asks where to save, as its export button does.
+    signal exportRequested()
     property var timeline
     readonly property var focusedItem: Window.activeFocusItem
     // Text fields and areas are the items with a text cursor.
@@ -48,8 +50,7 @@ Item {
         enabled: root.active && !!root.timeline && root.timeline.selected >= 0
         onActivated: root.removeSelectedZoom()
     }
-    // The same export as the export button.
-    Shortcut { sequence: "Ctrl+E"; enabled: root.active && !appState.isBusy; onActivated: appState.exportCurrentProject() }
+    Shortcut { sequence: "Ctrl+E"; enabled: root.active && !appState.isBusy; onActivated: root.exportRequested() }
     Shortcut { sequence: "?"; enabled: root.active; onActivated: help.visible ? help.close() : help.open() }
 
     Popup {

@@ -11,6 +11,7 @@ Item {
         anchors.fill: parent
         preview: preview
         timeline: timelineView
+        onExportRequested: exportDialog.ask(false)
     }
 
     RowLayout {
