@@ -1,5 +1,7 @@
 #include "RecordingCountdownWindow.h"
 
+#include "HeadsUpPanel.h"
+
 #include <QKeyEvent>
 #include <QPainter>
 #include <QPainterPath>
@@ -87,12 +89,7 @@ void RecordingCountdownWindow::keyPressEvent(QKeyEvent* event)
 void RecordingCountdownWindow::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    QPainterPath outline;
-    outline.addRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 16, 16);
-    painter.fillPath(outline, QColor(24, 24, 27, 235));
-    painter.setPen(QPen(QColor(255, 255, 255, 40), 1));
-    painter.drawPath(outline);
+    paintHeadsUpPanel(painter, rect(), 16, 235);
 }
 
 }  // namespace vantile

@@ -1,5 +1,6 @@
 #include "RecordingHintPanel.h"
 
+#include "HeadsUpPanel.h"
 #include "ProductMark.h"
 #include "RecordingHintPlacement.h"
 
@@ -24,14 +25,7 @@ RecordingHintPanel::RecordingHintPanel(const QString& message)
 void RecordingHintPanel::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    QPainterPath outline;
-    outline.addRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 10, 10);
-    // A dark heads-up material: translucent enough to hint at what lies below.
-    painter.fillPath(outline, QColor(24, 24, 27, 225));
-    painter.setPen(QPen(QColor(255, 255, 255, 40), 1));
-    painter.drawPath(outline);
-    painter.setClipPath(outline);
+    painter.setClipPath(paintHeadsUpPanel(painter, rect(), 10, 225));
 
     const QColor label(245, 245, 247);
     const QRectF markRect(16, (height() - 22) / 2.0, 22, 22);

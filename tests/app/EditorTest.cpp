@@ -128,6 +128,8 @@ TEST(EditorKeysTest, KeysPlayStepSeekEditExportAndListThemselves)
     // Ctrl+E asks where to save, as the export button does.
     screen.press(Qt::Key_E, Qt::ControlModifier);
     EXPECT_TRUE(waitFor([&] { return screen.exportDialogShown(); }));
+    QMetaObject::invokeMethod(screen.window()->findChild<QObject*>("exportDialog"), "reject");
+    EXPECT_TRUE(waitFor([&] { return !screen.exportDialogShown(); }));
 }
 
 TEST(EditorKeysTest, KeysTypeIntoAFocusedTextFieldAndDoNothingElse)
