@@ -60,9 +60,15 @@ Item {
         }
 
         ScrollView {
+            id: choices
             Layout.preferredWidth: 360
             Layout.fillHeight: true
             contentWidth: availableWidth
+            clip: true
+            // A scroll bar that stays, so choices below the window's edge are not missed.
+            readonly property bool overflows: contentHeight > availableHeight + 1
+            rightPadding: overflows ? 14 : 0
+            ScrollBar.vertical.policy: overflows ? ScrollBar.AlwaysOn : ScrollBar.AlwaysOff
             ColumnLayout {
                 width: parent.width
                 spacing: 14
