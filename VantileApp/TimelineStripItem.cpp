@@ -1,14 +1,12 @@
 #include "TimelineStripItem.h"
 
 #include "MainThreadResume.h"
+#include "render/TimelineStripCache.h"
 
 #include <QPainter>
 
 #include <algorithm>
-#include <deque>
 #include <filesystem>
-#include <mutex>
-#include <optional>
 #include <utility>
 
 namespace vantile {
@@ -27,41 +25,11 @@ QThreadPool& stripWorkers()
     return pool;
 }
 
-// The movie's identity for the cache: its path, size and change time, and the span asked for.
-QString cacheKey(const std::filesystem::path& movie, double duration)
+// A strip with no picture and no waveform says nothing worth keeping: the movie may read next time.
+bool hasContent(const TimelineStrip& strip)
 {
-    std::error_code error;
-    const auto size = std::filesystem::file_size(movie, error);
-    const auto changed = std::filesystem::last_write_time(movie, error);
-    if (error) return {};
-    return QString::fromStdString(movie.string()) + '|' + QString::number(qulonglong(size)) + '|' +
-           QString::number(qlonglong(changed.time_since_epoch().count())) + '|' + QString::number(duration, 'f', 3);
-}
-
-// Strips read this session, newest last; a few projects' worth is a few megabytes.
-struct StripCache {
-    std::mutex mutex;
-    std::deque<std::pair<QString, TimelineStrip>> entries;
-
-    std::optional<TimelineStrip> find(const QString& key)
-    {
-        std::lock_guard lock(mutex);
-        for (const auto& [stored, strip] : entries)
-            if (stored == key) return strip;
-        return std::nullopt;
-    }
-    void store(const QString& key, const TimelineStrip& strip)
-    {
-        std::lock_guard lock(mutex);
-        entries.emplace_back(key, strip);
-        while (entries.size() > 4) entries.pop_front();
-    }
-};
-
-StripCache& stripCache()
-{
-    static StripCache cache;
-    return cache;
+    return !strip.waveforms.empty() ||
+           std::ranges::any_of(strip.thumbnails, [](const QImage& picture) { return !picture.isNull(); });
 }
 
 }  // namespace
@@ -100,9 +68,11 @@ void TimelineStripItem::reload()
     if (!movie_.isLocalFile() || !(duration_ > 0)) return;
 
     const std::filesystem::path path = movie_.toLocalFile().toStdString();
-    const QString key = cacheKey(path, duration_);
-    if (key.isEmpty()) return;
-    if (auto cached = stripCache().find(key)) {
+    TimelineStripRequest request;
+    request.duration = duration_;
+    // Read where the user's cache is now, so a strip stored once is found from any window.
+    const TimelineStripCache cache(TimelineStripCache::defaultDirectory());
+    if (auto cached = cache.load(path, request)) {
         strip_ = std::move(*cached);
         ready_ = true;
         emit stripChanged();
@@ -111,13 +81,12 @@ void TimelineStripItem::reload()
     }
     auto cancelled = std::make_shared<std::atomic<bool>>(false);
     cancelled_ = cancelled;
-    TimelineStripRequest request;
-    request.duration = duration_;
     runOffMainThread(
         stripWorkers(), this,
-        [path, request, cancelled, key] {
+        [path, request, cancelled, cache] {
             TimelineStrip strip = readTimelineStrip(path, request, cancelled.get());
-            if (!cancelled->load()) stripCache().store(key, strip);
+            // A cancelled read is partial; keeping it would show a gap for good.
+            if (!cancelled->load() && hasContent(strip)) cache.store(path, request, strip);
             return strip;
         },
         [this, cancelled](TimelineStrip strip) {

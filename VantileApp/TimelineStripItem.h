@@ -13,7 +13,8 @@ namespace vantile {
 // The timeline's picture strip: thumbnails of the raw movie along the track, and under them
 // one waveform row per audio track, all on the recording's time axis like the blocks above.
 // The strip is decoded in the background when the movie changes and drawn once it is there,
-// so opening a project never waits for it; strips already read are kept for the session.
+// so opening a project never waits for it; strips once read are kept in the user's cache
+// and drawn at once when the project opens again.
 class TimelineStripItem : public QQuickPaintedItem {
     Q_OBJECT
     Q_PROPERTY(QUrl movie READ movie WRITE setMovie NOTIFY movieChanged)

@@ -20,6 +20,9 @@ using testing::writeText;
 
 // Points the user's data and cache folders into the test's own directory for its lifetime.
 struct PrivateUserFolders {
+    QByteArray dataBefore = qgetenv("XDG_DATA_HOME");
+    QByteArray cacheBefore = qgetenv("XDG_CACHE_HOME");
+
     explicit PrivateUserFolders(const fs::path& home)
     {
         ::setenv("XDG_DATA_HOME", (home / "data").c_str(), 1);
@@ -27,8 +30,13 @@ struct PrivateUserFolders {
     }
     ~PrivateUserFolders()
     {
-        ::unsetenv("XDG_DATA_HOME");
-        ::unsetenv("XDG_CACHE_HOME");
+        restore("XDG_DATA_HOME", dataBefore);
+        restore("XDG_CACHE_HOME", cacheBefore);
+    }
+    static void restore(const char* name, const QByteArray& value)
+    {
+        if (value.isEmpty()) ::unsetenv(name);
+        else ::setenv(name, value.constData(), 1);
     }
 };
 
