@@ -131,8 +131,9 @@ public:
     // Global screen rectangles of the application's visible windows (the recording control, an
     // open tray menu, the main window), in the input recorder's coordinates.
     virtual std::vector<CGRectCodable> ownWindowAreas() { return {}; }
-    // Where the stop gesture of `trigger` went, when the shell knows it (the recording control).
-    virtual std::optional<CGRectCodable> stopGestureTarget(StopTrigger) { return std::nullopt; }
+    // The places the stop gesture of `trigger` went, in order, when the shell knows them (a hot
+    // corner, the recording control).
+    virtual std::vector<CGRectCodable> stopGestureWay(StopTrigger) { return {}; }
 };
 
 }  // namespace vantile

@@ -222,9 +222,9 @@ void AppState::loadAudioInputs() { sourcesFlow_->loadAudioInputs(); }
 void AppState::startRecording() { recordingFlow_->start(); }
 void AppState::stopRecording() { stopRecording(StopTrigger::keyboardOrCommand); }
 
-void AppState::stopRecording(StopTrigger trigger, std::optional<CGRectCodable> gestureTarget)
+void AppState::stopRecording(StopTrigger trigger, std::vector<CGRectCodable> gestureWay)
 {
-    recordingFlow_->stop(trigger, gestureTarget);
+    recordingFlow_->stop(trigger, std::move(gestureWay));
 }
 StopTrigger AppState::lastStopTrigger() const { return recordingFlow_->stopTrigger(); }
 void AppState::updateAspectRatio(AspectRatio ratio) { session_->updateAspectRatio(ratio); }

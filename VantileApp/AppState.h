@@ -42,6 +42,8 @@ struct AppCollaborators {
     std::optional<std::filesystem::path> projectsRoot;  // absent: the user's videos directory
     std::function<Timestamp()> wallClock = [] { return std::chrono::system_clock::now(); };
     std::chrono::milliseconds recordingTick{1000};
+    // Where the capture stream says the pointer is, on desktops that tell it only so; empty elsewhere.
+    std::function<std::optional<CodablePoint>()> streamPointer;
 };
 
 // The state the screens bind to, and the entry point of every flow: sources, recording,
@@ -150,9 +152,9 @@ public:
     Q_INVOKABLE void startRecording();
     // The main window's stop: the window is Vantile's own, so the take ends at the stop time.
     Q_INVOKABLE void stopRecording();
-    // `gestureTarget`: where the stop gesture went, in global screen coordinates, when the caller
+    // `gestureWay`: the places the stop gesture went, in global screen coordinates, when the caller
     // knows it (a tray icon's place); otherwise the shell is asked (the recording control).
-    void stopRecording(StopTrigger trigger, std::optional<CGRectCodable> gestureTarget = std::nullopt);
+    void stopRecording(StopTrigger trigger, std::vector<CGRectCodable> gestureWay = {});
     StopTrigger lastStopTrigger() const;
     void updateAspectRatio(AspectRatio ratio);
     void updateResolutionPreset(ResolutionPreset preset);

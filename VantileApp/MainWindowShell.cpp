@@ -83,6 +83,13 @@ QRect cornerNear(const QRect& control, int size)
     return QRect(x, y, size, size);
 }
 
+// Where windows cannot be placed, the control's corner is the recorded screen's bottom right, in
+// the coordinates the capture stream tells the pointer in.
+QRect recordedScreenCorner(const CaptureSource& recorded, int size)
+{
+    return QRect(int(recorded.region.maxX()) - size, int(recorded.region.maxY()) - size, size, size);
+}
+
 QString cornerName(const QRect& corner)
 {
     QScreen* screen = QGuiApplication::screenAt(corner.center());
@@ -331,6 +338,12 @@ void MainWindowShell::showRecordingControlIfNoTray()
     recordingControl_->setElapsedText(elapsedText_);
     recordingControl_->setShortcutText(stopShortcutText_);
     QObject::connect(recordingControl_.get(), &RecordingControlWindow::stopRequested, [this] {
+        // Where the desktop put the control is learnt from the click: the pointer's place on the
+        // screen less its place in the window.
+        if (!canPlaceWindows() && recordingControl_) {
+            if (const auto pointer = pointer_ ? pointer_() : std::nullopt)
+                controlPlace_ = QRect(*pointer - recordingControl_->lastPressPosition(), recordingControl_->size());
+        }
         if (stopRecording_) stopRecording_();
     });
     if (canPlaceWindows()) {
@@ -340,7 +353,7 @@ void MainWindowShell::showRecordingControlIfNoTray()
     }
     if (hidesControlFor(*recorded_)) {
         // Anywhere on the only recorded screen it would be in the movie: it waits behind the corner.
-        hotCorner_ = cornerNear(recordingControl_->geometry(), hotCornerSize);
+        hotCorner_ = hotCornerFor(*recorded_);
         restingInCornerSince_.reset();
         hotCornerWatch_.start();
         return;
@@ -350,8 +363,18 @@ void MainWindowShell::showRecordingControlIfNoTray()
 
 bool MainWindowShell::hidesControlFor(const CaptureSource& recorded) const
 {
-    return canPlaceWindows() && recorded.kind == CaptureSource::SourceKind::display && !trayAvailable_() &&
-           !chooseHintScreen(currentScreens(), recorded);
+    // Where windows cannot be placed, the desktop may put it on any recorded screen.
+    return recorded.kind == CaptureSource::SourceKind::display && !trayAvailable_() &&
+           (!canPlaceWindows() || !chooseHintScreen(currentScreens(), recorded));
+}
+
+QRect MainWindowShell::hotCornerFor(const CaptureSource& recorded) const
+{
+    if (!canPlaceWindows()) return recordedScreenCorner(recorded, hotCornerSize);
+    return cornerNear(recordingControlGeometry(currentScreens(), recorded,
+                                               QSize(RecordingControlWindow::controlWidth,
+                                                     RecordingControlWindow::controlHeight)),
+                      hotCornerSize);
 }
 
 void MainWindowShell::watchHotCorner()
@@ -374,10 +397,14 @@ void MainWindowShell::watchHotCorner()
         return;
     }
     // The gap between the corner and the control counts as near, so the way over does not hide it.
-    const QRect near = recordingControl_->frameGeometry().united(*hotCorner_).adjusted(-8, -8, 8, 8);
-    if (near.contains(*pointer)) {
+    // Where the desktop chose the control's place, only the control itself knows the pointer is
+    // on it, and the way from the corner may be long.
+    const QRect near = canPlaceWindows() ? recordingControl_->frameGeometry().united(*hotCorner_).adjusted(-8, -8, 8, 8)
+                                         : *hotCorner_;
+    const int linger = canPlaceWindows() ? hotCornerLingerMilliseconds : placedByDesktopLingerMilliseconds;
+    if (near.contains(*pointer) || recordingControl_->underMouse()) {
         lastNearControl_ = now;
-    } else if (now - lastNearControl_ >= std::chrono::milliseconds(hotCornerLingerMilliseconds)) {
+    } else if (now - lastNearControl_ >= std::chrono::milliseconds(linger)) {
         recordingControl_->hide();
         restingInCornerSince_.reset();
     }
@@ -398,13 +425,12 @@ QString MainWindowShell::hintMessageFor(const CaptureSource& recorded) const
 {
     if (trayAvailable_()) return hintMessage;
     if (hidesControlFor(recorded)) {
-        const QString corner =
-            cornerName(cornerNear(recordingControlGeometry(currentScreens(), recorded,
-                                                           QSize(RecordingControlWindow::controlWidth,
-                                                                 RecordingControlWindow::controlHeight)),
-                                  hotCornerSize));
+        const QString corner = canPlaceWindows() ? cornerName(hotCornerFor(recorded)) : QString("右下角");
         if (!stopShortcutText_.isEmpty())
             return "主窗口已隐藏，按 " + stopShortcutText_ + " 停止，或把指针停在屏幕" + corner + "打开录制控制条。";
+        if (desktopIndicatorStops_)
+            return "主窗口已隐藏，可用桌面的屏幕共享指示器或 vantile --toggle-recording 停止，或把指针停在屏幕" + corner +
+                   "打开录制控制条。";
         return "主窗口已隐藏，把指针停在屏幕" + corner + "可打开录制控制条停止。";
     }
     if (!stopShortcutText_.isEmpty()) return "主窗口已隐藏，按 " + stopShortcutText_ + " 或用 Vantile 录制控制条停止。";
@@ -425,6 +451,7 @@ void MainWindowShell::endRecording()
     trayCheck_.stop();
     hotCornerWatch_.stop();
     hotCorner_.reset();
+    controlPlace_.reset();
     hintTold_ = false;
     restingInCornerSince_.reset();
     elapsedText_ = "00:00";
@@ -468,13 +495,22 @@ std::vector<CGRectCodable> MainWindowShell::ownWindowAreas()
     return areas;
 }
 
-std::optional<CGRectCodable> MainWindowShell::stopGestureTarget(StopTrigger trigger)
+std::vector<CGRectCodable> MainWindowShell::stopGestureWay(StopTrigger trigger)
 {
-    if (trigger != StopTrigger::control || !recordingControl_ || !recordingControl_->isVisible()) return std::nullopt;
+    if (trigger != StopTrigger::control || !recordingControl_ || !recordingControl_->isVisible()) return {};
+    std::vector<CGRectCodable> way;
+    if (!canPlaceWindows()) {
+        // The stream's pointer is already in the events' coordinates.
+        const auto plain = [](const QRect& area) { return devicePixels(area, 1); };
+        if (hotCorner_) way.push_back(plain(*hotCorner_));
+        if (controlPlace_) way.push_back(plain(*controlPlace_));
+        return way;
+    }
     // Behind a hot corner the way to the control leads through the corner first.
-    const QRect target = hotCorner_ ? recordingControl_->frameGeometry().united(*hotCorner_)
-                                    : recordingControl_->frameGeometry();
-    return devicePixels(target, recordingControl_->devicePixelRatioF());
+    const qreal ratio = recordingControl_->devicePixelRatioF();
+    if (hotCorner_) way.push_back(devicePixels(*hotCorner_, ratio));
+    way.push_back(devicePixels(recordingControl_->frameGeometry(), ratio));
+    return way;
 }
 
 void MainWindowShell::quitWhenClosedWithoutTray(QWindow* mainWindow)

@@ -49,7 +49,7 @@ public:
     void dismissRecordingHint() override;
     void revealFile(const std::filesystem::path& file) override;
     std::vector<CGRectCodable> ownWindowAreas() override;
-    std::optional<CGRectCodable> stopGestureTarget(StopTrigger trigger) override;
+    std::vector<CGRectCodable> stopGestureWay(StopTrigger trigger) override;
 
     // What the recording control's 停止 does; the same as the tray menu's stop.
     void setStopRecordingAction(std::function<void()> action) { stopRecording_ = std::move(action); }
@@ -92,6 +92,7 @@ public:
     static constexpr int hotCornerSize = 4;
     static constexpr int hotCornerRestMilliseconds = 300;
     static constexpr int hotCornerLingerMilliseconds = 1500;
+    static constexpr int placedByDesktopLingerMilliseconds = 3000;
     static constexpr int hotCornerPollMilliseconds = 50;
     static constexpr const char* hintTitle = "正在录制";
     static constexpr const char* hintMessage = "主窗口已隐藏，可从系统托盘的 Vantile 图标停止或打开。";
@@ -106,9 +107,11 @@ public:
     QString hintMessageNow() const;
     // The same for a recording of `recorded`, which may hide the control behind a hot corner.
     QString hintMessageFor(const CaptureSource& recorded) const;
-    // Whether the recording control of `recorded` waits behind a hot corner: a display that
-    // leaves no screen free, without a tray, where windows can be placed.
+    // Whether the recording control of `recorded` waits behind a hot corner: a display without a
+    // tray that leaves no screen free, or any display where the desktop places windows itself.
     bool hidesControlFor(const CaptureSource& recorded) const;
+    // The hot corner of such a recording, in the pointer probe's coordinates.
+    QRect hotCornerFor(const CaptureSource& recorded) const;
     // The hot corner of the running recording, if its control hides behind one.
     std::optional<QRect> hotCorner() const { return hotCorner_; }
 
@@ -144,6 +147,8 @@ private:
     // The countdown told the recording hint already: no notification once the capture runs.
     bool hintTold_ = false;
     std::optional<QRect> hotCorner_;
+    // Where the desktop put the control, once a click on it told.
+    std::optional<QRect> controlPlace_;
     QTimer hotCornerWatch_;
     std::optional<std::chrono::steady_clock::time_point> restingInCornerSince_;
     std::chrono::steady_clock::time_point lastNearControl_;

@@ -231,6 +231,8 @@ AppCollaborators makePlatformCollaborators(std::optional<KeyShortcut> stopShortc
     collaborators.recorder = std::make_unique<BackendScreenRecorderService>(shared);
     collaborators.inputRecorder = std::make_unique<BackendInputRecorderService>(shared, std::move(stopShortcut));
     collaborators.exporter = std::make_unique<MovieExportService>();
+    if (shared->backend->kind() == CaptureBackendKind::wayland)
+        collaborators.streamPointer = [shared] { return shared->backend->streamPointer(); };
     return collaborators;
 }
 

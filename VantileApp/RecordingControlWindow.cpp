@@ -2,6 +2,7 @@
 
 #include <QCloseEvent>
 #include <QHBoxLayout>
+#include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
 
@@ -55,6 +56,15 @@ RecordingControlWindow::RecordingControlWindow(bool frameless)
                                "QPushButton:pressed { background: #d70015; }");
     layout->addWidget(stopButton_);
     connect(stopButton_, &QPushButton::clicked, this, &RecordingControlWindow::stopRequested);
+    stopButton_->installEventFilter(this);
+}
+
+bool RecordingControlWindow::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == stopButton_ && event->type() == QEvent::MouseButtonPress) {
+        lastPress_ = stopButton_->mapTo(this, static_cast<QMouseEvent*>(event)->position().toPoint());
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 void RecordingControlWindow::setElapsedText(const QString& text)

@@ -21,6 +21,8 @@ public:
     void setShortcutText(const QString& text);
     QString shortcutText() const { return shortcut_->text(); }
     QPushButton* stopButton() const { return stopButton_; }
+    // Where the last press on the stop button was, in the window's coordinates.
+    QPoint lastPressPosition() const { return lastPress_; }
 
     static constexpr int controlWidth = 300;
     static constexpr int windowedWidth = 320;
@@ -32,12 +34,14 @@ signals:
 protected:
     void closeEvent(QCloseEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     bool frameless_;
     QLabel* elapsed_;
     QLabel* shortcut_;
     QPushButton* stopButton_;
+    QPoint lastPress_;
 };
 
 }  // namespace vantile

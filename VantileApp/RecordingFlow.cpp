@@ -246,7 +246,7 @@ void RecordingFlow::tick()
     }
 }
 
-void RecordingFlow::stop(StopTrigger trigger, std::optional<CGRectCodable> gestureTarget)
+void RecordingFlow::stop(StopTrigger trigger, std::vector<CGRectCodable> gestureWay)
 {
     if (state_.route() != Route::recording) {
         cancelTimer();
@@ -256,9 +256,9 @@ void RecordingFlow::stop(StopTrigger trigger, std::optional<CGRectCodable> gestu
     stopTrigger_ = trigger;
     // Asked before the route changes: leaving the recording route takes the control away.
     if (trigger == StopTrigger::keyboardOrCommand) {
-        gestureTarget.reset();
-    } else if (!gestureTarget) {
-        if (auto* shell = state_.desktopShell()) gestureTarget = shell->stopGestureTarget(trigger);
+        gestureWay.clear();
+    } else if (gestureWay.empty()) {
+        if (auto* shell = state_.desktopShell()) gestureWay = shell->stopGestureWay(trigger);
     }
     if (auto* shell = state_.desktopShell()) shell->dismissRecordingHint();
     state_.setBusy(true);
@@ -269,7 +269,7 @@ void RecordingFlow::stop(StopTrigger trigger, std::optional<CGRectCodable> gestu
     std::vector<InputEvent> events = parts_.inputRecorder->stop();
     runOffMainThread(
         state_.workers(), &state_,
-        [this, events = std::move(events), gestureTarget, source = source_, directory = state_.projectDirectory(),
+        [this, events = std::move(events), gestureWay, source = source_, directory = state_.projectDirectory(),
          settings = withoutDrawnCursor(state_.renderSettings(), cursorInPicture_), audio = audioSettings_.value_or(AudioCaptureSettings{}),
          now = parts_.wallClock]() {
             StopOutcome outcome;
@@ -280,7 +280,7 @@ void RecordingFlow::stop(StopTrigger trigger, std::optional<CGRectCodable> gestu
                 outcome.sizedSettings = settings.sizedFor(result.videoInfo);
                 const RecordingFinisher finisher(parts_.projectFiles, planner_, smoother_);
                 outcome.project = finisher.finish(
-                    StoppedRecording{events, result, *source, audio, *directory, gestureTarget}, settings, now());
+                    StoppedRecording{events, result, *source, audio, *directory, gestureWay}, settings, now());
             } catch (...) {
                 outcome.failure = describeError(std::current_exception());
             }

@@ -41,7 +41,7 @@ public:
     void cancelCountdown();
     // Without a trigger (the time limit, a capture that ended) the take ends at the stop time.
     void stop(StopTrigger trigger = StopTrigger::keyboardOrCommand,
-              std::optional<CGRectCodable> gestureTarget = std::nullopt);
+              std::vector<CGRectCodable> gestureWay = {});
     // How the last stop was asked for.
     StopTrigger stopTrigger() const { return stopTrigger_; }
     // Before the process ends: a running capture is stopped so its movie is finished on disk

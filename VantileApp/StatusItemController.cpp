@@ -71,14 +71,14 @@ void StatusItemController::rebuildMenu(bool isRecording)
 void StatusItemController::stopRecordingAndOpen(StopTrigger trigger)
 {
     if (!appState_) return;
-    std::optional<CGRectCodable> gestureTarget;
+    std::vector<CGRectCodable> gestureWay;
     // Where the icon is, when the tray tells (in device-independent pixels, as Qt places windows).
     if (trigger == StopTrigger::tray && statusItem_ && statusItem_->geometry().isValid()) {
         const QRect icon = statusItem_->geometry();
         const qreal ratio = qGuiApp->devicePixelRatio();
-        gestureTarget = CGRectCodable{icon.x() * ratio, icon.y() * ratio, icon.width() * ratio, icon.height() * ratio};
+        gestureWay.push_back({icon.x() * ratio, icon.y() * ratio, icon.width() * ratio, icon.height() * ratio});
     }
-    appState_->stopRecording(trigger, gestureTarget);
+    appState_->stopRecording(trigger, gestureWay);
     if (!appState_->isBusy()) {
         if (openMainWindow_) openMainWindow_();
         return;

@@ -6,8 +6,8 @@
 
 namespace vantile {
 
-StopShortcut::StopShortcut(std::optional<KeyShortcut> shortcut, Grab grab)
-    : shortcut_(std::move(shortcut)), grab_(std::move(grab))
+StopShortcut::StopShortcut(std::optional<KeyShortcut> shortcut, Grab grab, Lifetime lifetime)
+    : shortcut_(std::move(shortcut)), grab_(std::move(grab)), lifetime_(lifetime)
 {
 }
 
@@ -15,10 +15,34 @@ StopShortcut::~StopShortcut() { release(); }
 
 QString StopShortcut::text() const
 {
+    // A desktop without the portal binds nothing, so no key is named.
+    if (lifetime_ == Lifetime::whileRunning && !held_) return {};
+    if (held_) {
+        if (held_->failure()) return {};
+        if (const auto bound = held_->triggerDescription()) return QString::fromStdString(*bound);
+    }
     return shortcut_ ? QString::fromStdString(describeKeyShortcut(*shortcut_)) : QString();
 }
 
+void StopShortcut::prepare()
+{
+    if (lifetime_ == Lifetime::whileRunning) take();
+}
+
 bool StopShortcut::hold()
+{
+    if (!take()) return false;
+    if (const auto failure = held_->failure()) {
+        lastError_ = QString::fromStdString(*failure);
+        return false;
+    }
+    // Presses from before the recording are not a stop.
+    held_->dispatchPending();
+    armed_ = true;
+    return true;
+}
+
+bool StopShortcut::take()
 {
     if (held_) return true;
     if (!shortcut_ || !grab_) return false;
@@ -32,13 +56,15 @@ bool StopShortcut::hold()
     notifier_ = std::make_unique<QSocketNotifier>(held_->fileDescriptor(), QSocketNotifier::Read);
     connect(notifier_.get(), &QSocketNotifier::activated, this, [this] {
         // Auto-repeat of a held key sends more presses: one stop is enough.
-        if (held_ && held_->dispatchPending() > 0) emit pressed();
+        if (held_ && held_->dispatchPending() > 0 && armed_) emit pressed();
     });
     return true;
 }
 
 void StopShortcut::release()
 {
+    armed_ = false;
+    if (lifetime_ == Lifetime::whileRunning) return;
     notifier_.reset();
     held_.reset();
 }

@@ -9,6 +9,7 @@
 #include "RecordingCommands.h"
 #include "StatusItemController.h"
 #include "StopShortcut.h"
+#include "capture/wayland/GlobalShortcutsPortal.h"
 #include "capture/CaptureBackend.h"
 
 #include <QApplication>
@@ -17,6 +18,7 @@
 #include <QQuickWindow>
 #include <QTimer>
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -100,8 +102,9 @@ int main(int argc, char** argv)
         return 1;
     }
 
-    // The desktop-wide stop key is ours only while recording: X11 lets us take it; on Wayland the
-    // desktop's screen-sharing indicator and `vantile --toggle-recording` stop instead.
+    // The desktop-wide stop key: X11 lets us take it while recording; on Wayland the desktop's
+    // global shortcuts portal binds it where the desktop has one, and its screen-sharing indicator
+    // and `vantile --toggle-recording` stop everywhere.
     const bool onX11 = [] {
         try {
             return chooseCaptureBackend() == CaptureBackendKind::x11;
@@ -109,11 +112,21 @@ int main(int argc, char** argv)
             return false;
         }
     }();
-    const std::optional<KeyShortcut> stopKey = onX11 ? StopShortcut::configured() : std::nullopt;
-    AppState appState(makePlatformCollaborators(stopKey));
+    const std::optional<KeyShortcut> stopKey = StopShortcut::configured();
+    // Only X11 shows us the keys the shortcut's presses leave in the input log.
+    AppCollaborators collaborators = makePlatformCollaborators(onX11 ? stopKey : std::nullopt);
+    const auto streamPointer = collaborators.streamPointer;
+    AppState appState(std::move(collaborators));
     DesktopNotifier notifier;
     MainWindowShell shell;
     shell.setNotifier(&notifier);
+    if (streamPointer) {
+        shell.setPointerProbe([streamPointer]() -> std::optional<QPoint> {
+            const auto pointer = streamPointer();
+            if (!pointer) return std::nullopt;
+            return QPoint(int(std::lround(pointer->x)), int(std::lround(pointer->y)));
+        });
+    }
     appState.setDesktopShell(&shell);
     // Quitting while an export runs asks first, in the main window.
     shell.setQuitAction([&] { appState.requestQuit(); });
@@ -148,8 +161,15 @@ int main(int argc, char** argv)
     shell.setStopRecordingAction([&] { statusItem.stopRecordingAndOpen(StopTrigger::control); });
     QObject::connect(&appState, &AppState::recordingElapsedChanged, &appState,
                      [&] { shell.setRecordingElapsedText(appState.recordingElapsedText()); });
-    StopShortcut stopShortcut(stopKey,
-                              [](const KeyShortcut& shortcut) { return grabX11GlobalShortcut(shortcut); });
+    StopShortcut stopShortcut =
+        onX11 ? StopShortcut(stopKey, [](const KeyShortcut& shortcut) { return grabX11GlobalShortcut(shortcut); })
+              : StopShortcut(
+                    stopKey,
+                    [](const KeyShortcut& shortcut) -> std::unique_ptr<GlobalShortcut> {
+                        return std::make_unique<GlobalShortcutsPortal>("stop-recording", "停止 Vantile 录制", shortcut);
+                    },
+                    StopShortcut::Lifetime::whileRunning);
+    stopShortcut.prepare();
     shell.setDesktopIndicatorStops(!onX11);
     // The countdown names the key before it is taken; the recording corrects it if taking fails.
     shell.setStopShortcutText(stopShortcut.text());

@@ -47,6 +47,9 @@ public:
     virtual std::vector<std::string> notices(const PermissionStatus& status) const = 0;
     virtual std::unique_ptr<InputSource> makeInputSource() = 0;
     virtual CapturePlatform& platform() = 0;
+    // Where the pointer is, in global screen coordinates, as the running capture stream tells it
+    // (Wayland tells clients nothing else); nothing where the desktop answers itself.
+    virtual std::optional<CodablePoint> streamPointer() const { return std::nullopt; }
 };
 
 // displayName: an X display for the X11 back end (absent: $DISPLAY); ignored on Wayland.

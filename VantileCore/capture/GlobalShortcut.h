@@ -18,6 +18,10 @@ public:
     virtual int fileDescriptor() const = 0;
     // How many times the shortcut was pressed since the last call.
     virtual int dispatchPending() = 0;
+    // How the desktop names the key it bound, where the desktop chooses it.
+    virtual std::optional<std::string> triggerDescription() const { return std::nullopt; }
+    // Why the shortcut will never be pressed (the desktop or the user refused it).
+    virtual std::optional<std::string> failure() const { return std::nullopt; }
 };
 
 // Takes `shortcut` from an X display (absent: $DISPLAY); throws std::runtime_error with the

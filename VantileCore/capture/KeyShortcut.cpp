@@ -89,4 +89,22 @@ std::string describeKeyShortcut(const KeyShortcut& shortcut)
     return text + char(std::toupper(static_cast<int>(shortcut.keysym)));
 }
 
+std::string portalTrigger(const KeyShortcut& shortcut)
+{
+    // XKB names the named keys in its own way; letters are the unshifted keysyms.
+    static constexpr std::array<std::pair<std::uint32_t, const char*>, 4> xkbNames{{
+        {0x0020, "space"}, {0xff55, "Page_Up"}, {0xff56, "Page_Down"}, {0xff14, "Scroll_Lock"}}};
+    std::string text;
+    if (shortcut.control) text += "CTRL+";
+    if (shortcut.shift) text += "SHIFT+";
+    if (shortcut.alt) text += "ALT+";
+    if (shortcut.super) text += "LOGO+";
+    for (const auto& [keysym, name] : xkbNames) {
+        if (keysym == shortcut.keysym) return text + name;
+    }
+    const std::string described = describeKeyShortcut({.keysym = shortcut.keysym});
+    if (described.size() == 1) return text + char(std::tolower(static_cast<unsigned char>(described[0])));
+    return text + described;
+}
+
 }  // namespace vantile

@@ -25,6 +25,10 @@ std::optional<KeyShortcut> parseKeyShortcut(const std::string& text);
 // The canonical spelling, as the hint and the recording control show it: "Ctrl+Shift+F9".
 std::string describeKeyShortcut(const KeyShortcut& shortcut);
 
+// The same shortcut as the desktop portals' preferred triggers spell it: upper-case modifiers
+// and the key's XKB name joined by "+" ("CTRL+SHIFT+F9").
+std::string portalTrigger(const KeyShortcut& shortcut);
+
 constexpr const char* defaultStopShortcut = "Ctrl+Shift+F9";
 
 }  // namespace vantile

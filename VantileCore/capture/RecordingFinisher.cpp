@@ -14,18 +14,20 @@ namespace {
 // the editor would refuse the trim.
 std::optional<TimeRange> stopGestureTrim(const RecordingProject& project, const StoppedRecording& recording)
 {
-    if (!recording.stopGestureTarget) return std::nullopt;
+    if (recording.stopGestureWay.empty()) return std::nullopt;
     // The events are still capture-local here, clamped to the region, so the target is made
     // local and clamped the same way: a tray beyond the recorded area is then reached where the
     // logged pointer stops at the area's edge.
     const CGRectCodable& region = recording.source.region;
     const auto clampX = [&](double x) { return std::clamp(x - region.minX(), 0.0, region.width); };
     const auto clampY = [&](double y) { return std::clamp(y - region.minY(), 0.0, region.height); };
-    const CGRectCodable& global = *recording.stopGestureTarget;
-    const double left = clampX(global.minX());
-    const double top = clampY(global.minY());
-    const CGRectCodable target{left, top, clampX(global.maxX()) - left, clampY(global.maxY()) - top};
-    const auto end = StopGestureTrim::keptEnd(recording.events, target, project.duration);
+    std::vector<CGRectCodable> way;
+    for (const CGRectCodable& global : recording.stopGestureWay) {
+        const double left = clampX(global.minX());
+        const double top = clampY(global.minY());
+        way.push_back({left, top, clampX(global.maxX()) - left, clampY(global.maxY()) - top});
+    }
+    const auto end = StopGestureTrim::keptEnd(recording.events, way, project.duration);
     if (!end) return std::nullopt;
     RecordingProject trimmed = project;
     trimmed.trim = TimeRange{0, *end};

@@ -19,9 +19,10 @@ struct StoppedRecording {
     CaptureSource source;
     AudioCaptureSettings audioSettings;
     std::filesystem::path projectDirectory;
-    // Where the gesture that stopped the recording went (the recording control, a tray icon), in
-    // global screen coordinates; the project's default trim leaves that gesture out.
-    std::optional<CGRectCodable> stopGestureTarget;
+    // The places the gesture that stopped the recording went, in order (a hot corner, the
+    // recording control, a tray icon), in global screen coordinates; the project's default trim
+    // leaves that gesture out. Empty when the recording stopped without one.
+    std::vector<CGRectCodable> stopGestureWay;
 
     bool operator==(const StoppedRecording&) const = default;
 };

@@ -134,8 +134,8 @@ TEST(MainWindowShellTest, WindowHintAndRecordingControlFollowTheTrayAndClosingQu
     const CGRectCodable controlArea{double(control.x()), double(control.y()), double(control.width()),
                                     double(control.height())};
     EXPECT_EQ(shell.ownWindowAreas(), std::vector{controlArea});
-    EXPECT_EQ(shell.stopGestureTarget(StopTrigger::control), controlArea);
-    EXPECT_FALSE(shell.stopGestureTarget(StopTrigger::tray));
+    EXPECT_EQ(shell.stopGestureWay(StopTrigger::control), std::vector{controlArea});
+    EXPECT_TRUE(shell.stopGestureWay(StopTrigger::tray).empty());
     shell.endRecording();
 
     // Without a tray, closing the window quits; while an export runs the window stays open for
@@ -203,11 +203,12 @@ TEST(MainWindowShellTest, OnARecordedSingleScreenTheControlShowsOnlyWhenThePoint
     const std::vector<CGRectCodable> areas = shell.ownWindowAreas();
     ASSERT_EQ(areas.size(), 1u);
     EXPECT_EQ(areas[0].x, control.x());
-    const auto target = shell.stopGestureTarget(StopTrigger::control);
-    ASSERT_TRUE(target);
-    for (const QPoint point : {corner.center(), control.center()}) {
-        EXPECT_TRUE(point.x() >= target->minX() && point.x() < target->maxX() && point.y() >= target->minY() &&
-                    point.y() < target->maxY())
+    const auto way = shell.stopGestureWay(StopTrigger::control);
+    ASSERT_EQ(way.size(), 2u);
+    for (std::size_t index = 0; index < way.size(); ++index) {
+        const QPoint point = index == 0 ? corner.center() : control.center();
+        EXPECT_TRUE(point.x() >= way[index].minX() && point.x() < way[index].maxX() && point.y() >= way[index].minY() &&
+                    point.y() < way[index].maxY())
             << point.x() << "," << point.y();
     }
 

@@ -269,9 +269,10 @@ public:
     {
         return controlArea ? std::vector{*controlArea} : std::vector<CGRectCodable>{};
     }
-    std::optional<CGRectCodable> stopGestureTarget(StopTrigger trigger) override
+    std::vector<CGRectCodable> stopGestureWay(StopTrigger trigger) override
     {
-        return trigger == StopTrigger::control ? controlArea : std::nullopt;
+        if (trigger != StopTrigger::control || !controlArea) return {};
+        return {*controlArea};
     }
 
     bool recordsEveryScreen(const CaptureSource&) override { return everyScreen; }

@@ -244,7 +244,7 @@ TEST(RecordingFlowTest, TheStopGestureIsTrimmedAndInputOverTheControlIsNotLogged
         AppFixture app;
         app.input->script = stopGestureScript({1010, 10});
         ASSERT_TRUE(app.record());
-        app.state->stopRecording(StopTrigger::tray, CGRectCodable{1000, 0, 24, 24});
+        app.state->stopRecording(StopTrigger::tray, {CGRectCodable{1000, 0, 24, 24}});
         ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
         const RecordingProject project = app.savedProject();
         ASSERT_TRUE(project.trim);

@@ -19,6 +19,12 @@ TEST(KeyShortcutTest, ReadsWhatUsersWriteAndRefusesWhatNoKeyboardCanPress)
     EXPECT_EQ(parseKeyShortcut("F35")->keysym, 0xffe0u);
     EXPECT_EQ(parseKeyShortcut("Ctrl+7")->keysym, std::uint32_t('7'));
 
+    // The portals' spelling: upper-case modifiers, XKB key names, lower-case letters.
+    EXPECT_EQ(portalTrigger(*standard), "CTRL+SHIFT+F9");
+    EXPECT_EQ(portalTrigger(*parseKeyShortcut("Super+Alt+R")), "ALT+LOGO+r");
+    EXPECT_EQ(portalTrigger(*parseKeyShortcut("Ctrl+PageDown")), "CTRL+Page_Down");
+    EXPECT_EQ(portalTrigger(*parseKeyShortcut("Shift+Space")), "SHIFT+space");
+
     for (const char* refused : {"", "Ctrl+Shift", "Ctrl++F9", "F0", "F36", "Ctrl+F9+Shift", "Hyper+F9", "F9F9", "Ctrl+"})
         EXPECT_EQ(parseKeyShortcut(refused), std::nullopt) << refused;
 }

@@ -37,7 +37,7 @@ TEST(StopGestureTrimTest, EndsWhereThePointerSetOffTowardTheControlKeepingTheRes
                                    at(2.1, Type::leftMouseUp, 400, 300)};
     appendApproach(events, {400, 300}, {1710, 1005}, 5.0, 0.8, random);  // rested 2.9 s after the click
     // The click on the control itself is not logged; the stop comes a moment later.
-    EXPECT_EQ(StopGestureTrim::keptEnd(events, control, 6.1), 5.0);
+    EXPECT_EQ(StopGestureTrim::keptEnd(events, {control}, 6.1), 5.0);
 
     // A click on a tray icon, and moves from the icon into its menu, are part of the gesture.
     const CGRectCodable tray{1880, 0, 24, 24};
@@ -46,7 +46,7 @@ TEST(StopGestureTrimTest, EndsWhereThePointerSetOffTowardTheControlKeepingTheRes
     viaTray.push_back(at(4.2, Type::leftMouseDown, 1890, 10));
     viaTray.push_back(at(4.3, Type::leftMouseUp, 1890, 10));
     viaTray.push_back(at(4.5, Type::mouseMove, 1885, 30));
-    EXPECT_EQ(StopGestureTrim::keptEnd(viaTray, tray, 5.0), 3.0);
+    EXPECT_EQ(StopGestureTrim::keptEnd(viaTray, {tray}, 5.0), 3.0);
 }
 
 TEST(StopGestureTrimTest, LeavesNoTrimForAGestureTooLongNoGestureOrOneThatWouldKeepNothing)
@@ -54,17 +54,17 @@ TEST(StopGestureTrimTest, LeavesNoTrimForAGestureTooLongNoGestureOrOneThatWouldK
     std::mt19937 random(2);
     std::vector<InputEvent> slow{at(0.5, Type::leftMouseDown, 100, 100)};
     appendApproach(slow, {100, 100}, {1700, 1000}, 1.0, StopGestureTrim::longestRemoved + 0.5, random);
-    EXPECT_FALSE(StopGestureTrim::keptEnd(slow, control, 7.0));
+    EXPECT_FALSE(StopGestureTrim::keptEnd(slow, {control}, 7.0));
 
     // The last event is the user's click far from the control: nothing to leave out.
     const std::vector<InputEvent> clickLast{at(1, Type::mouseMove, 10, 10), at(2, Type::leftMouseDown, 20, 20)};
-    EXPECT_FALSE(StopGestureTrim::keptEnd(clickLast, control, 3.0));
-    EXPECT_FALSE(StopGestureTrim::keptEnd({}, control, 3.0));
+    EXPECT_FALSE(StopGestureTrim::keptEnd(clickLast, {control}, 3.0));
+    EXPECT_FALSE(StopGestureTrim::keptEnd({}, {control}, 3.0));
 
     // The whole take heads for the control from its first instant.
     std::vector<InputEvent> onlyApproach;
     appendApproach(onlyApproach, {100, 100}, {1700, 1000}, 0.0, 1.0, random);
-    EXPECT_FALSE(StopGestureTrim::keptEnd(onlyApproach, control, 1.5));
+    EXPECT_FALSE(StopGestureTrim::keptEnd(onlyApproach, {control}, 1.5));
 }
 
 // Generated takes: the user's work (ending in a click anywhere), a rest, then an approach of
@@ -95,7 +95,7 @@ TEST(StopGestureTrimTest, GeneratedTakesNeverEndAfterTheStopNorRemoveMoreThanThe
         if (unit(random) < 0.5) events.push_back(at(events.back().time + 0.2, Type::leftMouseDown, edge.x, edge.y));
         const double stopTime = events.back().time + unit(random) * 0.5;
 
-        const auto end = StopGestureTrim::keptEnd(events, target, stopTime);
+        const auto end = StopGestureTrim::keptEnd(events, {target}, stopTime);
         const bool startedNearTarget = StopGestureTrim::distance(pointer, target) <= StopGestureTrim::arrivalMargin +
                                                                                       StopGestureTrim::approachTolerance;
         if (stopTime - approachStart <= StopGestureTrim::longestRemoved && !startedNearTarget) {
@@ -110,3 +110,32 @@ TEST(StopGestureTrimTest, GeneratedTakesNeverEndAfterTheStopNorRemoveMoreThanThe
         }
     }
 }
+
+// Where windows cannot be placed, the control hides behind a hot corner and shows where the desktop
+// puts it: the gesture goes to the corner, rests there, then to the control and clicks.
+TEST(StopGestureTrimTest, AWayThroughAHotCornerToTheControlIsLeftOutFromWhereThePointerSetOffForTheCorner)
+{
+    std::mt19937 random(4);
+    std::uniform_real_distribution unit(0.0, 1.0);
+    for (int round = 0; round < 300; ++round) {
+        const CGRectCodable corner{1916, 1076, 4, 4};
+        const CGRectCodable placed{unit(random) * 1500, unit(random) * 900, 320, 48};
+        std::vector<InputEvent> events;
+        CodablePoint pointer{unit(random) * 1500, unit(random) * 900};
+        double time = 0.5 + unit(random);
+        events.push_back(at(time, Type::leftMouseDown, pointer.x, pointer.y));
+        const double lastUserEvent = time;
+        const double setOff = time + 0.2 + unit(random);
+        appendApproach(events, pointer, {1918, 1078}, setOff, 0.3 + unit(random), random);
+        // Resting in the corner logs nothing; the control shows and the pointer goes to it.
+        const CodablePoint button{placed.minX() + 250, placed.minY() + 24};
+        appendApproach(events, {1918, 1078}, button, events.back().time + 0.4, 0.3 + unit(random), random);
+        events.push_back(at(events.back().time + 0.1, Type::leftMouseDown, button.x, button.y));
+        const double stopTime = events.back().time + 0.05;
+
+        if (StopGestureTrim::distance(pointer, corner) < 200) continue;
+        EXPECT_EQ(StopGestureTrim::keptEnd(events, {corner, placed}, stopTime), setOff) << "round " << round;
+        EXPECT_GT(setOff, lastUserEvent);
+    }
+}
+

@@ -10,6 +10,7 @@
 #include "support/AppInSession.h"
 #include "support/ShellServicesStandIn.h"
 #include "support/PulseAudioPlayer.h"
+#include "support/RemoteDesktopSession.h"
 #include "support/RunCommand.h"
 #include "support/TemporaryDirectory.h"
 
@@ -410,23 +411,66 @@ protected:
     }
 };
 
-TEST_F(WaylandApp, WithoutATrayItsRecordingControlStopsTheRecording)
+// Without a tray the control waits behind the screen's bottom-right corner, which the stream's
+// pointer reaches; where the desktop put it is learnt from the click, and the take ends where the
+// pointer set off for the corner.
+TEST_F(WaylandApp, WithoutATrayItsControlWaitsBehindTheCornerAndItsStopGestureIsTrimmed)
 {
     ShellServicesStandIn shell(session->desktop.busAddress(), false);
     const auto app = startRecordingApp();
-    const std::optional<ShownArea> stop = app->waitForStopButton(10s);
-    ASSERT_TRUE(stop) << app->log();
-    EXPECT_TRUE(hinted(shell, "录制控制条"));
+    // This desktop has no global shortcuts portal: the hint names what stops instead.
+    EXPECT_TRUE(hinted(shell, "屏幕共享指示器")) << app->log();
     const auto projects = directory / "VantileProjects";
     ASSERT_TRUE(aSecondWritten(projects)) << app->log();
-    session->driver.input().click(stop->centreX(), stop->centreY());
+    EXPECT_FALSE(app->waitForStopButton(1s)) << "the control is in the picture";
+
+    // The user's last work moves away from the corner and rests; then the way to the corner.
+    RemoteDesktopSession& input = session->driver.input();
+    const auto glide = [&](double fromX, double fromY, double toX, double toY) {
+        for (int step = 1; step <= 12; ++step) {
+            input.movePointer(fromX + (toX - fromX) * step / 12, fromY + (toY - fromY) * step / 12);
+            std::this_thread::sleep_for(40ms);
+        }
+    };
+    input.movePointer(700, 400);
+    std::this_thread::sleep_for(300ms);
+    glide(700, 400, 150, 120);
+    std::this_thread::sleep_for(1s);
+    glide(150, 120, Session::width - 1, Session::height - 1);
+    const std::optional<ShownArea> stop = app->waitForStopButton(10s);
+    ASSERT_TRUE(stop) << "the corner did not reveal the control\n" << app->log();
+    glide(Session::width - 1, Session::height - 1, stop->centreX(), stop->centreY());
+    std::this_thread::sleep_for(200ms);
+    input.click(stop->centreX(), stop->centreY());
     EXPECT_TRUE(DesktopDriver::waitUntil([&] { return !app->waitForStopButton(0ms); }, 10s));
     // The preview opens once the recording is finished and saved.
     ASSERT_TRUE(app->waitForMainWindow(60s)) << app->log();
-    const auto video = videoOf(*firstEntry(projects) / "raw.mov");
+    const auto project = *firstEntry(projects);
+    const auto video = videoOf(project / "raw.mov");
     ASSERT_FALSE(video.is_null()) << "the recording's movie does not play";
     EXPECT_EQ(video["width"], Session::width);
-    EXPECT_GT(numberOf(video["duration"]), 0.9);
+
+    const auto saved = nlohmann::json::parse(readText(project / ".vantile" / "project.json"));
+    const auto events = nlohmann::json::parse(readText(project / ".vantile" / "events.json"));
+    ASSERT_TRUE(saved.contains("trim")) << events.dump();
+    const double keptEnd = numberOf(saved["trim"]["end"]);
+    // The resting place is kept, and nothing of the way: no logged pointer near the corner or the
+    // control before the end, and every move after it is on the way.
+    const auto near = [](const nlohmann::json& event, double x, double y, double distance) {
+        return std::hypot(numberOf(event["x"]) - x, numberOf(event["y"]) - y) <= distance;
+    };
+    bool restKept = false;
+    for (const auto& event : events) {
+        const double time = numberOf(event["time"]);
+        if (time <= keptEnd) {
+            restKept = restKept || near(event, 150, 120, 3);
+            EXPECT_FALSE(near(event, Session::width, Session::height, 200)) << "kept " << event.dump();
+            EXPECT_FALSE(near(event, stop->centreX(), stop->centreY(), 60)) << "kept " << event.dump();
+        } else {
+            EXPECT_FALSE(near(event, 700, 400, 5)) << "the user's work is cut: " << event.dump();
+        }
+    }
+    EXPECT_TRUE(restKept) << "trim ends at " << keptEnd << " in " << events.dump();
 }
 
 TEST_F(WaylandApp, WithATrayHostItRegistersItsItemAndShowsNoControl)

@@ -29,33 +29,6 @@ int onResponse(sd_bus_message* message, void* data, sd_bus_error*)
     return 0;
 }
 
-// Walks an a{sv} dictionary, handing each key to visit with the message at the variant.
-// visit returns false for keys it does not read, which are skipped.
-void readDictionary(sd_bus_message* message, const std::function<bool(const std::string&)>& visit)
-{
-    checkBus(sd_bus_message_enter_container(message, 'a', "{sv}"), "unexpected portal answer");
-    while (checkBus(sd_bus_message_enter_container(message, 'e', "sv"), "unexpected portal answer") > 0) {
-        const char* key = nullptr;
-        checkBus(sd_bus_message_read_basic(message, 's', &key), "unexpected portal answer");
-        if (!visit(key)) checkBus(sd_bus_message_skip(message, "v"), "unexpected portal answer");
-        checkBus(sd_bus_message_exit_container(message), "unexpected portal answer");
-    }
-    checkBus(sd_bus_message_exit_container(message), "unexpected portal answer");
-}
-
-std::optional<std::string> readStringVariant(sd_bus_message* message)
-{
-    const char* contents = nullptr;
-    checkBus(sd_bus_message_peek_type(message, nullptr, &contents), "unexpected portal answer");
-    if (!contents || std::string(contents) != "s") {
-        checkBus(sd_bus_message_skip(message, "v"), "unexpected portal answer");
-        return std::nullopt;
-    }
-    const char* text = nullptr;
-    checkBus(sd_bus_message_read(message, "v", "s", &text), "unexpected portal answer");
-    return std::string(text);
-}
-
 PortalStream readStream(sd_bus_message* message)
 {
     PortalStream stream;

@@ -131,4 +131,33 @@ void appendOptions(sd_bus_message* message, const BusOptions& options)
     checkBus(sd_bus_message_close_container(message), "cannot build options");
 }
 
+// Walks an a{sv} dictionary, handing each key to visit with the message at the variant.
+// visit returns false for keys it does not read, which are skipped.
+void readDictionary(sd_bus_message* message, const std::function<bool(const std::string&)>& visit)
+{
+    checkBus(sd_bus_message_enter_container(message, 'a', "{sv}"), "unexpected portal answer");
+    while (checkBus(sd_bus_message_enter_container(message, 'e', "sv"), "unexpected portal answer") > 0) {
+        const char* key = nullptr;
+        checkBus(sd_bus_message_read_basic(message, 's', &key), "unexpected portal answer");
+        if (!visit(key)) checkBus(sd_bus_message_skip(message, "v"), "unexpected portal answer");
+        checkBus(sd_bus_message_exit_container(message), "unexpected portal answer");
+    }
+    checkBus(sd_bus_message_exit_container(message), "unexpected portal answer");
+}
+
+std::optional<std::string> readStringVariant(sd_bus_message* message)
+{
+    const char* contents = nullptr;
+    checkBus(sd_bus_message_peek_type(message, nullptr, &contents), "unexpected portal answer");
+    // Portals answer a session handle as a string or as an object path, depending on their age.
+    const std::string type = contents ? contents : "";
+    if (type != "s" && type != "o") {
+        checkBus(sd_bus_message_skip(message, "v"), "unexpected portal answer");
+        return std::nullopt;
+    }
+    const char* text = nullptr;
+    checkBus(sd_bus_message_read(message, "v", type.c_str(), &text), "unexpected portal answer");
+    return std::string(text);
+}
+
 }  // namespace vantile

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <functional>
 #include <map>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <variant>
@@ -71,5 +72,11 @@ private:
 int checkBus(int result, const char* what);
 
 void appendOptions(sd_bus_message* message, const BusOptions& options);
+
+// Walks an a{sv} dictionary, handing each key to visit with the message at the variant. visit
+// returns false for keys it does not read, which are skipped. Throws SessionBusError.
+void readDictionary(sd_bus_message* message, const std::function<bool(const std::string&)>& visit);
+// A variant holding a string (or an object path), or nothing for any other variant, which is skipped.
+std::optional<std::string> readStringVariant(sd_bus_message* message);
 
 }  // namespace vantile

@@ -26,6 +26,7 @@ public:
     std::vector<std::string> notices(const PermissionStatus& status) const override;
     std::unique_ptr<InputSource> makeInputSource() override;
     CapturePlatform& platform() override { return platform_; }
+    std::optional<CodablePoint> streamPointer() const override { return pointer_->latest(); }
 
     static constexpr const char* dialogWindowTitle = "在系统对话框中选择的窗口";
 
