@@ -450,6 +450,22 @@ TEST_F(WaylandApp, WithoutATrayItsControlWaitsBehindTheCornerAndItsStopGestureIs
     ASSERT_FALSE(video.is_null()) << "the recording's movie does not play";
     EXPECT_EQ(video["width"], Session::width);
 
+    // Vantile is in no frame: neither the main window nor the control before it was asked for.
+    const auto pixelsLike = [](const std::vector<std::uint8_t>& rgb, ShownPixel colour) {
+        long alike = 0;
+        for (std::size_t index = 0; index + 2 < rgb.size(); index += 3) {
+            alike += std::abs(rgb[index] - colour.red) + std::abs(rgb[index + 1] - colour.green) +
+                         std::abs(rgb[index + 2] - colour.blue) <= 12;
+        }
+        return alike;
+    };
+    for (const double time : {0.0, 0.5, 1.0}) {
+        const std::vector<std::uint8_t> frame = frameAt(project / "raw.mov", time);
+        ASSERT_FALSE(frame.empty());
+        EXPECT_LT(pixelsLike(frame, AppInSession::windowBackground), 5'000) << "the main window at " << time << " s";
+        EXPECT_LT(pixelsLike(frame, AppInSession::stopButton), 200) << "the recording control at " << time << " s";
+    }
+
     const auto saved = nlohmann::json::parse(readText(project / ".vantile" / "project.json"));
     const auto events = nlohmann::json::parse(readText(project / ".vantile" / "events.json"));
     ASSERT_TRUE(saved.contains("trim")) << events.dump();
