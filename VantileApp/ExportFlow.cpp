@@ -57,9 +57,15 @@ void ExportFlow::start(Format format, const std::optional<std::filesystem::path>
 
 void ExportFlow::finish(const std::optional<std::string>& failure, const std::filesystem::path& outputURL)
 {
+    const bool cancelled = monitor_ && monitor_->isCancelled();
     monitor_.reset();
     if (failure) {
         state_.setErrorMessage(failure);
+    } else if (cancelled) {
+        // The movie landed in the instant the user cancelled: the cancel promised no file.
+        std::error_code error;
+        std::filesystem::remove(outputURL, error);
+        state_.setStatusMessage("Export cancelled");
     } else {
         state_.setExportProgress(1);
         std::error_code error;

@@ -12,6 +12,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <fstream>
+#include <thread>
+
 namespace vantile {
 namespace {
 
@@ -257,6 +261,51 @@ TEST(ExportDestinationTest, QuittingDuringAnExportAsksAndCancelLeavesNoFileAndNo
     EXPECT_FALSE(saved.exportVideoPath);
     QTest::qWait(50);
     EXPECT_EQ(quits, 2);
+}
+
+// The movie lands in the very instant the user chooses 取消并退出: the cancel still leaves no file.
+TEST(ExportDestinationTest, ACancelThatComesAsTheMovieLandsStillLeavesNoFileAndNoRecord)
+{
+    class LandsThenWaitsForTheCancel : public ExportService {
+    public:
+        void exportMovie(const RenderJob& job, ExportMonitor& monitor) override
+        {
+            std::ofstream(job.outputURL) << "movie";
+            landed = true;
+            while (!monitor.isCancelled()) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        std::atomic<bool> landed{false};
+    };
+    testing::TemporaryDirectory root;
+    testing::CallLog log;
+    int quits = 0;
+    AppCollaborators collaborators;
+    collaborators.permissions = std::make_unique<testing::FakePermissions>(log);
+    collaborators.sourceProvider = std::make_unique<testing::FakeSources>(log);
+    collaborators.recorder = std::make_unique<testing::FakeRecorder>(log);
+    collaborators.inputRecorder = std::make_unique<testing::FakeInputRecorder>(log);
+    auto exporter = std::make_unique<LandsThenWaitsForTheCancel>();
+    const auto* landing = exporter.get();
+    collaborators.exporter = std::move(exporter);
+    collaborators.projectsRoot = root / "projects";
+    testing::FakeShell shell(log);
+    AppState state(std::move(collaborators));
+    state.setDesktopShell(&shell);
+    state.setQuitAction([&] { ++quits; });
+
+    const auto directory = root / "projects" / "project-short";
+    testing::makeSampleProject(directory, 640, 360, 1);
+    state.openProject(directory);
+    const fs::path out = root / "out";
+    fs::create_directories(out);
+    state.exportTo(fileUrl(out / "demo.mp4"), "mp4");
+    ASSERT_TRUE(waitFor([&] { return landing->landed.load(); }, 10000));
+    state.requestQuit();
+    state.cancelExportAndQuit();
+    ASSERT_TRUE(waitFor([&] { return quits == 1; }, 10000));
+    EXPECT_TRUE(fs::is_empty(out)) << testing::firstEntry(out)->string();
+    EXPECT_TRUE(state.currentProject()->exports.empty());
+    EXPECT_FALSE(state.currentProject()->exportVideoPath);
 }
 
 // Showing a file: the file manager, else its folder, else an error in the app.
