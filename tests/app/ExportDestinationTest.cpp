@@ -206,24 +206,37 @@ public:
     void exportMovie(const RenderJob& job, ExportMonitor& monitor) override { ExportManager().exportMovie(job, &monitor); }
 };
 
+// The app with a given exporter, counting the quits it asks for instead of quitting.
+struct QuittingApp {
+    explicit QuittingApp(std::unique_ptr<ExportService> exporter) : shell(log)
+    {
+        AppCollaborators collaborators;
+        collaborators.permissions = std::make_unique<testing::FakePermissions>(log);
+        collaborators.sourceProvider = std::make_unique<testing::FakeSources>(log);
+        collaborators.recorder = std::make_unique<testing::FakeRecorder>(log);
+        collaborators.inputRecorder = std::make_unique<testing::FakeInputRecorder>(log);
+        collaborators.exporter = std::move(exporter);
+        collaborators.projectsRoot = root / "projects";
+        state = std::make_unique<AppState>(std::move(collaborators));
+        state->setDesktopShell(&shell);
+        state->setQuitAction([this] { ++quits; });
+    }
+
+    testing::TemporaryDirectory root;
+    testing::CallLog log;
+    testing::FakeShell shell;
+    std::unique_ptr<AppState> state;
+    int quits = 0;
+};
+
 // Quitting while a real export renders asks first; 继续导出 keeps it going, 取消并退出 cancels it,
 // waits for its end and quits: no movie, no staged file, no record.
 TEST(ExportDestinationTest, QuittingDuringAnExportAsksAndCancelLeavesNoFileAndNoRecord)
 {
-    testing::TemporaryDirectory root;
-    testing::CallLog log;
-    int quits = 0;
-    AppCollaborators collaborators;
-    collaborators.permissions = std::make_unique<testing::FakePermissions>(log);
-    collaborators.sourceProvider = std::make_unique<testing::FakeSources>(log);
-    collaborators.recorder = std::make_unique<testing::FakeRecorder>(log);
-    collaborators.inputRecorder = std::make_unique<testing::FakeInputRecorder>(log);
-    collaborators.exporter = std::make_unique<MovieExporter>();
-    collaborators.projectsRoot = root / "projects";
-    testing::FakeShell shell(log);
-    AppState state(std::move(collaborators));
-    state.setDesktopShell(&shell);
-    state.setQuitAction([&] { ++quits; });
+    QuittingApp app(std::make_unique<MovieExporter>());
+    AppState& state = *app.state;
+    const testing::TemporaryDirectory& root = app.root;
+    int& quits = app.quits;
 
     // Nothing exporting: quits at once.
     state.requestQuit();
@@ -241,7 +254,7 @@ TEST(ExportDestinationTest, QuittingDuringAnExportAsksAndCancelLeavesNoFileAndNo
 
     state.requestQuit();
     EXPECT_TRUE(state.isAskingToQuit());
-    EXPECT_EQ(log.entries().back(), "shell.showMainWindow");
+    EXPECT_EQ(app.log.entries().back(), "shell.showMainWindow");
     state.continueExporting();
     EXPECT_FALSE(state.isAskingToQuit());
     QTest::qWait(100);
@@ -276,22 +289,11 @@ TEST(ExportDestinationTest, ACancelThatComesAsTheMovieLandsStillLeavesNoFileAndN
         }
         std::atomic<bool> landed{false};
     };
-    testing::TemporaryDirectory root;
-    testing::CallLog log;
-    int quits = 0;
-    AppCollaborators collaborators;
-    collaborators.permissions = std::make_unique<testing::FakePermissions>(log);
-    collaborators.sourceProvider = std::make_unique<testing::FakeSources>(log);
-    collaborators.recorder = std::make_unique<testing::FakeRecorder>(log);
-    collaborators.inputRecorder = std::make_unique<testing::FakeInputRecorder>(log);
     auto exporter = std::make_unique<LandsThenWaitsForTheCancel>();
     const auto* landing = exporter.get();
-    collaborators.exporter = std::move(exporter);
-    collaborators.projectsRoot = root / "projects";
-    testing::FakeShell shell(log);
-    AppState state(std::move(collaborators));
-    state.setDesktopShell(&shell);
-    state.setQuitAction([&] { ++quits; });
+    QuittingApp app(std::move(exporter));
+    AppState& state = *app.state;
+    const testing::TemporaryDirectory& root = app.root;
 
     const auto directory = root / "projects" / "project-short";
     testing::makeSampleProject(directory, 640, 360, 1);
@@ -302,7 +304,7 @@ TEST(ExportDestinationTest, ACancelThatComesAsTheMovieLandsStillLeavesNoFileAndN
     ASSERT_TRUE(waitFor([&] { return landing->landed.load(); }, 10000));
     state.requestQuit();
     state.cancelExportAndQuit();
-    ASSERT_TRUE(waitFor([&] { return quits == 1; }, 10000));
+    ASSERT_TRUE(waitFor([&] { return app.quits == 1; }, 10000));
     EXPECT_TRUE(fs::is_empty(out)) << testing::firstEntry(out)->string();
     EXPECT_TRUE(state.currentProject()->exports.empty());
     EXPECT_FALSE(state.currentProject()->exportVideoPath);
