@@ -74,9 +74,10 @@ const std::map<std::string, std::string>& helpTexts()
                  "  --trim START END    keep only this stretch of the recording\n"
                  "  --cut START END     remove this stretch (overlapping cuts merge)\n"
                  "  --zoom START END X Y SCALE\n"
-                 "                      a zoom on raw-video pixel X,Y at SCALE 1.0 to 4.0; automatic segments it\n"
-                 "                      overlaps are dropped, and re-planning keeps it\n"
-                 "  --remove-zoom INDEX remove segment INDEX (as `info --json` lists focusSegments)\n"
+                 "                      a zoom on raw-video pixel X,Y at SCALE 1.0 to 4.0; automatic segments make\n"
+                 "                      way for it, the camera leaves it at END, and re-planning keeps it\n"
+                 "  --remove-zoom INDEX remove segment INDEX (as `info --json` lists focusSegments); a removed\n"
+                 "                      zoom leaves the overview in its place\n"
                  "  --clear-edits       no trim, no cuts, and the automatic plan again\n"
                  "  --json              print {\"duration\", \"trim\", \"cuts\", \"segments\"}\n"},
         {"plan", "vantile-cli plan --events FILE --duration S --width W --height H [--intensity I] [--fps N]\n"

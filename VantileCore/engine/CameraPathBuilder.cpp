@@ -17,10 +17,9 @@ constexpr double distanceWeight = 0.42;
 constexpr double scaleChangeWeight = 0.22;
 constexpr double fullScaleChange = 0.8;
 constexpr double shortestTransition = 0.28;
-constexpr double longestTransition = 1.2;
-constexpr double shortestMove = 0.16;
-// Two decisions closer than this are one moment; the later one wins.
-constexpr double sameMomentTolerance = 0.0001;
+constexpr double longestTransition = CameraPathBuilder::longestTransition;
+constexpr double shortestMove = CameraPathBuilder::shortestMove;
+constexpr double sameMomentTolerance = CameraPathBuilder::sameMomentTolerance;
 constexpr double smallestSpan = 0.001;
 
 double baseTransition(FocusSegment::SegmentType type)
@@ -51,6 +50,27 @@ CameraKeyframe at(double time, const CameraView& view)
     return {time, view.centerX, view.centerY, view.scale};
 }
 
+// Far moves and large zoom changes take longer; a move never outlasts its segment but takes at least the
+// shortest move.
+double moveDuration(const CameraView& previous, FocusSegment::SegmentType type, const CameraView& target,
+                    double segmentLength, double diagonal)
+{
+    const double dx = previous.centerX - target.centerX;
+    const double dy = previous.centerY - target.centerY;
+    const double normalizedDistance = std::sqrt(dx * dx + dy * dy) / diagonal;
+    const double distanceTerm = normalizedDistance > 0 ? distanceWeight * std::min(normalizedDistance, 1.0) : 0;
+    const double normalizedScaleChange = std::abs(target.scale - previous.scale) / fullScaleChange;
+    const double scaleTerm = normalizedScaleChange > 0 ? scaleChangeWeight * std::min(normalizedScaleChange, 1.0) : 0;
+    const double raw = baseTransition(type) + distanceTerm + scaleTerm;
+    const double transition = std::min(std::max(raw, shortestTransition), longestTransition);
+    return std::min(transition, std::max(segmentLength, shortestMove));
+}
+
+double diagonalOf(double videoWidth, double videoHeight)
+{
+    return std::max(std::hypot(videoWidth, videoHeight), 1.0);
+}
+
 }  // namespace
 
 std::vector<CameraKeyframe> CameraPathBuilder::buildKeyframes(const std::vector<FocusSegment>& segments,
@@ -68,7 +88,7 @@ std::vector<CameraKeyframe> CameraPathBuilder::buildKeyframes(const std::vector<
     std::vector<CameraKeyframe> keyframes;
     keyframes.reserve(2 * kept.size() + 2);
     keyframes.push_back(at(0, home));
-    const double diagonal = std::max(std::hypot(videoWidth, videoHeight), 1.0);
+    const double diagonal = diagonalOf(videoWidth, videoHeight);
     CameraView previous = home;
     double previousEnd = 0;
 
@@ -78,18 +98,7 @@ std::vector<CameraKeyframe> CameraPathBuilder::buildKeyframes(const std::vector<
         if (!(start < end)) continue;
         const double lastTime = keyframes.back().time;
         const CameraView target{segment.centerX, segment.centerY, segment.scale};
-
-        // Far moves and large zoom changes take longer.
-        const double dx = previous.centerX - target.centerX;
-        const double dy = previous.centerY - target.centerY;
-        const double normalizedDistance = std::sqrt(dx * dx + dy * dy) / diagonal;
-        const double distanceTerm = normalizedDistance > 0 ? distanceWeight * std::min(normalizedDistance, 1.0) : 0;
-        const double normalizedScaleChange = std::abs(target.scale - previous.scale) / fullScaleChange;
-        const double scaleTerm =
-            normalizedScaleChange > 0 ? scaleChangeWeight * std::min(normalizedScaleChange, 1.0) : 0;
-        const double raw = baseTransition(segment.type) + distanceTerm + scaleTerm;
-        double transition = std::min(std::max(raw, shortestTransition), longestTransition);
-        transition = std::min(transition, std::max(end - start, shortestMove));
+        const double transition = moveDuration(previous, segment.type, target, end - start, diagonal);
 
         const double moveStart = std::max({start - transition, previousEnd, lastTime});
         const double room = end - moveStart;
@@ -105,6 +114,14 @@ std::vector<CameraKeyframe> CameraPathBuilder::buildKeyframes(const std::vector<
 
     if (keyframes.back().time < duration) append(at(duration, previous), keyframes);
     return keyframes;
+}
+
+double CameraPathBuilder::transitionDuration(const FocusSegment& from, const FocusSegment& into, double videoWidth,
+                                             double videoHeight)
+{
+    return moveDuration({from.centerX, from.centerY, from.scale}, into.type,
+                        {into.centerX, into.centerY, into.scale}, into.end - into.start,
+                        diagonalOf(videoWidth, videoHeight));
 }
 
 CameraKeyframe CameraPathBuilder::cameraStateAt(double time, const std::vector<CameraKeyframe>& keyframes)

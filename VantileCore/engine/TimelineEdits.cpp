@@ -2,10 +2,12 @@
 
 #include "engine/FocusPlanner.h"
 #include "engine/OutputTimeline.h"
+#include "engine/SegmentFitting.h"
 
 #include <algorithm>
 #include <cmath>
 #include <iomanip>
+#include <iterator>
 #include <sstream>
 
 namespace vantile::TimelineEdits {
@@ -45,12 +47,6 @@ bool overlaps(const FocusSegment& a, const FocusSegment& b)
     return a.start < b.end && b.start < a.end;
 }
 
-void sortByStart(std::vector<FocusSegment>& segments)
-{
-    std::stable_sort(segments.begin(), segments.end(),
-                     [](const FocusSegment& a, const FocusSegment& b) { return a.start < b.start; });
-}
-
 void validateSegment(const FocusSegment& segment, const RecordingProject& project, const std::string& what)
 {
     requireInsideRecording({segment.start, segment.end}, project.duration, what);
@@ -69,25 +65,41 @@ void validateSegment(const FocusSegment& segment, const RecordingProject& projec
     }
 }
 
-// Edited segments may not overlap each other; automatic ones overlapping an edited one go.
-std::vector<FocusSegment> placeEdited(const std::vector<FocusSegment>& segments, std::size_t newIndex)
+std::vector<FocusSegment> fitted(const std::vector<FocusSegment>& segments, const RecordingProject& project)
 {
-    const FocusSegment& placed = segments[newIndex];
-    std::vector<FocusSegment> result;
-    result.reserve(segments.size());
-    for (std::size_t index = 0; index < segments.size(); ++index) {
-        const FocusSegment& other = segments[index];
-        if (index != newIndex && overlaps(other, placed)) {
-            if (other.edited) {
-                throw TimelineEditError("The zoom " + describe({placed.start, placed.end}) +
-                                        " overlaps the edited zoom " + describe({other.start, other.end}) + ".");
-            }
-            continue;
+    return SegmentFitting::fitAroundEdited(segments, project.duration, static_cast<double>(project.video.width),
+                                           static_cast<double>(project.video.height));
+}
+
+// Edited segments may not overlap each other; the automatic ones make way for the placed one.
+std::vector<FocusSegment> placeEdited(const std::vector<FocusSegment>& segments, const FocusSegment& placed,
+                                      const RecordingProject& project)
+{
+    for (const FocusSegment& other : segments) {
+        if (other.edited && overlaps(other, placed)) {
+            throw TimelineEditError("The zoom " + describe({placed.start, placed.end}) + " overlaps the edited zoom " +
+                                    describe({other.start, other.end}) + ".");
         }
-        result.push_back(other);
     }
-    sortByStart(result);
-    return result;
+    std::vector<FocusSegment> placedAmong = segments;
+    placedAmong.push_back(placed);
+    return fitted(placedAmong, project);
+}
+
+// The segment at `index` goes; the time only it covered shows the overview, so taking a zoom away
+// never leaves the camera holding the view before it.
+std::vector<FocusSegment> withoutSegmentAt(const RecordingProject& project, std::size_t index)
+{
+    std::vector<FocusSegment> segments = project.focusSegments;
+    const FocusSegment removed = segments[index];
+    segments.erase(segments.begin() + static_cast<std::ptrdiff_t>(index));
+    if (removed.type != FocusSegment::SegmentType::overview || removed.edited) {
+        const auto overviews = SegmentFitting::overviewsWhereUncovered(
+            segments, removed.start, removed.end, static_cast<double>(project.video.width),
+            static_cast<double>(project.video.height));
+        segments.insert(segments.end(), overviews.begin(), overviews.end());
+    }
+    return segments;
 }
 
 std::size_t checkedIndex(const RecordingProject& project, std::size_t index)
@@ -163,8 +175,7 @@ RecordingProject withZoom(const RecordingProject& project, const FocusSegment& z
     added.edited = true;
     validateSegment(added, project, "zoom");
     RecordingProject edited = project;
-    edited.focusSegments.push_back(added);
-    edited.focusSegments = placeEdited(edited.focusSegments, edited.focusSegments.size() - 1);
+    edited.focusSegments = placeEdited(project.focusSegments, added, project);
     return validated(std::move(edited));
 }
 
@@ -174,8 +185,7 @@ RecordingProject withSegmentChanged(const RecordingProject& project, std::size_t
     changed.edited = true;
     validateSegment(changed, project, "zoom");
     RecordingProject edited = project;
-    edited.focusSegments[index] = changed;
-    edited.focusSegments = placeEdited(edited.focusSegments, index);
+    edited.focusSegments = placeEdited(withoutSegmentAt(project, index), changed, project);
     return validated(std::move(edited));
 }
 
@@ -183,7 +193,7 @@ RecordingProject withoutSegment(const RecordingProject& project, std::size_t ind
 {
     checkedIndex(project, index);
     RecordingProject edited = project;
-    edited.focusSegments.erase(edited.focusSegments.begin() + static_cast<std::ptrdiff_t>(index));
+    edited.focusSegments = fitted(withoutSegmentAt(project, index), project);
     return validated(std::move(edited));
 }
 
@@ -209,23 +219,19 @@ std::vector<FocusSegment> plannedSegments(const RecordingProject& project)
 
 std::vector<FocusSegment> replannedSegments(const RecordingProject& project)
 {
-    return mergeReplanned(project.focusSegments, plannedSegments(project));
+    return mergeReplanned(project, plannedSegments(project));
 }
 
-std::vector<FocusSegment> mergeReplanned(const std::vector<FocusSegment>& current, std::vector<FocusSegment> planned)
+std::vector<FocusSegment> mergeReplanned(const RecordingProject& project, std::vector<FocusSegment> planned)
 {
     std::vector<FocusSegment> merged;
-    std::copy_if(current.begin(), current.end(), std::back_inserter(merged),
+    std::copy_if(project.focusSegments.begin(), project.focusSegments.end(), std::back_inserter(merged),
                  [](const FocusSegment& segment) { return segment.edited; });
-    const std::size_t editedCount = merged.size();
     for (FocusSegment& segment : planned) {
         segment.edited = false;
-        const bool blocked = std::any_of(merged.begin(), merged.begin() + static_cast<std::ptrdiff_t>(editedCount),
-                                         [&](const FocusSegment& kept) { return overlaps(kept, segment); });
-        if (!blocked) merged.push_back(std::move(segment));
+        merged.push_back(std::move(segment));
     }
-    sortByStart(merged);
-    return merged;
+    return fitted(merged, project);
 }
 
 }  // namespace vantile::TimelineEdits

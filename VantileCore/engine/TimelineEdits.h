@@ -21,10 +21,12 @@ void validate(const RecordingProject& project);
 RecordingProject withTrim(const RecordingProject& project, TimeRange kept);
 // Overlapping or touching cuts are merged into one.
 RecordingProject withCut(const RecordingProject& project, TimeRange removed);
-// Adds a user zoom; automatic segments it overlaps are dropped, an overlapped edited one refuses.
+// Adds a user zoom; automatic segments make way for it (SegmentFitting), an overlapped edited one refuses.
 RecordingProject withZoom(const RecordingProject& project, const FocusSegment& zoom);
-// Replaces segment `index` by `changed`, now marked edited (move, resize, depth, focus point).
+// Replaces segment `index` by `changed`, now marked edited (move, resize, depth, focus point); the
+// time it leaves shows the overview.
 RecordingProject withSegmentChanged(const RecordingProject& project, std::size_t index, FocusSegment changed);
+// The time a removed zoom leaves shows the overview.
 RecordingProject withoutSegment(const RecordingProject& project, std::size_t index);
 // No trim, no cuts, and the automatic plan again in place of the user's segments.
 RecordingProject withoutEdits(const RecordingProject& project);
@@ -34,9 +36,9 @@ std::vector<FocusSegment> plannedSegments(const RecordingProject& project);
 // A fresh plan that keeps the user's edited segments (see mergeReplanned).
 std::vector<FocusSegment> replannedSegments(const RecordingProject& project);
 
-// A fresh plan merged with the user's work: edited segments stay, planned ones that overlap an
-// edited one are dropped; sorted by start.
-std::vector<FocusSegment> mergeReplanned(const std::vector<FocusSegment>& current, std::vector<FocusSegment> planned);
+// A fresh plan merged with the project's edited segments: those stay, the planned ones make way for
+// them as for a new zoom; sorted by start.
+std::vector<FocusSegment> mergeReplanned(const RecordingProject& project, std::vector<FocusSegment> planned);
 
 }  // namespace TimelineEdits
 

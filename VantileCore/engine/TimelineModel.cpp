@@ -1,8 +1,10 @@
 #include "engine/TimelineModel.h"
 
+#include "engine/CameraPathBuilder.h"
 #include "engine/TimelineEdits.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace vantile {
 
@@ -118,7 +120,13 @@ std::size_t TimelineModel::addSegment(double playhead)
         added.centerY = std::clamp(cursor->y, 0.0, static_cast<double>(project_.video.height));
     }
     commit(TimelineEdits::withZoom(project_, added));
-    const auto found = std::find(project_.focusSegments.begin(), project_.focusSegments.end(), added);
+    // Its start may have been set onto a zoom's end a hair before it; its end is its own.
+    const auto found = std::find_if(project_.focusSegments.begin(), project_.focusSegments.end(),
+                                    [&](const FocusSegment& segment) {
+                                        return segment.edited && segment.end == added.end &&
+                                               std::abs(segment.start - added.start) <
+                                                   CameraPathBuilder::sameMomentTolerance;
+                                    });
     return static_cast<std::size_t>(found - project_.focusSegments.begin());
 }
 

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <random>
 
@@ -115,18 +116,25 @@ TEST(TimelineEdits, EveryInvalidEditIsRefusedWithOneLineAndChangesNothing)
     EXPECT_NO_THROW(TimelineEdits::withZoom(project, zoom(19, 20, 0, 0, 1)));
 }
 
-TEST(TimelineEdits, CutsMergeAndZoomsReplaceTheAutomaticSegmentsTheyOverlap)
+TEST(TimelineEdits, CutsMergeAndZoomsCutBackTheAutomaticSegmentsTheyOverlap)
 {
     RecordingProject project = TimelineEdits::withCut(project20s(), {3, 5});
     project = TimelineEdits::withCut(project, {4, 6});
     project = TimelineEdits::withCut(project, {10, 11});
     EXPECT_EQ(project.cuts, (std::vector<TimeRange>{{3, 6}, {10, 11}}));
 
+    // The click before the zoom ends early enough for the camera to move in by 7 s; the typing
+    // focus goes on once the zoom is over.
     project = TimelineEdits::withZoom(project, zoom(7, 9, 400, 300, 2.5));
-    ASSERT_EQ(project.focusSegments.size(), 3U);
+    ASSERT_EQ(project.focusSegments.size(), 5U);
     EXPECT_EQ(project.focusSegments[0], (FocusSegment{0, 4, Type::overview, 640, 360, 1}));
-    EXPECT_EQ(project.focusSegments[1], (FocusSegment{7, 9, Type::clickFocus, 400, 300, 2.5, true}));
-    EXPECT_EQ(project.focusSegments[2].start, 14);
+    EXPECT_EQ(project.focusSegments[1].start, 4);
+    EXPECT_EQ(project.focusSegments[1].type, Type::clickFocus);
+    EXPECT_GT(project.focusSegments[1].end, 6);
+    EXPECT_LT(project.focusSegments[1].end, 7);
+    EXPECT_EQ(project.focusSegments[2], (FocusSegment{7, 9, Type::clickFocus, 400, 300, 2.5, true}));
+    EXPECT_EQ(project.focusSegments[3], (FocusSegment{9, 14, Type::typingFocus, 900, 500, 1.8}));
+    EXPECT_EQ(project.focusSegments[4].start, 14);
 
     // Another edited zoom may not overlap the first.
     EXPECT_THROW(TimelineEdits::withZoom(project, zoom(8.5, 10, 400, 300, 2)), TimelineEditError);
@@ -139,7 +147,7 @@ TEST(TimelineEdits, CutsMergeAndZoomsReplaceTheAutomaticSegmentsTheyOverlap)
     EXPECT_EQ(cleared.focusSegments, TimelineEdits::plannedSegments(project20s()));
 }
 
-TEST(TimelineEdits, ReplanningKeepsEditedSegmentsAndDropsAutomaticOnesOverlappingThem)
+TEST(TimelineEdits, ReplanningKeepsEditedSegmentsAndFitsTheNewPlanAroundThem)
 {
     RecordingProject project = project20s();
     project.focusSegments = TimelineEdits::plannedSegments(project);
@@ -173,11 +181,16 @@ TEST(TimelineEdits, ReplanningKeepsEditedSegmentsAndDropsAutomaticOnesOverlappin
         project.focusSegments = replanned;
     }
 
-    // Automatic segments of the old plan never survive a re-plan.
-    const std::vector<FocusSegment> planned = {{0, 20, Type::overview, 640, 360, 1}};
+    // Automatic segments of the old plan never survive a re-plan; the new plan's overview resumes
+    // where the edited zoom ends.
+    project.focusSegments = {{1, 2, Type::clickFocus, 1, 1, 2}, {3, 4, Type::clickFocus, 1, 1, 2, true}};
     const std::vector<FocusSegment> merged =
-        TimelineEdits::mergeReplanned({{1, 2, Type::clickFocus, 1, 1, 2}, {3, 4, Type::clickFocus, 1, 1, 2, true}}, planned);
-    EXPECT_EQ(merged, (std::vector<FocusSegment>{{3, 4, Type::clickFocus, 1, 1, 2, true}}));
+        TimelineEdits::mergeReplanned(project, {{0, 20, Type::overview, 640, 360, 1}});
+    ASSERT_EQ(merged.size(), 3U);
+    EXPECT_EQ(merged[0].start, 0);
+    EXPECT_LT(merged[0].end, 3);
+    EXPECT_EQ(merged[1], (FocusSegment{3, 4, Type::clickFocus, 1, 1, 2, true}));
+    EXPECT_EQ(merged[2], (FocusSegment{4, 20, Type::overview, 640, 360, 1}));
 }
 
 TEST(TimelineModel, AddMoveResizeDepthDeleteThenUndoStepsBackAndANewEditDropsRedo)
@@ -194,22 +207,29 @@ TEST(TimelineModel, AddMoveResizeDepthDeleteThenUndoStepsBackAndANewEditDropsRed
     EXPECT_EQ(model.project().focusSegments.at(second).start, 15);
     EXPECT_THROW(model.addSegment(13), TimelineEditError);
 
+    // Edits re-sort the segments and the automatic ones make way, so the zoom is found again by its
+    // start, as the app's timeline does.
+    const auto editedStartingAt = [&](double start) {
+        const auto& segments = model.project().focusSegments;
+        const auto found = std::find_if(segments.begin(), segments.end(), [&](const FocusSegment& segment) {
+            return segment.edited && segment.start == start;
+        });
+        return static_cast<std::size_t>(found - segments.begin());
+    };
     // Moving the first one right stops at the second one's start.
-    std::size_t first = added;
-    model.moveSegment(first, 20);
-    EXPECT_EQ(model.project().focusSegments.at(first).start, 13);
-    EXPECT_EQ(model.project().focusSegments.at(first).end, 15);
-    model.resizeSegment(first, 11, 16);  // the end stops at the neighbour
-    EXPECT_EQ(model.project().focusSegments.at(first).start, 11);
+    model.moveSegment(editedStartingAt(12), 20);
+    EXPECT_EQ(model.project().focusSegments.at(editedStartingAt(13)).end, 15);
+    model.resizeSegment(editedStartingAt(13), 11, 16);  // the end stops at the neighbour
+    const std::size_t first = editedStartingAt(11);
     EXPECT_EQ(model.project().focusSegments.at(first).end, 15);
     model.setDepth(first, 3.5);
-    EXPECT_EQ(model.project().focusSegments.at(first).scale, 3.5);
-    model.setFocusPoint(first, 640, 360);
+    EXPECT_EQ(model.project().focusSegments.at(editedStartingAt(11)).scale, 3.5);
+    model.setFocusPoint(editedStartingAt(11), 640, 360);
 
     model.cut({2, 4});
     model.setTrim({1, 28});
     EXPECT_DOUBLE_EQ(model.timeline().duration(), 25);
-    model.removeSegment(first);
+    model.removeSegment(editedStartingAt(11));
     // Undo steps back over the trim to the cut; a new edit then drops the redo history.
     model.undo();
     model.undo();
