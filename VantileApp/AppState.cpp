@@ -319,6 +319,7 @@ void AppState::changeRenderSetting(const QString& field, const QVariant& value)
             if constexpr (std::is_same_v<Edit, QmlValues::FpsChange>) session_->changeFps(edit.fps);
             if constexpr (std::is_same_v<Edit, AspectRatio>) session_->updateAspectRatio(edit);
             if constexpr (std::is_same_v<Edit, ResolutionPreset>) session_->updateResolutionPreset(edit);
+            if constexpr (std::is_same_v<Edit, CursorSmoothing>) session_->changeCursorSmoothing(edit);
         },
         *change);
 }

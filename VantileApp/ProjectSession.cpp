@@ -117,6 +117,12 @@ void ProjectSession::changeFps(std::int64_t fps)
     edit([&](ProjectSettingsEditor& editor) { editor.changeFps(fps); }, [&](RenderSettings& alone) { alone.fps = fps; });
 }
 
+void ProjectSession::changeCursorSmoothing(CursorSmoothing smoothing)
+{
+    edit([&](ProjectSettingsEditor& editor) { editor.changeCursorSmoothing(smoothing); },
+         [&](RenderSettings& alone) { alone.cursorSmoothing = smoothing; });
+}
+
 void ProjectSession::editTimeline(const std::function<void(TimelineModel&)>& change)
 {
     if (!editable() || !editor_ || !timeline_) return;

@@ -38,6 +38,7 @@ public:
     void updateResolutionPreset(ResolutionPreset preset);
     void changeZoomIntensity(ZoomIntensity intensity);
     void changeFps(std::int64_t fps);
+    void changeCursorSmoothing(CursorSmoothing smoothing);
 
     // A timeline gesture on the open project: applied, saved in the background and published,
     // or refused with the error shown and nothing changed.

@@ -114,6 +114,7 @@ QVariantMap renderSettings(const RenderSettings& settings)
         {"windowChrome", settings.windowChrome ? text(windowChromeTexts, *settings.windowChrome) : QString("template")},
         {"cursorEffect", text(cursorEffectTexts, settings.cursorEffect)},
         {"dynamicCursorScale", settings.dynamicCursorScale},
+        {"cursorSmoothing", text(cursorSmoothingTexts, settings.cursorSmoothing)},
         {"outputWidth", static_cast<qlonglong>(settings.outputWidth)},
         {"outputHeight", static_cast<qlonglong>(settings.outputHeight)},
         {"fps", static_cast<qlonglong>(settings.fps)},
@@ -199,6 +200,10 @@ std::optional<RenderSettingChange> renderSettingChange(const RenderSettings& cur
     if (field == "fps") {
         const int fps = value.toInt();
         if (fps > 0) return FpsChange{fps};
+        return std::nullopt;
+    }
+    if (field == "cursorSmoothing") {
+        if (const auto parsed = parse(cursorSmoothingTexts, raw)) return *parsed;
         return std::nullopt;
     }
     if (field == "aspectRatio") {

@@ -53,7 +53,8 @@ QVariantList projects(const std::vector<ProjectSummary>& projects);
 struct FpsChange {
     std::int64_t fps;
 };
-using RenderSettingChange = std::variant<RenderSettings, ZoomIntensity, FpsChange, AspectRatio, ResolutionPreset>;
+using RenderSettingChange =
+    std::variant<RenderSettings, ZoomIntensity, FpsChange, AspectRatio, ResolutionPreset, CursorSmoothing>;
 
 // Nothing for an unknown field or a value it cannot take.
 std::optional<RenderSettingChange> renderSettingChange(const RenderSettings& current, const QString& field,

@@ -35,6 +35,8 @@ QVariantMap all()
     // The template's own bar, a Linux window's title bar, or none for a whole screen.
     const QVariantList windowChromes{option("template", "模板默认"), option("linuxTitleBar", "Linux 标题栏"),
                                      option("none", "无")};
+    // Classic eases behind the pointer; precise also lands where it rests and clicks.
+    const QVariantList cursorSmoothings{option("classic", "柔和"), option("precise", "精准落点")};
     const QVariantList exportQualities{option("draft", "草稿（快）"), option("standard", "标准"),
                                        option("high", "高质量（慢）")};
     QVariantList frameRates;
@@ -49,7 +51,7 @@ QVariantMap all()
         {"aspectRatios", aspectRatios},   {"resolutions", resolutions},     {"templates", templates},
         {"zoomIntensities", zoomIntensities}, {"cursorThemes", cursorThemes}, {"cursorEffects", cursorEffects},
         {"frameRates", frameRates},       {"audioModes", audioModes},       {"exportQualities", exportQualities},
-        {"windowChromes", windowChromes},
+        {"windowChromes", windowChromes}, {"cursorSmoothings", cursorSmoothings},
     };
 }
 

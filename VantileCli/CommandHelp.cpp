@@ -63,6 +63,8 @@ const std::map<std::string, std::string>& helpTexts()
                    "  --quality Q         " + choices(exportQualityTexts) +
                        " (x264 veryfast crf 23, medium crf 23, slow crf 18; default: standard)\n"
                    "  --window-chrome W   template (the template's own), " + choices(windowChromeTexts) + "\n"
+                   "  --cursor-smoothing S " + choices(cursorSmoothingTexts) +
+                       " (precise: the cursor lands where the pointer rests and clicks)\n"
                    "  --no-background     the window card without the template background\n"
                    "  --no-cursor         no drawn cursor\n"
                    "  --no-ripple         no click ripples\n"

@@ -87,6 +87,10 @@ void applyOptions(const Arguments& parsed, ProjectSettingsEditor& editor)
     if (const auto fps = parsed.integerBetween("--fps", 1, 240)) {
         if (*fps != editor.renderSettings().fps) editor.changeFps(*fps);
     }
+    if (const auto smoothing = parsed.value("--cursor-smoothing")) {
+        const CursorSmoothing chosen = parseChoice("--cursor-smoothing", *smoothing, cursorSmoothingTexts);
+        if (chosen != editor.renderSettings().cursorSmoothing) editor.changeCursorSmoothing(chosen);
+    }
 }
 
 // The movie may go anywhere except over what the project is made of: its raw movie, its
@@ -160,7 +164,7 @@ int runExport(const std::vector<std::string>& arguments)
 {
     const Arguments parsed(arguments,
                            {"-o", "--output", "--aspect", "--resolution", "--template", "--zoom", "--fps",
-                            "--cursor-theme", "--cursor-effect", "--quality", "--window-chrome"},
+                            "--cursor-theme", "--cursor-effect", "--quality", "--window-chrome", "--cursor-smoothing"},
                            {"--no-background", "--no-cursor", "--no-ripple", "--no-dynamic-cursor"});
     parsed.expectPositionalCount(1);
     std::optional<std::string> output = parsed.value("-o");

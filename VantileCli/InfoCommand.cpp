@@ -65,7 +65,8 @@ void printSummary(const std::filesystem::path& directory, const RecordingProject
         << "\n"
         << "cursor        " << (settings.showCursor ? "shown" : "hidden") << ", " << rawValue(settings.cursorTheme)
         << ", " << rawValue(settings.cursorEffect) << ", ripple " << (settings.showClickRipple ? "on" : "off")
-        << ", dynamic scale " << (settings.dynamicCursorScale ? "on" : "off") << "\n"
+        << ", dynamic scale " << (settings.dynamicCursorScale ? "on" : "off") << ", smoothing "
+        << rawValue(settings.cursorSmoothing) << "\n"
         << "audio         " << rawValue(project.audioSettings.mode);
     if (project.audioSettings.microphoneDeviceID) out << " (microphone " << *project.audioSettings.microphoneDeviceID << ")";
     out << "\n"

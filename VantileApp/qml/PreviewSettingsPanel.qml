@@ -90,6 +90,14 @@ ScrollView {
             checked: panel.settings.showClickRipple
             onToggled: value => appState.changeRenderSetting("showClickRipple", value)
         }
+        SettingPicker {
+            Layout.fillWidth: true
+            title: "光标跟随"
+            options: panel.options.cursorSmoothings
+            current: panel.settings.cursorSmoothing
+            enabled: panel.settings.showCursor
+            onPicked: value => appState.changeRenderSetting("cursorSmoothing", value)
+        }
         SettingSwitch {
             Layout.fillWidth: true
             title: "动态光标大小"

@@ -72,7 +72,7 @@ RecordingProject RecordingFinisher::finish(const StoppedRecording& recording, co
                                        .events = mappedEvents,
                                        .zoomIntensity = settings.zoomIntensity})
                                 .segments;
-    project.cursorFrames = cursorSmoother_.smooth(mappedEvents, settings.fps, result.duration);
+    project.cursorFrames = cursorSmoother_.smooth(mappedEvents, settings.fps, result.duration, settings.cursorSmoothing);
     project.trim = stopGestureTrim(project, recording);
 
     projectFiles_.saveProject(project, recording.projectDirectory);

@@ -67,6 +67,63 @@ void lowPass(std::vector<PointerSample>& samples)
     }
 }
 
+double quantized(double time, double fps);
+
+// A gap from which the filter's output comes closer than this to the pointer needs no more steps.
+constexpr double settledDistance = 0.01;
+constexpr double restingAfter = 0.1;
+
+// The classic filter, with the steps it lacks: while no event comes the pointer rests where the
+// last one left it, so the filter keeps stepping toward it once a frame; a press sets the path
+// onto the press's position at the press's frame. Returns a new path.
+std::vector<PointerSample> lowPassLanding(const std::vector<PointerSample>& samples, double fps, double duration)
+{
+    std::vector<PointerSample> path;
+    if (samples.empty()) return path;
+    path.reserve(samples.size());
+    const double frameInterval = 1 / fps;
+    path.push_back(samples.front());
+    PointerSample state = samples.front();
+    const PointerSample* resting = &samples.front();
+    // A moving pointer sends events more often than this; a longer silence is a rest.
+    const double restDelay = std::max(restingAfter, frameInterval);
+    const double end = duration + frameInterval;
+    const auto restUntil = [&](double until) {
+        // Rests past the end, or at times or places no frame can show, need no steps.
+        if (!std::isfinite(path.back().time)) return;
+        for (double time = path.back().time + restDelay; time < std::min(until, end); time += frameInterval) {
+            if (!(MathUtils::distance(state.x, state.y, resting->x, resting->y) > settledDistance)) return;
+            state = {time, EventType::mouseMove, resting->x * normalSmoothing + state.x * (1 - normalSmoothing),
+                     resting->y * normalSmoothing + state.y * (1 - normalSmoothing)};
+            path.push_back(state);
+        }
+    };
+    for (std::size_t index = 1; index < samples.size(); ++index) {
+        const PointerSample& sample = samples[index];
+        const PointerSample& previous = samples[index - 1];
+        restUntil(sample.time);
+        if (isPress(sample.type)) {
+            // The frame that shows the press shows the cursor on it; anything later in that frame
+            // goes, and so does a sample too close before it to blend from.
+            const double frameTime = quantized(sample.time, fps);
+            while (path.size() > 1 && path.back().time > frameTime - smallestSpan) path.pop_back();
+            if (frameTime > path.back().time && frameTime < sample.time)
+                path.push_back({frameTime, EventType::mouseMove, sample.x, sample.y});
+            state = sample;
+        } else {
+            const double jump = MathUtils::distance(state.x, state.y, sample.x, sample.y);
+            const double interval = sample.time - previous.time;
+            const double weight = interval < fastInterval && jump > farJump ? jumpSmoothing : normalSmoothing;
+            state = {sample.time, sample.type, sample.x * weight + state.x * (1 - weight),
+                     sample.y * weight + state.y * (1 - weight)};
+        }
+        path.push_back(state);
+        resting = &sample;
+    }
+    restUntil(end);
+    return path;
+}
+
 // Walks the path forward as frame times increase, so resampling is linear in frames + events.
 class PathCursor {
 public:
@@ -135,7 +192,7 @@ private:
 }  // namespace
 
 std::vector<CursorFrame> CursorPathSmoother::smooth(const std::vector<InputEvent>& events, std::int64_t fps,
-                                                    double duration) const
+                                                    double duration, CursorSmoothing smoothing) const
 {
     std::vector<PointerSample> path;
     path.reserve(events.size());
@@ -159,7 +216,11 @@ std::vector<CursorFrame> CursorPathSmoother::smooth(const std::vector<InputEvent
     ClickDetector clicks(std::move(pressTimes), rate);
 
     removeJitter(path);
-    lowPass(path);
+    if (smoothing == CursorSmoothing::precise) {
+        path = lowPassLanding(path, rate, duration);
+    } else {
+        lowPass(path);
+    }
 
     std::vector<CursorFrame> frames;
     frames.reserve(static_cast<std::size_t>(lastIndex) + 1);

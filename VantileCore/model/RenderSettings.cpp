@@ -126,6 +126,7 @@ void to_json(Json& json, const RenderSettings& settings)
     // Only a quality other than the default is written, so projects that never chose one keep their bytes.
     if (settings.exportQuality != ExportQuality::standard) json["exportQuality"] = settings.exportQuality;
     if (settings.windowChrome) json["windowChrome"] = *settings.windowChrome;
+    if (settings.cursorSmoothing != CursorSmoothing::classic) json["cursorSmoothing"] = settings.cursorSmoothing;
     encodeUnknownKeys(json, settings.unknownKeys);
 }
 
@@ -149,7 +150,8 @@ void decodeValue(const Json& json, RenderSettings& settings)
     decodeKey(json, "fps", settings.fps);
     decodeKeyOrKeep(json, "exportQuality", settings.exportQuality);
     decodeOptionalKey(json, "windowChrome", settings.windowChrome);
-    settings.unknownKeys = unknownKeysOf(json, {"aspectRatio", "templateName", "zoomIntensity", "resolutionPreset", "backgroundEnabled", "showCursor", "showClickRipple", "cursorTheme", "cursorEffect", "dynamicCursorScale", "outputWidth", "outputHeight", "fps", "exportQuality", "windowChrome"});
+    decodeKeyOrKeep(json, "cursorSmoothing", settings.cursorSmoothing);
+    settings.unknownKeys = unknownKeysOf(json, {"aspectRatio", "templateName", "zoomIntensity", "resolutionPreset", "backgroundEnabled", "showCursor", "showClickRipple", "cursorTheme", "cursorEffect", "dynamicCursorScale", "outputWidth", "outputHeight", "fps", "exportQuality", "windowChrome", "cursorSmoothing"});
 }
 
 EncoderTuning encoderTuning(ExportQuality quality)

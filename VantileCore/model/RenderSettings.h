@@ -19,6 +19,8 @@ enum class CursorEffect { macOS, halo, glow };
 // choose a Linux title bar, or none at all when a whole screen, which is no window, was recorded.
 enum class WindowChrome { browser, macWindow, linuxTitleBar, none };
 enum class ExportQuality { draft, standard, high };
+// How the drawn cursor follows the pointer: `precise` also lands where the pointer rests and clicks.
+enum class CursorSmoothing { classic, precise };
 
 inline constexpr EnumTexts<AspectRatio, 6> aspectRatioTexts{{
     "landscape16x9", "ultrawide21x9", "source", "portrait9x16", "square1x1", "classic4x3",
@@ -32,6 +34,7 @@ inline constexpr EnumTexts<CursorTheme, 5> cursorThemeTexts{{
 inline constexpr EnumTexts<CursorEffect, 3> cursorEffectTexts{{"macOS", "halo", "glow"}};
 inline constexpr EnumTexts<WindowChrome, 4> windowChromeTexts{{"browser", "macWindow", "linuxTitleBar", "none"}};
 inline constexpr EnumTexts<ExportQuality, 3> exportQualityTexts{{"draft", "standard", "high"}};
+inline constexpr EnumTexts<CursorSmoothing, 2> cursorSmoothingTexts{{"classic", "precise"}};
 
 inline const auto& enumTexts(AspectRatio) { return aspectRatioTexts; }
 inline const auto& enumTexts(TemplateName) { return templateNameTexts; }
@@ -41,6 +44,7 @@ inline const auto& enumTexts(CursorTheme) { return cursorThemeTexts; }
 inline const auto& enumTexts(CursorEffect) { return cursorEffectTexts; }
 inline const auto& enumTexts(WindowChrome) { return windowChromeTexts; }
 inline const auto& enumTexts(ExportQuality) { return exportQualityTexts; }
+inline const auto& enumTexts(CursorSmoothing) { return cursorSmoothingTexts; }
 inline void to_json(Json& json, AspectRatio value) { json = aspectRatioTexts.text(value); }
 inline void to_json(Json& json, TemplateName value) { json = templateNameTexts.text(value); }
 inline void to_json(Json& json, ZoomIntensity value) { json = zoomIntensityTexts.text(value); }
@@ -49,6 +53,7 @@ inline void to_json(Json& json, CursorTheme value) { json = cursorThemeTexts.tex
 inline void to_json(Json& json, CursorEffect value) { json = cursorEffectTexts.text(value); }
 inline void to_json(Json& json, WindowChrome value) { json = windowChromeTexts.text(value); }
 inline void to_json(Json& json, ExportQuality value) { json = exportQualityTexts.text(value); }
+inline void to_json(Json& json, CursorSmoothing value) { json = cursorSmoothingTexts.text(value); }
 
 std::string label(AspectRatio ratio);         // "16:9", "原视频比例", ...
 std::string label(ResolutionPreset preset);   // "720p", "1080p", "1440p"
@@ -136,6 +141,8 @@ struct RenderSettings {
     ExportQuality exportQuality = ExportQuality::standard;
     // Absent: the template's own chrome. Written only when chosen, so older files keep their bytes.
     std::optional<WindowChrome> windowChrome;
+    // Written only when not classic, so older files keep their bytes.
+    CursorSmoothing cursorSmoothing = CursorSmoothing::classic;
 
     static RenderSettings defaultLandscape() { return {}; }
 

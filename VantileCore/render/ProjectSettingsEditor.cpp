@@ -65,7 +65,8 @@ void ProjectSettingsEditor::rebuildFocusSegments()
 
 void ProjectSettingsEditor::rebuildCursorFrames()
 {
-    project_.cursorFrames = CursorPathSmoother().smooth(project_.events, renderSettings_.fps, project_.duration);
+    project_.cursorFrames = CursorPathSmoother().smooth(project_.events, renderSettings_.fps, project_.duration,
+                                                        renderSettings_.cursorSmoothing);
     saveQuietly();
 }
 
@@ -81,6 +82,14 @@ void ProjectSettingsEditor::changeFps(std::int64_t fps)
 {
     RenderSettings settings = renderSettings_;
     settings.fps = fps;
+    applyRenderSettings(settings);
+    rebuildCursorFrames();
+}
+
+void ProjectSettingsEditor::changeCursorSmoothing(CursorSmoothing smoothing)
+{
+    RenderSettings settings = renderSettings_;
+    settings.cursorSmoothing = smoothing;
     applyRenderSettings(settings);
     rebuildCursorFrames();
 }

@@ -41,6 +41,8 @@ public:
     // The preview panel's own handlers for the two settings that recompute project data.
     void changeZoomIntensity(ZoomIntensity intensity);
     void changeFps(std::int64_t fps);
+    // The cursor path is smoothed again the chosen way.
+    void changeCursorSmoothing(CursorSmoothing smoothing);
     // Takes a timeline edit (trim, cuts, segments) made and validated elsewhere, and saves it.
     void replaceTimeline(const TimelineState& timeline);
 

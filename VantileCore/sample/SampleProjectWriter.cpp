@@ -134,7 +134,8 @@ RecordingProject SampleProjectWriter::write(const std::filesystem::path& directo
     input.events = project.events;
     input.zoomIntensity = project.renderSettings.zoomIntensity;
     project.focusSegments = FocusPlanner().plan(input).segments;
-    project.cursorFrames = CursorPathSmoother().smooth(project.events, project.renderSettings.fps, duration);
+    project.cursorFrames = CursorPathSmoother().smooth(project.events, project.renderSettings.fps, duration,
+                                                      project.renderSettings.cursorSmoothing);
     ProjectFileManager(absolute.parent_path()).saveProject(project, directory);
     return project;
 }

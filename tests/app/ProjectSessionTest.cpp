@@ -4,6 +4,8 @@
 #include "ProjectSaver.h"
 #include "capture/EventJournal.h"
 
+#include "engine/CursorPathSmoother.h"
+
 #include <gtest/gtest.h>
 
 #include <thread>
@@ -38,6 +40,11 @@ TEST(ProjectSessionTest, SettingsChangesUpdateAndSaveTheProjectAndReplanOrResmoo
     EXPECT_EQ(app.state->currentProject()->renderSettings.zoomIntensity, ZoomIntensity::strong);
     app.state->changeRenderSetting("fps", 12);
     EXPECT_EQ(app.state->currentProject()->cursorFrames.size(), 12u * 6 + 1);
+    app.state->changeRenderSetting("cursorSmoothing", "precise");
+    const RecordingProject& precise = *app.state->currentProject();
+    EXPECT_EQ(precise.renderSettings.cursorSmoothing, CursorSmoothing::precise);
+    EXPECT_EQ(precise.cursorFrames,
+              CursorPathSmoother().smooth(precise.events, 12, precise.duration, CursorSmoothing::precise));
     app.state->changeRenderSetting("cursorTheme", "lime");
     app.state->changeRenderSetting("cursorTheme", "neon");  // unknown values are ignored
     EXPECT_EQ(app.state->renderSettings().cursorTheme, CursorTheme::lime);

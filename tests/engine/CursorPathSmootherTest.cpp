@@ -4,6 +4,7 @@
 #include "engine/RecordingDurationFormatter.h"
 
 #include "engine/EngineTestSupport.h"
+#include "engine/EventStreams.h"
 
 #include <gtest/gtest.h>
 
@@ -118,9 +119,59 @@ TEST(CursorPathSmootherTest, NoPointerNoTimeBadCoordinatesAndOddTimes)
         makeEvent(infinity, Type::mouseMove, 5, 5),    makeEvent(-infinity, Type::rightMouseDown, 5, 5),
         makeEvent(0.7, Type::scrollWheel, 1e300, -1e300), makeEvent(99, Type::leftMouseDown, 5, 5),
     };
-    const auto frames = smooth(events, 30, 2);
-    EXPECT_EQ(frames.size(), 61u);
-    EXPECT_TRUE(smooth(events, 30, infinity).empty());
+    for (const CursorSmoothing smoothing : {CursorSmoothing::classic, CursorSmoothing::precise}) {
+        EXPECT_EQ(CursorPathSmoother().smooth(events, 30, 2, smoothing).size(), 61u);
+        EXPECT_TRUE(CursorPathSmoother().smooth(events, 30, infinity, smoothing).empty());
+    }
+}
+
+// Generated sessions: the precise cursor is on every press at the press's frame and on the pointer
+// after it rests, and moves as the classic one until the first rest or press; the classic one
+// misses presses, so the check can fail.
+TEST(CursorPathSmootherTest, PreciseLandsOnEveryPressAndRestAndMovesAsClassicBefore)
+{
+    constexpr std::int64_t fps = 30;
+    int classicMisses = 0;
+    for (std::uint64_t seed = 1; seed <= 6; ++seed) {
+        const double duration = 40;
+        const std::vector<InputEvent> events = testing::demoSession(duration, 1920, 1080, seed);
+        const auto precise = CursorPathSmoother().smooth(events, fps, duration, CursorSmoothing::precise);
+        const auto classic = smooth(events, fps, duration);
+        ASSERT_EQ(precise.size(), classic.size());
+        const auto frameOf = [&](double time) { return static_cast<std::size_t>(std::trunc(time * fps)); };
+
+        // The pointer as the smoother keeps it: a move within 2 px of the last kept place is tremble.
+        std::vector<InputEvent> pointer;
+        for (const InputEvent& event : events) {
+            if (event.type == Type::typingActivityStart || event.type == Type::typingActivityEnd) continue;
+            if (event.type == Type::mouseMove && !pointer.empty() &&
+                std::hypot(event.x - pointer.back().x, event.y - pointer.back().y) < 2)
+                continue;
+            pointer.push_back(event);
+        }
+        double firstLanding = duration;
+        for (std::size_t index = 0; index < pointer.size(); ++index) {
+            const InputEvent& event = pointer[index];
+            if (event.type == Type::leftMouseDown || event.type == Type::rightMouseDown) {
+                const CursorFrame& frame = precise[frameOf(event.time)];
+                EXPECT_LE(std::hypot(frame.x - event.x, frame.y - event.y), 1.0) << "press at " << event.time;
+                const CursorFrame& old = classic[frameOf(event.time)];
+                classicMisses += std::hypot(old.x - event.x, old.y - event.y) > 1.0;
+                // Landing bends the way from the event before it, at most a rest's span earlier.
+                firstLanding = std::min(firstLanding, double(frameOf(event.time)) / fps - 0.1);
+            }
+            // A rest of a second: the cursor is on the pointer before it moves on (jitter aside).
+            const double next = index + 1 < pointer.size() ? pointer[index + 1].time : duration;
+            if (next - event.time >= 0.1) firstLanding = std::min(firstLanding, event.time);
+            if (next - event.time >= 1.0) {
+                const CursorFrame& frame = precise[frameOf(next) - 1];
+                EXPECT_LE(std::hypot(frame.x - event.x, frame.y - event.y), 2.0) << "rest from " << event.time;
+            }
+        }
+        for (std::size_t index = 0; index < precise.size() && precise[index].time < firstLanding; ++index)
+            EXPECT_EQ(precise[index], classic[index]) << "seed " << seed << " frame " << index;
+    }
+    EXPECT_GT(classicMisses, 0);
 }
 
 TEST(CoordinateMapperTest, CaptureLocalPointsScaleIntoTheVideoAndStayInside)

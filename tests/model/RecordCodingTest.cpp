@@ -172,6 +172,11 @@ TEST(RenderSettingsCoding, OnlyTheSixRequiredKeysAreRequiredUnknownCasesFailAndT
     EXPECT_EQ(Json(custom).at("windowChrome"), "none");
     EXPECT_EQ(decodeDocument<RenderSettings>(Json(custom)), custom);
     EXPECT_EQ(RenderPreset::forSettings(custom).windowChrome, WindowChrome::none);
+    // The cursor smoothing is written only when it is not the classic one.
+    EXPECT_FALSE(Json(custom).contains("cursorSmoothing"));
+    custom.cursorSmoothing = CursorSmoothing::precise;
+    EXPECT_EQ(Json(custom).at("cursorSmoothing"), "precise");
+    EXPECT_EQ(decodeDocument<RenderSettings>(Json(custom)), custom);
     wrongCase["exportQuality"] = "draft";
     wrongCase["windowChrome"] = "gnome";
     EXPECT_THROW(decodeDocument<RenderSettings>(wrongCase), DecodingError);

@@ -1,5 +1,6 @@
 #include "RenderTestSupport.h"
 
+#include "engine/CursorPathSmoother.h"
 #include "store/ProjectFileManager.h"
 
 #include <gtest/gtest.h>
@@ -27,7 +28,7 @@ TEST(ExportCommandTest, SampleThenExportAppliesSettingsLikeThePreviewPanel)
     const auto exported = runCommand({VANTILE_CLI, "export", project.string(), "-o", (project / "clip.mov").string(),
                                       "--aspect", "9:16", "--resolution", "720p", "--template", "cleanLight", "--zoom",
                                       "strong", "--fps", "24", "--cursor-theme", "rose", "--cursor-effect", "glow",
-                                      "--no-ripple", "--quality", "high"});
+                                      "--no-ripple", "--quality", "high", "--cursor-smoothing", "precise"});
     ASSERT_EQ(exported.exitCode, 0) << exported.standardError;
     EXPECT_EQ(exported.standardOutput, (project / "clip.mov").string() + "\n");
 
@@ -45,8 +46,12 @@ TEST(ExportCommandTest, SampleThenExportAppliesSettingsLikeThePreviewPanel)
     expected.showClickRipple = false;
     expected.fps = 24;
     expected.exportQuality = ExportQuality::high;
+    expected.cursorSmoothing = CursorSmoothing::precise;
     EXPECT_EQ(after.renderSettings, expected);
-    EXPECT_EQ(after.cursorFrames.size(), 49U);  // re-smoothed at 24 fps: 0 ... floor(24 × 2)
+    // Re-smoothed at 24 fps (0 ... floor(24 × 2)), landing where the pointer rests and clicks.
+    EXPECT_EQ(after.cursorFrames, CursorPathSmoother().smooth(after.events, 24, after.duration, CursorSmoothing::precise));
+    EXPECT_NE(after.cursorFrames, CursorPathSmoother().smooth(after.events, 24, after.duration));
+    EXPECT_EQ(after.cursorFrames.size(), 49U);
     EXPECT_EQ(after.exportVideoPath, std::optional<std::string>("clip.mov"));
 
     const Json movie = test::probe(project / "clip.mov");
