@@ -54,7 +54,8 @@ const std::map<std::string, std::string>& helpTexts()
                    "  Applies the settings as the preview panel would (saved in the project), exports and prints the movie.\n"
                    "  -o, --output FILE   the movie to write (default: DIR/export.mp4); FILE.gif writes an animated GIF\n"
                    "  --aspect A          " + choices(aspectRatioTexts, "16:9, 21:9, 9:16, 1:1, 4:3") + "\n"
-                   "  --resolution R      " + choices(resolutionPresetTexts, "720p, 1080p, 1440p") + "\n"
+                   "  --resolution R      " + choices(resolutionPresetTexts, "720p, 1080p, 1440p, 2160p, 4k") +
+                       " (source: the recording's own size)\n"
                    "  --template T        " + choices(templateNameTexts) + "\n"
                    "  --zoom Z            " + choices(zoomIntensityTexts) + "\n"
                    "  --fps N             output frames per second, 1 to 240\n"

@@ -45,6 +45,7 @@ const std::map<std::string, AspectRatio> aspectAliases = {
 const std::map<std::string, ResolutionPreset> resolutionAliases = {
     {"720p", ResolutionPreset::p720},   {"1080p", ResolutionPreset::p1080}, {"1440p", ResolutionPreset::p1440},
     {"720", ResolutionPreset::p720},    {"1080", ResolutionPreset::p1080},  {"1440", ResolutionPreset::p1440},
+    {"2160p", ResolutionPreset::p2160}, {"2160", ResolutionPreset::p2160},  {"4k", ResolutionPreset::p2160},
 };
 
 // Applies the command line's settings the way the preview panel applies the user's choices.

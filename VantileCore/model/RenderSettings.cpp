@@ -21,12 +21,27 @@ std::string label(AspectRatio ratio)
 
 std::string label(ResolutionPreset preset)
 {
+    if (preset == ResolutionPreset::source) return "原尺寸";
     return std::to_string(shortEdge(preset)) + "p";
 }
 
 std::int64_t shortEdge(ResolutionPreset preset)
 {
-    return 720 + 360 * static_cast<std::int64_t>(preset);
+    switch (preset) {
+    case ResolutionPreset::p720: return 720;
+    case ResolutionPreset::p1080: return 1080;
+    case ResolutionPreset::p1440: return 1440;
+    case ResolutionPreset::p2160: return 2160;
+    case ResolutionPreset::source: return 1080;
+    }
+    return 1080;
+}
+
+std::int64_t shortEdge(ResolutionPreset preset, const std::optional<VideoInfo>& sourceVideo)
+{
+    if (preset == ResolutionPreset::source && sourceVideo)
+        return std::max<std::int64_t>(std::min(sourceVideo->width, sourceVideo->height), 2);
+    return shortEdge(preset);
 }
 
 std::int64_t evenOutputDimension(double value)
@@ -37,9 +52,10 @@ std::int64_t evenOutputDimension(double value)
     return std::max<std::int64_t>(static_cast<std::int64_t>(even), 2);
 }
 
-OutputSize outputSize(AspectRatio ratio, ResolutionPreset preset)
+namespace {
+
+OutputSize outputSizeWithShortEdge(AspectRatio ratio, double s)
 {
-    const double s = static_cast<double>(shortEdge(preset));
     switch (ratio) {
     case AspectRatio::landscape16x9:
     case AspectRatio::source: return {evenOutputDimension(s * 1.7777777777777777), evenOutputDimension(s)};
@@ -52,12 +68,19 @@ OutputSize outputSize(AspectRatio ratio, ResolutionPreset preset)
     return {};
 }
 
+}  // namespace
+
+OutputSize outputSize(AspectRatio ratio, ResolutionPreset preset)
+{
+    return outputSizeWithShortEdge(ratio, static_cast<double>(shortEdge(preset)));
+}
+
 OutputSize outputSize(AspectRatio ratio, const std::optional<VideoInfo>& sourceVideo, ResolutionPreset preset)
 {
     if (ratio == AspectRatio::source && sourceVideo) {
         return sourceMatchedOutputSize(sourceVideo->width, sourceVideo->height, preset);
     }
-    return outputSize(ratio, preset);
+    return outputSizeWithShortEdge(ratio, static_cast<double>(shortEdge(preset, sourceVideo)));
 }
 
 OutputSize sourceMatchedOutputSize(std::int64_t width, std::int64_t height, ResolutionPreset preset)
@@ -65,7 +88,7 @@ OutputSize sourceMatchedOutputSize(std::int64_t width, std::int64_t height, Reso
     const double w = static_cast<double>(std::max<std::int64_t>(width, 2));
     const double h = static_cast<double>(std::max<std::int64_t>(height, 2));
     const double shortSide = std::min(w, h);
-    const double target = static_cast<double>(shortEdge(preset));
+    const double target = preset == ResolutionPreset::source ? shortSide : static_cast<double>(shortEdge(preset));
     // A source smaller than the preset is never enlarged.
     const double factor = target < shortSide ? target / shortSide : 1.0;
     return {evenOutputDimension(factor * w), evenOutputDimension(factor * h)};

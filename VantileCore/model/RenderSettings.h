@@ -12,7 +12,8 @@ namespace vantile {
 enum class AspectRatio { landscape16x9, ultrawide21x9, source, portrait9x16, square1x1, classic4x3 };
 enum class TemplateName { minimalDark, gradientBlue, cleanLight };
 enum class ZoomIntensity { light, standard, strong };
-enum class ResolutionPreset { p720, p1080, p1440 };
+// `source` keeps the recording's own short side (a 2880x1800 screen exports at 2880x1800).
+enum class ResolutionPreset { p720, p1080, p1440, p2160, source };
 enum class CursorTheme { systemWhite, graphite, electricBlue, rose, lime };
 enum class CursorEffect { macOS, halo, glow };
 // The bar drawn over the card. The templates bring `browser` or `macWindow`; a project may
@@ -27,7 +28,7 @@ inline constexpr EnumTexts<AspectRatio, 6> aspectRatioTexts{{
 }};
 inline constexpr EnumTexts<TemplateName, 3> templateNameTexts{{"minimalDark", "gradientBlue", "cleanLight"}};
 inline constexpr EnumTexts<ZoomIntensity, 3> zoomIntensityTexts{{"light", "standard", "strong"}};
-inline constexpr EnumTexts<ResolutionPreset, 3> resolutionPresetTexts{{"p720", "p1080", "p1440"}};
+inline constexpr EnumTexts<ResolutionPreset, 5> resolutionPresetTexts{{"p720", "p1080", "p1440", "p2160", "source"}};
 inline constexpr EnumTexts<CursorTheme, 5> cursorThemeTexts{{
     "systemWhite", "graphite", "electricBlue", "rose", "lime",
 }};
@@ -56,8 +57,10 @@ inline void to_json(Json& json, ExportQuality value) { json = exportQualityTexts
 inline void to_json(Json& json, CursorSmoothing value) { json = cursorSmoothingTexts.text(value); }
 
 std::string label(AspectRatio ratio);         // "16:9", "原视频比例", ...
-std::string label(ResolutionPreset preset);   // "720p", "1080p", "1440p"
+std::string label(ResolutionPreset preset);   // "720p", "1080p", "1440p", "2160p", "原尺寸"
+// The output's short side; `source` without a known recording counts as 1080p.
 std::int64_t shortEdge(ResolutionPreset preset);
+std::int64_t shortEdge(ResolutionPreset preset, const std::optional<VideoInfo>& sourceVideo);
 
 // The H.264 encoder's trade between time and size for one quality.
 struct EncoderTuning {

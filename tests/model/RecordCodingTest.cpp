@@ -195,4 +195,19 @@ TEST(OutputSizes, SourceMatchingNeverEnlargesAndRoundsDownToEven)
     EXPECT_EQ(outputSize(AspectRatio::source, std::nullopt, ResolutionPreset::p720), (OutputSize{1280, 720}));
     // Only `source` looks at the video.
     EXPECT_EQ(outputSize(AspectRatio::square1x1, video(2880, 1800), ResolutionPreset::p720), (OutputSize{720, 720}));
+
+    // 4K, and the recording's own size: a HiDPI laptop's screen exports at its native resolution.
+    EXPECT_EQ(outputSize(AspectRatio::landscape16x9, std::nullopt, ResolutionPreset::p2160), (OutputSize{3840, 2160}));
+    EXPECT_EQ(outputSize(AspectRatio::portrait9x16, std::nullopt, ResolutionPreset::p2160), (OutputSize{2160, 3840}));
+    EXPECT_EQ(outputSize(AspectRatio::source, video(2880, 1800), ResolutionPreset::source), (OutputSize{2880, 1800}));
+    EXPECT_EQ(outputSize(AspectRatio::source, video(3001, 1999), ResolutionPreset::source), (OutputSize{3000, 1998}));
+    EXPECT_EQ(outputSize(AspectRatio::landscape16x9, video(2880, 1800), ResolutionPreset::source), (OutputSize{3200, 1800}));
+    EXPECT_EQ(outputSize(AspectRatio::square1x1, video(1280, 800), ResolutionPreset::source), (OutputSize{800, 800}));
+    EXPECT_EQ(outputSize(AspectRatio::landscape16x9, std::nullopt, ResolutionPreset::source), (OutputSize{1920, 1080}));
+    EXPECT_EQ(label(ResolutionPreset::p2160), "2160p");
+    RenderSettings native;
+    native.aspectRatio = AspectRatio::source;
+    native.resolutionPreset = ResolutionPreset::source;
+    EXPECT_EQ(decodeDocument<RenderSettings>(Json(native)), native);
+    EXPECT_EQ(Json(native).at("resolutionPreset"), "source");
 }

@@ -60,13 +60,23 @@ TEST(ExportCommandTest, SampleThenExportAppliesSettingsLikeThePreviewPanel)
     EXPECT_EQ(movie["streams"][0]["height"], size.height);
     EXPECT_EQ(test::countVideoFrames(project / "clip.mov"), 48);
 
+    // The recording's own size.
+    const auto native = runCommand({VANTILE_CLI, "export", project.string(), "-o", (project / "native.mp4").string(),
+                                    "--aspect", "source", "--resolution", "source"});
+    ASSERT_EQ(native.exitCode, 0) << native.standardError;
+    const Json nativeMovie = test::probe(project / "native.mp4");
+    EXPECT_EQ(nativeMovie["streams"][0]["width"], 480);
+    EXPECT_EQ(nativeMovie["streams"][0]["height"], 270);
+    const RecordingProject afterNative = files.loadProject(project);
+    std::filesystem::remove(project / "native.mp4");
+
     // An unknown value: one line naming it and the choices, status 2, nothing written.
     const auto badValue = runCommand({VANTILE_CLI, "export", project.string(), "--quality", "best"});
     EXPECT_EQ(badValue.exitCode, 2);
     EXPECT_EQ(test::lineCount(badValue.standardError), 1) << badValue.standardError;
     EXPECT_NE(badValue.standardError.find("draft, standard, high"), std::string::npos) << badValue.standardError;
     EXPECT_FALSE(std::filesystem::exists(project / "export.mp4"));
-    EXPECT_EQ(files.loadProject(project), after);
+    EXPECT_EQ(files.loadProject(project), afterNative);
 }
 
 }  // namespace
