@@ -19,6 +19,9 @@ enum class CursorEffect { macOS, halo, glow };
 // choose a Linux title bar, or none at all when a whole screen, which is no window, was recorded.
 enum class WindowChrome { browser, macWindow, linuxTitleBar, none };
 enum class ExportQuality { draft, standard, high };
+// Where the camera bubble sits: a corner, or `custom` at the settings' centre fractions.
+enum class CameraPosition { bottomRight, bottomLeft, topRight, topLeft, custom };
+enum class CameraShape { circle, roundedSquare, square };
 
 inline constexpr EnumTexts<AspectRatio, 6> aspectRatioTexts{{
     "landscape16x9", "ultrawide21x9", "source", "portrait9x16", "square1x1", "classic4x3",
@@ -32,6 +35,10 @@ inline constexpr EnumTexts<CursorTheme, 5> cursorThemeTexts{{
 inline constexpr EnumTexts<CursorEffect, 3> cursorEffectTexts{{"macOS", "halo", "glow"}};
 inline constexpr EnumTexts<WindowChrome, 4> windowChromeTexts{{"browser", "macWindow", "linuxTitleBar", "none"}};
 inline constexpr EnumTexts<ExportQuality, 3> exportQualityTexts{{"draft", "standard", "high"}};
+inline constexpr EnumTexts<CameraPosition, 5> cameraPositionTexts{{
+    "bottomRight", "bottomLeft", "topRight", "topLeft", "custom",
+}};
+inline constexpr EnumTexts<CameraShape, 3> cameraShapeTexts{{"circle", "roundedSquare", "square"}};
 
 inline const auto& enumTexts(AspectRatio) { return aspectRatioTexts; }
 inline const auto& enumTexts(TemplateName) { return templateNameTexts; }
@@ -41,6 +48,8 @@ inline const auto& enumTexts(CursorTheme) { return cursorThemeTexts; }
 inline const auto& enumTexts(CursorEffect) { return cursorEffectTexts; }
 inline const auto& enumTexts(WindowChrome) { return windowChromeTexts; }
 inline const auto& enumTexts(ExportQuality) { return exportQualityTexts; }
+inline const auto& enumTexts(CameraPosition) { return cameraPositionTexts; }
+inline const auto& enumTexts(CameraShape) { return cameraShapeTexts; }
 inline void to_json(Json& json, AspectRatio value) { json = aspectRatioTexts.text(value); }
 inline void to_json(Json& json, TemplateName value) { json = templateNameTexts.text(value); }
 inline void to_json(Json& json, ZoomIntensity value) { json = zoomIntensityTexts.text(value); }
@@ -49,6 +58,8 @@ inline void to_json(Json& json, CursorTheme value) { json = cursorThemeTexts.tex
 inline void to_json(Json& json, CursorEffect value) { json = cursorEffectTexts.text(value); }
 inline void to_json(Json& json, WindowChrome value) { json = windowChromeTexts.text(value); }
 inline void to_json(Json& json, ExportQuality value) { json = exportQualityTexts.text(value); }
+inline void to_json(Json& json, CameraPosition value) { json = cameraPositionTexts.text(value); }
+inline void to_json(Json& json, CameraShape value) { json = cameraShapeTexts.text(value); }
 
 std::string label(AspectRatio ratio);         // "16:9", "原视频比例", ...
 std::string label(ResolutionPreset preset);   // "720p", "1080p", "1440p"
@@ -136,6 +147,20 @@ struct RenderSettings {
     ExportQuality exportQuality = ExportQuality::standard;
     // Absent: the template's own chrome. Written only when chosen, so older files keep their bytes.
     std::optional<WindowChrome> windowChrome;
+    // The camera bubble. Each key is written only when it differs from its default, so
+    // projects that never changed it keep their bytes.
+    bool cameraVisible = true;
+    CameraPosition cameraPosition = CameraPosition::bottomRight;
+    double cameraCenterX = 0.5;  // fractions of the output frame; written only for `custom`
+    double cameraCenterY = 0.5;
+    double cameraSize = defaultCameraSize;  // the bubble's side over the output's short side
+    CameraShape cameraShape = CameraShape::circle;
+    bool cameraMirror = true;
+    bool cameraShadow = true;
+
+    static constexpr double defaultCameraSize = 0.25;
+    static constexpr double minimumCameraSize = 0.12;
+    static constexpr double maximumCameraSize = 0.5;
 
     static RenderSettings defaultLandscape() { return {}; }
 
