@@ -6,6 +6,10 @@
 #include "render/ShadowPainter.h"
 
 #include <QPainter>
+#include <QTransform>
+
+#include <libyuv/convert_argb.h>
+#include <libyuv/scale.h>
 
 #include <algorithm>
 #include <cmath>
@@ -82,20 +86,44 @@ void CameraBubbleLayer::prepareForSide(int side)
     shadow_ = ShadowPainter::shadowImage(shapeAlpha, QColor::fromRgbF(0, 0, 0, static_cast<float>(shadowAlpha)), blur);
 }
 
+bool CameraBubbleLayer::scaleCropInYuv(const AVFrame& frame)
+{
+    if (frame.format != AV_PIX_FMT_YUV420P && frame.format != AV_PIX_FMT_YUVJ420P) return false;
+    // The largest centred square of the camera frame, on whole chroma samples.
+    const int cropSide = std::min(frame.width, frame.height) & ~1;
+    const int left = ((frame.width - cropSide) / 2) & ~1;
+    const int top = ((frame.height - cropSide) / 2) & ~1;
+    if (cropSide < 2) return false;
+    if (!scaledCrop_ || scaledCrop_->width != side_) {
+        scaledCrop_ = allocateFrame(AV_PIX_FMT_YUV420P, side_, side_);
+    }
+    const auto at = [&](int plane, int x, int y) {
+        return frame.data[plane] + static_cast<std::ptrdiff_t>(y) * frame.linesize[plane] + x;
+    };
+    AVFrame& scaled = *scaledCrop_;
+    // A box filter: every camera pixel counts, so a 720-pixel crop shrinks without aliasing.
+    if (libyuv::I420Scale(at(0, left, top), frame.linesize[0], at(1, left / 2, top / 2), frame.linesize[1],
+                          at(2, left / 2, top / 2), frame.linesize[2], cropSide, cropSide, scaled.data[0],
+                          scaled.linesize[0], scaled.data[1], scaled.linesize[1], scaled.data[2], scaled.linesize[2],
+                          side_, side_, libyuv::kFilterBox) != 0) {
+        return false;
+    }
+    return libyuv::I420ToARGBMatrix(scaled.data[0], scaled.linesize[0], scaled.data[1], scaled.linesize[1],
+                                    scaled.data[2], scaled.linesize[2], square_.bits(),
+                                    static_cast<int>(square_.bytesPerLine()), &yuvToRgbConstants(frame), side_,
+                                    side_) == 0;
+}
+
 void CameraBubbleLayer::paintTile(const AVFrame& frame)
 {
-    convertFrameToImage(frame, cameraImage_);
-    // The largest centred square of the camera frame fills the bubble.
-    const double cropSide = std::min(cameraImage_.width(), cameraImage_.height());
-    const QRectF crop((cameraImage_.width() - cropSide) / 2, (cameraImage_.height() - cropSide) / 2, cropSide, cropSide);
-    {
+    // Scaling the crop before converting it touches only the pixels the bubble shows.
+    if (!scaleCropInYuv(frame)) {
+        convertFrameToImage(frame, cameraImage_);
+        const double cropSide = std::min(cameraImage_.width(), cameraImage_.height());
+        const QRectF crop((cameraImage_.width() - cropSide) / 2, (cameraImage_.height() - cropSide) / 2, cropSide,
+                          cropSide);
         QPainter painter(&square_);
         painter.setRenderHint(QPainter::SmoothPixmapTransform);
-        if (settings_.cameraMirror) {
-            // As the presenter sees themselves in a mirror, the way such bubbles are expected to look.
-            painter.translate(side_, 0);
-            painter.scale(-1, 1);
-        }
         painter.drawImage(QRectF(0, 0, side_, side_), cameraImage_, crop);
     }
     tile_.fill(Qt::transparent);
@@ -104,7 +132,10 @@ void CameraBubbleLayer::paintTile(const AVFrame& frame)
     painter.setRenderHint(QPainter::Antialiasing);
     painter.translate(shadowReach_, shadowReach_);
     // Filling the shape with the picture as its brush gives the edge antialiasing a clip would not.
-    painter.fillPath(shape_, QBrush(square_));
+    QBrush picture(square_);
+    // As the presenter sees themselves in a mirror, the way such bubbles are expected to look.
+    if (settings_.cameraMirror) picture.setTransform(QTransform(-1, 0, 0, 1, side_, 0));
+    painter.fillPath(shape_, picture);
 }
 
 std::optional<OverlayTile> CameraBubbleLayer::tileAt(double time, const QRectF& canvas)

@@ -32,6 +32,8 @@ private:
     // The shape, the shadow and the tile's size depend only on the bubble's side.
     void prepareForSide(int side);
     void paintTile(const AVFrame& frame);
+    // Scales the centred square of a yuv420p frame into `square_`; false for other formats.
+    bool scaleCropInYuv(const AVFrame& frame);
 
     double startOffset_ = 0;
     RenderSettings settings_;
@@ -40,8 +42,9 @@ private:
     int shadowReach_ = 0;  // how far the shadow reaches past the bubble on each side
     QPainterPath shape_;   // in the bubble's own square, origin at its top left
     QImage shadow_;        // tile-sized, built once per side
-    QImage cameraImage_;   // the decoded camera frame in RGB
-    QImage square_;        // the crop scaled (and mirrored) to the bubble's side
+    FrameHandle scaledCrop_;  // the crop at the bubble's side, still in YUV
+    QImage cameraImage_;      // a camera frame in another format, in RGB
+    QImage square_;        // the crop scaled to the bubble's side
     QImage tile_;
     std::optional<OverlayTile> lastTile_;
 };
