@@ -66,6 +66,12 @@ const std::map<std::string, std::string>& helpTexts()
                    "  --window-chrome W   template (the template's own), " + choices(windowChromeTexts) + "\n"
                    "  --cursor-smoothing S " + choices(cursorSmoothingTexts) +
                        " (precise: the cursor lands where the pointer rests and clicks)\n"
+                   "  --camera on|off     show or hide the camera bubble (a project recorded with a camera)\n"
+                   "  --camera-position P bottomRight, bottomLeft, topRight, topLeft, or X,Y: the bubble's centre\n"
+                   "                      as fractions of the frame\n"
+                   "  --camera-size F     the bubble's side as a fraction of the output's short side, 0.12 to 0.5\n"
+                   "  --camera-shape S    " + choices(cameraShapeTexts) + "\n"
+                   "  --camera-mirror on|off  mirror the camera picture (default: on)\n"
                    "  --no-background     the window card without the template background\n"
                    "  --no-cursor         no drawn cursor\n"
                    "  --no-ripple         no click ripples\n"

@@ -9,6 +9,7 @@
 #include <array>
 #include <atomic>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <iostream>
 #include <map>
@@ -48,6 +49,57 @@ const std::map<std::string, ResolutionPreset> resolutionAliases = {
     {"2160p", ResolutionPreset::p2160}, {"2160", ResolutionPreset::p2160},  {"4k", ResolutionPreset::p2160},
 };
 
+bool parseSwitch(const std::string& option, const std::string& text)
+{
+    if (text == "on") return true;
+    if (text == "off") return false;
+    throw UsageError("unknown " + option + " value \"" + text + "\" (on, off)");
+}
+
+// A corner by name, or "X,Y": the bubble's centre as fractions of the output frame.
+void applyCameraPosition(const std::string& text, RenderSettings& settings)
+{
+    const auto comma = text.find(',');
+    if (comma == std::string::npos) {
+        const CameraPosition corner = parseChoice("--camera-position", text, cameraPositionTexts);
+        if (corner == CameraPosition::custom) {
+            throw UsageError("--camera-position: give the centre as X,Y fractions, such as 0.5,0.5");
+        }
+        settings.cameraPosition = corner;
+        return;
+    }
+    const auto fraction = [&](const std::string& part) {
+        char* end = nullptr;
+        const double value = std::strtod(part.c_str(), &end);
+        if (part.empty() || *end != '\0' || !(value >= 0 && value <= 1)) {
+            throw UsageError("--camera-position: expected X,Y fractions between 0 and 1, got \"" + text + "\"");
+        }
+        return value;
+    };
+    settings.cameraCenterX = fraction(text.substr(0, comma));
+    settings.cameraCenterY = fraction(text.substr(comma + 1));
+    settings.cameraPosition = CameraPosition::custom;
+}
+
+void applyCameraOptions(const Arguments& parsed, bool hasCamera, RenderSettings& settings)
+{
+    if (const auto shown = parsed.value("--camera")) {
+        settings.cameraVisible = parseSwitch("--camera", *shown);
+        if (settings.cameraVisible && !hasCamera) throw UsageError("--camera on: this project has no camera recording");
+    }
+    if (const auto position = parsed.value("--camera-position")) applyCameraPosition(*position, settings);
+    if (const auto size = parsed.number("--camera-size")) {
+        if (!(*size >= RenderSettings::minimumCameraSize && *size <= RenderSettings::maximumCameraSize)) {
+            throw UsageError("--camera-size must be between 0.12 and 0.5 (of the output's short side)");
+        }
+        settings.cameraSize = *size;
+    }
+    if (const auto shape = parsed.value("--camera-shape")) {
+        settings.cameraShape = parseChoice("--camera-shape", *shape, cameraShapeTexts);
+    }
+    if (const auto mirror = parsed.value("--camera-mirror")) settings.cameraMirror = parseSwitch("--camera-mirror", *mirror);
+}
+
 // Applies the command line's settings the way the preview panel applies the user's choices.
 void applyOptions(const Arguments& parsed, ProjectSettingsEditor& editor)
 {
@@ -79,6 +131,7 @@ void applyOptions(const Arguments& parsed, ProjectSettingsEditor& editor)
     if (parsed.flag("--no-cursor")) settings.showCursor = false;
     if (parsed.flag("--no-ripple")) settings.showClickRipple = false;
     if (parsed.flag("--no-dynamic-cursor")) settings.dynamicCursorScale = false;
+    applyCameraOptions(parsed, editor.project().camera.has_value(), settings);
     if (settings != editor.renderSettings()) editor.applyRenderSettings(settings);
 
     if (const auto zoom = parsed.value("--zoom")) {
@@ -165,7 +218,8 @@ int runExport(const std::vector<std::string>& arguments)
 {
     const Arguments parsed(arguments,
                            {"-o", "--output", "--aspect", "--resolution", "--template", "--zoom", "--fps",
-                            "--cursor-theme", "--cursor-effect", "--quality", "--window-chrome", "--cursor-smoothing"},
+                            "--cursor-theme", "--cursor-effect", "--quality", "--window-chrome", "--cursor-smoothing",
+                            "--camera", "--camera-position", "--camera-size", "--camera-shape", "--camera-mirror"},
                            {"--no-background", "--no-cursor", "--no-ripple", "--no-dynamic-cursor"});
     parsed.expectPositionalCount(1);
     std::optional<std::string> output = parsed.value("-o");

@@ -42,6 +42,27 @@ std::string describeRawMovie(const std::filesystem::path& directory, const Recor
     return text.str();
 }
 
+std::string describeCamera(const RecordingProject& project)
+{
+    if (!project.camera) return "camera        none\n";
+    const CameraRecording& camera = *project.camera;
+    const RenderSettings& settings = project.renderSettings;
+    std::ostringstream text;
+    char offset[32];
+    std::snprintf(offset, sizeof offset, "%.3f", camera.startOffset);
+    text << "camera        " << camera.path << ", " << camera.width << "x" << camera.height << " at " << camera.fps
+         << " fps from " << offset << " s\n"
+         << "bubble        " << (settings.cameraVisible ? "shown" : "hidden") << ", ";
+    if (settings.cameraPosition == CameraPosition::custom) {
+        text << "at " << settings.cameraCenterX << "," << settings.cameraCenterY;
+    } else {
+        text << rawValue(settings.cameraPosition);
+    }
+    text << ", size " << settings.cameraSize << ", " << rawValue(settings.cameraShape) << ", mirror "
+         << (settings.cameraMirror ? "on" : "off") << ", shadow " << (settings.cameraShadow ? "on" : "off") << "\n";
+    return text.str();
+}
+
 void printSummary(const std::filesystem::path& directory, const RecordingProject& project)
 {
     const RenderSettings& settings = project.renderSettings;
@@ -66,8 +87,9 @@ void printSummary(const std::filesystem::path& directory, const RecordingProject
         << "cursor        " << (settings.showCursor ? "shown" : "hidden") << ", " << rawValue(settings.cursorTheme)
         << ", " << rawValue(settings.cursorEffect) << ", ripple " << (settings.showClickRipple ? "on" : "off")
         << ", dynamic scale " << (settings.dynamicCursorScale ? "on" : "off") << ", smoothing "
-        << rawValue(settings.cursorSmoothing) << "\n"
-        << "audio         " << rawValue(project.audioSettings.mode);
+        << rawValue(settings.cursorSmoothing) << "
+"
+        << describeCamera(project) << "audio         " << rawValue(project.audioSettings.mode);
     if (project.audioSettings.microphoneDeviceID) out << " (microphone " << *project.audioSettings.microphoneDeviceID << ")";
     out << "\n"
         << "export        " << (project.exportVideoPath ? *project.exportVideoPath : std::string("none")) << "\n";

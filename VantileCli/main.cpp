@@ -33,7 +33,8 @@ const std::map<std::string, CommandEntry>& commands()
         {"sample", {runSample, "sample DIR [--duration S] [--width W] [--height H] [--audio MODE]"}},
         {"export", {runExport, "export DIR [-o FILE] [--aspect A] [--resolution R] [--template T] [--zoom Z] [--fps N] "
                                "[--cursor-theme C] [--cursor-effect E] [--no-background] [--no-cursor] [--no-ripple] "
-                               "[--no-dynamic-cursor]"}},
+                               "[--no-dynamic-cursor] [--camera on|off] [--camera-position P] [--camera-size F] "
+                               "[--camera-shape S] [--camera-mirror on|off]"}},
         {"edit", {runEdit, "edit DIR [--trim START END] [--cut START END]... [--zoom START END X Y SCALE]... "
                            "[--remove-zoom INDEX]... [--clear-edits] [--json]"}},
         {"plan", {runPlan, "plan --events FILE --duration S --width W --height H [--intensity light|standard|strong] [--fps N]"}},

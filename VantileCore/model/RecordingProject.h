@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/AudioSettings.h"
+#include "model/CameraRecording.h"
 #include "model/CaptureInfo.h"
 #include "model/CursorFrame.h"
 #include "model/ExportRecord.h"
@@ -43,6 +44,8 @@ struct RecordingProject {
     // The user's timeline edit: the kept stretch of the recording and the stretches cut out of it.
     std::optional<TimeRange> trim;
     std::vector<TimeRange> cuts;
+    // The webcam recorded beside the screen; absent for a take without one.
+    std::optional<CameraRecording> camera;
 
     UnknownKeys unknownKeys{};
 

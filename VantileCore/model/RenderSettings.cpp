@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <utility>
 
 namespace vantile {
 
@@ -150,8 +151,44 @@ void to_json(Json& json, const RenderSettings& settings)
     if (settings.exportQuality != ExportQuality::standard) json["exportQuality"] = settings.exportQuality;
     if (settings.windowChrome) json["windowChrome"] = *settings.windowChrome;
     if (settings.cursorSmoothing != CursorSmoothing::classic) json["cursorSmoothing"] = settings.cursorSmoothing;
+    if (!settings.cameraVisible) json["cameraVisible"] = false;
+    if (settings.cameraPosition != CameraPosition::bottomRight) json["cameraPosition"] = settings.cameraPosition;
+    if (settings.cameraPosition == CameraPosition::custom) {
+        json["cameraCenterX"] = settings.cameraCenterX;
+        json["cameraCenterY"] = settings.cameraCenterY;
+    }
+    if (settings.cameraSize != RenderSettings::defaultCameraSize) json["cameraSize"] = settings.cameraSize;
+    if (settings.cameraShape != CameraShape::circle) json["cameraShape"] = settings.cameraShape;
+    if (!settings.cameraMirror) json["cameraMirror"] = false;
+    if (!settings.cameraShadow) json["cameraShadow"] = false;
     encodeUnknownKeys(json, settings.unknownKeys);
 }
+
+namespace {
+
+void decodeCameraBubble(const Json& json, RenderSettings& settings)
+{
+    decodeKeyOrKeep(json, "cameraVisible", settings.cameraVisible);
+    decodeKeyOrKeep(json, "cameraPosition", settings.cameraPosition);
+    decodeKeyOrKeep(json, "cameraSize", settings.cameraSize);
+    decodeKeyOrKeep(json, "cameraShape", settings.cameraShape);
+    decodeKeyOrKeep(json, "cameraMirror", settings.cameraMirror);
+    decodeKeyOrKeep(json, "cameraShadow", settings.cameraShadow);
+    if (!(settings.cameraSize >= RenderSettings::minimumCameraSize &&
+          settings.cameraSize <= RenderSettings::maximumCameraSize)) {
+        throw DecodingError("cameraSize", "must be between 0.12 and 0.5");
+    }
+    if (settings.cameraPosition != CameraPosition::custom) return;
+    // A custom place is nothing without both fractions.
+    decodeKey(json, "cameraCenterX", settings.cameraCenterX);
+    decodeKey(json, "cameraCenterY", settings.cameraCenterY);
+    for (const auto& [key, value] : {std::pair{"cameraCenterX", settings.cameraCenterX},
+                                     std::pair{"cameraCenterY", settings.cameraCenterY}}) {
+        if (!(value >= 0 && value <= 1)) throw DecodingError(key, "must be between 0 and 1");
+    }
+}
+
+}  // namespace
 
 void decodeValue(const Json& json, RenderSettings& settings)
 {
@@ -174,7 +211,8 @@ void decodeValue(const Json& json, RenderSettings& settings)
     decodeKeyOrKeep(json, "exportQuality", settings.exportQuality);
     decodeOptionalKey(json, "windowChrome", settings.windowChrome);
     decodeKeyOrKeep(json, "cursorSmoothing", settings.cursorSmoothing);
-    settings.unknownKeys = unknownKeysOf(json, {"aspectRatio", "templateName", "zoomIntensity", "resolutionPreset", "backgroundEnabled", "showCursor", "showClickRipple", "cursorTheme", "cursorEffect", "dynamicCursorScale", "outputWidth", "outputHeight", "fps", "exportQuality", "windowChrome", "cursorSmoothing"});
+    decodeCameraBubble(json, settings);
+    settings.unknownKeys = unknownKeysOf(json, {"aspectRatio", "templateName", "zoomIntensity", "resolutionPreset", "backgroundEnabled", "showCursor", "showClickRipple", "cursorTheme", "cursorEffect", "dynamicCursorScale", "outputWidth", "outputHeight", "fps", "exportQuality", "windowChrome", "cursorSmoothing", "cameraVisible", "cameraPosition", "cameraCenterX", "cameraCenterY", "cameraSize", "cameraShape", "cameraMirror", "cameraShadow"});
 }
 
 EncoderTuning encoderTuning(ExportQuality quality)

@@ -22,6 +22,9 @@ enum class WindowChrome { browser, macWindow, linuxTitleBar, none };
 enum class ExportQuality { draft, standard, high };
 // How the drawn cursor follows the pointer: `precise` also lands where the pointer rests and clicks.
 enum class CursorSmoothing { classic, precise };
+// Where the camera bubble sits: a corner, or `custom` at the settings' centre fractions.
+enum class CameraPosition { bottomRight, bottomLeft, topRight, topLeft, custom };
+enum class CameraShape { circle, roundedSquare, square };
 
 inline constexpr EnumTexts<AspectRatio, 6> aspectRatioTexts{{
     "landscape16x9", "ultrawide21x9", "source", "portrait9x16", "square1x1", "classic4x3",
@@ -36,6 +39,10 @@ inline constexpr EnumTexts<CursorEffect, 3> cursorEffectTexts{{"macOS", "halo", 
 inline constexpr EnumTexts<WindowChrome, 4> windowChromeTexts{{"browser", "macWindow", "linuxTitleBar", "none"}};
 inline constexpr EnumTexts<ExportQuality, 3> exportQualityTexts{{"draft", "standard", "high"}};
 inline constexpr EnumTexts<CursorSmoothing, 2> cursorSmoothingTexts{{"classic", "precise"}};
+inline constexpr EnumTexts<CameraPosition, 5> cameraPositionTexts{{
+    "bottomRight", "bottomLeft", "topRight", "topLeft", "custom",
+}};
+inline constexpr EnumTexts<CameraShape, 3> cameraShapeTexts{{"circle", "roundedSquare", "square"}};
 
 inline const auto& enumTexts(AspectRatio) { return aspectRatioTexts; }
 inline const auto& enumTexts(TemplateName) { return templateNameTexts; }
@@ -46,6 +53,8 @@ inline const auto& enumTexts(CursorEffect) { return cursorEffectTexts; }
 inline const auto& enumTexts(WindowChrome) { return windowChromeTexts; }
 inline const auto& enumTexts(ExportQuality) { return exportQualityTexts; }
 inline const auto& enumTexts(CursorSmoothing) { return cursorSmoothingTexts; }
+inline const auto& enumTexts(CameraPosition) { return cameraPositionTexts; }
+inline const auto& enumTexts(CameraShape) { return cameraShapeTexts; }
 inline void to_json(Json& json, AspectRatio value) { json = aspectRatioTexts.text(value); }
 inline void to_json(Json& json, TemplateName value) { json = templateNameTexts.text(value); }
 inline void to_json(Json& json, ZoomIntensity value) { json = zoomIntensityTexts.text(value); }
@@ -55,6 +64,8 @@ inline void to_json(Json& json, CursorEffect value) { json = cursorEffectTexts.t
 inline void to_json(Json& json, WindowChrome value) { json = windowChromeTexts.text(value); }
 inline void to_json(Json& json, ExportQuality value) { json = exportQualityTexts.text(value); }
 inline void to_json(Json& json, CursorSmoothing value) { json = cursorSmoothingTexts.text(value); }
+inline void to_json(Json& json, CameraPosition value) { json = cameraPositionTexts.text(value); }
+inline void to_json(Json& json, CameraShape value) { json = cameraShapeTexts.text(value); }
 
 std::string label(AspectRatio ratio);         // "16:9", "原视频比例", ...
 std::string label(ResolutionPreset preset);   // "720p", "1080p", "1440p", "2160p", "原尺寸"
@@ -146,6 +157,20 @@ struct RenderSettings {
     std::optional<WindowChrome> windowChrome;
     // Written only when not classic, so older files keep their bytes.
     CursorSmoothing cursorSmoothing = CursorSmoothing::classic;
+    // The camera bubble. Each key is written only when it differs from its default, so
+    // projects that never changed it keep their bytes.
+    bool cameraVisible = true;
+    CameraPosition cameraPosition = CameraPosition::bottomRight;
+    double cameraCenterX = 0.5;  // fractions of the output frame; written only for `custom`
+    double cameraCenterY = 0.5;
+    double cameraSize = defaultCameraSize;  // the bubble's side over the output's short side
+    CameraShape cameraShape = CameraShape::circle;
+    bool cameraMirror = true;
+    bool cameraShadow = true;
+
+    static constexpr double defaultCameraSize = 0.25;
+    static constexpr double minimumCameraSize = 0.12;
+    static constexpr double maximumCameraSize = 0.5;
 
     static RenderSettings defaultLandscape() { return {}; }
 

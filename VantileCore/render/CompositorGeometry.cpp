@@ -113,4 +113,31 @@ Ripple rippleAt(double time)
     return {12 + 30 * phase, 0.35 - 0.35 * phase};
 }
 
+CGRectCodable cameraBubbleRect(const CGRectCodable& canvas, const RenderSettings& settings)
+{
+    const double shortSide = std::min(canvas.width, canvas.height);
+    const double margin = std::round(cameraBubbleMargin * shortSide);
+    const double side = std::max(std::round(settings.cameraSize * shortSide), 2.0);
+    const double left = canvas.x + margin;
+    const double top = canvas.y + margin;
+    const double right = std::max(canvas.x + canvas.width - margin - side, left);
+    const double bottom = std::max(canvas.y + canvas.height - margin - side, top);
+    double x = right;
+    double y = bottom;
+    switch (settings.cameraPosition) {
+    case CameraPosition::bottomRight: break;
+    case CameraPosition::bottomLeft: x = left; break;
+    case CameraPosition::topRight: y = top; break;
+    case CameraPosition::topLeft:
+        x = left;
+        y = top;
+        break;
+    case CameraPosition::custom:
+        x = std::clamp(std::round(canvas.x + settings.cameraCenterX * canvas.width - side / 2), left, right);
+        y = std::clamp(std::round(canvas.y + settings.cameraCenterY * canvas.height - side / 2), top, bottom);
+        break;
+    }
+    return {x, y, side, side};
+}
+
 }  // namespace vantile::CompositorGeometry

@@ -52,6 +52,13 @@ struct Ripple {
 // The ripple repeats every 0.35 s of movie time.
 Ripple rippleAt(double time);
 
+// The camera bubble keeps this fraction of the canvas's short side from its edges.
+inline constexpr double cameraBubbleMargin = 0.04;
+// The bubble's square in canvas pixels (whole pixels, so its tile is sharp): its side is the
+// settings' fraction of the short side, at a corner or centred on the custom fractions, and
+// never nearer an edge than the margin. It does not follow the zoom.
+CGRectCodable cameraBubbleRect(const CGRectCodable& canvas, const RenderSettings& settings);
+
 }  // namespace CompositorGeometry
 
 }  // namespace vantile

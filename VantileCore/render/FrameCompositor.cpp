@@ -307,7 +307,7 @@ void FrameCompositor::drawFrame(QPainter& painter, const QRectF& canvas, double 
 {
     layout(canvas);
     drawStatic(painter, canvas);
-    drawDynamic(painter, time);
+    drawDynamic(painter, canvas, time);
 }
 
 QRegion FrameCompositor::drawFrame(QImage& canvas, double time)
@@ -329,7 +329,7 @@ QRegion FrameCompositor::drawFrame(QImage& canvas, double time)
         } else {
             drawStatic(painter, canvasRect);
         }
-        changed = drawDynamic(painter, time);
+        changed = drawDynamic(painter, canvasRect, time);
     }
     lastCanvasBits_ = cachesStaticLayer_ ? canvas.constBits() : nullptr;
     lastChanged_ = changed;
@@ -347,7 +347,21 @@ void FrameCompositor::restoreStaticLayer(QImage& canvas, const QRegion& region) 
     }
 }
 
-QRegion FrameCompositor::drawDynamic(QPainter& painter, double time)
+void FrameCompositor::addLayer(std::unique_ptr<OverlayLayer> layer)
+{
+    if (layer) layers_.push_back(std::move(layer));
+}
+
+std::vector<OverlayTile> FrameCompositor::overlayTiles(double time, const QRectF& canvas)
+{
+    std::vector<OverlayTile> tiles;
+    for (const auto& layer : layers_) {
+        if (auto tile = layer->tileAt(time, canvas)) tiles.push_back(*tile);
+    }
+    return tiles;
+}
+
+QRegion FrameCompositor::drawDynamic(QPainter& painter, const QRectF& canvas, double time)
 {
     const QRectF videoRect = toQt(layout_.video);
     QRegion touched(videoRect.toAlignedRect());
@@ -381,6 +395,10 @@ QRegion FrameCompositor::drawDynamic(QPainter& painter, double time)
     if (const auto overlay = cursorOverlay(time, camera)) {
         drawCursorOverlay(painter, *overlay);
         touched += overlay->bounds;
+    }
+    for (const OverlayTile& tile : overlayTiles(time, canvas)) {
+        painter.drawImage(tile.rect.topLeft(), *tile.image);
+        touched += tile.rect;
     }
     return touched;
 }

@@ -6,12 +6,14 @@
 #include "render/CropScaler.h"
 #include "render/CursorPalette.h"
 #include "render/FrameProviders.h"
+#include "render/layers/OverlayLayer.h"
 
 #include <QImage>
 #include <QPainter>
 #include <QRegion>
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -33,7 +35,7 @@ using SourceImageLookup = std::function<const QImage*(double time)>;
 using DecodedFrameLookup = std::function<const AVFrame*(double time)>;
 
 // Draws output frames: background, shadowed card with chrome, the camera crop of the source
-// frame, click ripple and cursor. Frames must be drawn in increasing time (the camera and
+// frame, click ripple and cursor, then the overlay layers in the order they were added. Frames must be drawn in increasing time (the camera and
 // cursor read cursors only move forward). What never changes (background, shadow, card,
 // chrome) is drawn once per canvas size and blitted.
 class FrameCompositor {
@@ -48,6 +50,11 @@ public:
 
     // Draws from decoded frames instead of the image lookup.
     void setDecodedSource(DecodedFrameLookup source) { decodedSource_ = std::move(source); }
+
+    // Drawn above everything added before it.
+    void addLayer(std::unique_ptr<OverlayLayer> layer);
+    // The layers' tiles at one time, bottom first. Times must not decrease.
+    std::vector<OverlayTile> overlayTiles(double time, const QRectF& canvas);
 
     // Off: the static parts are drawn again for every frame (slow; the reference for the cache).
     void setCachesStaticLayer(bool caches) { cachesStaticLayer_ = caches; }
@@ -84,7 +91,7 @@ public:
 private:
     void drawStatic(QPainter& painter, const QRectF& canvas);
     // Video and cursor; returns the area they may have touched.
-    QRegion drawDynamic(QPainter& painter, double time);
+    QRegion drawDynamic(QPainter& painter, const QRectF& canvas, double time);
     void restoreStaticLayer(QImage& canvas, const QRegion& region) const;
 
     CompositorScene scene_;
@@ -96,6 +103,7 @@ private:
     QImage convertedSource_;  // a decoded frame the crop scaler could not take, as an image
     CameraFrameProvider camera_;
     CursorFrameProvider cursor_;
+    std::vector<std::unique_ptr<OverlayLayer>> layers_;
     bool cachesStaticLayer_ = true;
     QRectF layoutCanvas_;
     CompositorGeometry::FrameLayout layout_;

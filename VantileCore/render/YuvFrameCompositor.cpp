@@ -159,24 +159,40 @@ QRegion YuvFrameCompositor::drawFrame(AVFrame& frame, const std::optional<QRegio
     const QRect inside = video.toAlignedRect().adjusted(2, 2, -2, -2);
     const auto cursor = compositor_.cursorOverlay(time, camera);
     const QRect cursorArea = cursor ? evenAligned(cursor->bounds, bounds) : QRect();
+    std::vector<OverlayTile> tiles = compositor_.overlayTiles(time, canvas);
+    QRegion overlayArea(cursorArea);
+    for (const OverlayTile& tile : tiles) overlayArea += evenAligned(tile.rect, bounds);
     HeldVideo* held = previous ? heldVideo(frame) : nullptr;
     const bool keepsRows = held && held->placement == *placement && !window.isEmpty();
     const int firstRow = window.top() / 2;
     std::vector<bool> redraw;
-    bool keepsCursor = false;
+    bool keepsOverlays = false;
     if (keepsRows) {
         redraw = rowsToRedraw(*held);
-        // The cursor's area is whole chroma blocks, so restoring around it reaches no pixel
-        // of the window outside its rows.
-        const QRect covered = held->cursorArea.intersected(window);
-        const int coveredFirst = covered.isEmpty() ? 0 : covered.top() / 2 - firstRow;
-        const int coveredEnd = covered.isEmpty() ? 0 : covered.bottom() / 2 - firstRow + 1;
-        keepsCursor = held->cursor == cursor && held->cursorArea == cursorArea &&
-                      std::none_of(redraw.begin() + coveredFirst, redraw.begin() + coveredEnd, std::identity());
-        if (!keepsCursor) std::fill(redraw.begin() + coveredFirst, redraw.begin() + coveredEnd, true);
+        // The overlays' areas are whole chroma blocks, so restoring around them reaches no
+        // pixel of the window outside their rows.
+        const bool sameTiles = std::equal(held->tiles.begin(), held->tiles.end(), tiles.begin(), tiles.end(),
+                                          [](const OverlayTile& a, const OverlayTile& b) { return a.sameAs(b); });
+        keepsOverlays = held->cursor == cursor && held->overlayArea == overlayArea && sameTiles;
+        for (const QRect& area : held->overlayArea) {
+            const QRect covered = area.intersected(window);
+            if (covered.isEmpty()) continue;
+            const auto coveredFirst = redraw.begin() + (covered.top() / 2 - firstRow);
+            const auto coveredEnd = redraw.begin() + (covered.bottom() / 2 - firstRow + 1);
+            if (std::any_of(coveredFirst, coveredEnd, std::identity())) keepsOverlays = false;
+        }
+        // Under overlays drawn again, the video is drawn again first.
+        if (!keepsOverlays) {
+            for (const QRect& area : held->overlayArea) {
+                const QRect covered = area.intersected(window);
+                if (covered.isEmpty()) continue;
+                std::fill(redraw.begin() + (covered.top() / 2 - firstRow),
+                          redraw.begin() + (covered.bottom() / 2 - firstRow + 1), true);
+            }
+        }
     }
     QRegion restore = (previous ? *previous : QRegion(bounds)).subtracted(QRegion(keepsRows ? window : inside));
-    if (keepsCursor) restore -= QRegion(cursorArea);
+    if (keepsOverlays) restore -= overlayArea;
     if (keepsRows) restore += edgesOfRedrawnRows(redraw, window, inside);
     for (const QRect& rect : restore) {
         const QRect area = evenAligned(rect, bounds);
@@ -186,10 +202,17 @@ QRegion YuvFrameCompositor::drawFrame(AVFrame& frame, const std::optional<QRegio
     if (!cropScaler_.drawPlaced(frame, *decoded, *placement, redraws)) return drawFrameInRgb(frame, time);
 
     QRegion changed(window);
-    if (!cursorArea.isEmpty()) {
-        if (!keepsCursor) blendCursor(frame, *cursor, cursorArea);
-        changed += cursorArea;
+    if (!keepsOverlays) {
+        if (!cursorArea.isEmpty()) {
+            blendOverlay(frame, cursorArea, [&](QPainter& painter) { compositor_.drawCursorOverlay(painter, *cursor); });
+        }
+        for (const OverlayTile& tile : tiles) {
+            const QRect area = evenAligned(tile.rect, bounds);
+            if (area.isEmpty()) continue;
+            blendOverlay(frame, area, [&](QPainter& painter) { painter.drawImage(tile.rect.topLeft(), *tile.image); });
+        }
     }
+    changed += overlayArea;
     if (!held) {
         forget(frame);
         // The export's pool is a handful of frames; an unbounded number of buffers would mean
@@ -198,11 +221,11 @@ QRegion YuvFrameCompositor::drawFrame(AVFrame& frame, const std::optional<QRegio
         heldVideos_.push_back(HeldVideo{});
         held = &heldVideos_.back();
     }
-    *held = HeldVideo{frame.data[0], *placement, generation, cursor, cursorArea};
+    *held = HeldVideo{frame.data[0], *placement, generation, cursor, std::move(tiles), overlayArea};
     return changed;
 }
 
-void YuvFrameCompositor::blendCursor(AVFrame& frame, const FrameCompositor::CursorOverlay& overlay, const QRect& area)
+void YuvFrameCompositor::blendOverlay(AVFrame& frame, const QRect& area, const std::function<void(QPainter&)>& draw)
 {
     const int width = area.width();
     const int height = area.height();
@@ -225,12 +248,12 @@ void YuvFrameCompositor::blendCursor(AVFrame& frame, const FrameCompositor::Curs
         QPainter painter(&overlay_);
         painter.setClipRect(0, 0, width, height);
         painter.translate(-area.topLeft());
-        compositor_.drawCursorOverlay(painter, overlay);
+        draw(painter);
     }
     AVFrame& planes = *overlayPlanes_;
     libyuv::ARGBToI420(overlay_.constBits(), stride, planes.data[0], planes.linesize[0], planes.data[1],
                        planes.linesize[1], planes.data[2], planes.linesize[2], width, height);
-    // Blocks the cursor did not touch keep their samples, so the round trip through RGB
+    // Blocks the overlay did not touch keep their samples, so the round trip through RGB
     // leaves no trace around it.
     for (int y = 0; y < height; y += 2) {
         const auto* drawnTop = reinterpret_cast<const std::uint32_t*>(overlay_.constScanLine(y));

@@ -9,6 +9,7 @@
 #include <QRegion>
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -18,7 +19,7 @@ namespace vantile {
 // converted once per layout and restored where a reused frame differs from it; the camera
 // crop is scaled from the decoded frame's planes into the card, on the rows whose source
 // changed since the reused frame last showed the same crop; only the cursor's surroundings
-// go through RGB to be blended. The card's rounded corners need no blending:
+// and the overlay layers' tiles go through RGB to be blended. The card's rounded corners need no blending:
 // the video sits inside the card's margins, clear of the corner curves, and is not clipped.
 // Frames the YUV path cannot take (no decoded
 // frame, other pixel formats or matrices) are drawn in RGB and converted whole, so the
@@ -37,18 +38,19 @@ public:
     QRegion drawFrameInRgb(AVFrame& frame, double time);
 
 private:
-    // Converts the surroundings of the cursor to RGB, draws it there and converts back the
-    // 2 × 2 blocks it changed.
-    void blendCursor(AVFrame& frame, const FrameCompositor::CursorOverlay& overlay, const QRect& area);
+    // Converts `area` (even-aligned) to RGB, lets `draw` paint there in canvas coordinates and
+    // converts back only the 2 × 2 blocks it changed.
+    void blendOverlay(AVFrame& frame, const QRect& area, const std::function<void(QPainter&)>& draw);
 
     // What a reused frame shows: the crop its video was placed with, the source generation
-    // it was drawn from, and the cursor drawn over it.
+    // it was drawn from, and the cursor and overlay tiles drawn over it.
     struct HeldVideo {
         const std::uint8_t* pixels = nullptr;
         CropScaler::Placement placement;
         std::int64_t generation = 0;
         std::optional<FrameCompositor::CursorOverlay> cursor;
-        QRect cursorArea;
+        std::vector<OverlayTile> tiles;
+        QRegion overlayArea;  // the cursor's and the tiles' even-aligned areas
     };
     HeldVideo* heldVideo(const AVFrame& frame);
     void forget(const AVFrame& frame);
@@ -61,7 +63,7 @@ private:
     FrameHandle staticFrame_;  // the static layer in yuv420p
     QRectF staticCanvas_;
     QImage rgbCanvas_;        // for frames drawn in RGB
-    QImage overlay_;          // the cursor's surroundings in RGB
+    QImage overlay_;          // the area of the cursor or a tile in RGB
     QImage overlayBefore_;    // ... as they were before the cursor was drawn
     FrameHandle overlayPlanes_;  // ... converted back
     SourceRowChanges sourceRows_;

@@ -69,7 +69,7 @@ TEST(ProjectSessionTest, SavesKeepWhatAnotherProgramSavedMeanwhile)
     const ProjectFileManager files(directory.parent_path());
     files.updateProject(directory, [](RecordingProject project) {
         project.trim = TimeRange{0.5, 1.5};
-        project.unknownKeys.members = {{"camera", {{"path", "camera.mov"}}}};
+        project.unknownKeys.members = {{"captions", {{"path", "captions.vtt"}}}};
         project.renderSettings.unknownKeys.members = {{"motionBlur", 0.5}};
         return project;
     });
@@ -77,7 +77,7 @@ TEST(ProjectSessionTest, SavesKeepWhatAnotherProgramSavedMeanwhile)
     const RecordingProject saved = app.savedProject();
     EXPECT_EQ(saved.renderSettings.templateName, TemplateName::cleanLight);
     EXPECT_EQ(saved.trim, (TimeRange{0.5, 1.5}));
-    EXPECT_EQ(saved.unknownKeys.members["camera"]["path"], "camera.mov");
+    EXPECT_EQ(saved.unknownKeys.members["captions"]["path"], "captions.vtt");
     EXPECT_EQ(saved.renderSettings.unknownKeys.members["motionBlur"], 0.5);
 }
 

@@ -250,7 +250,7 @@ TEST(EditCommand, ConcurrentEditsAndExportsLoseNothing)
     ASSERT_EQ(made.exitCode, 0) << made.standardError;
     const fs::path metadata = directory / ".vantile";
     Json header = Json::parse(readText(metadata / "project.json"));
-    header["camera"] = {{"path", "camera.mov"}};
+    header["captions"] = {{"path", "captions.vtt"}};
     header["renderSettings"]["motionBlur"] = 0.5;
     writeText(metadata / "project.json", header.dump());
     Json segments = Json::parse(readText(metadata / "focus_segments.json"));
@@ -289,7 +289,7 @@ TEST(EditCommand, ConcurrentEditsAndExportsLoseNothing)
     EXPECT_EQ(saved.exports[0].format, "mp4");
     EXPECT_EQ(saved.exports[0].bytes, std::int64_t(fs::file_size(output / "movie.mp4")));
     const Json savedHeader = Json::parse(readText(metadata / "project.json"));
-    EXPECT_EQ(savedHeader["camera"], header["camera"]);
+    EXPECT_EQ(savedHeader["captions"], header["captions"]);
     EXPECT_EQ(savedHeader["renderSettings"]["motionBlur"], 0.5);
     EXPECT_EQ(Json::parse(readText(metadata / "focus_segments.json")).back()["label"], "kept");
 

@@ -211,3 +211,64 @@ TEST(OutputSizes, SourceMatchingNeverEnlargesAndRoundsDownToEven)
     EXPECT_EQ(decodeDocument<RenderSettings>(Json(native)), native);
     EXPECT_EQ(Json(native).at("resolutionPreset"), "source");
 }
+
+TEST(CameraCoding, TheCameraAndItsBubbleAreWrittenOnlyWhenPresentOrChangedAndOddValuesFail)
+{
+    // Without a camera and with the bubble's defaults, not one key is added.
+    RecordingProject project = richProject();
+    const Json plain = project;
+    EXPECT_FALSE(plain.contains("camera"));
+    for (const auto& [key, value] : plain.at("renderSettings").items()) {
+        EXPECT_NE(key.rfind("camera", 0), 0u) << key;
+    }
+
+    project.camera = CameraRecording{"camera.mov", 1280, 720, 30, 0.1 + 0.2};
+    project.renderSettings.cameraPosition = CameraPosition::custom;
+    project.renderSettings.cameraCenterX = 0.3;
+    project.renderSettings.cameraCenterY = 0.75;
+    project.renderSettings.cameraSize = 0.4;
+    project.renderSettings.cameraShape = CameraShape::roundedSquare;
+    project.renderSettings.cameraMirror = false;
+    project.renderSettings.cameraShadow = false;
+    project.renderSettings.cameraVisible = false;
+    const Json withCamera = project;
+    EXPECT_EQ(withCamera.at("camera"),
+              Json::parse(R"({"path":"camera.mov","width":1280,"height":720,"fps":30,"startOffset":0.30000000000000004})"));
+    EXPECT_EQ(withCamera.at("renderSettings").at("cameraCenterX"), 0.3);
+    EXPECT_EQ(decodeDocument<RecordingProject>(Json::parse(withCamera.dump())), project);
+    // A corner needs no centre.
+    project.renderSettings.cameraPosition = CameraPosition::topLeft;
+    EXPECT_FALSE(Json(project).at("renderSettings").contains("cameraCenterX"));
+    EXPECT_EQ(Json(project).at("renderSettings").at("cameraPosition"), "topLeft");
+
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"/camera:{\"path\":\"camera.mov\",\"width\":1281,\"height\":720,\"startOffset\":0}",
+         "camera.width: must be an even number"},
+        {"/camera:{\"path\":\"camera.mov\",\"width\":1280,\"height\":720,\"fps\":0,\"startOffset\":0}",
+         "camera.fps: must be between 1 and 240"},
+        {"/camera:{\"path\":\"camera.mov\",\"width\":1280,\"height\":720,\"startOffset\":-1}",
+         "camera.startOffset: must be a number of seconds"},
+        {"/camera:{\"width\":1280,\"height\":720,\"startOffset\":0}", "camera.path: missing required key"},
+        {"/renderSettings:{\"aspectRatio\":\"landscape16x9\",\"templateName\":\"minimalDark\",\"zoomIntensity\":"
+         "\"standard\",\"outputWidth\":1920,\"outputHeight\":1080,\"fps\":30,\"cameraSize\":0.6}",
+         "renderSettings.cameraSize: must be between 0.12 and 0.5"},
+        {"/renderSettings:{\"aspectRatio\":\"landscape16x9\",\"templateName\":\"minimalDark\",\"zoomIntensity\":"
+         "\"standard\",\"outputWidth\":1920,\"outputHeight\":1080,\"fps\":30,\"cameraPosition\":\"custom\","
+         "\"cameraCenterX\":0.5}",
+         "renderSettings.cameraCenterY: missing required key"},
+        {"/renderSettings:{\"aspectRatio\":\"landscape16x9\",\"templateName\":\"minimalDark\",\"zoomIntensity\":"
+         "\"standard\",\"outputWidth\":1920,\"outputHeight\":1080,\"fps\":30,\"cameraPosition\":\"custom\","
+         "\"cameraCenterX\":1.5,\"cameraCenterY\":0.5}",
+         "renderSettings.cameraCenterX: must be between 0 and 1"},
+        {"/renderSettings:{\"aspectRatio\":\"landscape16x9\",\"templateName\":\"minimalDark\",\"zoomIntensity\":"
+         "\"standard\",\"outputWidth\":1920,\"outputHeight\":1080,\"fps\":30,\"cameraShape\":\"oval\"}",
+         "renderSettings.cameraShape: unknown value \"oval\""},
+    };
+    for (const auto& [change, expected] : cases) {
+        Json json = minimalProjectJson();
+        const auto colon = change.find(':');
+        json[Json::json_pointer(change.substr(0, colon))] = Json::parse(change.substr(colon + 1));
+        const std::string failure = decodeFailure(json);
+        EXPECT_EQ(failure.rfind(expected, 0), 0u) << failure;
+    }
+}

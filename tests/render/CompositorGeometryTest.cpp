@@ -115,5 +115,28 @@ TEST(FrameProvidersTest, CursorNearestFrameAndSpeed)
     EXPECT_DOUBLE_EQ(single.speed(0), 0);
 }
 
+TEST(CompositorGeometryTest, TheCameraBubbleKeepsItsMarginWhereverItIsPutAndScalesWithTheShortSide)
+{
+    const CGRectCodable portrait{0, 0, 1080, 1920};
+    RenderSettings settings;
+    // A quarter of the short side, 4% of it from the edges.
+    EXPECT_EQ(cameraBubbleRect(portrait, settings), (CGRectCodable{767, 1607, 270, 270}));
+    settings.cameraSize = 0.5;
+    settings.cameraPosition = CameraPosition::topLeft;
+    EXPECT_EQ(cameraBubbleRect(portrait, settings), (CGRectCodable{43, 43, 540, 540}));
+    // A custom centre is followed, and held off the edges when it would cross the margin.
+    settings.cameraPosition = CameraPosition::custom;
+    settings.cameraCenterX = 0.5;
+    settings.cameraCenterY = 0.5;
+    EXPECT_EQ(cameraBubbleRect(portrait, settings), (CGRectCodable{270, 690, 540, 540}));
+    settings.cameraCenterX = 1;
+    settings.cameraCenterY = 0;
+    EXPECT_EQ(cameraBubbleRect(portrait, settings), (CGRectCodable{497, 43, 540, 540}));
+    // The canvas's origin moves the bubble with it.
+    settings.cameraPosition = CameraPosition::bottomLeft;
+    settings.cameraSize = 0.12;
+    EXPECT_EQ(cameraBubbleRect({100, 50, 640, 360}, settings), (CGRectCodable{114, 353, 43, 43}));
+}
+
 }  // namespace
 }  // namespace vantile

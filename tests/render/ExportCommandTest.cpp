@@ -79,5 +79,85 @@ TEST(ExportCommandTest, SampleThenExportAppliesSettingsLikeThePreviewPanel)
     EXPECT_EQ(files.loadProject(project), afterNative);
 }
 
+TEST(ExportCommandTest, CameraOptionsPlaceShapeMirrorAndHideTheBubbleAndBadValuesChangeNothing)
+{
+    test::TemporaryDirectory root;
+    const auto project = root.path() / "camera";
+    const auto sample = runCommand({VANTILE_CLI, "sample", project.string(), "--duration", "1", "--width", "320",
+                                    "--height", "180", "--audio", "none"});
+    ASSERT_EQ(sample.exitCode, 0) << sample.standardError;
+    const ProjectFileManager files(root.path());
+    const auto refusedCameraOn = runCommand({VANTILE_CLI, "export", project.string(), "--camera", "on"});
+    EXPECT_EQ(refusedCameraOn.exitCode, 2);
+    EXPECT_EQ(test::lineCount(refusedCameraOn.standardError), 1);
+    EXPECT_NE(refusedCameraOn.standardError.find("--camera on: this project has no camera recording"), std::string::npos)
+        << refusedCameraOn.standardError;
+
+    // A plain magenta camera beside the raw movie, recorded from the start.
+    const QColor magenta(255, 0, 255);
+    test::writeRawMovie(project / "camera.mov", 160, 120, 1, 0, [&](QImage& canvas, int) { canvas.fill(magenta); });
+    RecordingProject withCamera = files.loadProject(project);
+    withCamera.camera = CameraRecording{"camera.mov", 160, 120, 30, 0};
+    files.saveProject(withCamera, project);
+    const auto info = runCommand({VANTILE_CLI, "info", project.string()});
+    EXPECT_NE(info.standardOutput.find("camera        camera.mov, 160x120 at 30 fps from 0.000 s\n"
+                                       "bubble        shown, bottomRight, size 0.25, circle, mirror on, shadow on\n"),
+              std::string::npos)
+        << info.standardOutput;
+
+    const auto exported =
+        runCommand({VANTILE_CLI, "export", project.string(), "--resolution", "720p", "--no-background", "--camera-position", "topLeft",
+                    "--camera-size", "0.3", "--camera-shape", "square", "--camera-mirror", "off"});
+    ASSERT_EQ(exported.exitCode, 0) << exported.standardError;
+    const RecordingProject after = files.loadProject(project);
+    EXPECT_EQ(after.renderSettings.cameraPosition, CameraPosition::topLeft);
+    EXPECT_EQ(after.renderSettings.cameraSize, 0.3);
+    EXPECT_EQ(after.renderSettings.cameraShape, CameraShape::square);
+    EXPECT_FALSE(after.renderSettings.cameraMirror);
+    // At 1280 x 720: a square of 216 pixels, 29 from the top left corner.
+    const QImage frame = test::decodeFrame(project / "export.mp4", 0.5);
+    ASSERT_EQ(frame.width(), 1280);
+    EXPECT_TRUE(test::near(frame.pixelColor(32, 32), magenta, 12)) << test::describe(frame.pixelColor(32, 32));
+    EXPECT_TRUE(test::near(frame.pixelColor(29 + 212, 29 + 212), magenta, 12));
+    EXPECT_FALSE(test::near(frame.pixelColor(29 + 230, 29 + 108), magenta, 60));
+    EXPECT_FALSE(test::near(frame.pixelColor(29 + 108, 29 + 230), magenta, 60));
+
+    // A centre given as fractions, then the bubble hidden; info says so.
+    ASSERT_EQ(runCommand({VANTILE_CLI, "export", project.string(), "--camera-position", "0.25,0.75"}).exitCode, 0);
+    RenderSettings custom = files.loadProject(project).renderSettings;
+    EXPECT_EQ(custom.cameraPosition, CameraPosition::custom);
+    EXPECT_EQ(custom.cameraCenterX, 0.25);
+    EXPECT_EQ(custom.cameraCenterY, 0.75);
+    ASSERT_EQ(runCommand({VANTILE_CLI, "export", project.string(), "--camera", "off"}).exitCode, 0);
+    EXPECT_FALSE(files.loadProject(project).renderSettings.cameraVisible);
+    EXPECT_NE(runCommand({VANTILE_CLI, "info", project.string()}).standardOutput.find("bubble        hidden, at 0.25,0.75"),
+              std::string::npos);
+
+    // Bad values: one line naming the option, status 2, no movie and no change to the project.
+    std::filesystem::remove(project / "export.mp4");
+    const RecordingProject settled = files.loadProject(project);
+    const std::vector<std::pair<std::vector<std::string>, std::string>> refusals = {
+        {{"--camera", "maybe"}, "unknown --camera value \"maybe\" (on, off)"},
+        {{"--camera-position", "middle"}, "unknown --camera-position value \"middle\""},
+        {{"--camera-position", "custom"}, "--camera-position: give the centre as X,Y fractions"},
+        {{"--camera-position", "1.5,0.5"}, "--camera-position: expected X,Y fractions between 0 and 1"},
+        {{"--camera-position", "0.5,"}, "--camera-position: expected X,Y fractions between 0 and 1"},
+        {{"--camera-size", "0.6"}, "--camera-size must be between 0.12 and 0.5"},
+        {{"--camera-size", "big"}, "--camera-size: expected a number"},
+        {{"--camera-shape", "oval"}, "unknown --camera-shape value \"oval\" (circle, roundedSquare, square)"},
+        {{"--camera-mirror", "yes"}, "unknown --camera-mirror value \"yes\" (on, off)"},
+    };
+    for (const auto& [options, expected] : refusals) {
+        std::vector<std::string> arguments{VANTILE_CLI, "export", project.string()};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        const auto refused = runCommand(arguments);
+        EXPECT_EQ(refused.exitCode, 2) << expected;
+        EXPECT_EQ(test::lineCount(refused.standardError), 1) << refused.standardError;
+        EXPECT_NE(refused.standardError.find(expected), std::string::npos) << refused.standardError;
+    }
+    EXPECT_FALSE(std::filesystem::exists(project / "export.mp4"));
+    EXPECT_EQ(files.loadProject(project), settled);
+}
+
 }  // namespace
 }  // namespace vantile

@@ -259,7 +259,7 @@ TEST(TimelineEditStore, OlderProjectsWithoutEditsRoundTripByteForByte)
         files.saveProject(project, root / name);
         const auto saved = snapshotFiles(root / name);
         for (const auto& [file, text] : saved) {
-            for (const char* key : {"\"trim\"", "\"cuts\"", "\"edited\""}) {
+            for (const char* key : {"\"trim\"", "\"cuts\"", "\"edited\"", "\"camera"}) {
                 EXPECT_EQ(text.find(key), std::string::npos) << name << "/" << file << " gained " << key;
             }
         }
@@ -279,7 +279,7 @@ TEST(ProjectStore, SavesKeepOtherWritersChangesAndKeysThisVersionDoesNotKnow)
     store.saveProject(sampleProject(), directory);
     // What a newer version might add, at every level of every file.
     Json header = Json::parse(readText(metadata / "project.json"));
-    header["camera"] = {{"path", "camera.mov"}, {"startOffset", 0.25}};
+    header["captions"] = {{"path", "captions.vtt"}, {"offset", 0.25}};
     header["renderSettings"]["motionBlur"] = 0.5;
     header["capture"]["region"]["note"] = "left monitor";
     header["trim"] = {{"start", 0.5}, {"end", 4}, {"reason", "intro"}};
@@ -317,7 +317,7 @@ TEST(ProjectStore, SavesKeepOtherWritersChangesAndKeysThisVersionDoesNotKnow)
     EXPECT_EQ(saved.cuts[0].start, 1);
     EXPECT_EQ(saved.focusSegments[0].scale, 1.5);
     const Json savedHeader = Json::parse(readText(metadata / "project.json"));
-    EXPECT_EQ(savedHeader["camera"], header["camera"]);
+    EXPECT_EQ(savedHeader["captions"], header["captions"]);
     EXPECT_EQ(savedHeader["renderSettings"]["motionBlur"], 0.5);
     EXPECT_EQ(savedHeader["capture"]["region"]["note"], "left monitor");
     EXPECT_EQ(savedHeader["trim"]["reason"], "intro");
@@ -351,7 +351,8 @@ TEST(ProjectStore, MergeTakesExactlyTheFieldsAWriterChanged)
     everyFieldOtherwise.exportVideoPath = "export.mp4";
     everyFieldOtherwise.trim = TimeRange{1, 3};
     everyFieldOtherwise.cuts = {{1.5, 2}};
-    everyFieldOtherwise.unknownKeys.members = {{"camera", true}};
+    everyFieldOtherwise.camera = CameraRecording{"camera.mov", 640, 480, 30, 0.5};
+    everyFieldOtherwise.unknownKeys.members = {{"captions", true}};
 
     // A writer that changed everything writes everything; one that changed nothing writes nothing.
     EXPECT_EQ(mergeProjectChanges(base, everyFieldOtherwise, base), everyFieldOtherwise);
