@@ -87,8 +87,7 @@ void printSummary(const std::filesystem::path& directory, const RecordingProject
         << "cursor        " << (settings.showCursor ? "shown" : "hidden") << ", " << rawValue(settings.cursorTheme)
         << ", " << rawValue(settings.cursorEffect) << ", ripple " << (settings.showClickRipple ? "on" : "off")
         << ", dynamic scale " << (settings.dynamicCursorScale ? "on" : "off") << ", smoothing "
-        << rawValue(settings.cursorSmoothing) << "
-"
+        << rawValue(settings.cursorSmoothing) << "\n"
         << describeCamera(project) << "audio         " << rawValue(project.audioSettings.mode);
     if (project.audioSettings.microphoneDeviceID) out << " (microphone " << *project.audioSettings.microphoneDeviceID << ")";
     out << "\n"
