@@ -1,21 +1,12 @@
 #include "PreviewFrameRenderer.h"
 
-#include "engine/CameraPathBuilder.h"
-
 #include <QPainter>
 
 namespace vantile {
 
 CompositorScene PreviewFrameRenderer::sceneFor(const RecordingProject& project, const RenderSettings& settings)
 {
-    CompositorScene scene;
-    scene.videoWidth = static_cast<double>(project.video.width);
-    scene.videoHeight = static_cast<double>(project.video.height);
-    scene.settings = settings;
-    scene.keyframes =
-        CameraPathBuilder::buildKeyframes(project.focusSegments, project.duration, scene.videoWidth, scene.videoHeight);
-    scene.cursorFrames = project.cursorFrames;
-    return scene;
+    return CompositorScene::of(project, settings);
 }
 
 void PreviewFrameRenderer::setScene(CompositorScene scene)

@@ -1,5 +1,6 @@
 #include "render/FrameCompositor.h"
 
+#include "engine/CameraPathBuilder.h"
 #include "render/ImageConversion.h"
 #include "render/ShadowPainter.h"
 
@@ -11,6 +12,15 @@
 #include <cstring>
 
 namespace vantile {
+
+CompositorScene CompositorScene::of(const RecordingProject& project, const RenderSettings& settings)
+{
+    const double width = static_cast<double>(project.video.width);
+    const double height = static_cast<double>(project.video.height);
+    return {width, height, settings,
+            CameraPathBuilder::buildKeyframes(project.focusSegments, project.duration, width, height),
+            project.cursorFrames};
+}
 
 namespace {
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/CursorFrame.h"
+#include "model/RecordingProject.h"
 #include "model/RenderSettings.h"
 #include "render/CompositorGeometry.h"
 #include "render/CropScaler.h"
@@ -26,6 +27,9 @@ struct CompositorScene {
     RenderSettings settings;
     std::vector<CameraKeyframe> keyframes;
     std::vector<CursorFrame> cursorFrames;
+
+    // What a project's frames are drawn from with `settings`: its video, its camera path and cursor.
+    static CompositorScene of(const RecordingProject& project, const RenderSettings& settings);
 };
 
 // The raw-movie image shown at a time, or null when there is none (a placeholder is drawn).

@@ -1,7 +1,6 @@
 // What the camera bubble adds to the export's own CPU per 1080p frame: the same frames of a
 // sample screen recording drawn into YUV with and without a 1280x720 camera in the bubble.
 // Usage: camera_bubble_bench [WORKDIR]
-#include "engine/CameraPathBuilder.h"
 #include "render/FrameCompositor.h"
 #include "render/ImageConversion.h"
 #include "render/MovieReader.h"
@@ -66,12 +65,7 @@ void writeCamera(const fs::path& path)
 // returns process CPU milliseconds per frame, decoding included.
 double exportCpuPerFrame(const fs::path& project, const RecordingProject& recording, bool bubble)
 {
-    CompositorScene scene{static_cast<double>(recording.video.width), static_cast<double>(recording.video.height),
-                          recording.renderSettings,
-                          CameraPathBuilder::buildKeyframes(recording.focusSegments, recording.duration,
-                                                            static_cast<double>(recording.video.width),
-                                                            static_cast<double>(recording.video.height)),
-                          recording.cursorFrames};
+    const CompositorScene scene = CompositorScene::of(recording, recording.renderSettings);
     MovieReader reader(project / "raw.mov");
     FrameHandle decoded;
     const DecodedFrameLookup lookup = [&](double) { return decoded.get(); };

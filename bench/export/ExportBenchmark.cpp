@@ -1,6 +1,5 @@
 // Export throughput and memory against a plain FFmpeg transcode, and where a frame's time goes.
 // Usage: export_bench [WORKDIR] [--quick | --frame-costs]
-#include "engine/CameraPathBuilder.h"
 #include "render/FrameCompositor.h"
 #include "render/ImageConversion.h"
 #include "render/MovieReader.h"
@@ -107,12 +106,7 @@ void frameCosts(const fs::path& project)
         if (!frame) break;
         if (i % 4 == 0) frames.push_back(std::move(frame));
     }
-    CompositorScene scene{static_cast<double>(recording.video.width), static_cast<double>(recording.video.height),
-                          recording.renderSettings,
-                          CameraPathBuilder::buildKeyframes(recording.focusSegments, recording.duration,
-                                                            static_cast<double>(recording.video.width),
-                                                            static_cast<double>(recording.video.height)),
-                          recording.cursorFrames};
+    const CompositorScene scene = CompositorScene::of(recording, recording.renderSettings);
     std::size_t current = 0;
     const int count = 300;
     const DecodedFrameLookup lookup = [&](double) { return frames[current % frames.size()].get(); };

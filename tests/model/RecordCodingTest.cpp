@@ -204,12 +204,6 @@ TEST(OutputSizes, SourceMatchingNeverEnlargesAndRoundsDownToEven)
     EXPECT_EQ(outputSize(AspectRatio::landscape16x9, video(2880, 1800), ResolutionPreset::source), (OutputSize{3200, 1800}));
     EXPECT_EQ(outputSize(AspectRatio::square1x1, video(1280, 800), ResolutionPreset::source), (OutputSize{800, 800}));
     EXPECT_EQ(outputSize(AspectRatio::landscape16x9, std::nullopt, ResolutionPreset::source), (OutputSize{1920, 1080}));
-    EXPECT_EQ(label(ResolutionPreset::p2160), "2160p");
-    RenderSettings native;
-    native.aspectRatio = AspectRatio::source;
-    native.resolutionPreset = ResolutionPreset::source;
-    EXPECT_EQ(decodeDocument<RenderSettings>(Json(native)), native);
-    EXPECT_EQ(Json(native).at("resolutionPreset"), "source");
 }
 
 TEST(CameraCoding, TheCameraAndItsBubbleAreWrittenOnlyWhenPresentOrChangedAndOddValuesFail)

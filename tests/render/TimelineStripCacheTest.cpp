@@ -30,6 +30,17 @@ TimelineStripRequest smallRequest()
     return request;
 }
 
+// A movie and its decoded strip, in a folder of their own with the cache's folder beside.
+struct DecodedMovie {
+    TemporaryDirectory directory;
+    fs::path movie = [this] {
+        writeMovie(directory / "raw.mov", 40);
+        return directory / "raw.mov";
+    }();
+    TimelineStripRequest request = smallRequest();
+    TimelineStrip strip = readTimelineStrip(movie, request);
+};
+
 std::size_t entryCount(const fs::path& directory)
 {
     std::size_t count = 0;
@@ -39,11 +50,8 @@ std::size_t entryCount(const fs::path& directory)
 
 TEST(TimelineStripCacheTest, AStoredStripComesBackEqualToTheDecodedOne)
 {
-    TemporaryDirectory directory;
-    const fs::path movie = directory / "raw.mov";
-    writeMovie(movie, 40);
-    const TimelineStripRequest request = smallRequest();
-    TimelineStrip strip = readTimelineStrip(movie, request);
+    DecodedMovie decoded;
+    auto& [directory, movie, request, strip] = decoded;
     ASSERT_EQ(strip.thumbnails.size(), 3U);
     ASSERT_FALSE(strip.thumbnails[2].isNull());
     ASSERT_EQ(strip.waveforms.size(), 1U);
@@ -63,11 +71,8 @@ TEST(TimelineStripCacheTest, AStoredStripComesBackEqualToTheDecodedOne)
 
 TEST(TimelineStripCacheTest, ATouchedOrReplacedMovieMissesAndItsOldEntryGoes)
 {
-    TemporaryDirectory directory;
-    const fs::path movie = directory / "raw.mov";
-    writeMovie(movie, 40);
-    const TimelineStripRequest request = smallRequest();
-    const TimelineStrip strip = readTimelineStrip(movie, request);
+    DecodedMovie decoded;
+    const auto& [directory, movie, request, strip] = decoded;
     const TimelineStripCache cache(directory / "strips");
     ASSERT_TRUE(cache.store(movie, request, strip));
 
@@ -100,11 +105,8 @@ TEST(TimelineStripCacheTest, ATouchedOrReplacedMovieMissesAndItsOldEntryGoes)
 
 TEST(TimelineStripCacheTest, DamagedEntriesAreIgnoredAndRewritten)
 {
-    TemporaryDirectory directory;
-    const fs::path movie = directory / "raw.mov";
-    writeMovie(movie, 40);
-    const TimelineStripRequest request = smallRequest();
-    const TimelineStrip strip = readTimelineStrip(movie, request);
+    DecodedMovie decoded;
+    const auto& [directory, movie, request, strip] = decoded;
     const TimelineStripCache cache(directory / "strips");
     ASSERT_TRUE(cache.store(movie, request, strip));
     const fs::path entry = *cache.entryOf(movie, request);
