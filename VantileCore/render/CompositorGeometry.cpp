@@ -115,13 +115,18 @@ Ripple rippleAt(double time)
 
 CGRectCodable cameraBubbleRect(const CGRectCodable& canvas, const RenderSettings& settings)
 {
+    // On whole chroma samples from the canvas's corner, so the export blends the bubble
+    // straight into its planes, where it lands exactly as drawn in RGB.
+    const auto evenDown = [](double value) { return 2 * std::floor(value / 2); };
+    const auto evenUp = [](double value) { return 2 * std::ceil(value / 2); };
+    const auto evenNearest = [](double value) { return 2 * std::round(value / 2); };
     const double shortSide = std::min(canvas.width, canvas.height);
     const double margin = std::round(cameraBubbleMargin * shortSide);
-    const double side = std::max(std::round(settings.cameraSize * shortSide), 2.0);
-    const double left = canvas.x + margin;
-    const double top = canvas.y + margin;
-    const double right = std::max(canvas.x + canvas.width - margin - side, left);
-    const double bottom = std::max(canvas.y + canvas.height - margin - side, top);
+    const double side = std::max(evenNearest(settings.cameraSize * shortSide), 2.0);
+    const double left = evenUp(margin);
+    const double top = evenUp(margin);
+    const double right = std::max(evenDown(canvas.width - margin - side), left);
+    const double bottom = std::max(evenDown(canvas.height - margin - side), top);
     double x = right;
     double y = bottom;
     switch (settings.cameraPosition) {
@@ -133,11 +138,11 @@ CGRectCodable cameraBubbleRect(const CGRectCodable& canvas, const RenderSettings
         y = top;
         break;
     case CameraPosition::custom:
-        x = std::clamp(std::round(canvas.x + settings.cameraCenterX * canvas.width - side / 2), left, right);
-        y = std::clamp(std::round(canvas.y + settings.cameraCenterY * canvas.height - side / 2), top, bottom);
+        x = std::clamp(evenNearest(settings.cameraCenterX * canvas.width - side / 2), left, right);
+        y = std::clamp(evenNearest(settings.cameraCenterY * canvas.height - side / 2), top, bottom);
         break;
     }
-    return {x, y, side, side};
+    return {canvas.x + x, canvas.y + y, side, side};
 }
 
 }  // namespace vantile::CompositorGeometry

@@ -362,11 +362,12 @@ void FrameCompositor::addLayer(std::unique_ptr<OverlayLayer> layer)
     if (layer) layers_.push_back(std::move(layer));
 }
 
-std::vector<OverlayTile> FrameCompositor::overlayTiles(double time, const QRectF& canvas)
+std::vector<OverlayTile> FrameCompositor::overlayTiles(double time, const QRectF& canvas, TileForm form)
 {
     std::vector<OverlayTile> tiles;
     for (const auto& layer : layers_) {
-        if (auto tile = layer->tileAt(time, canvas)) tiles.push_back(*tile);
+        std::vector<OverlayTile> layerTiles = layer->tilesAt(time, canvas, form);
+        tiles.insert(tiles.end(), layerTiles.begin(), layerTiles.end());
     }
     return tiles;
 }
@@ -406,7 +407,7 @@ QRegion FrameCompositor::drawDynamic(QPainter& painter, const QRectF& canvas, do
         drawCursorOverlay(painter, *overlay);
         touched += overlay->bounds;
     }
-    for (const OverlayTile& tile : overlayTiles(time, canvas)) {
+    for (const OverlayTile& tile : overlayTiles(time, canvas, TileForm::image)) {
         painter.drawImage(tile.rect.topLeft(), *tile.image);
         touched += tile.rect;
     }

@@ -58,7 +58,7 @@ public:
     // Drawn above everything added before it.
     void addLayer(std::unique_ptr<OverlayLayer> layer);
     // The layers' tiles at one time, bottom first. Times must not decrease.
-    std::vector<OverlayTile> overlayTiles(double time, const QRectF& canvas);
+    std::vector<OverlayTile> overlayTiles(double time, const QRectF& canvas, TileForm form);
 
     // Off: the static parts are drawn again for every frame (slow; the reference for the cache).
     void setCachesStaticLayer(bool caches) { cachesStaticLayer_ = caches; }

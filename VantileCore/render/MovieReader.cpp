@@ -14,7 +14,7 @@ RenderError unreadable(const std::filesystem::path& path, const std::string& rea
 
 }  // namespace
 
-MovieReader::MovieReader(const std::filesystem::path& path) : path_(path), packet_(allocatePacket())
+MovieReader::MovieReader(const std::filesystem::path& path, Fidelity fidelity) : path_(path), packet_(allocatePacket())
 {
     AVFormatContext* opened = nullptr;
     if (const int code = avformat_open_input(&opened, path.c_str(), nullptr, nullptr); code < 0) {
@@ -34,10 +34,18 @@ MovieReader::MovieReader(const std::filesystem::path& path) : path_(path), packe
     if (const int code = avcodec_parameters_to_context(decoder_.get(), stream->codecpar); code < 0) {
         throw unreadable(path, averrorText(code));
     }
-    // The API defaults to one thread; auto lets the decoder keep up with the encoder.
-    decoder_->thread_count = 0;
-    decoder_->thread_type = FF_THREAD_FRAME | FF_THREAD_SLICE;
     decoder_->pkt_timebase = stream->time_base;
+    if (fidelity == Fidelity::shownSmall) {
+        decoder_->skip_loop_filter = AVDISCARD_ALL;
+        decoder_->flags2 |= AV_CODEC_FLAG2_FAST;
+        // Such a movie decodes quickly on the caller's thread; frame threads would cost a
+        // third more CPU in handing frames over.
+        decoder_->thread_count = 1;
+    } else {
+        // The API defaults to one thread; auto lets the decoder keep up with the encoder.
+        decoder_->thread_count = 0;
+        decoder_->thread_type = FF_THREAD_FRAME | FF_THREAD_SLICE;
+    }
     if (const int code = avcodec_open2(decoder_.get(), codec, nullptr); code < 0) {
         throw unreadable(path, averrorText(code));
     }

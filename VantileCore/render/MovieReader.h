@@ -11,8 +11,12 @@ namespace vantile {
 // frame threads; seeking gives random access.
 class MovieReader {
 public:
+    // How closely frames must match what was encoded. A picture shown much smaller than it
+    // was recorded hides what the in-loop deblocking filter does, a large share of decoding.
+    enum class Fidelity { exact, shownSmall };
+
     // Throws RenderError(unreadableMovie) when the file cannot be opened or has no decodable video.
-    explicit MovieReader(const std::filesystem::path& path);
+    explicit MovieReader(const std::filesystem::path& path, Fidelity fidelity = Fidelity::exact);
 
     int width() const { return decoder_->width; }
     int height() const { return decoder_->height; }

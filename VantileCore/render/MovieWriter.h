@@ -20,6 +20,7 @@ struct VideoEncoderSettings {
     // libx264's speed and quality; VP9 keeps its own fixed settings.
     std::string preset;  // empty: libx264's own default (medium)
     int crf = -1;        // negative: libx264's own default (23)
+    std::string tune;    // empty: none
 
     bool operator==(const VideoEncoderSettings&) const = default;
 };

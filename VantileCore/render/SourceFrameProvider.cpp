@@ -4,11 +4,11 @@
 
 namespace vantile {
 
-SourceFrameProvider::SourceFrameProvider(const std::filesystem::path& url)
+SourceFrameProvider::SourceFrameProvider(const std::filesystem::path& url, MovieReader::Fidelity fidelity)
 {
     std::error_code error;
     if (!std::filesystem::exists(url, error)) return;
-    reader_ = std::make_unique<MovieReader>(url);
+    reader_ = std::make_unique<MovieReader>(url, fidelity);
 }
 
 const SourceFrameProvider::TimedFrame* SourceFrameProvider::sequentialNearest(double time)

@@ -14,7 +14,8 @@ class SourceFrameProvider {
 public:
     // A missing file gives a provider that answers nothing (the compositor draws its placeholder);
     // a file that exists but cannot be read throws RenderError(unreadableMovie).
-    explicit SourceFrameProvider(const std::filesystem::path& url);
+    explicit SourceFrameProvider(const std::filesystem::path& url,
+                                 MovieReader::Fidelity fidelity = MovieReader::Fidelity::exact);
 
     bool hasMovie() const { return reader_ != nullptr; }
     int width() const { return reader_ ? reader_->width() : 0; }

@@ -95,7 +95,7 @@ void writeMovie(const std::filesystem::path& url, int width, int height, double 
     const std::int64_t count = std::max<std::int64_t>(1, std::min(frameCount(duration, fps), options.frameLimit));
     ExportMonitor* monitor = options.monitor;
     const SmallPagesWhileEncoding smallPages;
-    MovieWriter writer(url, VideoEncoderSettings{width, height, fps, options.encoderPreset, options.crf});
+    MovieWriter writer(url, VideoEncoderSettings{width, height, fps, options.encoderPreset, options.crf, ""});
 
     const std::size_t capacity = queueCapacity();
     RenderFrameQueue<RenderedFrame> rendered(capacity);

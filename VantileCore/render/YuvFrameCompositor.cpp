@@ -5,6 +5,7 @@
 
 #include <libyuv/convert_argb.h>
 #include <libyuv/convert_from_argb.h>
+#include <libyuv/planar_functions.h>
 
 #include <algorithm>
 #include <cstring>
@@ -56,6 +57,55 @@ void copyArea(const AVFrame& from, AVFrame& to, const QRect& area)
         for (int plane = 1; plane <= 2; ++plane) {
             std::memcpy(at(to, plane, area.left() / 2, y), at(from, plane, area.left() / 2, y),
                         static_cast<std::size_t>(area.width() / 2));
+        }
+    }
+}
+
+YuvFrameCompositor::CleanPatch savePatch(const AVFrame& frame, const QRect& area)
+{
+    YuvFrameCompositor::CleanPatch patch{area, {}, {}};
+    const auto width = static_cast<std::size_t>(area.width());
+    patch.luma.resize(width * static_cast<std::size_t>(area.height()));
+    patch.chroma.resize(width / 2 * static_cast<std::size_t>(area.height()));
+    std::uint8_t* luma = patch.luma.data();
+    for (int y = area.top(); y <= area.bottom(); ++y, luma += width) std::memcpy(luma, at(frame, 0, area.left(), y), width);
+    std::uint8_t* chroma = patch.chroma.data();
+    for (int plane = 1; plane <= 2; ++plane) {
+        for (int y = area.top() / 2; y <= area.bottom() / 2; ++y, chroma += width / 2) {
+            std::memcpy(chroma, at(frame, plane, area.left() / 2, y), width / 2);
+        }
+    }
+    return patch;
+}
+
+// Puts back what the patch holds, except inside `keep` on the rows 2 × c and 2 × c + 1 for
+// which `keeps(c)` holds (even-aligned).
+void restorePatch(const YuvFrameCompositor::CleanPatch& patch, AVFrame& frame, const QRect& keep,
+                  const std::function<bool(int chromaRow)>& keeps)
+{
+    const QRect& area = patch.area;
+    if (area.isEmpty()) return;
+    const auto width = static_cast<std::size_t>(area.width());
+    const auto chromaRows = static_cast<std::size_t>(area.height() / 2);
+    const auto copyColumns = [&](int row, int left, int right) {
+        if (right < left) return;
+        const auto index = static_cast<std::size_t>(row - area.top() / 2);
+        const auto skip = static_cast<std::size_t>(left - area.left());
+        const auto count = static_cast<std::size_t>(right - left + 1);
+        for (int half = 0; half < 2; ++half) {
+            std::memcpy(at(frame, 0, left, 2 * row + half), patch.luma.data() + (2 * index + half) * width + skip, count);
+        }
+        for (int plane = 1; plane <= 2; ++plane) {
+            const auto offset = (static_cast<std::size_t>(plane - 1) * chromaRows + index) * (width / 2) + skip / 2;
+            std::memcpy(at(frame, plane, left / 2, row), patch.chroma.data() + offset, count / 2);
+        }
+    };
+    for (int row = area.top() / 2; row <= area.bottom() / 2; ++row) {
+        if (keep.isEmpty() || 2 * row > keep.bottom() || 2 * row + 1 < keep.top() || !keeps(row)) {
+            copyColumns(row, area.left(), area.right());
+        } else {
+            copyColumns(row, area.left(), std::min(area.right(), keep.left() - 1));
+            copyColumns(row, std::max(area.left(), keep.right() + 1), area.right());
         }
     }
 }
@@ -157,62 +207,91 @@ QRegion YuvFrameCompositor::drawFrame(AVFrame& frame, const std::optional<QRegio
     // the same cursor over them.
     const QRect& window = placement->window;
     const QRect inside = video.toAlignedRect().adjusted(2, 2, -2, -2);
-    const auto cursor = compositor_.cursorOverlay(time, camera);
-    const QRect cursorArea = cursor ? evenAligned(cursor->bounds, bounds) : QRect();
-    std::vector<OverlayTile> tiles = compositor_.overlayTiles(time, canvas);
-    QRegion overlayArea(cursorArea);
-    for (const OverlayTile& tile : tiles) overlayArea += evenAligned(tile.rect, bounds);
+    // The overlays in drawing order: the cursor, then the layers' tiles.
+    std::vector<DrawnOverlay> overlays;
+    if (auto cursor = compositor_.cursorOverlay(time, camera)) {
+        const QRect area = evenAligned(cursor->bounds, bounds);
+        if (!area.isEmpty()) overlays.push_back(DrawnOverlay{area, std::move(cursor), std::nullopt, {}});
+    }
+    for (const OverlayTile& tile : compositor_.overlayTiles(time, canvas, TileForm::planesWhereOffered)) {
+        const QRect area = evenAligned(tile.rect, bounds);
+        if (!area.isEmpty()) overlays.push_back(DrawnOverlay{area, std::nullopt, tile, {}});
+    }
     HeldVideo* held = previous ? heldVideo(frame) : nullptr;
     const bool keepsRows = held && held->placement == *placement && !window.isEmpty();
     const int firstRow = window.top() / 2;
+    const QRect evenWindow = evenAligned(window, bounds);
     std::vector<bool> redraw;
-    bool keepsOverlays = false;
+    // Which of the held frame's overlays stay as they are. Each overlay's patch holds what lay
+    // beneath it, overlays below included, so one is lifted off by a copy; one that meets an
+    // overlay below it that changes, or rows of video drawn again, is drawn again too.
+    std::vector<bool> kept(held ? held->overlays.size() : 0, false);
     if (keepsRows) {
         redraw = rowsToRedraw(*held);
-        // The overlays' areas are whole chroma blocks, so restoring around them reaches no
-        // pixel of the window outside their rows.
-        const bool sameTiles = std::equal(held->tiles.begin(), held->tiles.end(), tiles.begin(), tiles.end(),
-                                          [](const OverlayTile& a, const OverlayTile& b) { return a.sameAs(b); });
-        keepsOverlays = held->cursor == cursor && held->overlayArea == overlayArea && sameTiles;
-        for (const QRect& area : held->overlayArea) {
-            const QRect covered = area.intersected(window);
-            if (covered.isEmpty()) continue;
-            const auto coveredFirst = redraw.begin() + (covered.top() / 2 - firstRow);
-            const auto coveredEnd = redraw.begin() + (covered.bottom() / 2 - firstRow + 1);
-            if (std::any_of(coveredFirst, coveredEnd, std::identity())) keepsOverlays = false;
-        }
-        // Under overlays drawn again, the video is drawn again first.
-        if (!keepsOverlays) {
-            for (const QRect& area : held->overlayArea) {
-                const QRect covered = area.intersected(window);
-                if (covered.isEmpty()) continue;
-                std::fill(redraw.begin() + (covered.top() / 2 - firstRow),
-                          redraw.begin() + (covered.bottom() / 2 - firstRow + 1), true);
+        const auto rowsRedrawn = [&](const QRect& area) {
+            const QRect covered = area.intersected(evenWindow);
+            if (covered.isEmpty()) return false;
+            const int first = std::max(covered.top() / 2, firstRow) - firstRow;
+            const int last = std::min(covered.bottom() / 2, window.bottom() / 2) - firstRow;
+            return first <= last && std::any_of(redraw.begin() + first, redraw.begin() + last + 1, std::identity());
+        };
+        QRegion changingBelow;
+        for (std::size_t index = 0; index < std::max(kept.size(), overlays.size()); ++index) {
+            const bool wasHeld = index < kept.size();
+            const bool shown = index < overlays.size();
+            const DrawnOverlay* before = wasHeld ? &held->overlays[index] : nullptr;
+            if (wasHeld && shown && before->sameAs(overlays[index]) && !rowsRedrawn(before->area) &&
+                !changingBelow.intersects(before->area)) {
+                kept[index] = true;
+                continue;
             }
+            if (wasHeld) changingBelow += before->area;
+            if (shown) changingBelow += overlays[index].area;
         }
     }
+    const auto keeps = [&](std::size_t index) { return index < kept.size() && kept[index]; };
+    // Restore the static layer where the frame's last use changed it. Reusing the window's
+    // rows, the held overlays come off by their patches instead, which may hold kept ones.
     QRegion restore = (previous ? *previous : QRegion(bounds)).subtracted(QRegion(keepsRows ? window : inside));
-    if (keepsOverlays) restore -= overlayArea;
-    if (keepsRows) restore += edgesOfRedrawnRows(redraw, window, inside);
+    if (keepsRows) {
+        for (const DrawnOverlay& overlay : held->overlays) restore -= overlay.area;
+        restore += edgesOfRedrawnRows(redraw, window, inside);
+    }
     for (const QRect& rect : restore) {
         const QRect area = evenAligned(rect, bounds);
         if (!area.isEmpty()) copyArea(*staticFrame_, frame, area);
     }
-    const auto redraws = [&](int row) { return !keepsRows || redraw[static_cast<std::size_t>(row - firstRow)]; };
+    const auto redraws = [&](int row) {
+        return !keepsRows || (row >= firstRow && row <= window.bottom() / 2 &&
+                              redraw[static_cast<std::size_t>(row - firstRow)]);
+    };
+    if (keepsRows) {
+        // Top first, so each patch lands on what lay beneath it.
+        for (std::size_t index = kept.size(); index-- > 0;) {
+            if (kept[index]) continue;
+            // Rows drawn again come from the video, and their edges from the static layer.
+            restorePatch(held->overlays[index].under, frame, evenWindow, redraws);
+        }
+    }
     if (!cropScaler_.drawPlaced(frame, *decoded, *placement, redraws)) return drawFrameInRgb(frame, time);
 
     QRegion changed(window);
-    if (!keepsOverlays) {
-        if (!cursorArea.isEmpty()) {
-            blendOverlay(frame, cursorArea, [&](QPainter& painter) { compositor_.drawCursorOverlay(painter, *cursor); });
+    for (std::size_t index = 0; index < overlays.size(); ++index) {
+        DrawnOverlay& overlay = overlays[index];
+        changed += overlay.area;
+        if (keeps(index)) {
+            overlay.under = std::move(held->overlays[index].under);
+            continue;
         }
-        for (const OverlayTile& tile : tiles) {
-            const QRect area = evenAligned(tile.rect, bounds);
-            if (area.isEmpty()) continue;
-            blendOverlay(frame, area, [&](QPainter& painter) { painter.drawImage(tile.rect.topLeft(), *tile.image); });
+        // What lies beneath, kept before the overlay is drawn over it.
+        overlay.under = savePatch(frame, overlay.area);
+        if (overlay.cursor) {
+            blendOverlay(frame, overlay.area,
+                         [&](QPainter& painter) { compositor_.drawCursorOverlay(painter, *overlay.cursor); });
+        } else {
+            blendTile(frame, overlay.area, *overlay.tile);
         }
     }
-    changed += overlayArea;
     if (!held) {
         forget(frame);
         // The export's pool is a handful of frames; an unbounded number of buffers would mean
@@ -221,7 +300,7 @@ QRegion YuvFrameCompositor::drawFrame(AVFrame& frame, const std::optional<QRegio
         heldVideos_.push_back(HeldVideo{});
         held = &heldVideos_.back();
     }
-    *held = HeldVideo{frame.data[0], *placement, generation, cursor, std::move(tiles), overlayArea};
+    *held = HeldVideo{frame.data[0], *placement, generation, std::move(overlays)};
     return changed;
 }
 
@@ -273,6 +352,55 @@ void YuvFrameCompositor::blendOverlay(AVFrame& frame, const QRect& area, const s
             }
         }
     }
+}
+
+void YuvFrameCompositor::blendTile(AVFrame& frame, const QRect& area, const OverlayTile& tile)
+{
+    const int width = area.width();
+    const int height = area.height();
+    std::uint8_t* y = at(frame, 0, area.left(), area.top());
+    std::uint8_t* u = at(frame, 1, area.left() / 2, area.top() / 2);
+    std::uint8_t* v = at(frame, 2, area.left() / 2, area.top() / 2);
+    if (tile.planes && tile.rect.contains(area) && (area.left() - tile.rect.left()) % 2 == 0 &&
+        (area.top() - tile.rect.top()) % 2 == 0) {
+        const AVFrame& planes = *tile.planes->planes;
+        const int left = area.left() - tile.rect.left();
+        const int top = area.top() - tile.rect.top();
+        libyuv::I420Blend(at(planes, 0, left, top), planes.linesize[0], at(planes, 1, left / 2, top / 2),
+                          planes.linesize[1], at(planes, 2, left / 2, top / 2), planes.linesize[2], y,
+                          frame.linesize[0], u, frame.linesize[1], v, frame.linesize[2],
+                          tile.planes->alpha.data() + static_cast<std::ptrdiff_t>(top) * tile.rect.width() + left,
+                          tile.rect.width(), y, frame.linesize[0], u, frame.linesize[1], v, frame.linesize[2], width,
+                          height);
+        return;
+    }
+    if (!tile.image) return;
+    if (tileColours_.width() < width || tileColours_.height() < height) {
+        const QSize size(std::max(width, tileColours_.width()), std::max(height, tileColours_.height()));
+        tileColours_ = QImage(size, QImage::Format_ARGB32);
+        tilePlanes_ = allocateFrame(AV_PIX_FMT_YUV420P, size.width(), size.height());
+        tileAlpha_.resize(static_cast<std::size_t>(size.width()) * static_cast<std::size_t>(size.height()));
+        if (tileColours_.isNull()) throw RenderError::pixelBufferCreationFailed();
+    }
+    const auto stride = static_cast<int>(tileColours_.bytesPerLine());
+    // The tile's pixels inside the area; the area's even margins around them stay transparent.
+    const QRect shown = tile.rect.intersected(area);
+    if (shown != area) tileColours_.fill(Qt::transparent);
+    const QImage& image = *tile.image;
+    for (int y = shown.top(); y <= shown.bottom(); ++y) {
+        std::memcpy(tileColours_.scanLine(y - area.top()) + static_cast<std::ptrdiff_t>(shown.left() - area.left()) * 4,
+                    image.constScanLine(y - tile.rect.top()) + static_cast<std::ptrdiff_t>(shown.left() - tile.rect.left()) * 4,
+                    static_cast<std::size_t>(shown.width()) * 4);
+    }
+    AVFrame& planes = *tilePlanes_;
+    libyuv::ARGBUnattenuate(tileColours_.constBits(), stride, tileColours_.bits(), stride, width, height);
+    libyuv::ARGBExtractAlpha(tileColours_.constBits(), stride, tileAlpha_.data(), width, width, height);
+    libyuv::ARGBToI420(tileColours_.constBits(), stride, planes.data[0], planes.linesize[0], planes.data[1],
+                       planes.linesize[1], planes.data[2], planes.linesize[2], width, height);
+    libyuv::I420Blend(planes.data[0], planes.linesize[0], planes.data[1], planes.linesize[1], planes.data[2],
+                      planes.linesize[2], y, frame.linesize[0], u, frame.linesize[1], v, frame.linesize[2],
+                      tileAlpha_.data(), width, y, frame.linesize[0], u, frame.linesize[1], v, frame.linesize[2],
+                      width, height);
 }
 
 }  // namespace vantile

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
 #include <random>
 
 namespace vantile {
@@ -119,11 +120,11 @@ TEST(CompositorGeometryTest, TheCameraBubbleKeepsItsMarginWhereverItIsPutAndScal
 {
     const CGRectCodable portrait{0, 0, 1080, 1920};
     RenderSettings settings;
-    // A quarter of the short side, 4% of it from the edges.
-    EXPECT_EQ(cameraBubbleRect(portrait, settings), (CGRectCodable{767, 1607, 270, 270}));
+    // A quarter of the short side, at least 4% of it from the edges, on whole chroma samples.
+    EXPECT_EQ(cameraBubbleRect(portrait, settings), (CGRectCodable{766, 1606, 270, 270}));
     settings.cameraSize = 0.5;
     settings.cameraPosition = CameraPosition::topLeft;
-    EXPECT_EQ(cameraBubbleRect(portrait, settings), (CGRectCodable{43, 43, 540, 540}));
+    EXPECT_EQ(cameraBubbleRect(portrait, settings), (CGRectCodable{44, 44, 540, 540}));
     // A custom centre is followed, and held off the edges when it would cross the margin.
     settings.cameraPosition = CameraPosition::custom;
     settings.cameraCenterX = 0.5;
@@ -131,11 +132,40 @@ TEST(CompositorGeometryTest, TheCameraBubbleKeepsItsMarginWhereverItIsPutAndScal
     EXPECT_EQ(cameraBubbleRect(portrait, settings), (CGRectCodable{270, 690, 540, 540}));
     settings.cameraCenterX = 1;
     settings.cameraCenterY = 0;
-    EXPECT_EQ(cameraBubbleRect(portrait, settings), (CGRectCodable{497, 43, 540, 540}));
+    EXPECT_EQ(cameraBubbleRect(portrait, settings), (CGRectCodable{496, 44, 540, 540}));
     // The canvas's origin moves the bubble with it.
     settings.cameraPosition = CameraPosition::bottomLeft;
     settings.cameraSize = 0.12;
-    EXPECT_EQ(cameraBubbleRect({100, 50, 640, 360}, settings), (CGRectCodable{114, 353, 43, 43}));
+    EXPECT_EQ(cameraBubbleRect({100, 50, 640, 360}, settings), (CGRectCodable{114, 352, 44, 44}));
+
+    // Any canvas and setting: whole chroma samples from the canvas's corner, the asked size
+    // within a pixel, never nearer the edges than the margin.
+    std::uint32_t seed = 11;
+    const auto next = [&seed](int limit) {
+        seed = seed * 1664525u + 1013904223u;
+        return static_cast<int>((seed >> 8) % static_cast<std::uint32_t>(limit));
+    };
+    const auto positions = cameraPositionTexts.allCases();
+    for (int round = 0; round < 500; ++round) {
+        const CGRectCodable canvas{2.0 * next(200), 2.0 * next(200), 160.0 + next(3000), 160.0 + next(3000)};
+        settings.cameraPosition = positions[static_cast<std::size_t>(next(static_cast<int>(positions.size())))];
+        settings.cameraSize = 0.12 + 0.38 * next(1001) / 1000.0;
+        settings.cameraCenterX = next(1001) / 1000.0;
+        settings.cameraCenterY = next(1001) / 1000.0;
+        const CGRectCodable bubble = cameraBubbleRect(canvas, settings);
+        const double shortSide = std::min(canvas.width, canvas.height);
+        const double margin = std::round(0.04 * shortSide);
+        SCOPED_TRACE(round);
+        EXPECT_EQ(std::fmod(bubble.x - canvas.x, 2), 0);
+        EXPECT_EQ(std::fmod(bubble.y - canvas.y, 2), 0);
+        EXPECT_EQ(std::fmod(bubble.width, 2), 0);
+        EXPECT_EQ(bubble.width, bubble.height);
+        EXPECT_LE(std::abs(bubble.width - settings.cameraSize * shortSide), 1.0);
+        EXPECT_GE(bubble.x - canvas.x, margin);
+        EXPECT_GE(bubble.y - canvas.y, margin);
+        EXPECT_LE(bubble.x + bubble.width, canvas.x + canvas.width - margin);
+        EXPECT_LE(bubble.y + bubble.height, canvas.y + canvas.height - margin);
+    }
 }
 
 }  // namespace

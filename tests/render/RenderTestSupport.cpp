@@ -21,7 +21,7 @@ QImage decodeFrame(const std::filesystem::path& movie, double seconds)
 void writeRawMovie(const std::filesystem::path& path, int width, int height, double duration, int audioTracks,
                    const std::function<void(QImage&, int)>& paint, const SoundAt& sound)
 {
-    MovieWriter writer(path, VideoEncoderSettings{width, height, 30, "ultrafast", 18}, audioTracks);
+    MovieWriter writer(path, VideoEncoderSettings{width, height, 30, "ultrafast", 18, ""}, audioTracks);
     QImage canvas(width, height, QImage::Format_RGB32);
     FrameHandle frame = writer.makeVideoFrame();
     const int frames = std::max(1, static_cast<int>(std::ceil(duration * 30 - 1e-9)));

@@ -85,9 +85,9 @@ std::unique_ptr<OverlayLayer> generatedBubble(int variant, double start)
 // An overlay that rests, jumps every 0.4 s, changes colour in place at 1 s and is gone after 1.7 s.
 class RestingLayer : public OverlayLayer {
 public:
-    std::optional<OverlayTile> tileAt(double time, const QRectF&) override
+    std::vector<OverlayTile> tilesAt(double time, const QRectF&, TileForm) override
     {
-        if (time >= 1.7) return std::nullopt;
+        if (time >= 1.7) return {};
         const int content = time >= 1.0 ? 2 : 1;
         if (content != painted_) {
             image_ = QImage(121, 91, QImage::Format_ARGB32_Premultiplied);
@@ -100,12 +100,46 @@ public:
             painted_ = content;
         }
         const int step = static_cast<int>(time / 0.4);
-        return OverlayTile{QRect(101 + 150 * step, 79 + 40 * step, 121, 91), content, &image_};
+        return {OverlayTile{QRect(101 + 150 * step, 79 + 40 * step, 121, 91), content, &image_, nullptr}};
     }
 
 private:
     QImage image_;
     int painted_ = 0;
+};
+
+// Two tiles that overlap each other, the video's edge and where the cursor rests: a frame
+// that stays, and above it a badge whose picture changes every 0.1 s and which moves at 1.2 s.
+class StackedLayer : public OverlayLayer {
+public:
+    StackedLayer()
+    {
+        frame_ = QImage(260, 150, QImage::Format_ARGB32_Premultiplied);
+        frame_.fill(QColor(30, 30, 30, 90));
+        badge_ = QImage(64, 44, QImage::Format_ARGB32_Premultiplied);
+    }
+
+    std::vector<OverlayTile> tilesAt(double time, const QRectF&, TileForm) override
+    {
+        const int content = static_cast<int>(time * 10);
+        if (content != painted_) {
+            badge_.fill(Qt::transparent);
+            QPainter painter(&badge_);
+            painter.setRenderHint(QPainter::Antialiasing);
+            painter.setBrush(QColor::fromHsv(content * 37 % 360, 200, 230, 220));
+            painter.setPen(Qt::NoPen);
+            painter.drawRoundedRect(QRectF(1, 1, 62 - content % 5, 42), 10, 10);
+            painted_ = content;
+        }
+        const QPoint badgeAt = time < 1.2 ? QPoint(281, 221) : QPoint(350, 190);
+        return {OverlayTile{QRect(60, 150, 260, 150), 1, &frame_, nullptr},
+                OverlayTile{QRect(badgeAt, badge_.size()), content, &badge_, nullptr}};
+    }
+
+private:
+    QImage frame_;
+    QImage badge_;
+    int painted_ = -1;
 };
 
 struct Difference {
@@ -271,6 +305,7 @@ TEST(YuvFrameCompositorTest, ReusedFramesKeepOnlyTheRowsWhoseSourceStayedTheSame
         // Overlays that rest, move, change and end: a reused buffer keeps none of them stale.
         for (FrameCompositor* compositor : {&reusingCompositor, &freshCompositor}) {
             compositor->addLayer(std::make_unique<RestingLayer>());
+            compositor->addLayer(std::make_unique<StackedLayer>());
             compositor->addLayer(generatedBubble(0, 0.5));
         }
         YuvFrameCompositor reusing(reusingCompositor, lookup);
