@@ -72,6 +72,8 @@ const std::map<std::string, std::string>& helpTexts()
                    "  --camera-size F     the bubble's side as a fraction of the output's short side, 0.12 to 0.5\n"
                    "  --camera-shape S    " + choices(cameraShapeTexts) + "\n"
                    "  --camera-mirror on|off  mirror the camera picture (default: on)\n"
+                   "  --motion-blur A     smear a moving camera and cursor over a shutter open A of a frame,\n"
+                   "                      0 (off, the default) to 1; 0.5 is a film camera's 180 degrees\n"
                    "  --no-background     the window card without the template background\n"
                    "  --no-cursor         no drawn cursor\n"
                    "  --no-ripple         no click ripples\n"

@@ -132,6 +132,10 @@ void applyOptions(const Arguments& parsed, ProjectSettingsEditor& editor)
     if (parsed.flag("--no-ripple")) settings.showClickRipple = false;
     if (parsed.flag("--no-dynamic-cursor")) settings.dynamicCursorScale = false;
     applyCameraOptions(parsed, editor.project().camera.has_value(), settings);
+    if (const auto amount = parsed.number("--motion-blur")) {
+        if (!(*amount >= 0 && *amount <= 1)) throw UsageError("--motion-blur must be between 0 (off) and 1");
+        settings.motionBlur = *amount;
+    }
     if (settings != editor.renderSettings()) editor.applyRenderSettings(settings);
 
     if (const auto zoom = parsed.value("--zoom")) {
@@ -219,7 +223,8 @@ int runExport(const std::vector<std::string>& arguments)
     const Arguments parsed(arguments,
                            {"-o", "--output", "--aspect", "--resolution", "--template", "--zoom", "--fps",
                             "--cursor-theme", "--cursor-effect", "--quality", "--window-chrome", "--cursor-smoothing",
-                            "--camera", "--camera-position", "--camera-size", "--camera-shape", "--camera-mirror"},
+                            "--camera", "--camera-position", "--camera-size", "--camera-shape", "--camera-mirror",
+                            "--motion-blur"},
                            {"--no-background", "--no-cursor", "--no-ripple", "--no-dynamic-cursor"});
     parsed.expectPositionalCount(1);
     std::optional<std::string> output = parsed.value("-o");

@@ -13,6 +13,13 @@ namespace vantile::cli {
 
 namespace {
 
+std::string formatAmount(double value)
+{
+    std::ostringstream text;
+    text << value;
+    return text.str();
+}
+
 std::string describeSource(const CaptureInfo& capture)
 {
     std::ostringstream text;
@@ -88,6 +95,7 @@ void printSummary(const std::filesystem::path& directory, const RecordingProject
         << ", " << rawValue(settings.cursorEffect) << ", ripple " << (settings.showClickRipple ? "on" : "off")
         << ", dynamic scale " << (settings.dynamicCursorScale ? "on" : "off") << ", smoothing "
         << rawValue(settings.cursorSmoothing) << "\n"
+        << (settings.motionBlur > 0 ? "motion blur   " + formatAmount(settings.motionBlur) + "\n" : std::string())
         << describeCamera(project) << "audio         " << rawValue(project.audioSettings.mode);
     if (project.audioSettings.microphoneDeviceID) out << " (microphone " << *project.audioSettings.microphoneDeviceID << ")";
     out << "\n"

@@ -161,6 +161,7 @@ void to_json(Json& json, const RenderSettings& settings)
     if (settings.cameraShape != CameraShape::circle) json["cameraShape"] = settings.cameraShape;
     if (!settings.cameraMirror) json["cameraMirror"] = false;
     if (!settings.cameraShadow) json["cameraShadow"] = false;
+    if (settings.motionBlur != 0) json["motionBlur"] = settings.motionBlur;
     encodeUnknownKeys(json, settings.unknownKeys);
 }
 
@@ -212,7 +213,9 @@ void decodeValue(const Json& json, RenderSettings& settings)
     decodeOptionalKey(json, "windowChrome", settings.windowChrome);
     decodeKeyOrKeep(json, "cursorSmoothing", settings.cursorSmoothing);
     decodeCameraBubble(json, settings);
-    settings.unknownKeys = unknownKeysOf(json, {"aspectRatio", "templateName", "zoomIntensity", "resolutionPreset", "backgroundEnabled", "showCursor", "showClickRipple", "cursorTheme", "cursorEffect", "dynamicCursorScale", "outputWidth", "outputHeight", "fps", "exportQuality", "windowChrome", "cursorSmoothing", "cameraVisible", "cameraPosition", "cameraCenterX", "cameraCenterY", "cameraSize", "cameraShape", "cameraMirror", "cameraShadow"});
+    decodeKeyOrKeep(json, "motionBlur", settings.motionBlur);
+    if (!(settings.motionBlur >= 0 && settings.motionBlur <= 1)) throw DecodingError("motionBlur", "must be between 0 and 1");
+    settings.unknownKeys = unknownKeysOf(json, {"aspectRatio", "templateName", "zoomIntensity", "resolutionPreset", "backgroundEnabled", "showCursor", "showClickRipple", "cursorTheme", "cursorEffect", "dynamicCursorScale", "outputWidth", "outputHeight", "fps", "exportQuality", "windowChrome", "cursorSmoothing", "cameraVisible", "cameraPosition", "cameraCenterX", "cameraCenterY", "cameraSize", "cameraShape", "cameraMirror", "cameraShadow", "motionBlur"});
 }
 
 EncoderTuning encoderTuning(ExportQuality quality)

@@ -167,6 +167,10 @@ struct RenderSettings {
     CameraShape cameraShape = CameraShape::circle;
     bool cameraMirror = true;
     bool cameraShadow = true;
+    // How long the virtual shutter stays open, as a share of a frame interval (0.5 is a 180°
+    // shutter): a moving camera and cursor are smeared along their paths over it. 0, the
+    // default and never written, draws every frame sharp.
+    double motionBlur = 0;
 
     static constexpr double defaultCameraSize = 0.25;
     static constexpr double minimumCameraSize = 0.12;

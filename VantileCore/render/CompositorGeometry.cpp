@@ -145,4 +145,29 @@ CGRectCodable cameraBubbleRect(const CGRectCodable& canvas, const RenderSettings
     return {canvas.x + x, canvas.y + y, side, side};
 }
 
+int shutterSampleCount(double pixels)
+{
+    constexpr double step = 1.5;
+    constexpr int most = 8;
+    if (!(pixels >= 0.5)) return 1;
+    return std::min(most, static_cast<int>(std::ceil(pixels / step)) + 1);
+}
+
+double shutterTime(double time, double shutter, int index, int count)
+{
+    if (count <= 1) return time;
+    return time - shutter / 2 + shutter * (index + 0.5) / count;
+}
+
+double cropMotion(const CGRectCodable& from, const CGRectCodable& to, const CGRectCodable& target)
+{
+    const double narrowest = std::min(from.width, to.width);
+    if (narrowest <= 0) return 0;
+    const double scale = target.width / narrowest;
+    const double edges = std::max({std::abs(to.x - from.x), std::abs(to.y - from.y),
+                                   std::abs(to.x + to.width - from.x - from.width),
+                                   std::abs(to.y + to.height - from.y - from.height)});
+    return edges * scale;
+}
+
 }  // namespace vantile::CompositorGeometry

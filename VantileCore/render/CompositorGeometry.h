@@ -59,6 +59,17 @@ inline constexpr double cameraBubbleMargin = 0.04;
 // never nearer an edge than the margin. It does not follow the zoom.
 CGRectCodable cameraBubbleRect(const CGRectCodable& canvas, const RenderSettings& settings);
 
+// Motion blur: how many moments a frame blends over its shutter for a motion of `pixels`
+// (output pixels) during it. One when still, so a still frame is drawn as without blur;
+// then one more for each step of 1.5 px, up to 8.
+int shutterSampleCount(double pixels);
+// The `index`th of `count` moments: the middles of equal parts of the shutter, which is
+// open `shutter` seconds around `time`.
+double shutterTime(double time, double shutter, int index, int count);
+// The farthest any edge of the crop moves in output pixels from crop `from` to crop `to`
+// shown in `target`.
+double cropMotion(const CGRectCodable& from, const CGRectCodable& to, const CGRectCodable& target);
+
 }  // namespace CompositorGeometry
 
 }  // namespace vantile

@@ -296,7 +296,31 @@ std::optional<FrameCompositor::CursorOverlay> FrameCompositor::cursorOverlay(dou
     const double reach = std::max(48.0, 16 * overlay.scale + 4);
     const double right = std::max(48.0, 27 * overlay.scale + 24);
     const double bottom = std::max(48.0, 36 * overlay.scale + 24);
-    overlay.bounds = QRectF(point.x - reach, point.y - reach, reach + right, reach + bottom).toAlignedRect();
+    const auto boundsAt = [&](QPointF at) {
+        return QRectF(at.x() - reach, at.y() - reach, reach + right, reach + bottom).toAlignedRect();
+    };
+    overlay.bounds = boundsAt(overlay.position);
+    const double shutterTime = shutter();
+    if (shutterTime <= 0) return overlay;
+    // Where the pointer shows at a moment, through the camera of that moment.
+    const auto shownAt = [&](double moment) {
+        const QPointF pointer = cursor_.positionAt(moment);
+        const CGRectCodable momentCrop = CompositorGeometry::cropRect(scene_.videoWidth, scene_.videoHeight,
+                                                                      layout_.video, camera_.stateAt(moment));
+        const CodablePoint shown = CompositorGeometry::mapToCanvas(pointer.x(), pointer.y(), momentCrop, layout_.video);
+        return QPointF(shown.x, shown.y);
+    };
+    const QPointF opens = shownAt(time - shutterTime / 2);
+    const QPointF closes = shownAt(time + shutterTime / 2);
+    const int count = CompositorGeometry::shutterSampleCount(std::hypot(closes.x() - opens.x(), closes.y() - opens.y()));
+    if (count <= 1) return overlay;
+    // Around where the sharp pointer is drawn, which may be the nearest cursor frame's place.
+    const QPointF offset = overlay.position - shownAt(time);
+    for (int index = 0; index < count; ++index) {
+        const QPointF at = shownAt(CompositorGeometry::shutterTime(time, shutterTime, index, count)) + offset;
+        overlay.trail.push_back(at);
+        overlay.bounds |= boundsAt(at);
+    }
     return overlay;
 }
 
@@ -310,7 +334,99 @@ void FrameCompositor::drawCursorOverlay(QPainter& painter, const CursorOverlay& 
         painter.drawEllipse(overlay.position, overlay.ripple->radius, overlay.ripple->radius);
         painter.restore();
     }
-    drawCursor(painter, overlay.position, overlay.scale, palette_, scene_.settings.cursorEffect);
+    if (overlay.trail.empty()) {
+        drawCursor(painter, overlay.position, overlay.scale, palette_, scene_.settings.cursorEffect);
+        return;
+    }
+    // The smear: the average of the pointer drawn at each moment, so it fades along its path.
+    const QRect area = overlay.bounds;
+    QImage moment(area.size(), QImage::Format_ARGB32_Premultiplied);
+    std::vector<std::uint16_t> sums(static_cast<std::size_t>(area.width()) * static_cast<std::size_t>(area.height()) * 4);
+    for (const QPointF& at : overlay.trail) {
+        moment.fill(Qt::transparent);
+        QPainter momentPainter(&moment);
+        momentPainter.translate(-area.topLeft());
+        drawCursor(momentPainter, at, overlay.scale, palette_, scene_.settings.cursorEffect);
+        momentPainter.end();
+        std::uint16_t* sum = sums.data();
+        for (int y = 0; y < area.height(); ++y) {
+            const uchar* row = moment.constScanLine(y);
+            for (int x = 0; x < area.width() * 4; ++x) *sum++ += row[x];
+        }
+    }
+    const std::vector<std::uint8_t> average = averageTable(overlay.trail.size());
+    const std::uint16_t* sum = sums.data();
+    for (int y = 0; y < area.height(); ++y) {
+        uchar* row = moment.scanLine(y);
+        for (int x = 0; x < area.width() * 4; ++x) row[x] = average[*sum++];
+    }
+    painter.drawImage(area.topLeft(), moment);
+}
+
+double FrameCompositor::shutter() const
+{
+    return scene_.settings.fps > 0 ? scene_.settings.motionBlur / static_cast<double>(scene_.settings.fps) : 0;
+}
+
+std::vector<CameraKeyframe> FrameCompositor::shutterCameras(double time, const CameraKeyframe& camera) const
+{
+    const double shutterTime = shutter();
+    if (shutterTime <= 0) return {camera};
+    const auto cropAt = [&](double moment) {
+        return CompositorGeometry::cropRect(scene_.videoWidth, scene_.videoHeight, layout_.video,
+                                            camera_.stateAt(moment));
+    };
+    const double motion = CompositorGeometry::cropMotion(cropAt(time - shutterTime / 2),
+                                                         cropAt(time + shutterTime / 2), layout_.video);
+    const int count = CompositorGeometry::shutterSampleCount(motion);
+    if (count <= 1) return {camera};
+    std::vector<CameraKeyframe> cameras;
+    for (int index = 0; index < count; ++index) {
+        cameras.push_back(camera_.stateAt(CompositorGeometry::shutterTime(time, shutterTime, index, count)));
+    }
+    return cameras;
+}
+
+void FrameCompositor::drawBlurredVideo(QPainter& painter, const QRectF& canvas,
+                                       const std::vector<CameraKeyframe>& cameras, const AVFrame* decoded,
+                                       const QImage* image)
+{
+    const QRectF videoRect = toQt(layout_.video);
+    const QImage& underneath = staticLayer(canvas);
+    const QRect area = videoRect.toAlignedRect().intersected(underneath.rect());
+    if (area.isEmpty()) return;
+    const auto samples = static_cast<std::size_t>(area.width()) * static_cast<std::size_t>(area.height()) * 4;
+    blurSums_.assign(samples, 0);
+    if (blurredMoment_.size() != underneath.size()) blurredMoment_ = QImage(underneath.size(), QImage::Format_RGB32);
+    const auto rowBytes = static_cast<std::size_t>(area.width()) * 4;
+    for (const CameraKeyframe& camera : cameras) {
+        // Each moment over what lies beneath, so the video's edges mix with it as a sharp frame's do.
+        for (int y = area.top(); y <= area.bottom(); ++y) {
+            std::memcpy(blurredMoment_.scanLine(y) + area.left() * 4, underneath.constScanLine(y) + area.left() * 4,
+                        rowBytes);
+        }
+        QPainter momentPainter(&blurredMoment_);
+        const double width = decoded ? decoded->width : image->width();
+        const double height = decoded ? decoded->height : image->height();
+        const QRectF crop = toQt(CompositorGeometry::cropRect(width, height, layout_.video, camera));
+        if (!decoded || !cropScaler_.draw(momentPainter, *decoded, crop, videoRect)) {
+            if (decoded) convertFrameToImage(*decoded, convertedSource_);
+            cropScaler_.draw(momentPainter, decoded ? convertedSource_ : *image, crop, videoRect);
+        }
+        momentPainter.end();
+        std::uint16_t* sum = blurSums_.data();
+        for (int y = area.top(); y <= area.bottom(); ++y) {
+            const uchar* row = blurredMoment_.constScanLine(y) + area.left() * 4;
+            for (std::size_t x = 0; x < rowBytes; ++x) *sum++ += row[x];
+        }
+    }
+    const std::vector<std::uint8_t> average = averageTable(cameras.size());
+    const std::uint16_t* sum = blurSums_.data();
+    for (int y = area.top(); y <= area.bottom(); ++y) {
+        uchar* row = blurredMoment_.scanLine(y) + area.left() * 4;
+        for (std::size_t x = 0; x < rowBytes; ++x) row[x] = average[*sum++];
+    }
+    painter.drawImage(area.topLeft(), blurredMoment_, area);
 }
 
 void FrameCompositor::drawFrame(QPainter& painter, const QRectF& canvas, double time)
@@ -379,15 +495,19 @@ QRegion FrameCompositor::drawDynamic(QPainter& painter, const QRectF& canvas, do
     const CameraKeyframe camera = camera_.state(time);
     bool drawn = false;
     const QImage* image = nullptr;
-    if (const AVFrame* decoded = decodedSource_ ? decodedSource_(time) : nullptr) {
+    const AVFrame* decoded = decodedSource_ ? decodedSource_(time) : nullptr;
+    if (!decoded && source_) image = source_(time);
+    const std::vector<CameraKeyframe> cameras = shutterCameras(time, camera);
+    if (cameras.size() > 1 && (decoded || (image && !image->isNull()))) {
+        drawBlurredVideo(painter, canvas, cameras, decoded, image);
+        drawn = true;
+    } else if (decoded) {
         const CGRectCodable crop = CompositorGeometry::cropRect(decoded->width, decoded->height, layout_.video, camera);
         drawn = cropScaler_.draw(painter, *decoded, toQt(crop), videoRect);
         if (!drawn) {
             convertFrameToImage(*decoded, convertedSource_);
             image = &convertedSource_;
         }
-    } else if (source_) {
-        image = source_(time);
     }
     if (!drawn && image && !image->isNull()) {
         const CGRectCodable crop = CompositorGeometry::cropRect(image->width(), image->height(), layout_.video, camera);

@@ -13,6 +13,7 @@
 #include <QPainter>
 #include <QRegion>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -68,6 +69,9 @@ public:
     const QImage& staticLayer(const QRectF& canvas);
 
     CameraKeyframe cameraAt(double time) { return camera_.state(time); }
+    // The camera states a frame at `time` blends, in time order: only `camera`, the state at
+    // `time`, when motion blur is off or the crop stays still over the shutter.
+    std::vector<CameraKeyframe> shutterCameras(double time, const CameraKeyframe& camera) const;
 
     // The pointer and its click ripple at one time, in canvas pixels.
     struct CursorOverlay {
@@ -75,6 +79,8 @@ public:
         double scale = 1;
         std::optional<CompositorGeometry::Ripple> ripple;
         QRect bounds;  // everything drawing it may touch, shadow and ripple included
+        // With motion blur, where the pointer is at the moments it is smeared over; empty when sharp.
+        std::vector<QPointF> trail;
 
         bool operator==(const CursorOverlay&) const = default;
     };
@@ -97,6 +103,11 @@ private:
     // Video and cursor; returns the area they may have touched.
     QRegion drawDynamic(QPainter& painter, const QRectF& canvas, double time);
     void restoreStaticLayer(QImage& canvas, const QRegion& region) const;
+    // The average of the crops of `source` that `cameras` show, over the video's area.
+    void drawBlurredVideo(QPainter& painter, const QRectF& canvas, const std::vector<CameraKeyframe>& cameras,
+                          const AVFrame* decoded, const QImage* image);
+    // Seconds the shutter is open for each frame.
+    double shutter() const;
 
     CompositorScene scene_;
     RenderPreset preset_;
@@ -105,6 +116,8 @@ private:
     DecodedFrameLookup decodedSource_;
     CropScaler cropScaler_;
     QImage convertedSource_;  // a decoded frame the crop scaler could not take, as an image
+    QImage blurredMoment_;    // one moment of a blurred frame's video
+    std::vector<std::uint16_t> blurSums_;
     CameraFrameProvider camera_;
     CursorFrameProvider cursor_;
     std::vector<std::unique_ptr<OverlayLayer>> layers_;

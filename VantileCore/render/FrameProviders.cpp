@@ -28,6 +28,23 @@ CameraKeyframe CameraFrameProvider::state(double time)
             a.scale + (b.scale - a.scale) * e};
 }
 
+CameraKeyframe CameraFrameProvider::stateAt(double time) const
+{
+    if (keyframes_.empty()) return {time, 0, 0, 1};
+    if (time <= keyframes_.front().time) return keyframes_.front();
+    if (time >= keyframes_.back().time) return keyframes_.back();
+    const auto count = static_cast<std::ptrdiff_t>(keyframes_.size());
+    const auto after = std::lower_bound(keyframes_.begin(), keyframes_.end(), time,
+                                        [](const CameraKeyframe& keyframe, double at) { return keyframe.time < at; });
+    const std::ptrdiff_t index = std::clamp<std::ptrdiff_t>((after - keyframes_.begin()) - 1, 0, count - 2);
+    const CameraKeyframe& a = keyframes_[static_cast<std::size_t>(index)];
+    const CameraKeyframe& b = keyframes_[static_cast<std::size_t>(index + 1)];
+    const double u = std::clamp((time - a.time) / std::max(b.time - a.time, 0.001), 0.0, 1.0);
+    const double e = Easing::smootherStep(u);
+    return {time, a.centerX + (b.centerX - a.centerX) * e, a.centerY + (b.centerY - a.centerY) * e,
+            a.scale + (b.scale - a.scale) * e};
+}
+
 CursorFrameProvider::CursorFrameProvider(std::vector<CursorFrame> frames) : frames_(std::move(frames))
 {
     std::stable_sort(frames_.begin(), frames_.end(),
@@ -62,6 +79,19 @@ double CursorFrameProvider::speed(std::ptrdiff_t index) const
     const CursorFrame& a = frame(first);
     const CursorFrame& b = frame(first + 1);
     return std::hypot(b.x - a.x, b.y - a.y) / std::max(b.time - a.time, 0.001);
+}
+
+QPointF CursorFrameProvider::positionAt(double time) const
+{
+    if (frames_.empty()) return {};
+    const auto after = std::upper_bound(frames_.begin(), frames_.end(), time,
+                                        [](double at, const CursorFrame& frame) { return at < frame.time; });
+    if (after == frames_.begin()) return {frames_.front().x, frames_.front().y};
+    if (after == frames_.end()) return {frames_.back().x, frames_.back().y};
+    const CursorFrame& a = *(after - 1);
+    const CursorFrame& b = *after;
+    const double u = b.time > a.time ? (time - a.time) / (b.time - a.time) : 1;
+    return {a.x + (b.x - a.x) * u, a.y + (b.y - a.y) * u};
 }
 
 }  // namespace vantile

@@ -2,6 +2,8 @@
 
 #include "model/CursorFrame.h"
 
+#include <QPointF>
+
 #include <cstddef>
 #include <vector>
 
@@ -12,6 +14,8 @@ class CameraFrameProvider {
 public:
     explicit CameraFrameProvider(std::vector<CameraKeyframe> keyframes);  // sorted by time here
     CameraKeyframe state(double time);
+    // The same at any time, in any order.
+    CameraKeyframe stateAt(double time) const;
 
 private:
     std::vector<CameraKeyframe> keyframes_;
@@ -30,6 +34,8 @@ public:
     std::ptrdiff_t nearestIndex(double time) const;
     // Source pixels per second between the frame and its successor (or predecessor at the end).
     double speed(std::ptrdiff_t index) const;
+    // Where the cursor is at any time, between its frames by straight lines.
+    QPointF positionAt(double time) const;
 
 private:
     std::vector<CursorFrame> frames_;

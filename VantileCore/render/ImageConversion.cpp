@@ -92,4 +92,11 @@ void convertFrameToImage(const AVFrame& frame, QImage& image)
     convertWithSwscale(frame, image);
 }
 
+std::vector<std::uint8_t> averageTable(std::size_t count)
+{
+    std::vector<std::uint8_t> table(255 * count + 1);
+    for (std::size_t sum = 0; sum < table.size(); ++sum) table[sum] = static_cast<std::uint8_t>((sum + count / 2) / count);
+    return table;
+}
+
 }  // namespace vantile

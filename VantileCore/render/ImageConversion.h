@@ -2,6 +2,10 @@
 
 #include <QImage>
 
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
 extern "C" {
 #include <libavutil/frame.h>
 #include <libavutil/pixfmt.h>
@@ -39,5 +43,8 @@ const libyuv::YuvConstants& yuvToRgbConstants(const AVFrame& frame);
 // Converts a decoded frame into `image` (reallocated as Format_RGB32 of the frame's size
 // when it does not fit), honouring the frame's own matrix and range tags.
 void convertFrameToImage(const AVFrame& frame, QImage& image);
+
+// The rounded mean of `count` 8-bit samples, indexed by their sum (up to 255 × count).
+std::vector<std::uint8_t> averageTable(std::size_t count);
 
 }  // namespace vantile

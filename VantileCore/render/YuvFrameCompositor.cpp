@@ -197,6 +197,10 @@ QRegion YuvFrameCompositor::drawFrame(AVFrame& frame, const std::optional<QRegio
     const CGRectCodable crop = CompositorGeometry::cropRect(decoded->width, decoded->height, layout.video, camera);
     const auto placement = CropScaler::placeInto(frame, *decoded, toQt(crop), video);
     if (!placement) return drawFrameInRgb(frame, time);
+    // A moving camera under motion blur: the window is the average of several crops, so no
+    // row of it is kept, and none is kept from it.
+    const std::vector<CameraKeyframe> cameras = compositor_.shutterCameras(time, camera);
+    const bool blurred = cameras.size() > 1;
     // Only the rows this crop shows are compared: a frame held with another crop is drawn whole.
     const std::int64_t generation =
         sourceRows_.observe(*decoded, placement->block.top(), placement->block.bottom());
@@ -218,7 +222,7 @@ QRegion YuvFrameCompositor::drawFrame(AVFrame& frame, const std::optional<QRegio
         if (!area.isEmpty()) overlays.push_back(DrawnOverlay{area, std::nullopt, tile, {}});
     }
     HeldVideo* held = previous ? heldVideo(frame) : nullptr;
-    const bool keepsRows = held && held->placement == *placement && !window.isEmpty();
+    const bool keepsRows = !blurred && held && held->placement == *placement && !window.isEmpty();
     const int firstRow = window.top() / 2;
     const QRect evenWindow = evenAligned(window, bounds);
     std::vector<bool> redraw;
@@ -273,7 +277,10 @@ QRegion YuvFrameCompositor::drawFrame(AVFrame& frame, const std::optional<QRegio
             restorePatch(held->overlays[index].under, frame, evenWindow, redraws);
         }
     }
-    if (!cropScaler_.drawPlaced(frame, *decoded, *placement, redraws)) return drawFrameInRgb(frame, time);
+    if (blurred ? !drawBlurredVideo(frame, *decoded, cameras, layout)
+                : !cropScaler_.drawPlaced(frame, *decoded, *placement, redraws)) {
+        return drawFrameInRgb(frame, time);
+    }
 
     QRegion changed(window);
     for (std::size_t index = 0; index < overlays.size(); ++index) {
@@ -300,7 +307,7 @@ QRegion YuvFrameCompositor::drawFrame(AVFrame& frame, const std::optional<QRegio
         heldVideos_.push_back(HeldVideo{});
         held = &heldVideos_.back();
     }
-    *held = HeldVideo{frame.data[0], *placement, generation, std::move(overlays)};
+    *held = HeldVideo{frame.data[0], blurred ? CropScaler::Placement{} : *placement, generation, std::move(overlays)};
     return changed;
 }
 
@@ -401,6 +408,59 @@ void YuvFrameCompositor::blendTile(AVFrame& frame, const QRect& area, const Over
                       planes.linesize[2], y, frame.linesize[0], u, frame.linesize[1], v, frame.linesize[2],
                       tileAlpha_.data(), width, y, frame.linesize[0], u, frame.linesize[1], v, frame.linesize[2],
                       width, height);
+}
+
+bool YuvFrameCompositor::drawBlurredVideo(AVFrame& frame, const AVFrame& decoded,
+                                          const std::vector<CameraKeyframe>& cameras,
+                                          const CompositorGeometry::FrameLayout& layout)
+{
+    const QRect bounds(0, 0, frame.width, frame.height);
+    const QRectF video = toQt(layout.video);
+    if (!blurMoment_ || blurMoment_->width != frame.width || blurMoment_->height != frame.height) {
+        blurMoment_ = allocateFrame(AV_PIX_FMT_YUV420P, frame.width, frame.height);
+    }
+    std::vector<CropScaler::Placement> placements;
+    QRect area;
+    for (const CameraKeyframe& camera : cameras) {
+        const CGRectCodable crop = CompositorGeometry::cropRect(decoded.width, decoded.height, layout.video, camera);
+        const auto placement = CropScaler::placeInto(*blurMoment_, decoded, toQt(crop), video);
+        if (!placement) return false;
+        area |= evenAligned(placement->window, bounds);
+        placements.push_back(*placement);
+    }
+    if (area.isEmpty()) return true;
+    const auto width = static_cast<std::size_t>(area.width());
+    const auto height = static_cast<std::size_t>(area.height());
+    blurSums_.assign(width * height * 3 / 2, 0);
+    for (const CropScaler::Placement& placement : placements) {
+        // Each moment over the static layer, so the window's edges mix with it as a sharp frame's do.
+        copyArea(*staticFrame_, *blurMoment_, area);
+        if (!cropScaler_.drawPlaced(*blurMoment_, decoded, placement, [](int) { return true; })) return false;
+        std::uint16_t* sum = blurSums_.data();
+        for (int y = area.top(); y <= area.bottom(); ++y, sum += width) {
+            const std::uint8_t* row = at(*blurMoment_, 0, area.left(), y);
+            for (std::size_t x = 0; x < width; ++x) sum[x] += row[x];
+        }
+        for (int plane = 1; plane <= 2; ++plane) {
+            for (int y = area.top() / 2; y <= area.bottom() / 2; ++y, sum += width / 2) {
+                const std::uint8_t* row = at(*blurMoment_, plane, area.left() / 2, y);
+                for (std::size_t x = 0; x < width / 2; ++x) sum[x] += row[x];
+            }
+        }
+    }
+    const std::vector<std::uint8_t> average = averageTable(cameras.size());
+    const std::uint16_t* sum = blurSums_.data();
+    for (int y = area.top(); y <= area.bottom(); ++y, sum += width) {
+        std::uint8_t* row = at(frame, 0, area.left(), y);
+        for (std::size_t x = 0; x < width; ++x) row[x] = average[sum[x]];
+    }
+    for (int plane = 1; plane <= 2; ++plane) {
+        for (int y = area.top() / 2; y <= area.bottom() / 2; ++y, sum += width / 2) {
+            std::uint8_t* row = at(frame, plane, area.left() / 2, y);
+            for (std::size_t x = 0; x < width / 2; ++x) row[x] = average[sum[x]];
+        }
+    }
+    return true;
 }
 
 }  // namespace vantile

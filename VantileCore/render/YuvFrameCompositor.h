@@ -55,6 +55,10 @@ private:
     // blending commutes with the affine RGB → YUV matrix, so only the tile is converted, and
     // a tile that comes in planes is not converted at all.
     void blendTile(AVFrame& frame, const QRect& area, const OverlayTile& tile);
+    // Writes the average of the crops `cameras` show over the video's window; false when the
+    // source cannot be scaled.
+    bool drawBlurredVideo(AVFrame& frame, const AVFrame& decoded, const std::vector<CameraKeyframe>& cameras,
+                          const CompositorGeometry::FrameLayout& layout);
 
     // The cursor or a layer's tile as drawn over a frame, with the video's pixels beneath it.
     struct DrawnOverlay {
@@ -96,6 +100,8 @@ private:
     QImage tileColours_;         // a tile's area, straight (not premultiplied) ARGB
     FrameHandle tilePlanes_;     // ... in yuv420p
     std::vector<std::uint8_t> tileAlpha_;
+    FrameHandle blurMoment_;  // one moment of a blurred frame
+    std::vector<std::uint16_t> blurSums_;
     SourceRowChanges sourceRows_;
     std::vector<HeldVideo> heldVideos_;  // one per frame buffer in use, most recent last
 };

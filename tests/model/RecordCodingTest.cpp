@@ -177,6 +177,14 @@ TEST(RenderSettingsCoding, OnlyTheSixRequiredKeysAreRequiredUnknownCasesFailAndT
     custom.cursorSmoothing = CursorSmoothing::precise;
     EXPECT_EQ(Json(custom).at("cursorSmoothing"), "precise");
     EXPECT_EQ(decodeDocument<RenderSettings>(Json(custom)), custom);
+    // Motion blur likewise only when on, and only from 0 to 1.
+    EXPECT_FALSE(Json(custom).contains("motionBlur"));
+    custom.motionBlur = 0.5;
+    EXPECT_EQ(Json(custom).at("motionBlur"), 0.5);
+    EXPECT_EQ(decodeDocument<RenderSettings>(Json(custom)), custom);
+    Json tooMuch = Json(custom);
+    tooMuch["motionBlur"] = 1.5;
+    EXPECT_THROW(decodeDocument<RenderSettings>(tooMuch), DecodingError);
     wrongCase["exportQuality"] = "draft";
     wrongCase["windowChrome"] = "gnome";
     EXPECT_THROW(decodeDocument<RenderSettings>(wrongCase), DecodingError);

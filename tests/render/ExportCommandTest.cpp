@@ -107,13 +107,16 @@ TEST(ExportCommandTest, CameraOptionsPlaceShapeMirrorAndHideTheBubbleAndBadValue
 
     const auto exported =
         runCommand({VANTILE_CLI, "export", project.string(), "--resolution", "720p", "--no-background", "--camera-position", "topLeft",
-                    "--camera-size", "0.3", "--camera-shape", "square", "--camera-mirror", "off"});
+                    "--camera-size", "0.3", "--camera-shape", "square", "--camera-mirror", "off", "--motion-blur", "0.5"});
     ASSERT_EQ(exported.exitCode, 0) << exported.standardError;
     const RecordingProject after = files.loadProject(project);
     EXPECT_EQ(after.renderSettings.cameraPosition, CameraPosition::topLeft);
     EXPECT_EQ(after.renderSettings.cameraSize, 0.3);
     EXPECT_EQ(after.renderSettings.cameraShape, CameraShape::square);
     EXPECT_FALSE(after.renderSettings.cameraMirror);
+    EXPECT_EQ(after.renderSettings.motionBlur, 0.5);
+    EXPECT_NE(runCommand({VANTILE_CLI, "info", project.string()}).standardOutput.find("motion blur   0.5\n"),
+              std::string::npos);
     // At 1280 x 720: a square of 216 pixels, 29 from the top left corner.
     const QImage frame = test::decodeFrame(project / "export.mp4", 0.5);
     ASSERT_EQ(frame.width(), 1280);
@@ -143,6 +146,7 @@ TEST(ExportCommandTest, CameraOptionsPlaceShapeMirrorAndHideTheBubbleAndBadValue
         {{"--camera-position", "1.5,0.5"}, "--camera-position: expected X,Y fractions between 0 and 1"},
         {{"--camera-position", "0.5,"}, "--camera-position: expected X,Y fractions between 0 and 1"},
         {{"--camera-size", "0.6"}, "--camera-size must be between 0.12 and 0.5"},
+        {{"--motion-blur", "1.5"}, "--motion-blur must be between 0 (off) and 1"},
         {{"--camera-size", "big"}, "--camera-size: expected a number"},
         {{"--camera-shape", "oval"}, "unknown --camera-shape value \"oval\" (circle, roundedSquare, square)"},
         {{"--camera-mirror", "yes"}, "unknown --camera-mirror value \"yes\" (on, off)"},

@@ -206,9 +206,12 @@ TEST(YuvFrameCompositorTest, LooksLikeDrawingInRgbOnGeneratedLayouts)
             for (const bool background : {true, false}) {
                 SCOPED_TRACE(std::string(templateNameTexts.text(name)) + " " + std::string(cursorEffectTexts.text(effect)) +
                              (background ? "" : " plain"));
-                FrameCompositor fastCompositor(test::compositorScene(name, effect, background), {});
-                FrameCompositor slowCompositor(test::compositorScene(name, effect, background), {});
-                FrameCompositor freshCompositor(test::compositorScene(name, effect, background), {});
+                CompositorScene scene = test::compositorScene(name, effect, background);
+                // Half the layouts smear the moving camera and cursor.
+                scene.settings.motionBlur = layoutIndex % 2 == 0 ? 0.5 + 0.1 * (layoutIndex % 5) : 0;
+                FrameCompositor fastCompositor(scene, {});
+                FrameCompositor slowCompositor(scene, {});
+                FrameCompositor freshCompositor(scene, {});
                 // The camera bubble comes in part way, so frames with and without it are compared.
                 const int variant = layoutIndex * 2 + (background ? 0 : 1);
                 const double cameraStart = 0.1 * (variant % 4);
@@ -394,6 +397,146 @@ TEST(YuvFrameCompositorTest, PartialConversionEqualsFullConversion)
     convertImageToYuv420(image, *full);
     convertImageToYuv420(image, *partial, QRect(33, 17, 102, 62));
     EXPECT_EQ(largestDifference(*full, *partial), 0);
+}
+
+// The camera of the shared scene, sampled anywhere: the state a frame at `time` shows.
+CameraKeyframe sceneCameraAt(const CompositorScene& scene, double time)
+{
+    CameraFrameProvider camera(scene.keyframes);
+    return camera.state(time);
+}
+
+TEST(MotionBlurTest, AStillCameraIsSharpAndAMovingOneIsTheAverageOfItsMomentsDrawnOneByOne)
+{
+    static const FrameHandle source = generatedSource();
+    const DecodedFrameLookup lookup = [](double) { return source.get(); };
+    CompositorScene scene = test::compositorScene(TemplateName::gradientBlue, CursorEffect::macOS);
+    scene.settings.showCursor = false;
+    // Still until 0.3 s, then a zoom and a pan, still again from 1.2 s.
+    scene.keyframes = {{0, 960, 540, 1}, {0.3, 960, 540, 1}, {0.7, 611.3, 301.7, 2.3}, {1.2, 1400, 800, 1.4}};
+    const QSize size(1280, 720);
+    const auto frameOf = [&](double amount, double time) {
+        CompositorScene blurred = scene;
+        blurred.settings.motionBlur = amount;
+        FrameCompositor compositor(blurred, {});
+        YuvFrameCompositor yuv(compositor, lookup);
+        FrameHandle frame = allocateFrame(AV_PIX_FMT_YUV420P, size.width(), size.height());
+        yuv.drawFrame(*frame, std::nullopt, time);
+        return frame;
+    };
+    for (const double time : {0.1, 0.29, 1.25, 1.5}) {
+        SCOPED_TRACE(time);
+        EXPECT_EQ(largestDifference(*frameOf(0, time), *frameOf(0.5, time)), 0) << "a still camera stays sharp";
+    }
+    int blurredFrames = 0;
+    for (const double amount : {0.5, 1.0}) {
+        for (const double time : {0.4, 0.55, 0.8, 1.0}) {
+            SCOPED_TRACE(std::to_string(amount) + " at " + std::to_string(time));
+            const FrameHandle blurred = frameOf(amount, time);
+            // The moments: equal parts of a shutter open `amount` of a 30 fps frame, each drawn
+            // sharp at its middle, from the same source frame.
+            const double shutter = amount / 30;
+            const auto cropAt = [&](double moment) {
+                FrameCompositor layoutOnly(scene, {});
+                const auto& layout = layoutOnly.layout(QRectF(0, 0, size.width(), size.height()));
+                return CompositorGeometry::cropRect(1920, 1080, layout.video, sceneCameraAt(scene, moment));
+            };
+            FrameCompositor layoutOnly(scene, {});
+            const CGRectCodable target = layoutOnly.layout(QRectF(0, 0, size.width(), size.height())).video;
+            const CGRectCodable opens = cropAt(time - shutter / 2);
+            const CGRectCodable closes = cropAt(time + shutter / 2);
+            const double scale = target.width / std::min(opens.width, closes.width);
+            const double motion = scale * std::max({std::abs(closes.x - opens.x), std::abs(closes.y - opens.y),
+                                                    std::abs(closes.x + closes.width - opens.x - opens.width),
+                                                    std::abs(closes.y + closes.height - opens.y - opens.height)});
+            const int count = motion < 0.5 ? 1 : std::min(8, static_cast<int>(std::ceil(motion / 1.5)) + 1);
+            ASSERT_GT(count, 1) << "the camera moves here";
+            std::vector<FrameHandle> moments;
+            for (int index = 0; index < count; ++index) {
+                moments.push_back(frameOf(0, time - shutter / 2 + shutter * (index + 0.5) / count));
+            }
+            int largest = 0;
+            for (int plane = 0; plane < 3; ++plane) {
+                const int rows = plane == 0 ? size.height() : size.height() / 2;
+                const int columns = plane == 0 ? size.width() : size.width() / 2;
+                for (int y = 0; y < rows; ++y) {
+                    for (int x = 0; x < columns; ++x) {
+                        int sum = 0;
+                        for (const FrameHandle& moment : moments) sum += moment->data[plane][y * moment->linesize[plane] + x];
+                        const int average = (sum + count / 2) / count;
+                        largest = std::max(largest, std::abs(average - blurred->data[plane][y * blurred->linesize[plane] + x]));
+                    }
+                }
+            }
+            EXPECT_LE(largest, 1) << count << " moments";
+            blurredFrames += largestDifference(*blurred, *frameOf(0, time)) > 8;
+        }
+    }
+    EXPECT_EQ(blurredFrames, 8) << "every moving frame differs visibly from its sharp self";
+}
+
+TEST(MotionBlurTest, TheCursorIsSmearedAlongItsPathAndSharpAtRest)
+{
+    const QSize size(1920, 1080);
+    CompositorScene scene = test::compositorScene(TemplateName::minimalDark, CursorEffect::macOS);
+    scene.keyframes = {{0, 960, 540, 1}};
+    scene.settings.showClickRipple = false;
+    scene.settings.dynamicCursorScale = false;
+    // Left to right across the video in 0.5 s, then at rest.
+    scene.cursorFrames.clear();
+    for (int index = 0; index <= 30; ++index) {
+        const double time = index / 30.0;
+        scene.cursorFrames.push_back({time, 200 + 1400 * std::min(time, 0.5) / 0.5, 500, true, false});
+    }
+    const auto draw = [&](double amount, bool cursor, double time) {
+        CompositorScene shown = scene;
+        shown.settings.motionBlur = amount;
+        shown.settings.showCursor = cursor;
+        FrameCompositor compositor(shown, {});
+        QImage canvas(size, QImage::Format_RGB32);
+        compositor.drawFrame(canvas, time);
+        return canvas;
+    };
+    // The columns and rows where the pointer shows: those holding at least a tenth of the
+    // most any one holds of its difference from the frame without it.
+    const auto extent = [](const QImage& with, const QImage& without) {
+        std::vector<long> columns(static_cast<std::size_t>(with.width()));
+        std::vector<long> rows(static_cast<std::size_t>(with.height()));
+        for (int y = 0; y < with.height(); ++y) {
+            for (int x = 0; x < with.width(); ++x) {
+                const int step = std::abs(qGray(with.pixel(x, y)) - qGray(without.pixel(x, y)));
+                columns[static_cast<std::size_t>(x)] += step;
+                rows[static_cast<std::size_t>(y)] += step;
+            }
+        }
+        const auto span = [](const std::vector<long>& profile) {
+            const long most = *std::max_element(profile.begin(), profile.end());
+            int first = -1;
+            int last = -1;
+            for (std::size_t index = 0; index < profile.size(); ++index) {
+                if (profile[index] * 10 < most) continue;
+                if (first < 0) first = static_cast<int>(index);
+                last = static_cast<int>(index);
+            }
+            return std::pair{first, last};
+        };
+        const auto [left, right] = span(columns);
+        const auto [top, bottom] = span(rows);
+        return std::array<int, 4>{left, right, top, bottom};
+    };
+    const QImage background = draw(1, false, 0.25);
+    const auto sharp = extent(draw(0, true, 0.25), background);
+    const auto smeared = extent(draw(1, true, 0.25), background);
+    // The pointer moves 1400 source px in 0.5 s: about 50 output px over a whole frame's shutter.
+    const int sharpWidth = sharp[1] - sharp[0];
+    const int smearWidth = smeared[1] - smeared[0];
+    EXPECT_GT(smearWidth, sharpWidth + 35) << "smeared along its way";
+    EXPECT_LT(smearWidth, sharpWidth + 75);
+    EXPECT_NEAR(smeared[2], sharp[2], 3) << "and not across it";
+    EXPECT_NEAR(smeared[3], sharp[3], 3);
+    EXPECT_NEAR((smeared[0] + smeared[1]) / 2.0, (sharp[0] + sharp[1]) / 2.0, 6) << "centred on where it is";
+    // At rest the cursor is as sharp as without blur.
+    EXPECT_EQ(draw(1, true, 0.8), draw(0, true, 0.8));
 }
 
 }  // namespace
