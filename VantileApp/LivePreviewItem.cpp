@@ -41,7 +41,11 @@ void LivePreviewItem::setAppState(AppState* state)
             reloadMovie();
             updateScene();
         });
-        connect(appState_, &AppState::previewVideoURLChanged, this, &LivePreviewItem::reloadMovie);
+        // The bubble's camera movie lies beside the raw movie.
+        connect(appState_, &AppState::previewVideoURLChanged, this, [this] {
+            reloadMovie();
+            updateScene();
+        });
         connect(appState_, &AppState::renderSettingsChanged, this, [this] {
             updateCanvas();
             updateScene();
@@ -98,7 +102,11 @@ void LivePreviewItem::updateScene()
         timeline_ = OutputTimeline(0, std::nullopt, {});
         return;
     }
-    player_.setScene(PreviewFrameRenderer::sceneFor(*appState_->currentProject(), appState_->renderSettings()));
+    const RecordingProject& project = *appState_->currentProject();
+    const RenderSettings& settings = appState_->renderSettings();
+    std::optional<RenderJob> overlays;
+    if (const auto movie = appState_->previewVideoURL()) overlays = PreviewFrameRenderer::overlaysFor(project, settings, *movie);
+    player_.setScene(PreviewFrameRenderer::sceneFor(project, settings), std::move(overlays));
     timeline_ = OutputTimeline(*appState_->currentProject());
     player_.setTimeline(timeline_);
     emit playbackChanged();
