@@ -22,8 +22,8 @@ struct OverlayTile {
 
 // One feature drawn over the finished picture, above the card, the cursor and the ripples.
 // Both compositors draw its tile: the RGB one directly, the YUV one by blending only the
-// tile's rectangle. Adding one means a class beside this one and a line where the export
-// builds its compositor.
+// tile's rectangle. Adding one means a class beside this one and a line in addOverlayLayers,
+// which every compositor's layers come from.
 class OverlayLayer {
 public:
     virtual ~OverlayLayer() = default;
