@@ -1,3 +1,4 @@
+#include "LivePreviewItem.h"
 #include "ScreenHarness.h"
 
 #include "render/CompositorGeometry.h"
@@ -8,6 +9,8 @@
 #include <QTest>
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 namespace vantile {
 namespace {
@@ -51,6 +54,20 @@ struct BubbleScreen : ScreenHarness {
     {
         const QRectF canvas = preview->property("canvasRect").toRectF();
         return preview->mapToScene({canvas.x() + canvas.width() * across, canvas.y() + canvas.height() * down}).toPoint();
+    }
+
+    // Whether the preview's latest picture shows the camera's clock (its blue) at the upper part
+    // of the bubble's square as the current settings place it.
+    bool showsBubble() const
+    {
+        const QImage frame = static_cast<LivePreviewItem*>(preview)->player().latestFrame();
+        if (frame.isNull()) return false;
+        const double width = static_cast<double>(settings().outputWidth);
+        const double height = static_cast<double>(settings().outputHeight);
+        const CGRectCodable bubble = CompositorGeometry::cameraBubbleRect({0, 0, width, height}, settings());
+        const QColor colour = frame.pixelColor(static_cast<int>((bubble.x + bubble.width / 2) * frame.width() / width),
+                                               static_cast<int>((bubble.y + bubble.height / 4) * frame.height() / height));
+        return colour.blue() - std::max(colour.red(), colour.green()) > 80;
     }
 
     // A drag of the real pointer in steps, as a hand makes it.
@@ -111,6 +128,8 @@ TEST(CameraBubbleEditing, DraggingTheBubbleMovesItAsOneUndoStepAndSnapsNearACorn
     AppState& state = *screen.state;
     const RenderSettings original = state.renderSettings();
 
+    // The preview draws the bubble where the settings place it, and follows it when it moves.
+    EXPECT_TRUE(waitFor([&] { return screen.showsBubble(); }));
     // A drag from off the bubble moves nothing and leaves no step.
     screen.drag(screen.onFrame(0.2, 0.2), screen.onFrame(0.5, 0.5));
     EXPECT_EQ(state.renderSettings(), original);
@@ -122,6 +141,7 @@ TEST(CameraBubbleEditing, DraggingTheBubbleMovesItAsOneUndoStepAndSnapsNearACorn
     EXPECT_EQ(moved.cameraPosition, CameraPosition::custom);
     EXPECT_NEAR(moved.cameraCenterX, 0.5, 0.01);
     EXPECT_NEAR(moved.cameraCenterY, 0.45, 0.01);
+    EXPECT_TRUE(waitFor([&] { return screen.showsBubble(); }));
     ASSERT_TRUE(state.canUndo());
     state.undoTimelineEdit();
     EXPECT_EQ(state.renderSettings(), original) << "the drag's moves were more than one step";
@@ -142,6 +162,7 @@ TEST(CameraBubbleEditing, WithoutACameraThereIsNoSectionAndNoBubbleToDrag)
     BubbleScreen screen(false);
     ASSERT_TRUE(screen.preview);
     EXPECT_FALSE(screen.visibleTexts().contains("摄像头"));
+    EXPECT_FALSE(screen.showsBubble());
     const RenderSettings original = screen.state->renderSettings();
     screen.drag(screen.onBubble(), screen.onFrame(0.5, 0.5));
     EXPECT_EQ(screen.state->renderSettings(), original);
