@@ -195,6 +195,15 @@ public:
     Q_INVOKABLE void updateAspectRatio(const QString& ratio);
     Q_INVOKABLE void updateResolutionPreset(const QString& preset);
 
+    // The settings panel's camera section ("cameraVisible", "cameraSize", "cameraShape",
+    // "cameraMirror", "cameraShadow", "cameraPosition") and the bubble dragged on the preview.
+    // Each change is one undo step in the timeline's history. Between the beginning and the
+    // end of a gesture (a slider or a drag) changes show at once and become one step at its end.
+    Q_INVOKABLE void changeCameraBubble(const QString& field, const QVariant& value);
+    Q_INVOKABLE void beginCameraBubbleGesture();
+    Q_INVOKABLE void endCameraBubbleGesture();
+    void setCameraBubble(const CameraBubbleLook& look);
+
     // The timeline under the preview. Times are recording seconds, points raw-video pixels,
     // indexes positions in currentProject.segments. A refused edit shows its error and changes nothing.
     Q_INVOKABLE void addTimelineSegment(double playhead);
@@ -332,6 +341,7 @@ private:
     std::string statusMessage_;
     std::optional<std::string> errorMessage_;
     RenderSettings renderSettings_ = RenderSettings::defaultLandscape();
+    std::optional<CameraBubbleLook> cameraBubbleGestureStart_;
     std::optional<Timestamp> recordingStartTime_;
     double recordingElapsed_ = 0;
     double recordingMaxDuration_ = 600;

@@ -41,7 +41,11 @@ void LivePreviewItem::setAppState(AppState* state)
             reloadMovie();
             updateScene();
         });
-        connect(appState_, &AppState::previewVideoURLChanged, this, &LivePreviewItem::reloadMovie);
+        // The bubble's camera movie lies beside the raw movie.
+        connect(appState_, &AppState::previewVideoURLChanged, this, [this] {
+            reloadMovie();
+            updateScene();
+        });
         connect(appState_, &AppState::renderSettingsChanged, this, [this] {
             updateCanvas();
             updateScene();
@@ -91,6 +95,41 @@ QVariantMap LivePreviewItem::videoPointAt(double x, double y) const
     return {{"x", point->x}, {"y", point->y}};
 }
 
+CodablePoint LivePreviewItem::outputPointAt(double x, double y) const
+{
+    const RenderSettings& settings = appState_->renderSettings();
+    return {(x - canvasRect_.x()) * static_cast<double>(settings.outputWidth) / canvasRect_.width(),
+            (y - canvasRect_.y()) * static_cast<double>(settings.outputHeight) / canvasRect_.height()};
+}
+
+bool LivePreviewItem::pressCameraBubble(double x, double y)
+{
+    cameraBubbleDrag_.reset();
+    if (!appState_ || !appState_->currentProject() || !appState_->currentProject()->camera || canvasRect_.isEmpty()) {
+        return false;
+    }
+    const RenderSettings& settings = appState_->renderSettings();
+    const CGRectCodable canvas{0, 0, static_cast<double>(settings.outputWidth), static_cast<double>(settings.outputHeight)};
+    cameraBubbleDrag_ = CameraBubbleDrag::begin(canvas, settings, outputPointAt(x, y));
+    if (!cameraBubbleDrag_) return false;
+    appState_->beginCameraBubbleGesture();
+    return true;
+}
+
+void LivePreviewItem::dragCameraBubble(double x, double y)
+{
+    if (!cameraBubbleDrag_ || !appState_) return;
+    appState_->setCameraBubble(CameraBubbleLook::of(cameraBubbleDrag_->movedTo(outputPointAt(x, y))));
+}
+
+void LivePreviewItem::releaseCameraBubble(double x, double y)
+{
+    if (!cameraBubbleDrag_ || !appState_) return;
+    appState_->setCameraBubble(CameraBubbleLook::of(cameraBubbleDrag_->releasedAt(outputPointAt(x, y))));
+    cameraBubbleDrag_.reset();
+    appState_->endCameraBubbleGesture();
+}
+
 void LivePreviewItem::updateScene()
 {
     if (!appState_ || !appState_->currentProject()) {
@@ -98,7 +137,11 @@ void LivePreviewItem::updateScene()
         timeline_ = OutputTimeline(0, std::nullopt, {});
         return;
     }
-    player_.setScene(PreviewFrameRenderer::sceneFor(*appState_->currentProject(), appState_->renderSettings()));
+    const RecordingProject& project = *appState_->currentProject();
+    const RenderSettings& settings = appState_->renderSettings();
+    std::optional<RenderJob> overlays;
+    if (const auto movie = appState_->previewVideoURL()) overlays = PreviewFrameRenderer::overlaysFor(project, settings, *movie);
+    player_.setScene(PreviewFrameRenderer::sceneFor(project, settings), std::move(overlays));
     timeline_ = OutputTimeline(*appState_->currentProject());
     player_.setTimeline(timeline_);
     emit playbackChanged();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "PreviewPlayer.h"
+#include "render/CameraBubbleDrag.h"
 
 #include <QPointer>
 #include <QQuickItem>
@@ -60,6 +61,11 @@ public:
     // The timeline's focus point gesture: the raw-video point under (x, y) of this item, as
     // {"x", "y"}, or an empty map outside the video.
     Q_INVOKABLE QVariantMap videoPointAt(double x, double y) const;
+    // Dragging the camera bubble, at (x, y) of this item. A press off the bubble (or without a
+    // camera) grabs nothing and returns false; the whole drag is one undo step.
+    Q_INVOKABLE bool pressCameraBubble(double x, double y);
+    Q_INVOKABLE void dragCameraBubble(double x, double y);
+    Q_INVOKABLE void releaseCameraBubble(double x, double y);
 
 signals:
     void appStateChanged();
@@ -76,6 +82,8 @@ private:
     void reloadMovie();
     void updateScene();
     void updateCanvas();
+    // A point of this item in output pixels, where the bubble's geometry works.
+    CodablePoint outputPointAt(double x, double y) const;
 
     QPointer<AppState> appState_;
     PreviewPlayer player_;
@@ -86,6 +94,7 @@ private:
     bool wasPlayingBeforeScrub_ = false;
     double scrubTime_ = 0;
     QRectF canvasRect_;
+    std::optional<CameraBubbleDrag> cameraBubbleDrag_;
     OutputTimeline timeline_{0, std::nullopt, {}};
 };
 

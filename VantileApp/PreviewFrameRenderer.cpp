@@ -1,5 +1,7 @@
 #include "PreviewFrameRenderer.h"
 
+#include "render/layers/OverlayLayers.h"
+
 #include <QPainter>
 
 namespace vantile {
@@ -9,18 +11,31 @@ CompositorScene PreviewFrameRenderer::sceneFor(const RecordingProject& project, 
     return CompositorScene::of(project, settings);
 }
 
-void PreviewFrameRenderer::setScene(CompositorScene scene)
+RenderJob PreviewFrameRenderer::overlaysFor(const RecordingProject& project, const RenderSettings& settings,
+                                            const std::filesystem::path& rawMovie)
+{
+    RenderJob job;
+    job.project = project;
+    job.rawVideoURL = rawMovie;
+    job.renderSettings = settings;
+    return job;
+}
+
+void PreviewFrameRenderer::setScene(CompositorScene scene, std::optional<RenderJob> overlays)
 {
     scene_ = std::move(scene);
+    overlays_ = std::move(overlays);
     compositor_.reset();
 }
 
 void PreviewFrameRenderer::render(QImage& target, const QImage* source, double time)
 {
     if (!scene_ || target.isNull()) return;
-    // The compositor's camera and cursor only read forward; going back starts a new one.
+    // The compositor's camera and cursor, and the camera movie of the bubble, only read
+    // forward; going back starts them all anew.
     if (!compositor_ || time < lastTime_) {
         compositor_ = std::make_unique<FrameCompositor>(*scene_, [this](double) { return source_; });
+        if (overlays_) addOverlayLayers(*compositor_, *overlays_);
     }
     lastTime_ = time;
     source_ = source;

@@ -1,10 +1,12 @@
 #pragma once
 
 #include "render/FrameCompositor.h"
+#include "render/RenderJob.h"
 #include "model/RecordingProject.h"
 
 #include <QImage>
 
+#include <filesystem>
 #include <memory>
 #include <optional>
 
@@ -18,7 +20,12 @@ public:
     // The scene an export of `project` with `settings` draws from.
     static CompositorScene sceneFor(const RecordingProject& project, const RenderSettings& settings);
 
-    void setScene(CompositorScene scene);
+    // What the export's overlay layers (the camera bubble) are built from for the same
+    // project, whose raw movie is `rawMovie`.
+    static RenderJob overlaysFor(const RecordingProject& project, const RenderSettings& settings,
+                                 const std::filesystem::path& rawMovie);
+
+    void setScene(CompositorScene scene, std::optional<RenderJob> overlays = std::nullopt);
     bool hasScene() const { return scene_.has_value(); }
 
     // Draws the output frame at `time` over the whole of `target`; `source` is the raw
@@ -27,6 +34,7 @@ public:
 
 private:
     std::optional<CompositorScene> scene_;
+    std::optional<RenderJob> overlays_;
     std::unique_ptr<FrameCompositor> compositor_;
     const QImage* source_ = nullptr;
     double lastTime_ = 0;

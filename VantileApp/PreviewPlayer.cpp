@@ -27,6 +27,7 @@ struct PreviewPlayer::Shared {
     std::optional<std::filesystem::path> movie;
     bool sceneChanged = false;
     std::optional<CompositorScene> scene;
+    std::optional<RenderJob> overlays;
     std::optional<OutputTimeline> timeline;
     QSize canvasSize;
     std::optional<double> seekTarget;
@@ -71,11 +72,12 @@ void PreviewPlayer::open(const std::optional<std::filesystem::path>& movie, doub
     emit stateChanged();
 }
 
-void PreviewPlayer::setScene(std::optional<CompositorScene> scene)
+void PreviewPlayer::setScene(std::optional<CompositorScene> scene, std::optional<RenderJob> overlays)
 {
     {
         std::lock_guard lock(shared_->mutex);
         shared_->scene = std::move(scene);
+        shared_->overlays = std::move(overlays);
         shared_->sceneChanged = true;
     }
     shared_->wake.notify_all();
@@ -247,7 +249,7 @@ void PreviewPlayer::run()
             if (shared_->sceneChanged) {
                 shared_->sceneChanged = false;
                 sceneChanged = true;
-                if (shared_->scene) renderer.setScene(*shared_->scene);
+                if (shared_->scene) renderer.setScene(*shared_->scene, shared_->overlays);
                 canvasSize = shared_->canvasSize;
             }
             seekTarget = shared_->seekTarget;

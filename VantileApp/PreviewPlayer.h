@@ -30,7 +30,8 @@ public:
 
     // Opens `movie` (or nothing) for a project of `duration` seconds, paused at 0.
     void open(const std::optional<std::filesystem::path>& movie, double duration);
-    void setScene(std::optional<CompositorScene> scene);
+    // `overlays`: what the export's overlay layers are built from (PreviewFrameRenderer::overlaysFor).
+    void setScene(std::optional<CompositorScene> scene, std::optional<RenderJob> overlays = std::nullopt);
     // The project's trim and cuts: playback skips what they remove and stops at the kept end.
     void setTimeline(const OutputTimeline& timeline);
     void setCanvasSize(QSize size);

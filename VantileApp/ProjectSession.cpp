@@ -138,6 +138,28 @@ void ProjectSession::editTimeline(const std::function<void(TimelineModel&)>& cha
     publish();
 }
 
+void ProjectSession::showCameraBubble(const CameraBubbleLook& look)
+{
+    applyRenderSettings(look.appliedTo(state_.renderSettings()));
+}
+
+void ProjectSession::editCameraBubble(const CameraBubbleLook& look, const std::optional<CameraBubbleLook>& from)
+{
+    if (!editor_) {
+        showCameraBubble(look);
+        return;
+    }
+    editTimeline([&](TimelineModel& model) {
+        if (from) {
+            // The gesture's moves were shown without steps; its one step starts where it began.
+            RecordingProject before = model.project();
+            before.renderSettings = from->appliedTo(before.renderSettings);
+            model.adopt(std::move(before));
+        }
+        model.setCameraBubble(look);
+    });
+}
+
 RenderJob ProjectSession::exportJob(const std::optional<std::filesystem::path>& destination) const
 {
     return editor_->makeExportJob(destination.value_or(editor_->defaultExportURL()));

@@ -46,6 +46,12 @@ public:
     bool canUndo() const { return timeline_ && timeline_->canUndo(); }
     bool canRedo() const { return timeline_ && timeline_->canRedo(); }
 
+    // The camera bubble. Shown: applied and saved without an undo step, for the moves of a
+    // drag or a slider. Edited: one undo step, from `from` (where such a gesture began) or
+    // from the look shown now.
+    void showCameraBubble(const CameraBubbleLook& look);
+    void editCameraBubble(const CameraBubbleLook& look, const std::optional<CameraBubbleLook>& from = std::nullopt);
+
     // Only with an open project. Without a destination: export.mp4 in the project directory.
     RenderJob exportJob(const std::optional<std::filesystem::path>& destination = std::nullopt) const;
     void recordExport(const std::filesystem::path& outputURL, std::int64_t bytes, Timestamp exportedAt);

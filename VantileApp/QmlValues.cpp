@@ -8,6 +8,7 @@
 #include <QUrl>
 
 #include <algorithm>
+#include <cmath>
 
 namespace vantile::QmlValues {
 
@@ -95,6 +96,7 @@ QVariantMap project(const RecordingProject& project)
         {"cuts", ranges(project.cuts)},
         {"keptDuration", OutputTimeline(project).duration()},
         {"laneCount", laneCount(project.focusSegments)},
+        {"hasCamera", project.camera.has_value()},
         {"audioTrackCount", (capturesSystemAudio(project.audioSettings.mode) ? 1 : 0) +
                                 (capturesMicrophone(project.audioSettings.mode) ? 1 : 0)},
     };
@@ -119,6 +121,12 @@ QVariantMap renderSettings(const RenderSettings& settings)
         {"outputHeight", static_cast<qlonglong>(settings.outputHeight)},
         {"fps", static_cast<qlonglong>(settings.fps)},
         {"exportQuality", text(exportQualityTexts, settings.exportQuality)},
+        {"cameraVisible", settings.cameraVisible},
+        {"cameraPosition", text(cameraPositionTexts, settings.cameraPosition)},
+        {"cameraSize", settings.cameraSize},
+        {"cameraShape", text(cameraShapeTexts, settings.cameraShape)},
+        {"cameraMirror", settings.cameraMirror},
+        {"cameraShadow", settings.cameraShadow},
     };
 }
 
@@ -250,6 +258,38 @@ std::optional<RenderSettingChange> renderSettingChange(const RenderSettings& cur
         return std::nullopt;
     }
     return settings;
+}
+
+std::optional<CameraBubbleLook> cameraBubbleChange(const CameraBubbleLook& current, const QString& field,
+                                                   const QVariant& value)
+{
+    CameraBubbleLook look = current;
+    if (field == "cameraVisible") {
+        look.visible = value.toBool();
+    } else if (field == "cameraMirror") {
+        look.mirror = value.toBool();
+    } else if (field == "cameraShadow") {
+        look.shadow = value.toBool();
+    } else if (field == "cameraSize") {
+        bool isNumber = false;
+        const double size = value.toDouble(&isNumber);
+        if (!isNumber || !std::isfinite(size)) return std::nullopt;
+        look.size = std::clamp(size, RenderSettings::minimumCameraSize, RenderSettings::maximumCameraSize);
+    } else if (field == "cameraShape") {
+        const auto parsed = parse(cameraShapeTexts, value.toString());
+        if (!parsed) return std::nullopt;
+        look.shape = *parsed;
+    } else if (field == "cameraPosition") {
+        // The panel offers the corners; a custom place comes only from dragging the bubble.
+        const auto parsed = parse(cameraPositionTexts, value.toString());
+        if (!parsed || *parsed == CameraPosition::custom) return std::nullopt;
+        look.position = *parsed;
+        look.centerX = CameraBubbleLook{}.centerX;
+        look.centerY = CameraBubbleLook{}.centerY;
+    } else {
+        return std::nullopt;
+    }
+    return look;
 }
 
 }  // namespace vantile::QmlValues

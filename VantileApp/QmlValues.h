@@ -2,6 +2,7 @@
 
 #include "capture/PermissionStatus.h"
 #include "model/AudioSettings.h"
+#include "model/CameraBubbleLook.h"
 #include "model/CaptureSource.h"
 #include "model/JsonCoding.h"
 #include "model/RecordingProject.h"
@@ -59,6 +60,10 @@ using RenderSettingChange =
 // Nothing for an unknown field or a value it cannot take.
 std::optional<RenderSettingChange> renderSettingChange(const RenderSettings& current, const QString& field,
                                                        const QVariant& value);
+// The settings panel's camera section: `current` with one field changed, nothing for an
+// unknown field or a value it cannot take; a size is kept to the allowed range.
+std::optional<CameraBubbleLook> cameraBubbleChange(const CameraBubbleLook& current, const QString& field,
+                                                   const QVariant& value);
 
 }  // namespace QmlValues
 

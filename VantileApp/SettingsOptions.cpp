@@ -37,6 +37,11 @@ QVariantMap all()
                                      option("none", "无")};
     // Classic eases behind the pointer; precise also lands where it rests and clicks.
     const QVariantList cursorSmoothings{option("classic", "柔和"), option("precise", "精准落点")};
+    // The bubble's shapes, and the corners the panel offers; a place of its own comes from dragging it.
+    const QVariantList cameraShapes{option("circle", "圆形"), option("roundedSquare", "圆角方形"),
+                                    option("square", "方形")};
+    const QVariantList cameraPositions{option("bottomRight", "右下"), option("bottomLeft", "左下"),
+                                       option("topRight", "右上"), option("topLeft", "左上")};
     const QVariantList exportQualities{option("draft", "草稿（快）"), option("standard", "标准"),
                                        option("high", "高质量（慢）")};
     QVariantList frameRates;
@@ -52,6 +57,7 @@ QVariantMap all()
         {"zoomIntensities", zoomIntensities}, {"cursorThemes", cursorThemes}, {"cursorEffects", cursorEffects},
         {"frameRates", frameRates},       {"audioModes", audioModes},       {"exportQualities", exportQualities},
         {"windowChromes", windowChromes}, {"cursorSmoothings", cursorSmoothings},
+        {"cameraShapes", cameraShapes},   {"cameraPositions", cameraPositions},
     };
 }
 

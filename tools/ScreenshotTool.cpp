@@ -8,6 +8,8 @@
 #include "StatusItemController.h"
 #include "capture/KeyShortcut.h"
 #include "capture/wayland/InputDeviceAccess.h"
+#include "store/ProjectFileManager.h"
+#include "support/ClockMovies.h"
 
 #include <QApplication>
 #include <QMenu>
@@ -210,6 +212,31 @@ int main(int argc, char** argv)
     QTest::qWait(300);
     ok &= save(grab(screens), out / "08b-export-replace.png");
     screens.state->cancelReplace();
+
+    // A recording with a camera: the bubble dragged to a place of its own on the preview, and
+    // the panel's camera section in sight.
+    const std::filesystem::path withCamera = screens.root / "projects" / "project-2026-11-23-113000";
+    RecordingProject cameraProject = SampleProjectWriter::write(withCamera, {6, 1920, 1080});
+    writeCameraClockMovie(withCamera / "camera.mov", 6);
+    cameraProject.camera = CameraRecording{"camera.mov", 160, 120, 30, 0};
+    ProjectFileManager(withCamera.parent_path()).saveProject(cameraProject, withCamera);
+    screens.openProject(withCamera);
+    preview = screens.item("livePreview");
+    waitFor([&] { return preview && preview->property("ready").toBool(); });
+    screens.state->changeCameraBubble("cameraShape", "roundedSquare");
+    screens.state->changeCameraBubble("cameraSize", 0.3);
+    CameraBubbleLook placed = CameraBubbleLook::of(screens.state->renderSettings());
+    placed.position = CameraPosition::custom;
+    placed.centerX = 0.78;
+    placed.centerY = 0.3;
+    screens.state->setCameraBubble(placed);
+    if (auto* scroll = screens.item("previewSettingsPanel")) {
+        if (auto* flickable = qobject_cast<QQuickItem*>(scroll->property("contentItem").value<QObject*>())) {
+            flickable->setProperty("contentY", flickable->property("contentHeight").toDouble() - flickable->height());
+        }
+    }
+    QTest::qWait(900);
+    ok &= save(grab(screens), out / "08c-preview-camera.png");
 
     RecordingHintPanel hint(MainWindowShell::hintMessage);
     hint.show();

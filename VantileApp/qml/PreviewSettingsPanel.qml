@@ -118,5 +118,76 @@ ScrollView {
             current: panel.settings.cursorEffect
             onPicked: value => appState.changeRenderSetting("cursorEffect", value)
         }
+
+        // The presenter's bubble, only for a recording with a camera; every change is undoable.
+        ColumnLayout {
+            objectName: "cameraSection"
+            visible: !!appState.currentProject.hasCamera
+            Layout.fillWidth: true
+            spacing: 16
+
+            Text { text: "摄像头"; color: Theme.text; font.pixelSize: 17; font.weight: Font.Bold; Layout.topMargin: 8 }
+            SettingSwitch {
+                Layout.fillWidth: true
+                objectName: "cameraVisibleSwitch"
+                title: "显示摄像头"
+                checked: panel.settings.cameraVisible
+                onToggled: value => appState.changeCameraBubble("cameraVisible", value)
+            }
+            ColumnLayout {
+                Layout.fillWidth: true
+                spacing: 6
+                enabled: panel.settings.cameraVisible
+                RowLayout {
+                    Layout.fillWidth: true
+                    Text { text: "大小"; color: Theme.secondaryText; font.pixelSize: 12; font.weight: Font.DemiBold; Layout.fillWidth: true }
+                    Text { text: Math.round(sizeSlider.value * 100) + "%"; color: Theme.tertiaryText; font.pixelSize: 12 }
+                }
+                Slider {
+                    id: sizeSlider
+                    objectName: "cameraSizeSlider"
+                    Layout.fillWidth: true
+                    from: 0.12
+                    to: 0.5
+                    // A drag of the slider is one undo step.
+                    onPressedChanged: pressed ? appState.beginCameraBubbleGesture() : appState.endCameraBubbleGesture()
+                    onMoved: appState.changeCameraBubble("cameraSize", value)
+                    Binding on value {
+                        when: !sizeSlider.pressed
+                        value: panel.settings.cameraSize
+                    }
+                }
+            }
+            SettingPicker {
+                Layout.fillWidth: true
+                title: "形状"
+                options: panel.options.cameraShapes
+                current: panel.settings.cameraShape
+                enabled: panel.settings.cameraVisible
+                onPicked: value => appState.changeCameraBubble("cameraShape", value)
+            }
+            SettingPicker {
+                Layout.fillWidth: true
+                title: "位置"
+                options: panel.options.cameraPositions
+                current: panel.settings.cameraPosition
+                enabled: panel.settings.cameraVisible
+                onPicked: value => appState.changeCameraBubble("cameraPosition", value)
+            }
+            SettingSwitch {
+                Layout.fillWidth: true
+                title: "镜像"
+                checked: panel.settings.cameraMirror
+                enabled: panel.settings.cameraVisible
+                onToggled: value => appState.changeCameraBubble("cameraMirror", value)
+            }
+            SettingSwitch {
+                Layout.fillWidth: true
+                title: "阴影"
+                checked: panel.settings.cameraShadow
+                enabled: panel.settings.cameraVisible
+                onToggled: value => appState.changeCameraBubble("cameraShadow", value)
+            }
+        }
     }
 }

@@ -53,6 +53,24 @@ Item {
                     anchors.margins: 12
                     controller: appState
                 }
+                // A press on the camera bubble drags it; a press elsewhere goes on to what lies below.
+                MouseArea {
+                    objectName: "cameraBubbleArea"
+                    anchors.fill: preview
+                    enabled: !!appState.currentProject.hasCamera && appState.renderSettings.cameraVisible
+                    preventStealing: true
+                    property point last
+                    onPressed: (mouse) => {
+                        last = Qt.point(mouse.x, mouse.y)
+                        mouse.accepted = preview.pressCameraBubble(mouse.x, mouse.y)
+                    }
+                    onPositionChanged: (mouse) => {
+                        last = Qt.point(mouse.x, mouse.y)
+                        preview.dragCameraBubble(mouse.x, mouse.y)
+                    }
+                    onReleased: (mouse) => preview.releaseCameraBubble(mouse.x, mouse.y)
+                    onCanceled: preview.releaseCameraBubble(last.x, last.y)
+                }
                 // With a segment selected on the timeline, a press or drag on the picture moves its focus point.
                 MouseArea {
                     objectName: "focusPointArea"

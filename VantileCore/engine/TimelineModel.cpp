@@ -12,7 +12,7 @@ TimelineModel::TimelineModel(RecordingProject project) : project_(std::move(proj
 
 TimelineState TimelineModel::state() const
 {
-    return {project_.trim, project_.cuts, project_.focusSegments};
+    return {project_.trim, project_.cuts, project_.focusSegments, CameraBubbleLook::of(project_.renderSettings)};
 }
 
 void TimelineModel::adopt(RecordingProject project)
@@ -26,6 +26,7 @@ void TimelineModel::restore(const TimelineState& state)
     project_.trim = state.trim;
     project_.cuts = state.cuts;
     project_.focusSegments = state.focusSegments;
+    project_.renderSettings = state.cameraBubble.appliedTo(project_.renderSettings);
     project_.previewVideoPath.reset();
     timeline_ = OutputTimeline(project_);
 }
@@ -138,6 +139,14 @@ void TimelineModel::setTrim(TimeRange kept)
 void TimelineModel::cut(TimeRange removed)
 {
     commit(TimelineEdits::withCut(project_, removed));
+}
+
+void TimelineModel::setCameraBubble(const CameraBubbleLook& look)
+{
+    if (CameraBubbleLook::of(project_.renderSettings) == look) return;
+    RecordingProject edited = project_;
+    edited.renderSettings = look.appliedTo(edited.renderSettings);
+    commit(std::move(edited));
 }
 
 void TimelineModel::undo()

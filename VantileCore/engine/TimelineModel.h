@@ -2,6 +2,7 @@
 
 #include "engine/OutputTimeline.h"
 #include "engine/TimelineEditError.h"
+#include "model/CameraBubbleLook.h"
 #include "model/RecordingProject.h"
 
 #include <cstddef>
@@ -11,11 +12,13 @@
 
 namespace vantile {
 
-// What a timeline edit changes; the undo history keeps only this, not the whole project.
+// What a timeline edit changes; the undo history keeps only this, not the whole project. The
+// camera bubble's edits share the history, so one undo goes back one step of either.
 struct TimelineState {
     std::optional<TimeRange> trim;
     std::vector<TimeRange> cuts;
     std::vector<FocusSegment> focusSegments;
+    CameraBubbleLook cameraBubble;
 
     bool operator==(const TimelineState&) const = default;
 };
@@ -47,6 +50,8 @@ public:
     std::size_t addSegment(double playhead);
     void setTrim(TimeRange kept);
     void cut(TimeRange removed);
+    // Nothing happens when the look is the project's already.
+    void setCameraBubble(const CameraBubbleLook& look);
 
     bool canUndo() const { return !undo_.empty(); }
     bool canRedo() const { return !redo_.empty(); }

@@ -8,7 +8,7 @@
 #include "render/SourceFrameProvider.h"
 #include "render/VideoFileWriter.h"
 #include "render/YuvFrameCompositor.h"
-#include "render/layers/CameraBubbleLayer.h"
+#include "render/layers/OverlayLayers.h"
 #include "store/AtomicFile.h"
 
 extern "C" {
@@ -190,7 +190,7 @@ void drawFrames(const RenderJob& job, std::int64_t count, int fps, ExportMonitor
 {
     SourceFrameProvider source(job.rawVideoURL);
     FrameCompositor compositor(VideoFileWriter::compositorScene(job, source), {});
-    compositor.addLayer(CameraBubbleLayer::forJob(job));
+    addOverlayLayers(compositor, job);
     const DecodedFrameLookup decoded = [&source](double time) { return source.decodedFrame(time); };
     compositor.setDecodedSource(decoded);
     YuvFrameCompositor yuvCompositor(compositor, decoded);

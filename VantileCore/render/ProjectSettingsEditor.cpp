@@ -100,6 +100,11 @@ void ProjectSettingsEditor::replaceTimeline(const TimelineState& timeline)
     project_.cuts = timeline.cuts;
     project_.focusSegments = timeline.focusSegments;
     project_.previewVideoPath.reset();
+    if (CameraBubbleLook::of(renderSettings_) != timeline.cameraBubble) {
+        // Through applyRenderSettings, which saves: the settings changed as from the panel.
+        applyRenderSettings(timeline.cameraBubble.appliedTo(renderSettings_));
+        return;
+    }
     saveQuietly();
 }
 

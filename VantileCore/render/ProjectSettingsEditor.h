@@ -43,7 +43,7 @@ public:
     void changeFps(std::int64_t fps);
     // The cursor path is smoothed again the chosen way.
     void changeCursorSmoothing(CursorSmoothing smoothing);
-    // Takes a timeline edit (trim, cuts, segments) made and validated elsewhere, and saves it.
+    // Takes a timeline edit (trim, cuts, segments, the camera bubble) made and validated elsewhere, and saves it.
     void replaceTimeline(const TimelineState& timeline);
 
     std::filesystem::path rawVideoURL() const;

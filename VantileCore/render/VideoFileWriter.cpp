@@ -11,7 +11,7 @@
 #include "render/RenderError.h"
 #include "store/AtomicFile.h"
 #include "render/YuvFrameCompositor.h"
-#include "render/layers/CameraBubbleLayer.h"
+#include "render/layers/OverlayLayers.h"
 
 #include <sys/prctl.h>
 
@@ -161,7 +161,7 @@ void writeRenderedVideoOnly(const RenderJob& job, const VideoPassOptions& option
     SourceFrameProvider source(job.rawVideoURL);
     CompositorScene scene = compositorScene(job, source);
     FrameCompositor compositor(std::move(scene), {});
-    compositor.addLayer(CameraBubbleLayer::forJob(job));
+    addOverlayLayers(compositor, job);
     const DecodedFrameLookup decoded = [&source](double time) { return source.decodedFrame(time); };
     // The RGB drawing takes the frames the YUV path cannot.
     compositor.setDecodedSource(decoded);

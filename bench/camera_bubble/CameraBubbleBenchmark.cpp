@@ -6,7 +6,7 @@
 #include "render/MovieReader.h"
 #include "render/MovieWriter.h"
 #include "render/YuvFrameCompositor.h"
-#include "render/layers/CameraBubbleLayer.h"
+#include "render/layers/OverlayLayers.h"
 #include "store/ProjectFileManager.h"
 
 #include <QGuiApplication>
@@ -75,7 +75,7 @@ double exportCpuPerFrame(const fs::path& project, const RecordingProject& record
     if (bubble) {
         RenderJob job{recording, project / "raw.mov", {}, {}, recording.renderSettings, project / "unused.mp4"};
         job.project.camera = CameraRecording{"camera.mov", 1280, 720, 30, 0};
-        compositor.addLayer(CameraBubbleLayer::forJob(job));
+        addOverlayLayers(compositor, job);
     }
     YuvFrameCompositor yuv(compositor, lookup);
     std::vector<FrameHandle> pool;

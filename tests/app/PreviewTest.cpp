@@ -7,6 +7,11 @@
 #include "engine/TimelineEdits.h"
 #include "render/CompositorGeometry.h"
 #include "render/FrameCompositor.h"
+#include "render/ImageConversion.h"
+#include "render/MovieReader.h"
+#include "render/VideoFileWriter.h"
+#include "support/ClockMovies.h"
+#include "support/RunCommand.h"
 
 #include <gtest/gtest.h>
 
@@ -114,6 +119,105 @@ TEST(PreviewFrameRendererTest, PreviewFramesAreTheExportsFramesScaledDown)
         const QImage expected = exported.scaled(480, 270, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
         EXPECT_LE(largestDifference(small, expected), 64) << "at " << time;
     }
+}
+
+// Every frame of an exported movie, decoded as players do.
+std::vector<QImage> decodedFrames(const std::filesystem::path& movie, int width, int height)
+{
+    const auto decoded =
+        testing::runCommand({"ffmpeg", "-v", "error", "-i", movie.string(), "-f", "rawvideo", "-pix_fmt", "rgb24", "-"});
+    const std::size_t frameBytes = static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3;
+    std::vector<QImage> frames;
+    for (std::size_t offset = 0; offset + frameBytes <= decoded.standardOutput.size(); offset += frameBytes) {
+        const auto* bytes = reinterpret_cast<const uchar*>(decoded.standardOutput.data() + offset);
+        frames.push_back(QImage(bytes, width, height, width * 3, QImage::Format_RGB888).convertToFormat(QImage::Format_RGB32));
+    }
+    return frames;
+}
+
+// The mean difference of the colour channels inside `area`.
+double meanDifference(const QImage& first, const QImage& second, const QRect& area)
+{
+    double sum = 0;
+    for (int y = area.top(); y <= area.bottom(); ++y) {
+        for (int x = area.left(); x <= area.right(); ++x) {
+            const QRgb a = first.pixel(x, y);
+            const QRgb b = second.pixel(x, y);
+            sum += std::abs(qRed(a) - qRed(b)) + std::abs(qGreen(a) - qGreen(b)) + std::abs(qBlue(a) - qBlue(b));
+        }
+    }
+    return sum / (3.0 * area.width() * area.height());
+}
+
+// The preview's camera bubble is the export's: the same place, shape and camera frame at the same
+// recording time, also after seeking back (the camera movie is read forward only) and after the
+// bubble's settings change.
+TEST(PreviewFrameRendererTest, BubbleShowsTheExportsCameraFrameAfterSeekingBackAndChangingIt)
+{
+    testing::TemporaryDirectory root;
+    const std::filesystem::path directory = root / "project-bubble";
+    RecordingProject project = testing::makeSampleProject(directory, 320, 180, 1.5);
+    testing::writeCameraClockMovie(directory / "camera.mov", 1.5);
+    // The camera starts a little after the screen, as a real one does.
+    project.camera = CameraRecording{"camera.mov", 160, 120, 30, 0.2};
+    constexpr int width = 640;
+    constexpr int height = 360;
+    RenderSettings settings = project.renderSettings;
+    settings.outputWidth = width;
+    settings.outputHeight = height;
+    settings.cameraMirror = false;
+
+    MovieReader raw(directory / "raw.mov");
+    QImage source;
+    PreviewFrameRenderer renderer;
+    const auto preview = [&](double time) {
+        FrameHandle frame = raw.frameAt(time);
+        EXPECT_TRUE(frame);
+        if (frame) convertFrameToImage(*frame, source);
+        QImage canvas(width, height, QImage::Format_RGB32);
+        renderer.render(canvas, &source, time);
+        return canvas;
+    };
+    const auto exported = [&](const RenderSettings& with, const std::string& name) {
+        const std::filesystem::path output = directory / name;
+        VideoFileWriter::writeRenderedDemo(
+            RenderJob{project, directory / "raw.mov", project.focusSegments, project.cursorFrames, with, output});
+        return decodedFrames(output, width, height);
+    };
+    const auto expectSameBubble = [&](const RenderSettings& with, const std::vector<QImage>& frames, int index) {
+        SCOPED_TRACE("frame " + std::to_string(index));
+        ASSERT_LT(static_cast<std::size_t>(index), frames.size());
+        const QImage shown = preview(index / 30.0);
+        const CGRectCodable bubble = CompositorGeometry::cameraBubbleRect({0, 0, width, height}, with);
+        const QRect square(static_cast<int>(bubble.x), static_cast<int>(bubble.y), static_cast<int>(bubble.width),
+                           static_cast<int>(bubble.height));
+        // The camera's clock in the bubble's upper half names the camera frame drawn.
+        const QPoint clock(square.center().x(), square.top() + square.height() / 4);
+        const QColor inPreview = shown.pixelColor(clock);
+        const QColor inExport = frames[static_cast<std::size_t>(index)].pixelColor(clock);
+        ASSERT_GT(inPreview.blue(), 150) << "no camera in the preview's bubble";
+        EXPECT_EQ(testing::frameFromColour(inPreview), testing::frameFromColour(inExport));
+        EXPECT_NEAR(testing::frameFromColour(inPreview), index - 6, 1);
+        // The shape, its edge and shadow too, within what the encoder changes.
+        EXPECT_LT(meanDifference(shown, frames[static_cast<std::size_t>(index)], square.adjusted(-8, -8, 8, 8)), 6);
+    };
+
+    renderer.setScene(PreviewFrameRenderer::sceneFor(project, settings),
+                      PreviewFrameRenderer::overlaysFor(project, settings, directory / "raw.mov"));
+    const std::vector<QImage> atCorner = exported(settings, "corner.mp4");
+    for (const int index : {12, 30, 9, 40, 20}) expectSameBubble(settings, atCorner, index);
+
+    RenderSettings moved = settings;
+    moved.cameraPosition = CameraPosition::custom;
+    moved.cameraCenterX = 0.3;
+    moved.cameraCenterY = 0.4;
+    moved.cameraSize = 0.4;
+    moved.cameraShape = CameraShape::roundedSquare;
+    moved.cameraMirror = true;
+    renderer.setScene(PreviewFrameRenderer::sceneFor(project, moved),
+                      PreviewFrameRenderer::overlaysFor(project, moved, directory / "raw.mov"));
+    const std::vector<QImage> dragged = exported(moved, "dragged.mp4");
+    for (const int index : {25, 8, 33}) expectSameBubble(moved, dragged, index);
 }
 
 TEST(PreviewTimeline, PlaybackSkipsCutsAndTrimmedEndsLikeTheExport)

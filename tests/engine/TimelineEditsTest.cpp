@@ -53,7 +53,7 @@ RecordingProject plannedProject()
 
 TimelineState stateOf(const RecordingProject& project)
 {
-    return {project.trim, project.cuts, project.focusSegments};
+    return {project.trim, project.cuts, project.focusSegments, CameraBubbleLook::of(project.renderSettings)};
 }
 
 // The obvious version: walk output time through the kept ranges one by one.
@@ -239,7 +239,7 @@ TEST(TimelineModel, AddMoveResizeDepthDeleteThenUndoStepsBackAndANewEditDropsRed
     EXPECT_FALSE(model.canRedo());
 }
 
-TEST(TimelineModel, GeneratedEditSequencesUndoToTheStartAndRedoToTheEndBeyondFiftySteps)
+TEST(TimelineModel, GeneratedEditSequencesWithBubbleEditsUndoToTheStartAndRedoToTheEndBeyondFiftySteps)
 {
     std::mt19937 random(77);
     std::uniform_real_distribution<double> unit(0, 1);
@@ -250,7 +250,7 @@ TEST(TimelineModel, GeneratedEditSequencesUndoToTheStartAndRedoToTheEndBeyondFif
             const auto count = model.project().focusSegments.size();
             const std::size_t index = count ? static_cast<std::size_t>(unit(random) * count) % count : 0;
             try {
-                switch (static_cast<int>(unit(random) * 7)) {
+                switch (static_cast<int>(unit(random) * 8)) {
                 case 0: model.addSegment(29 * unit(random)); break;
                 case 1: model.moveSegment(index, 30 * unit(random)); break;
                 case 2: {
@@ -263,6 +263,15 @@ TEST(TimelineModel, GeneratedEditSequencesUndoToTheStartAndRedoToTheEndBeyondFif
                 case 5: {
                     const double start = 29 * unit(random);
                     model.cut({start, start + 0.5 * unit(random) + 0.01});
+                    break;
+                }
+                case 6: {
+                    // The camera bubble's edits share the history with the timeline's.
+                    CameraBubbleLook look = CameraBubbleLook::of(model.project().renderSettings);
+                    look.position = CameraPosition::custom;
+                    look.centerX = unit(random);
+                    look.size = 0.12 + 0.38 * unit(random);
+                    model.setCameraBubble(look);
                     break;
                 }
                 default: model.setFocusPoint(index, 1280 * unit(random), 720 * unit(random)); break;

@@ -2,6 +2,7 @@
 #include "engine/TimelineEdits.h"
 #include "render/RenderTestSupport.h"
 #include "render/VideoFileWriter.h"
+#include "support/ClockMovies.h"
 
 #include <gtest/gtest.h>
 
@@ -12,6 +13,10 @@
 
 using namespace vantile;
 using namespace vantile::test;
+using vantile::testing::cameraLeft;
+using vantile::testing::cameraRight;
+using vantile::testing::clockColour;
+using vantile::testing::frameFromColour;
 namespace fs = std::filesystem;
 
 namespace {
@@ -20,32 +25,9 @@ constexpr double frameSeconds = 1.0 / 30;
 constexpr int outputWidth = 640;
 constexpr int outputHeight = 360;
 
-// Each frame tells its index by colour: red steps 16 per frame within a 15-frame cycle, green
-// 28 per cycle, wide enough for the encoder's quantising of flat areas. The screen's blue is
-// low, the camera's high, so the two are never confused.
-QColor clockColour(int frame, int blue)
-{
-    return QColor(8 + (frame % 15) * 16, 8 + (frame / 15) * 28, blue);
-}
-
-int frameFromColour(QColor colour)
-{
-    return static_cast<int>(std::lround((colour.green() - 8) / 28.0)) * 15 +
-           static_cast<int>(std::lround((colour.red() - 8) / 16.0));
-}
-
-const QColor cameraLeft(220, 30, 30);
-const QColor cameraRight(30, 200, 30);
-
-// A 160 x 120 camera: its clock in the top half, red on the left and green on the right below.
 void writeCameraMovie(const fs::path& path, double duration)
 {
-    writeRawMovie(path, 160, 120, duration, 0, [](QImage& canvas, int frame) {
-        canvas.fill(clockColour(frame, 200));
-        for (int y = 60; y < 120; ++y) {
-            for (int x = 0; x < 160; ++x) canvas.setPixel(x, y, (x < 80 ? cameraLeft : cameraRight).rgb());
-        }
-    });
+    vantile::testing::writeCameraClockMovie(path, duration);
 }
 
 // A project over a screen that shows its own clock, exported without card, zoom or cursor.
@@ -62,7 +44,7 @@ RecordingProject cameraProject(double duration, double cameraStart)
 
 void writeScreenMovie(const fs::path& path, double duration)
 {
-    writeRawMovie(path, 320, 180, duration, 0, [](QImage& canvas, int frame) { canvas.fill(clockColour(frame, 60)); });
+    vantile::testing::writeScreenClockMovie(path, 320, 180, duration);
 }
 
 fs::path exportOf(const fs::path& directory, const RecordingProject& project, const std::string& name)

@@ -38,8 +38,8 @@ enum class TileForm { image, planesWhereOffered };
 
 // One feature drawn over the finished picture, above the card, the cursor and the ripples.
 // Both compositors draw its tiles: the RGB one directly, the YUV one by blending only the
-// tiles' rectangles. Adding one means a class beside this one and a line where the export
-// builds its compositor.
+// tiles' rectangles. Adding one means a class beside this one and a line in addOverlayLayers,
+// which every compositor's layers come from.
 class OverlayLayer {
 public:
     virtual ~OverlayLayer() = default;
