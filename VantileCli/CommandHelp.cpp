@@ -27,7 +27,8 @@ const std::map<std::string, std::string>& helpTexts()
                  "  A readable summary of the project in DIR. Never writes.\n"
                  "  --json              the whole project as the store encodes it\n"},
         {"sources", "vantile-cli sources [--json]\n"
-                    "  The displays and windows that can be recorded, with the ids --source accepts.\n"
+                    "  The displays and windows that can be recorded, with the ids --source accepts, and the cameras\n"
+                    "  (kind camera) with the ids --camera accepts.\n"
                     "  --json              print them as JSON\n"},
         {"record", "vantile-cli record [--source ID] [--audio MODE] [--microphone ID] [--duration S] [--root DIR]\n"
                    "  Records until the duration or Ctrl-C, then plans and saves the project and prints its directory.\n"
