@@ -2,7 +2,7 @@
 #include "Commands.h"
 
 #include "capture/CaptureBackend.h"
-#include "capture/camera/PipeWireCameraLister.h"
+#include "capture/camera/DesktopCameraLister.h"
 #include "store/ProjectFileManager.h"
 
 #include <cstdio>
@@ -21,7 +21,7 @@ int runSources(const std::vector<std::string>& arguments)
     const std::vector<CaptureSource> sources = backend->loadSources();
     // The fallback's screens cannot be recorded; say why there is nothing better instead.
     if (const auto reason = backend->fallbackReason()) throw std::runtime_error("Cannot list capture sources: " + *reason);
-    const std::vector<CameraDevice> cameras = PipeWireCameraLister().cameras();
+    const std::vector<CameraDevice> cameras = DesktopCameraLister().cameras();
     if (parsed.flag("--json")) {
         Json listed(sources);
         for (const CameraDevice& camera : cameras) listed.push_back(camera);

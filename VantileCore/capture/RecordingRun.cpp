@@ -9,7 +9,7 @@
 #include "capture/camera/CameraChoice.h"
 #include "capture/camera/CameraError.h"
 #include "capture/camera/CameraRecorder.h"
-#include "capture/camera/PipeWireCameraLister.h"
+#include "capture/camera/DesktopCameraLister.h"
 
 #include <poll.h>
 
@@ -65,7 +65,7 @@ RecordingOutcome RecordingRun::run(const std::function<bool()>& stopRequested, c
     std::unique_ptr<CameraStream> cameraStream;
     if (request_.camera) {
         try {
-            PipeWireCameraLister lister;
+            DesktopCameraLister lister;
             cameraStream = startChosenCamera(*request_.camera, lister);
         } catch (const CameraError& error) {
             warnings.emplace_back(error.what());

@@ -1,6 +1,8 @@
 #include "X11TestSession.h"
 
-#include "capture/camera/PipeWireCameraLister.h"
+#include "capture/camera/CameraError.h"
+#include "capture/camera/DesktopCameraLister.h"
+#include "capture/camera/V4l2CameraStream.h"
 #include "support/RunCommand.h"
 #include "support/TestCameraDaemon.h"
 
@@ -35,6 +37,30 @@ TEST(PipeWireCameraLister, ListsTheDaemonsCameraAndNothingWithoutADaemon)
     EXPECT_TRUE(PipeWireCameraLister().cameras().empty());
     EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(1));
     ::unsetenv("PIPEWIRE_RUNTIME_DIR");
+}
+
+TEST(V4l2CameraLister, NoVideoDevicesIsNoCamerasAndAMissingDeviceIsRefusedWithTheUsersSentence)
+{
+    bool anyDevice = false;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator("/dev", error))
+        anyDevice = anyDevice || entry.path().filename().string().starts_with("video");
+    if (!anyDevice) {
+        EXPECT_TRUE(V4l2CameraLister().cameras().empty());
+        // Without a PipeWire daemon the desktop's cameras are the V4L2 ones: none here.
+        vantile::testing::TemporaryDirectory empty;
+        ::setenv("PIPEWIRE_RUNTIME_DIR", empty.path().c_str(), 1);
+        EXPECT_TRUE(DesktopCameraLister().cameras().empty());
+        ::unsetenv("PIPEWIRE_RUNTIME_DIR");
+    }
+    vantile::testing::TemporaryDirectory directory;
+    try {
+        V4l2CameraStream stream((directory / "video9").string());
+        ADD_FAILURE() << "a device that is not there was opened";
+    } catch (const CameraError& refused) {
+        EXPECT_EQ(refused.kind(), CameraError::Kind::noPicture);
+        EXPECT_NE(std::string(refused.what()).find("本次录制不含摄像头"), std::string::npos);
+    }
 }
 
 class CameraSourcesTest : public vantile::testing::X11TestSession {};

@@ -1,7 +1,6 @@
 #include "capture/camera/CameraChoice.h"
 
 #include "capture/camera/CameraError.h"
-#include "capture/camera/PipeWireCameraStream.h"
 
 #include <algorithm>
 
@@ -17,7 +16,7 @@ std::unique_ptr<CameraStream> startChosenCamera(const std::string& choice, Camer
                            : std::find_if(cameras.begin(), cameras.end(),
                                           [&](const CameraDevice& camera) { return camera.id == choice; });
     if (found == cameras.end()) throw CameraError::notFound(choice);
-    auto stream = std::make_unique<PipeWireCameraStream>(*found);
+    std::unique_ptr<CameraStream> stream = lister.start(*found);
     if (!stream->waitForFirstPicture(firstPictureTimeout)) throw CameraError::noPicture();
     return stream;
 }

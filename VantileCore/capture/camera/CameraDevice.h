@@ -19,7 +19,8 @@ struct CameraDevice {
     std::string id;     // "camera-" + the device's stable name; what `record --camera` accepts
     std::string title;  // the name the desktop shows for it
     std::vector<CameraSize> sizes;  // smallest first; empty when the device does not say
-    std::uint32_t node = 0;         // the PipeWire node serving it, valid while the daemon runs
+    std::uint32_t node = 0;         // PipeWire: the node serving it, valid while the daemon runs
+    std::string devicePath;         // V4L2: the device file libavdevice opens
 
     bool operator==(const CameraDevice&) const = default;
 };

@@ -1,17 +1,21 @@
 #pragma once
 
 #include "capture/camera/CameraDevice.h"
+#include "capture/camera/CameraStream.h"
 
+#include <memory>
 #include <vector>
 
 namespace vantile {
 
-// Lists the cameras one back end (PipeWire, V4L2) can reach. Never fails: a back end that is not
-// there simply has no cameras.
+// Lists the cameras one back end (PipeWire, V4L2) can reach and starts them. Listing never fails:
+// a back end that is not there simply has no cameras.
 class CameraLister {
 public:
     virtual ~CameraLister() = default;
     virtual std::vector<CameraDevice> cameras() = 0;
+    // Starts a camera this lister listed. Throws CameraError.
+    virtual std::unique_ptr<CameraStream> start(const CameraDevice& camera) = 0;
 };
 
 }  // namespace vantile

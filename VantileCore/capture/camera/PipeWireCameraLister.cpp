@@ -1,5 +1,7 @@
 #include "capture/camera/PipeWireCameraLister.h"
 
+#include "capture/camera/PipeWireCameraStream.h"
+
 #include <pipewire/pipewire.h>
 #include <spa/param/format-utils.h>
 #include <spa/param/video/format.h>
@@ -108,6 +110,7 @@ std::vector<CameraDevice> PipeWireCameraLister::cameras()
     static std::once_flag initialised;
     std::call_once(initialised, [] { pw_init(nullptr, nullptr); });
 
+    reachedDaemon_ = false;
     Listing listing;
     listing.loop = pw_main_loop_new(nullptr);
     if (!listing.loop) return {};
@@ -116,6 +119,7 @@ std::vector<CameraDevice> PipeWireCameraLister::cameras()
     // No daemon (or none reachable from here): simply no cameras.
     listing.core = pw_context_connect(listing.context, nullptr, 0);
     if (!listing.core) return {};
+    reachedDaemon_ = true;
 
     listing.coreEvents.version = PW_VERSION_CORE_EVENTS;
     listing.coreEvents.done = [](void* data, std::uint32_t id, int sequence) {
@@ -198,6 +202,11 @@ std::vector<CameraDevice> PipeWireCameraLister::cameras()
         cameras.push_back({cameraIdentifier(listed.name), listed.title, listed.sizes, node});
     }
     return cameras;
+}
+
+std::unique_ptr<CameraStream> PipeWireCameraLister::start(const CameraDevice& camera)
+{
+    return std::make_unique<PipeWireCameraStream>(camera);
 }
 
 }  // namespace vantile

@@ -14,9 +14,13 @@ public:
     explicit PipeWireCameraLister(std::chrono::milliseconds timeout = std::chrono::seconds(2)) : timeout_(timeout) {}
 
     std::vector<CameraDevice> cameras() override;
+    std::unique_ptr<CameraStream> start(const CameraDevice& camera) override;
+    // Whether the last listing reached a daemon at all.
+    bool reachedDaemon() const { return reachedDaemon_; }
 
 private:
     std::chrono::milliseconds timeout_;
+    bool reachedDaemon_ = false;
 };
 
 }  // namespace vantile
