@@ -10,7 +10,10 @@ std::unique_ptr<CameraStream> startChosenCamera(const std::string& choice, Camer
                                                 std::chrono::milliseconds firstPictureTimeout)
 {
     const std::vector<CameraDevice> cameras = lister.cameras();
-    if (cameras.empty() && choice == defaultCameraChoice) throw CameraError::noCameras();
+    if (cameras.empty()) {
+        if (const auto reason = lister.unavailableReason()) throw CameraError::unavailable(*reason);
+        if (choice == defaultCameraChoice) throw CameraError::noCameras();
+    }
     const auto found = choice == defaultCameraChoice
                            ? cameras.begin()
                            : std::find_if(cameras.begin(), cameras.end(),

@@ -9,7 +9,7 @@ namespace vantile {
 // without the camera, so each sentence also says so and what to do.
 class CameraError : public std::runtime_error {
 public:
-    enum class Kind { notFound, noCameras, noPicture, stopped };
+    enum class Kind { notFound, noCameras, noPicture, refused, stopped };
 
     static CameraError notFound(const std::string& id)
     {
@@ -27,6 +27,13 @@ public:
         return {Kind::noPicture, "摄像头没有送出画面，可能正被其他应用占用或访问被拒绝。请关闭其他使用摄像头的应用、"
                                  "允许访问摄像头，或重新插拔摄像头后再录制；本次录制不含摄像头。"};
     }
+    static CameraError refused()
+    {
+        return {Kind::refused, "没有获得使用摄像头的许可。请在系统设置的隐私（摄像头）中允许 Vantile 使用摄像头，"
+                               "然后重新开始录制；本次录制不含摄像头。"};
+    }
+    // A reason the lister already put in the user's words.
+    static CameraError unavailable(const std::string& message) { return {Kind::refused, message}; }
     // The camera went away mid-take: camera.mov ends there, the screen recording went on.
     static CameraError stopped(double seconds)
     {

@@ -4,6 +4,8 @@
 #include "capture/camera/CameraStream.h"
 
 #include <memory>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace vantile {
@@ -16,6 +18,8 @@ public:
     virtual std::vector<CameraDevice> cameras() = 0;
     // Starts a camera this lister listed. Throws CameraError.
     virtual std::unique_ptr<CameraStream> start(const CameraDevice& camera) = 0;
+    // Why the last listing found no camera when the reason is worth telling (access refused).
+    virtual std::optional<std::string> unavailableReason() const { return std::nullopt; }
 };
 
 }  // namespace vantile

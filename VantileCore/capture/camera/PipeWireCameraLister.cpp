@@ -117,7 +117,9 @@ std::vector<CameraDevice> PipeWireCameraLister::cameras()
     listing.context = pw_context_new(pw_main_loop_get_loop(listing.loop), nullptr, 0);
     if (!listing.context) return {};
     // No daemon (or none reachable from here): simply no cameras.
-    listing.core = pw_context_connect(listing.context, nullptr, 0);
+    const int remote = openRemote_ ? openRemote_() : -1;
+    listing.core = openRemote_ ? (remote >= 0 ? pw_context_connect_fd(listing.context, remote, nullptr, 0) : nullptr)
+                               : pw_context_connect(listing.context, nullptr, 0);
     if (!listing.core) return {};
     reachedDaemon_ = true;
 
@@ -206,7 +208,7 @@ std::vector<CameraDevice> PipeWireCameraLister::cameras()
 
 std::unique_ptr<CameraStream> PipeWireCameraLister::start(const CameraDevice& camera)
 {
-    return std::make_unique<PipeWireCameraStream>(camera);
+    return std::make_unique<PipeWireCameraStream>(camera, openRemote_ ? openRemote_() : -1);
 }
 
 }  // namespace vantile

@@ -3,6 +3,7 @@
 #include "capture/camera/CameraLister.h"
 
 #include <chrono>
+#include <functional>
 
 namespace vantile {
 
@@ -11,7 +12,15 @@ namespace vantile {
 // output ports offer.
 class PipeWireCameraLister : public CameraLister {
 public:
-    explicit PipeWireCameraLister(std::chrono::milliseconds timeout = std::chrono::seconds(2)) : timeout_(timeout) {}
+    // openRemote hands a new connection to a restricted remote (the camera portal's), owned by
+    // the caller; without it, the user's daemon is reached directly.
+    using RemoteOpener = std::function<int()>;
+
+    explicit PipeWireCameraLister(std::chrono::milliseconds timeout = std::chrono::seconds(2),
+                                  RemoteOpener openRemote = nullptr)
+        : timeout_(timeout), openRemote_(std::move(openRemote))
+    {
+    }
 
     std::vector<CameraDevice> cameras() override;
     std::unique_ptr<CameraStream> start(const CameraDevice& camera) override;
@@ -20,6 +29,7 @@ public:
 
 private:
     std::chrono::milliseconds timeout_;
+    RemoteOpener openRemote_;
     bool reachedDaemon_ = false;
 };
 

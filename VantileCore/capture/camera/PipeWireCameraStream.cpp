@@ -8,6 +8,8 @@
 
 #include <cerrno>
 #include <string>
+#include <unistd.h>
+#include <utility>
 
 namespace vantile {
 
@@ -37,14 +39,24 @@ struct PipeWireCameraStream::Listeners {
     pw_stream_events streamEvents{};
 };
 
-PipeWireCameraStream::PipeWireCameraStream(const CameraDevice& camera)
+PipeWireCameraStream::PipeWireCameraStream(const CameraDevice& camera, int remoteDescriptor)
     : cameraNode_(camera.node), listeners_(std::make_unique<Listeners>())
 {
+    struct DescriptorGuard {
+        int descriptor;
+        ~DescriptorGuard()
+        {
+            if (descriptor >= 0) close(descriptor);
+        }
+    } unused{remoteDescriptor};
     static std::once_flag initialised;
     std::call_once(initialised, [] { pw_init(nullptr, nullptr); });
 
     loop_ = pw_thread_loop_new("vantile-camera", nullptr);
     if (!loop_) throw CameraError::noCameras();
+    linkTimer_ = pw_loop_add_timer(
+        pw_thread_loop_get_loop(loop_), [](void* data, std::uint64_t) { static_cast<PipeWireCameraStream*>(data)->linkUnlessLinked(); },
+        this);
     context_ = pw_context_new(pw_thread_loop_get_loop(loop_), nullptr, 0);
     if (!context_ || pw_thread_loop_start(loop_) < 0) {
         if (context_) pw_context_destroy(context_);
@@ -55,7 +67,8 @@ PipeWireCameraStream::PipeWireCameraStream(const CameraDevice& camera)
     }
 
     pw_thread_loop_lock(loop_);
-    core_ = pw_context_connect(context_, nullptr, 0);
+    core_ = remoteDescriptor >= 0 ? pw_context_connect_fd(context_, std::exchange(unused.descriptor, -1), nullptr, 0)
+                                  : pw_context_connect(context_, nullptr, 0);
     if (!core_) {
         pw_thread_loop_unlock(loop_);
         teardown();
@@ -72,7 +85,8 @@ PipeWireCameraStream::PipeWireCameraStream(const CameraDevice& camera)
 
     stream_ = pw_stream_new(core_, "Vantile camera",
                             pw_properties_new(PW_KEY_MEDIA_TYPE, "Video", PW_KEY_MEDIA_CATEGORY, "Capture",
-                                              PW_KEY_MEDIA_ROLE, "Camera", nullptr));
+                                              PW_KEY_MEDIA_ROLE, "Camera", PW_KEY_TARGET_OBJECT,
+                                              std::to_string(camera.node).c_str(), nullptr));
     listeners_->streamEvents.version = PW_VERSION_STREAM_EVENTS;
     listeners_->streamEvents.process = onProcess;
     listeners_->streamEvents.param_changed = onParamChanged;
@@ -102,9 +116,9 @@ PipeWireCameraStream::PipeWireCameraStream(const CameraDevice& camera)
         SPA_FORMAT_mediaSubtype, SPA_POD_Id(SPA_MEDIA_SUBTYPE_mjpg), SPA_FORMAT_VIDEO_size,
         SPA_POD_CHOICE_RANGE_Rectangle(&defaultSize, &minimumSize, &maximumSize), SPA_FORMAT_VIDEO_framerate,
         SPA_POD_CHOICE_RANGE_Fraction(&defaultRate, &minimumRate, &maximumRate)));
-    // Not autoconnected: the stream links itself once its node exists (linkToCamera).
-    const int connected = pw_stream_connect(stream_, PW_DIRECTION_INPUT, PW_ID_ANY, PW_STREAM_FLAG_MAP_BUFFERS,
-                                            params, 2);
+    const int connected = pw_stream_connect(
+        stream_, PW_DIRECTION_INPUT, camera.node,
+        static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS), params, 2);
     pw_thread_loop_unlock(loop_);
     if (connected < 0) {
         teardown();
@@ -122,6 +136,8 @@ void PipeWireCameraStream::teardown()
     stream_ = nullptr;
     if (link_) pw_proxy_destroy(link_);
     link_ = nullptr;
+    if (linkTimer_) pw_loop_destroy_source(pw_thread_loop_get_loop(loop_), linkTimer_);
+    linkTimer_ = nullptr;
     if (registry_) pw_proxy_destroy(reinterpret_cast<pw_proxy*>(registry_));
     registry_ = nullptr;
     if (core_) pw_core_disconnect(core_);
@@ -132,6 +148,11 @@ void PipeWireCameraStream::teardown()
     context_ = nullptr;
     pw_thread_loop_destroy(loop_);
     loop_ = nullptr;
+}
+
+void PipeWireCameraStream::linkUnlessLinked()
+{
+    if (!streaming_) linkToCamera();
 }
 
 void PipeWireCameraStream::linkToCamera()
@@ -186,7 +207,12 @@ void PipeWireCameraStream::onStateChanged(void* data, int old, int state, const 
 {
     auto* self = static_cast<PipeWireCameraStream*>(data);
     if (old == state) return;
-    if (state == PW_STREAM_STATE_PAUSED) self->linkToCamera();
+    if (state == PW_STREAM_STATE_STREAMING) self->streaming_ = true;
+    if (state == PW_STREAM_STATE_PAUSED && !self->linkRequested_ && self->linkTimer_) {
+        // A session manager links an autoconnected stream at once; a bare daemon never does.
+        timespec wait{1, 0};
+        pw_loop_update_timer(pw_thread_loop_get_loop(self->loop_), self->linkTimer_, &wait, nullptr, false);
+    }
     if (state == PW_STREAM_STATE_ERROR || state == PW_STREAM_STATE_UNCONNECTED) self->markEnded();
 }
 

@@ -16,16 +16,18 @@ struct pw_registry;
 struct pw_proxy;
 struct spa_buffer;
 struct spa_pod;
+struct spa_source;
 
 namespace vantile {
 
 // Streams one PipeWire camera node on a thread of its own, in YUY2, UYVY, NV12, I420 or MJPEG at
-// most 30 pictures a second. The stream links itself to the camera, so it works the same with a
-// session manager and without one.
+// most 30 pictures a second. The session manager links it to the camera; where none does so
+// within a second (a bare daemon), the stream links itself.
 class PipeWireCameraStream : public CameraStream {
 public:
+    // remoteDescriptor: a remote to use (owned from here on), or -1 for the user's daemon.
     // Throws CameraError::noCameras when the daemon cannot be reached.
-    explicit PipeWireCameraStream(const CameraDevice& camera);
+    PipeWireCameraStream(const CameraDevice& camera, int remoteDescriptor = -1);
     ~PipeWireCameraStream() override;
     PipeWireCameraStream(const PipeWireCameraStream&) = delete;
     PipeWireCameraStream& operator=(const PipeWireCameraStream&) = delete;
@@ -43,6 +45,7 @@ private:
 
     void handle(spa_buffer* buffer);
     void linkToCamera();
+    void linkUnlessLinked();
     void markEnded();
     void teardown();
 
@@ -54,6 +57,8 @@ private:
     pw_registry* registry_ = nullptr;
     pw_proxy* link_ = nullptr;
     bool linkRequested_ = false;
+    bool streaming_ = false;
+    spa_source* linkTimer_ = nullptr;
     struct Listeners;
     std::unique_ptr<Listeners> listeners_;
 
