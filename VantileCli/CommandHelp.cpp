@@ -27,21 +27,26 @@ const std::map<std::string, std::string>& helpTexts()
                  "  A readable summary of the project in DIR. Never writes.\n"
                  "  --json              the whole project as the store encodes it\n"},
         {"sources", "vantile-cli sources [--json]\n"
-                    "  The displays and windows that can be recorded, with the ids --source accepts.\n"
+                    "  The displays and windows that can be recorded, with the ids --source accepts, and the cameras\n"
+                    "  (kind camera) with the ids --camera accepts.\n"
                     "  --json              print them as JSON\n"},
-        {"record", "vantile-cli record [--source ID] [--audio MODE] [--microphone ID] [--duration S] [--root DIR]\n"
+        {"record", "vantile-cli record [--source ID] [--audio MODE] [--microphone ID] [--camera ID|default] [--duration S]\n"
+                   "                  [--root DIR]\n"
                    "  Records until the duration or Ctrl-C, then plans and saves the project and prints its directory.\n"
                    "  --source ID         a display or window id from `vantile-cli sources` (default: the first)\n"
                    "  --audio MODE        " + audioModes() + " (default: none)\n"
                    "  --microphone ID     a microphone source name (needs --audio microphone or systemAndMicrophone)\n"
+                   "  --camera ID         also record this camera (an id from `vantile-cli sources`, or default: the\n"
+                   "                      first) into camera.mov; without it the recording goes on and says why\n"
                    "  --duration S        seconds to record, more than 0 and at most 600 (default: until Ctrl-C)\n"
                    "  --root DIR          where the project directory is made (default: ~/Videos/VantileProjects)\n"},
         {"recover", "vantile-cli recover DIR\n"
                     "  Finishes a recording that was cut off (killed, power cut, full disk) from its movie and input\n"
                     "  journal, as stopping it would have, and prints its directory. Damaged journal lines are\n"
                     "  skipped and counted on stderr; such a journal is kept as events.journal.damaged.\n"},
-        {"demo", "vantile-cli demo [--root DIR]\n"
+        {"demo", "vantile-cli demo [--root DIR] [--camera ID|default]\n"
                  "  Records a scripted session of a sample window on a virtual display, exports it and prints the movie.\n"
+                 "  --camera ID         also record this camera, shown as a bubble in the export (default: none)\n"
                  "  --root DIR          where the project directory is made (default: ~/Videos/VantileProjects)\n"},
         {"sample", "vantile-cli sample DIR [--duration S] [--width W] [--height H] [--audio MODE]\n"
                    "  Writes a synthetic project (raw movie, events, segments, cursor path) into DIR, which must be\n"

@@ -156,7 +156,7 @@ bool soundServerAnswers()
 
 int runDemo(const std::vector<std::string>& arguments)
 {
-    const Arguments parsed(arguments, {"--root"}, {});
+    const Arguments parsed(arguments, {"--root", "--camera"}, {});
     parsed.expectPositionalCount(0);
     std::optional<std::filesystem::path> root;
     if (const auto value = parsed.value("--root")) root = std::filesystem::absolute(*value);
@@ -191,6 +191,7 @@ int runDemo(const std::vector<std::string>& arguments)
     request.audioSettings.mode = AudioCaptureMode::system;
     request.projectsRoot = root;
     request.backend = CaptureBackendKind::x11;  // the demo records on its own X server
+    request.camera = parsed.value("--camera");
 
     std::atomic<bool> scriptDone = false;
     std::exception_ptr scriptError;
@@ -216,6 +217,7 @@ int runDemo(const std::vector<std::string>& arguments)
     if (script.joinable()) script.join();
     if (scriptError) std::rethrow_exception(scriptError);
     if (outcome.captureFailure) std::cerr << "Warning: " << *outcome.captureFailure << "\n";
+    for (const std::string& warning : outcome.warnings) std::cerr << "Warning: " << warning << "\n";
     std::cerr << "Recorded " << outcome.project.duration << " s (" << outcome.statistics.capturedFrames
               << " frames, " << outcome.statistics.droppedFrames << " dropped) into "
               << outcome.projectDirectory.string() << "\n";

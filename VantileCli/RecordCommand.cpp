@@ -27,7 +27,7 @@ AudioCaptureMode parseAudioMode(const std::string& text)
 
 int runRecord(const std::vector<std::string>& arguments)
 {
-    const Arguments parsed(arguments, {"--source", "--audio", "--microphone", "--duration", "--root"}, {});
+    const Arguments parsed(arguments, {"--source", "--audio", "--microphone", "--camera", "--duration", "--root"}, {});
     parsed.expectPositionalCount(0);
     RecordingRequest request;
     request.sourceId = parsed.value("--source");
@@ -35,6 +35,8 @@ int runRecord(const std::vector<std::string>& arguments)
     request.audioSettings.microphoneDeviceID = parsed.value("--microphone");
     if (request.audioSettings.microphoneDeviceID && !capturesMicrophone(request.audioSettings.mode))
         throw UsageError("--microphone needs --audio microphone or systemAndMicrophone");
+    request.camera = parsed.value("--camera");
+    if (request.camera && request.camera->empty()) throw UsageError("--camera names no camera");
     request.duration = parsed.number("--duration");
     if (request.duration && !(*request.duration > 0 && *request.duration <= RecordingRequest::maxDuration)) {
         throw UsageError("--duration must be greater than 0 and at most 600 seconds");
@@ -55,6 +57,7 @@ int runRecord(const std::vector<std::string>& arguments)
     const RecordingOutcome outcome = run.run([] { return stopSignal != 0; });
     std::cerr << "Captured " << outcome.statistics.capturedFrames << " frames, dropped "
               << outcome.statistics.droppedFrames << "\n";
+    for (const std::string& warning : outcome.warnings) std::cerr << "vantile-cli record: " << warning << "\n";
     std::cout << outcome.projectDirectory.string() << "\n";
     if (outcome.captureFailure) {
         std::cerr << "vantile-cli record: " << *outcome.captureFailure << " (recorded up to then)\n";

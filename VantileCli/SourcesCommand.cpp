@@ -2,6 +2,7 @@
 #include "Commands.h"
 
 #include "capture/CaptureBackend.h"
+#include "capture/camera/DesktopCameraLister.h"
 #include "store/ProjectFileManager.h"
 
 #include <cstdio>
@@ -20,8 +21,11 @@ int runSources(const std::vector<std::string>& arguments)
     const std::vector<CaptureSource> sources = backend->loadSources();
     // The fallback's screens cannot be recorded; say why there is nothing better instead.
     if (const auto reason = backend->fallbackReason()) throw std::runtime_error("Cannot list capture sources: " + *reason);
+    const std::vector<CameraDevice> cameras = DesktopCameraLister().cameras();
     if (parsed.flag("--json")) {
-        std::cout << ProjectFileManager::encodeDocument(Json(sources)) << "\n";
+        Json listed(sources);
+        for (const CameraDevice& camera : cameras) listed.push_back(camera);
+        std::cout << ProjectFileManager::encodeDocument(listed) << "\n";
         return 0;
     }
     for (const CaptureSource& source : sources) {
@@ -31,6 +35,12 @@ int runSources(const std::vector<std::string>& arguments)
         std::cout << source.id << "  " << source.title;
         if (source.kind == CaptureSource::SourceKind::window) std::cout << " (" << source.appName << ")";
         std::cout << "  " << region << "\n";
+    }
+    for (const CameraDevice& camera : cameras) {
+        std::cout << camera.id << "  " << camera.title;
+        for (std::size_t index = 0; index < camera.sizes.size(); ++index)
+            std::cout << (index == 0 ? "  " : ", ") << camera.sizes[index].width << "x" << camera.sizes[index].height;
+        std::cout << "\n";
     }
     return 0;
 }

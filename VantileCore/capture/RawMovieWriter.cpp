@@ -82,7 +82,8 @@ struct RawMovieWriter::State {
     }
 };
 
-RawMovieWriter::RawMovieWriter(const std::filesystem::path& file, int width, int height, int audioTrackCount)
+RawMovieWriter::RawMovieWriter(const std::filesystem::path& file, int width, int height, int audioTrackCount,
+                               VideoEncoding encoding)
     : state_(std::make_unique<State>())
 {
     if (std::filesystem::exists(file)) std::filesystem::remove(file);
@@ -123,8 +124,9 @@ RawMovieWriter::RawMovieWriter(const std::filesystem::path& file, int width, int
     // changes every frame: veryfast fell behind there, superfast holds at 1080p, and larger
     // screens need ultrafast (about 2.4 times cheaper than veryfast, files twice as large).
     const bool largerThanFullHd = static_cast<long>(width) * height > 1920L * 1080L;
-    av_opt_set(codec->priv_data, "preset", largerThanFullHd ? "ultrafast" : "superfast", 0);
-    av_opt_set(codec->priv_data, "crf", "18", 0);
+    const char* preset = encoding.preset ? encoding.preset : largerThanFullHd ? "ultrafast" : "superfast";
+    av_opt_set(codec->priv_data, "preset", preset, 0);
+    av_opt_set_int(codec->priv_data, "crf", encoding.constantRateFactor, 0);
     if (avcodec_open2(codec, videoCodec, nullptr) < 0) throw RecordingError::writerSetupFailed();
     video.stream = avformat_new_stream(output, nullptr);
     if (!video.stream || avcodec_parameters_from_context(video.stream->codecpar, codec) < 0)

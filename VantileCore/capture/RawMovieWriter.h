@@ -8,6 +8,12 @@
 
 namespace vantile {
 
+// The encoder's speed and quality; without a preset, the screen's choice by size.
+struct RawMovieEncoding {
+    const char* preset = nullptr;
+    int constantRateFactor = 18;
+};
+
 // Writes the raw recording: H.264 at 30 fps plus one AAC track per audio source, as
 // fragmented QuickTime so a killed process still leaves a movie playable up to its last
 // fragment (one per second). Used from one thread.
@@ -15,8 +21,11 @@ class RawMovieWriter {
 public:
     static constexpr int fps = 30;
 
+    using VideoEncoding = RawMovieEncoding;
+
     // Throws RecordingError::writerSetupFailed (or the file system's error on removal).
-    RawMovieWriter(const std::filesystem::path& file, int width, int height, int audioTrackCount);
+    RawMovieWriter(const std::filesystem::path& file, int width, int height, int audioTrackCount,
+                   VideoEncoding encoding = {});
     ~RawMovieWriter();
 
     RawMovieWriter(const RawMovieWriter&) = delete;

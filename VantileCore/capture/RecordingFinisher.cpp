@@ -62,6 +62,7 @@ RecordingProject RecordingFinisher::finish(const StoppedRecording& recording, co
     project.video = result.videoInfo;
     project.events = mappedEvents;
     project.renderSettings = settings;
+    project.camera = recording.camera;
     project.audioSettings = recording.audioSettings;
     project.rawVideoPath = result.rawVideoURL.filename().string();
 

@@ -23,6 +23,7 @@ struct StoppedRecording {
     // recording control, a tray icon), in global screen coordinates; the project's default trim
     // leaves that gesture out. Empty when the recording stopped without one.
     std::vector<CGRectCodable> stopGestureWay;
+    std::optional<CameraRecording> camera;  // the camera movie beside the raw one, when it holds a frame
 
     bool operator==(const StoppedRecording&) const = default;
 };

@@ -3,6 +3,7 @@
 #include "capture/EventJournal.h"
 #include "capture/RecordingError.h"
 #include "capture/RecordingFinisher.h"
+#include "capture/camera/CameraRecorder.h"
 #include "media/FfmpegHandles.h"
 #include "store/ProjectFileError.h"
 
@@ -180,10 +181,22 @@ RecoveredRecording recoverRecording(const fs::path& projectDirectory, const Proj
     stopped.source = start.source;
     stopped.audioSettings = start.audioSettings;
     stopped.projectDirectory = projectDirectory;
+    // The camera movie counts when its note says where it starts and it holds a playable frame.
+    if (auto camera = CameraRecorder::readNote(projectDirectory)) {
+        try {
+            playableRawMovie(projectDirectory / camera->path, camera->fps);
+            stopped.camera = std::move(camera);
+        } catch (const RecordingError&) {
+            // Killed before its first fragment reached the disk: the project has no camera.
+        }
+    }
     const FocusPlanner planner;
     const CursorPathSmoother smoother;
-    return {RecordingFinisher(files, planner, smoother).finish(stopped, start.renderSettings, start.createdAt),
-            journalled.damagedLines};
+    RecoveredRecording recovered{
+        RecordingFinisher(files, planner, smoother).finish(stopped, start.renderSettings, start.createdAt),
+        journalled.damagedLines};
+    CameraRecorder::removeNote(projectDirectory);
+    return recovered;
 }
 
 }  // namespace vantile

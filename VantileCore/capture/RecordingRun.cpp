@@ -6,6 +6,10 @@
 #include "capture/RecordingFinisher.h"
 #include "capture/RecordingRecovery.h"
 #include "capture/ScreenRecorder.h"
+#include "capture/camera/CameraChoice.h"
+#include "capture/camera/CameraError.h"
+#include "capture/camera/CameraRecorder.h"
+#include "capture/camera/DesktopCameraLister.h"
 
 #include <poll.h>
 
@@ -56,8 +60,21 @@ RecordingOutcome RecordingRun::run(const std::function<bool()>& stopRequested, c
                   "position (GNOME, KDE)");
     }
 
+    // The camera never stands in the recording's way: without it, the screen is recorded alone.
+    std::vector<std::string> warnings;
+    std::unique_ptr<CameraStream> cameraStream;
+    if (request_.camera) {
+        try {
+            DesktopCameraLister lister;
+            cameraStream = startChosenCamera(*request_.camera, lister);
+        } catch (const CameraError& error) {
+            warnings.emplace_back(error.what());
+        }
+    }
+
     progress_("Starting recording");
     const ProjectFileManager projectFiles(request_.projectsRoot);
+    std::optional<CameraRecorder> camera;
     std::optional<EventJournal> journal;
     ScreenRecorder recorder(platform);
     InputEventRecorder inputRecorder(&input);
@@ -66,11 +83,13 @@ RecordingOutcome RecordingRun::run(const std::function<bool()>& stopRequested, c
         writeRecordingStart({source, request_.audioSettings, renderSettings, std::chrono::system_clock::now()},
                             directory);
         journal.emplace(directory / ProjectFileManager::metadataFolderName / EventJournal::fileName);
+        if (cameraStream) camera.emplace(std::move(cameraStream), directory);
         recorder.start(source, directory / "raw.mov", request_.audioSettings);
         inputRecorder.setEventObserver([&journal](const InputEvent& event) { journal->append(event); });
         inputRecorder.start(source.region);
     } catch (...) {
         // Nothing was recorded: leave no directory that looks like a recording.
+        camera.reset();
         journal.reset();
         std::error_code ignored;
         std::filesystem::remove_all(directory, ignored);
@@ -86,6 +105,9 @@ RecordingOutcome RecordingRun::run(const std::function<bool()>& stopRequested, c
         const double elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - startedAt).count();
         if (elapsed >= limit || stopRequested()) break;
         if ((captureFailure = recorder.failure())) break;
+        if (camera) {
+            if (const auto firstFrame = recorder.firstFrameTime()) camera->startClock(*firstFrame);
+        }
         pollfd descriptor{input.fileDescriptor(), POLLIN, 0};
         const int timeout = static_cast<int>(std::clamp((limit - elapsed) * 1000, 1.0, 50.0));
         poll(&descriptor, descriptor.fd >= 0 ? 1 : 0, timeout);
@@ -96,6 +118,14 @@ RecordingOutcome RecordingRun::run(const std::function<bool()>& stopRequested, c
     progress_("Generating demo");
     StoppedRecording stopped;
     stopped.events = inputRecorder.stop();
+    // The camera ends where the screen does, so both movies are equally long.
+    if (camera) {
+        if (const auto firstFrame = recorder.firstFrameTime()) camera->startClock(*firstFrame);
+        const CameraTake take = camera->finish(std::chrono::steady_clock::now());
+        stopped.camera = take.camera;
+        if (take.warning) warnings.push_back(*take.warning);
+        if (!take.camera && !take.warning) warnings.emplace_back(CameraError::noPicture().what());
+    }
     stopped.result = recorder.stop();
     stopped.source = source;
     stopped.audioSettings = request_.audioSettings;
@@ -106,10 +136,12 @@ RecordingOutcome RecordingRun::run(const std::function<bool()>& stopRequested, c
     const CursorPathSmoother smoother;
     RecordingOutcome outcome;
     outcome.project = RecordingFinisher(projectFiles, planner, smoother).finish(stopped, renderSettings);
+    CameraRecorder::removeNote(directory);
     outcome.projectDirectory = directory;
     outcome.captureFailure = captureFailure;
     outcome.statistics = recorder.statistics();
     outcome.wallSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - startedAt).count();
+    outcome.warnings = std::move(warnings);
     progress_("Ready");
     return outcome;
 }

@@ -10,6 +10,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace vantile {
 
@@ -21,6 +22,7 @@ struct RecordingRequest {
     std::optional<std::string> displayName;  // absent: $DISPLAY
     std::optional<CaptureBackendKind> backend;  // absent: chosen from the session
     RenderSettings renderSettings;
+    std::optional<std::string> camera;  // a camera id or "default"; absent: no camera
 
     static constexpr double maxDuration = 600;
 };
@@ -31,6 +33,9 @@ struct RecordingOutcome {
     std::optional<std::string> captureFailure;  // why capture ended early, if it did
     CaptureStatistics statistics;
     double wallSeconds = 0;
+    // What the user should know though the recording succeeded (the camera was missing or
+    // stopped), in their words.
+    std::vector<std::string> warnings;
 };
 
 // One recording without a user interface: checks permissions, records the chosen
