@@ -117,6 +117,7 @@ QVariantMap renderSettings(const RenderSettings& settings)
         {"cursorEffect", text(cursorEffectTexts, settings.cursorEffect)},
         {"dynamicCursorScale", settings.dynamicCursorScale},
         {"cursorSmoothing", text(cursorSmoothingTexts, settings.cursorSmoothing)},
+        {"motionBlur", QString::number(settings.motionBlur)},
         {"outputWidth", static_cast<qlonglong>(settings.outputWidth)},
         {"outputHeight", static_cast<qlonglong>(settings.outputHeight)},
         {"fps", static_cast<qlonglong>(settings.fps)},
@@ -254,6 +255,11 @@ std::optional<RenderSettingChange> renderSettingChange(const RenderSettings& cur
         settings.showClickRipple = value.toBool();
     } else if (field == "dynamicCursorScale") {
         settings.dynamicCursorScale = value.toBool();
+    } else if (field == "motionBlur") {
+        bool number = false;
+        const double amount = value.toDouble(&number);
+        if (!number || !(amount >= 0 && amount <= 1)) return std::nullopt;
+        settings.motionBlur = amount;
     } else {
         return std::nullopt;
     }

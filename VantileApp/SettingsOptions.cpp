@@ -37,6 +37,8 @@ QVariantMap all()
                                      option("none", "无")};
     // Classic eases behind the pointer; precise also lands where it rests and clicks.
     const QVariantList cursorSmoothings{option("classic", "柔和"), option("precise", "精准落点")};
+    // The shutter's share of a frame; a film camera's 180° is the suggested amount.
+    const QVariantList motionBlurs{option("0", "关"), option("0.5", "适中（推荐）"), option("1", "强")};
     // The bubble's shapes, and the corners the panel offers; a place of its own comes from dragging it.
     const QVariantList cameraShapes{option("circle", "圆形"), option("roundedSquare", "圆角方形"),
                                     option("square", "方形")};
@@ -57,7 +59,7 @@ QVariantMap all()
         {"zoomIntensities", zoomIntensities}, {"cursorThemes", cursorThemes}, {"cursorEffects", cursorEffects},
         {"frameRates", frameRates},       {"audioModes", audioModes},       {"exportQualities", exportQualities},
         {"windowChromes", windowChromes}, {"cursorSmoothings", cursorSmoothings},
-        {"cameraShapes", cameraShapes},   {"cameraPositions", cameraPositions},
+        {"cameraShapes", cameraShapes},   {"cameraPositions", cameraPositions}, {"motionBlurs", motionBlurs},
     };
 }
 

@@ -64,6 +64,13 @@ ScrollView {
             current: panel.settings.zoomIntensity
             onPicked: value => appState.changeRenderSetting("zoomIntensity", value)
         }
+        SettingPicker {
+            Layout.fillWidth: true
+            title: "动态模糊"
+            options: panel.options.motionBlurs
+            current: panel.settings.motionBlur
+            onPicked: value => appState.changeRenderSetting("motionBlur", value)
+        }
         SettingSwitch {
             Layout.fillWidth: true
             title: "背景"

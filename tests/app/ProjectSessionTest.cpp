@@ -45,6 +45,10 @@ TEST(ProjectSessionTest, SettingsChangesUpdateAndSaveTheProjectAndReplanOrResmoo
     EXPECT_EQ(precise.renderSettings.cursorSmoothing, CursorSmoothing::precise);
     EXPECT_EQ(precise.cursorFrames,
               CursorPathSmoother().smooth(precise.events, 12, precise.duration, CursorSmoothing::precise));
+    app.state->changeRenderSetting("motionBlur", "0.5");
+    EXPECT_EQ(app.state->renderSettings().motionBlur, 0.5);
+    app.state->changeRenderSetting("motionBlur", "2");  // out of range: ignored
+    EXPECT_EQ(app.state->renderSettings().motionBlur, 0.5);
     app.state->changeRenderSetting("cursorTheme", "lime");
     app.state->changeRenderSetting("cursorTheme", "neon");  // unknown values are ignored
     EXPECT_EQ(app.state->renderSettings().cursorTheme, CursorTheme::lime);
@@ -70,7 +74,7 @@ TEST(ProjectSessionTest, SavesKeepWhatAnotherProgramSavedMeanwhile)
     files.updateProject(directory, [](RecordingProject project) {
         project.trim = TimeRange{0.5, 1.5};
         project.unknownKeys.members = {{"captions", {{"path", "captions.vtt"}}}};
-        project.renderSettings.unknownKeys.members = {{"motionBlur", 0.5}};
+        project.renderSettings.unknownKeys.members = {{"futureSetting", 0.5}};
         return project;
     });
     app.state->changeRenderSetting("templateName", "cleanLight");
@@ -78,7 +82,7 @@ TEST(ProjectSessionTest, SavesKeepWhatAnotherProgramSavedMeanwhile)
     EXPECT_EQ(saved.renderSettings.templateName, TemplateName::cleanLight);
     EXPECT_EQ(saved.trim, (TimeRange{0.5, 1.5}));
     EXPECT_EQ(saved.unknownKeys.members["captions"]["path"], "captions.vtt");
-    EXPECT_EQ(saved.renderSettings.unknownKeys.members["motionBlur"], 0.5);
+    EXPECT_EQ(saved.renderSettings.unknownKeys.members["futureSetting"], 0.5);
 }
 
 TEST(TimelineEditingTest, EditsReachThePreviewAndTheSavedProjectAndUndoRedoAndRefusalsBehave)

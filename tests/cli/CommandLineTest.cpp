@@ -251,7 +251,7 @@ TEST(EditCommand, ConcurrentEditsAndExportsLoseNothing)
     const fs::path metadata = directory / ".vantile";
     Json header = Json::parse(readText(metadata / "project.json"));
     header["captions"] = {{"path", "captions.vtt"}};
-    header["renderSettings"]["motionBlur"] = 0.5;
+    header["renderSettings"]["futureSetting"] = 0.5;
     writeText(metadata / "project.json", header.dump());
     Json segments = Json::parse(readText(metadata / "focus_segments.json"));
     segments.back()["label"] = "kept";
@@ -290,7 +290,7 @@ TEST(EditCommand, ConcurrentEditsAndExportsLoseNothing)
     EXPECT_EQ(saved.exports[0].bytes, std::int64_t(fs::file_size(output / "movie.mp4")));
     const Json savedHeader = Json::parse(readText(metadata / "project.json"));
     EXPECT_EQ(savedHeader["captions"], header["captions"]);
-    EXPECT_EQ(savedHeader["renderSettings"]["motionBlur"], 0.5);
+    EXPECT_EQ(savedHeader["renderSettings"]["futureSetting"], 0.5);
     EXPECT_EQ(Json::parse(readText(metadata / "focus_segments.json")).back()["label"], "kept");
 
     // Held by another program past the wait: the edit says so and writes nothing.

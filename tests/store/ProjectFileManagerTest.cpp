@@ -280,7 +280,7 @@ TEST(ProjectStore, SavesKeepOtherWritersChangesAndKeysThisVersionDoesNotKnow)
     // What a newer version might add, at every level of every file.
     Json header = Json::parse(readText(metadata / "project.json"));
     header["captions"] = {{"path", "captions.vtt"}, {"offset", 0.25}};
-    header["renderSettings"]["motionBlur"] = 0.5;
+    header["renderSettings"]["futureSetting"] = 0.5;
     header["capture"]["region"]["note"] = "left monitor";
     header["trim"] = {{"start", 0.5}, {"end", 4}, {"reason", "intro"}};
     writeText(metadata / "project.json", header.dump());
@@ -318,7 +318,7 @@ TEST(ProjectStore, SavesKeepOtherWritersChangesAndKeysThisVersionDoesNotKnow)
     EXPECT_EQ(saved.focusSegments[0].scale, 1.5);
     const Json savedHeader = Json::parse(readText(metadata / "project.json"));
     EXPECT_EQ(savedHeader["captions"], header["captions"]);
-    EXPECT_EQ(savedHeader["renderSettings"]["motionBlur"], 0.5);
+    EXPECT_EQ(savedHeader["renderSettings"]["futureSetting"], 0.5);
     EXPECT_EQ(savedHeader["capture"]["region"]["note"], "left monitor");
     EXPECT_EQ(savedHeader["trim"]["reason"], "intro");
     EXPECT_EQ(Json::parse(readText(metadata / "focus_segments.json"))[0]["label"], "first");
