@@ -17,7 +17,7 @@ namespace vantile {
 namespace fs = std::filesystem;
 
 AppState::AppState(AppCollaborators collaborators, QObject* parent)
-    : QObject(parent), permissions_(std::move(collaborators.permissions))
+    : QObject(parent), cameras_(collaborators.cameras), permissions_(std::move(collaborators.permissions))
 {
     workers_.setMaxThreadCount(2);
     permissionStatus_ = permissions_->currentStatus();

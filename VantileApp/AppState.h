@@ -104,6 +104,8 @@ public:
     DesktopShell* desktopShell() const { return shell_; }
     // Where the flows run their slow steps.
     QThreadPool& workers() { return workers_; }
+    // The cameras the picker lists and previews; absent where none are offered.
+    std::shared_ptr<CameraService> cameraService() const { return cameras_; }
 
     // Published state.
     Route route() const { return route_; }
@@ -363,6 +365,7 @@ private:
     std::vector<AudioInputDevice> availableMicrophones_;
     std::optional<std::string> selectedMicrophoneDeviceID_;
     std::vector<CameraDevice> availableCameras_;
+    std::shared_ptr<CameraService> cameras_;
     std::optional<std::string> selectedCameraId_;
     double exportProgress_ = 0;
 

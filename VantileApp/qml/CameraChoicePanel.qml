@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Layouts
+import Vantile
 import "."
 
 // 摄像头: none, or one of the listed cameras, recorded beside the screen as the bubble's picture.
@@ -30,6 +31,24 @@ Rectangle {
                 title: modelData.title
                 selected: appState.selectedCameraId === modelData.id
                 onChosen: appState.selectCamera(modelData.id)
+            }
+        }
+        Rectangle {
+            Layout.fillWidth: true
+            Layout.preferredHeight: width * 9 / 16
+            visible: appState.selectedCameraId !== ""
+            radius: 10
+            color: "#05070d"
+            border.color: Theme.border
+            clip: true
+            CameraThumbnail {
+                objectName: "cameraThumbnail"
+                anchors.fill: parent
+                anchors.margins: 1
+                controller: appState
+                cameraId: appState.selectedCameraId
+                // Off while a recording starts, so the camera is free for it.
+                active: !appState.isBusy
             }
         }
         Text {
