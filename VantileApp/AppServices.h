@@ -3,6 +3,8 @@
 #include "StopTrigger.h"
 #include "capture/ExcludedAreas.h"
 #include "capture/PermissionStatus.h"
+#include "capture/camera/CameraDevice.h"
+#include "capture/camera/CameraStream.h"
 #include "model/AudioSettings.h"
 #include "model/CaptureSource.h"
 #include "model/RecordingProject.h"
@@ -51,6 +53,17 @@ public:
     virtual std::vector<CaptureSource> loadSources() = 0;
     // Microphones in any order; throws when the sound server cannot be asked.
     virtual std::vector<AudioInputDevice> listMicrophones() = 0;
+};
+
+class CameraService {
+public:
+    virtual ~CameraService() = default;
+
+    // Worker: the cameras the picker offers; empty when there are none or none may be reached.
+    virtual std::vector<CameraDevice> listCameras() = 0;
+    // Worker: starts the chosen camera (a listed id, or "default" for the first) and waits for its
+    // first picture; throws CameraError with the user's sentence.
+    virtual std::unique_ptr<CameraStream> start(const std::string& choice) = 0;
 };
 
 class ScreenRecorderService {

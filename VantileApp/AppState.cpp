@@ -17,7 +17,7 @@ namespace vantile {
 namespace fs = std::filesystem;
 
 AppState::AppState(AppCollaborators collaborators, QObject* parent)
-    : QObject(parent), permissions_(std::move(collaborators.permissions))
+    : QObject(parent), cameras_(collaborators.cameras), permissions_(std::move(collaborators.permissions))
 {
     workers_.setMaxThreadCount(2);
     permissionStatus_ = permissions_->currentStatus();
@@ -25,11 +25,12 @@ AppState::AppState(AppCollaborators collaborators, QObject* parent)
     projectsRoot_ = projectFiles.rootDirectory();
     const std::function<Timestamp()> wallClock = collaborators.wallClock;
     session_ = std::make_unique<ProjectSession>(*this, projectFiles);
-    sourcesFlow_ = std::make_unique<SourcesFlow>(*this, std::move(collaborators.sourceProvider));
+    sourcesFlow_ = std::make_unique<SourcesFlow>(*this, std::move(collaborators.sourceProvider), collaborators.cameras);
     recordingFlow_ = std::make_unique<RecordingFlow>(
         *this, *permissions_, *session_,
         RecordingFlow::Parts{std::move(collaborators.recorder), std::move(collaborators.inputRecorder), projectFiles,
-                             std::move(collaborators.wallClock), collaborators.recordingTick});
+                             std::move(collaborators.wallClock), collaborators.recordingTick,
+                             std::move(collaborators.cameras)});
     exportFlow_ = std::make_unique<ExportFlow>(*this, *session_, std::move(collaborators.exporter), wallClock);
     recoveryFlow_ = std::make_unique<RecoveryFlow>(*this, *session_, projectFiles);
     projectListFlow_ = std::make_unique<ProjectListFlow>(*this, *session_, *recoveryFlow_, projectFiles);
@@ -172,6 +173,20 @@ void AppState::setAvailableMicrophones(std::vector<AudioInputDevice> devices)
     if (availableMicrophones_ == devices) return;
     availableMicrophones_ = std::move(devices);
     emit availableMicrophonesChanged();
+}
+
+void AppState::setAvailableCameras(std::vector<CameraDevice> cameras)
+{
+    if (availableCameras_ == cameras) return;
+    availableCameras_ = std::move(cameras);
+    emit availableCamerasChanged();
+}
+
+void AppState::setSelectedCameraId(std::optional<std::string> id)
+{
+    if (selectedCameraId_ == id) return;
+    selectedCameraId_ = std::move(id);
+    emit selectedCameraIdChanged();
 }
 
 void AppState::setSelectedMicrophoneDeviceID(std::optional<std::string> id)
@@ -378,6 +393,8 @@ QString AppState::selectedSourceId() const
 }
 
 void AppState::selectSource(const QString& id) { sourcesFlow_->selectSource(id.toStdString()); }
+
+void AppState::selectCamera(const QString& id) { sourcesFlow_->selectCamera(id.toStdString()); }
 
 QVariantMap AppState::currentProjectValue() const
 {

@@ -37,6 +37,7 @@ struct AppCollaborators {
     std::unique_ptr<PermissionService> permissions;
     std::unique_ptr<SourceService> sourceProvider;
     std::unique_ptr<ScreenRecorderService> recorder;
+    std::shared_ptr<CameraService> cameras;  // absent: no cameras to offer
     std::unique_ptr<InputRecorderService> inputRecorder;
     std::unique_ptr<ExportService> exporter;
     std::optional<std::filesystem::path> projectsRoot;  // absent: the user's videos directory
@@ -72,6 +73,9 @@ class AppState : public QObject {
     Q_PROPERTY(QVariantList availableMicrophones READ availableMicrophonesValue NOTIFY availableMicrophonesChanged)
     Q_PROPERTY(QString selectedMicrophoneDeviceID READ selectedMicrophoneDeviceIDText WRITE
                    setSelectedMicrophoneDeviceIDText NOTIFY selectedMicrophoneDeviceIDChanged)
+    Q_PROPERTY(QVariantList availableCameras READ availableCamerasValue NOTIFY availableCamerasChanged)
+    // Empty: 不录制摄像头.
+    Q_PROPERTY(QString selectedCameraId READ selectedCameraIdText WRITE selectCamera NOTIFY selectedCameraIdChanged)
     Q_PROPERTY(QUrl previewVideoURL READ previewVideoURLValue NOTIFY previewVideoURLChanged)
     Q_PROPERTY(QString videoReferenceText READ videoReferenceTextValue NOTIFY videoReferenceTextChanged)
     Q_PROPERTY(double exportProgress READ exportProgress NOTIFY exportProgressChanged)
@@ -100,6 +104,8 @@ public:
     DesktopShell* desktopShell() const { return shell_; }
     // Where the flows run their slow steps.
     QThreadPool& workers() { return workers_; }
+    // The cameras the picker lists and previews; absent where none are offered.
+    std::shared_ptr<CameraService> cameraService() const { return cameras_; }
 
     // Published state.
     Route route() const { return route_; }
@@ -118,6 +124,8 @@ public:
     AudioCaptureMode audioCaptureMode() const { return audioCaptureMode_; }
     const std::vector<AudioInputDevice>& availableMicrophones() const { return availableMicrophones_; }
     const std::optional<std::string>& selectedMicrophoneDeviceID() const { return selectedMicrophoneDeviceID_; }
+    const std::vector<CameraDevice>& availableCameras() const { return availableCameras_; }
+    const std::optional<std::string>& selectedCameraId() const { return selectedCameraId_; }
     double exportProgress() const { return exportProgress_; }
     bool isExporting() const { return isExporting_; }
     const std::vector<std::filesystem::path>& unfinishedRecordings() const { return unfinishedRecordings_; }
@@ -142,6 +150,8 @@ public:
     void setRecordingStartTime(std::optional<Timestamp> time);
     void setRecordingElapsed(double seconds);
     void setAvailableMicrophones(std::vector<AudioInputDevice> devices);
+    void setAvailableCameras(std::vector<CameraDevice> cameras);
+    void setSelectedCameraId(std::optional<std::string> id);
     void setExportProgress(double fraction);
     void setExporting(bool exporting);
     void setUnfinishedRecordings(std::vector<std::filesystem::path> directories);
@@ -224,6 +234,8 @@ public:
     Q_INVOKABLE void openPermissionSettings(const QString& permission);
     Q_INVOKABLE void refreshPermissionStatus();
     Q_INVOKABLE void openMicrophoneSettings();
+    // A listed camera's id records it beside the screen; an empty or unlisted one records none.
+    Q_INVOKABLE void selectCamera(const QString& id);
 
     // QML views of the published state.
     QString routeName() const { return QmlValues::text(routeTexts, route_); }
@@ -245,6 +257,8 @@ public:
     QVariantList availableMicrophonesValue() const { return QmlValues::microphones(availableMicrophones_); }
     QString selectedMicrophoneDeviceIDText() const;
     void setSelectedMicrophoneDeviceIDText(const QString& id);
+    QVariantList availableCamerasValue() const { return QmlValues::cameras(availableCameras_); }
+    QString selectedCameraIdText() const { return QString::fromStdString(selectedCameraId_.value_or("")); }
     QUrl previewVideoURLValue() const;
     QString videoReferenceTextValue() const { return QString::fromStdString(videoReferenceText()); }
     QString exportedFilePath() const;
@@ -301,6 +315,8 @@ signals:
     void audioCaptureModeChanged();
     void availableMicrophonesChanged();
     void selectedMicrophoneDeviceIDChanged();
+    void availableCamerasChanged();
+    void selectedCameraIdChanged();
     void previewVideoURLChanged();
     void videoReferenceTextChanged();
     void exportProgressChanged();
@@ -348,6 +364,9 @@ private:
     AudioCaptureMode audioCaptureMode_ = AudioCaptureMode::none;
     std::vector<AudioInputDevice> availableMicrophones_;
     std::optional<std::string> selectedMicrophoneDeviceID_;
+    std::vector<CameraDevice> availableCameras_;
+    std::shared_ptr<CameraService> cameras_;
+    std::optional<std::string> selectedCameraId_;
     double exportProgress_ = 0;
 
     bool isExporting_ = false;

@@ -1,6 +1,7 @@
 #include "MainWindowLoader.h"
 
 #include "AppState.h"
+#include "CameraThumbnailItem.h"
 #include "LivePreviewItem.h"
 #include "ProjectThumbnails.h"
 #include "TimelineStripItem.h"
@@ -17,6 +18,7 @@ void registerQmlTypes()
     registered = true;
     qmlRegisterType<LivePreviewItem>("Vantile", 1, 0, "LivePreview");
     qmlRegisterType<TimelineStripItem>("Vantile", 1, 0, "TimelineStrip");
+    qmlRegisterType<CameraThumbnailItem>("Vantile", 1, 0, "CameraThumbnail");
     qmlRegisterUncreatableType<AppState>("Vantile", 1, 0, "AppState", "AppState is created once by the application.");
     // Our own look on every desktop; the platform styles do not take the colours we set.
     QQuickStyle::setStyle("Basic");

@@ -1,5 +1,7 @@
 #include "PlatformServices.h"
 
+#include "DesktopCameraService.h"
+
 #include "capture/CaptureBackend.h"
 #include "capture/EventJournal.h"
 #include "capture/InputEventRecorder.h"
@@ -229,6 +231,7 @@ AppCollaborators makePlatformCollaborators(std::optional<KeyShortcut> stopShortc
     collaborators.permissions = std::make_unique<BackendPermissionService>(shared);
     collaborators.sourceProvider = std::make_unique<BackendSourceService>(shared);
     collaborators.recorder = std::make_unique<BackendScreenRecorderService>(shared);
+    collaborators.cameras = std::make_shared<DesktopCameraService>();
     collaborators.inputRecorder = std::make_unique<BackendInputRecorderService>(shared, std::move(stopShortcut));
     collaborators.exporter = std::make_unique<MovieExportService>();
     if (shared->backend->kind() == CaptureBackendKind::wayland)

@@ -139,6 +139,14 @@ QVariantList microphones(const std::vector<AudioInputDevice>& devices)
     return list;
 }
 
+QVariantList cameras(const std::vector<CameraDevice>& cameras)
+{
+    QVariantList list;
+    for (const auto& camera : cameras)
+        list.append(QVariantMap{{"id", QString::fromStdString(camera.id)}, {"title", QString::fromStdString(camera.title)}});
+    return list;
+}
+
 QDateTime dateTime(const std::optional<Timestamp>& time)
 {
     if (!time) return {};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "capture/PermissionStatus.h"
+#include "capture/camera/CameraDevice.h"
 #include "model/AudioSettings.h"
 #include "model/CameraBubbleLook.h"
 #include "model/CaptureSource.h"
@@ -45,6 +46,7 @@ QVariantList sources(const std::vector<CaptureSource>& sources);
 QVariantMap project(const RecordingProject& project);
 QVariantMap renderSettings(const RenderSettings& settings);
 QVariantList microphones(const std::vector<AudioInputDevice>& devices);
+QVariantList cameras(const std::vector<CameraDevice>& cameras);
 QDateTime dateTime(const std::optional<Timestamp>& time);
 // The project list's rows: texts ready to show, and the thumbnail's image address.
 QVariantList projects(const std::vector<ProjectSummary>& projects);

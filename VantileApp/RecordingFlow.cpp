@@ -6,6 +6,8 @@
 #include "ProjectSession.h"
 #include "capture/RecordingFinisher.h"
 #include "capture/RecordingRecovery.h"
+#include "capture/camera/CameraError.h"
+#include "capture/camera/CameraRecorder.h"
 
 namespace vantile {
 
@@ -15,7 +17,18 @@ struct RecordingFlow::StopOutcome {
     std::optional<RenderSettings> sizedSettings;
     std::optional<RecordingProject> project;
     std::optional<std::string> failure;
+    std::optional<std::string> cameraWarning;
 };
+
+namespace {
+
+struct CaptureStart {
+    std::optional<std::string> failure;
+    std::shared_ptr<CameraRecorder> camera;
+    std::optional<std::string> cameraWarning;
+};
+
+}  // namespace
 
 RecordingFlow::RecordingFlow(AppState& state, PermissionService& permissions, ProjectSession& session, Parts parts)
     : state_(state), permissions_(permissions), session_(session), parts_(std::move(parts))
@@ -53,6 +66,8 @@ void RecordingFlow::start()
 
     // Later changes of the choices do not affect this recording.
     source_ = state_.selectedSource();
+    cameraChoice_ = state_.selectedCameraId();
+    cameraWarnings_.clear();
     const AudioCaptureSettings audioSettings{state_.audioCaptureMode(), state_.selectedMicrophoneDeviceID()};
     if (!capturesMicrophone(audioSettings.mode)) {
         countDown(audioSettings);
@@ -64,6 +79,7 @@ void RecordingFlow::start()
                              state_.setErrorMessage("请允许麦克风权限后再开始录制。");
                              permissions_.openMicrophoneSettings();
                              source_.reset();
+                             cameraChoice_.reset();
                              state_.setBusy(false);
                              return;
                          }
@@ -102,6 +118,7 @@ void RecordingFlow::countdownCancelled()
 {
     countingDown_ = false;
     source_.reset();
+    cameraChoice_.reset();
     state_.setBusy(false);
     state_.setStatusMessage("Ready");
     state_.setRoute(Route::home);
@@ -122,18 +139,35 @@ void RecordingFlow::beginCapture(const AudioCaptureSettings& audioSettings)
     }
     audioSettings_ = audioSettings;
     state_.setProjectDirectory(directory);
-    const auto capture = [this, source = *source_, output = directory / "raw.mov", audioSettings] {
+    const auto capture = [this, source = *source_, directory, audioSettings] {
         runOffMainThread(
             state_.workers(), &state_,
-            [recorder = parts_.recorder.get(), source, output, audioSettings]() -> std::optional<std::string> {
-                try {
-                    recorder->start(source, output, audioSettings);
-                    return std::nullopt;
-                } catch (...) {
-                    return describeError(std::current_exception());
+            [recorder = parts_.recorder.get(), cameras = parts_.cameras, choice = cameraChoice_, source, directory,
+             audioSettings]() {
+                CaptureStart started;
+                // The camera never stands in the recording's way: without it, the screen is recorded alone.
+                std::unique_ptr<CameraStream> stream;
+                if (choice && cameras) {
+                    try {
+                        stream = cameras->start(*choice);
+                    } catch (const CameraError& error) {
+                        started.cameraWarning = error.what();
+                    }
                 }
+                try {
+                    if (stream) started.camera = std::make_shared<CameraRecorder>(std::move(stream), directory);
+                    recorder->start(source, directory / "raw.mov", audioSettings);
+                } catch (...) {
+                    started.camera.reset();
+                    started.failure = describeError(std::current_exception());
+                }
+                return started;
             },
-            [this](std::optional<std::string> failure) { finishStart(failure); });
+            [this](CaptureStart started) {
+                camera_ = std::move(started.camera);
+                if (started.cameraWarning) cameraWarnings_.push_back(*started.cameraWarning);
+                finishStart(started.failure);
+            });
     };
     // No display server can leave our windows out of a display's picture: they go first.
     if (auto* shell = state_.desktopShell()) shell->hideWindowsBeforeCapture(capture);
@@ -146,6 +180,9 @@ void RecordingFlow::finishStart(const std::optional<std::string>& failure)
         cancelTimer();
         source_.reset();
         audioSettings_.reset();
+        cameraChoice_.reset();
+        cameraWarnings_.clear();
+        camera_.reset();
         // Nothing was recorded: leave no directory that looks like a recording.
         if (startingDirectory_) {
             std::error_code ignored;
@@ -178,6 +215,7 @@ void RecordingFlow::finishStart(const std::optional<std::string>& failure)
         return;
     }
     startingDirectory_.reset();
+    startCameraClock();
     state_.setRecordingStartTime(parts_.wallClock());
     state_.setRecordingElapsed(0);
     state_.setRoute(Route::recording);
@@ -190,6 +228,12 @@ void RecordingFlow::finishStart(const std::optional<std::string>& failure)
         shell->showRecordingHint(*source_);
     }
     watchOwnWindows();
+}
+
+void RecordingFlow::startCameraClock()
+{
+    if (!camera_) return;
+    if (const auto firstFrame = parts_.recorder->firstFrameTime()) camera_->startClock(*firstFrame);
 }
 
 void RecordingFlow::watchOwnWindows()
@@ -232,6 +276,7 @@ void RecordingFlow::tick()
     }
     if (const auto startTime = state_.recordingStartTime())
         state_.setRecordingElapsed(std::chrono::duration<double>(parts_.wallClock() - *startTime).count());
+    startCameraClock();
     if (!captureFailure_) {
         captureFailure_ = parts_.recorder->failure();
         // The capture ended on its own: keep what was recorded and say why afterwards.
@@ -267,20 +312,33 @@ void RecordingFlow::stop(StopTrigger trigger, std::vector<CGRectCodable> gesture
     cancelTimer();
 
     std::vector<InputEvent> events = parts_.inputRecorder->stop();
+    startCameraClock();
     runOffMainThread(
         state_.workers(), &state_,
         [this, events = std::move(events), gestureWay, source = source_, directory = state_.projectDirectory(),
+         camera = std::move(camera_),
          settings = withoutDrawnCursor(state_.renderSettings(), cursorInPicture_), audio = audioSettings_.value_or(AudioCaptureSettings{}),
          now = parts_.wallClock]() {
             StopOutcome outcome;
             try {
+                // The camera ends where the screen does, so both movies are equally long.
+                std::optional<CameraRecording> cameraRecording;
+                if (camera) {
+                    const CameraTake take = camera->finish(std::chrono::steady_clock::now());
+                    cameraRecording = take.camera;
+                    outcome.cameraWarning = take.warning;
+                    if (!take.camera && !take.warning) outcome.cameraWarning = CameraError::noPicture().what();
+                }
                 const RecordingResult result = parts_.recorder->stop();
                 if (!source || !directory) throw AppFlowError::missingProjectContext();
                 // The published settings take the recorded size even when saving fails below.
                 outcome.sizedSettings = settings.sizedFor(result.videoInfo);
                 const RecordingFinisher finisher(parts_.projectFiles, planner_, smoother_);
-                outcome.project = finisher.finish(
-                    StoppedRecording{events, result, *source, audio, *directory, gestureWay}, settings, now());
+                outcome.project =
+                    finisher.finish(StoppedRecording{events, result, *source, audio, *directory, gestureWay, cameraRecording},
+                                    settings, now());
+                // The project holds the camera now; recovery no longer needs its note.
+                CameraRecorder::removeNote(*directory);
             } catch (...) {
                 outcome.failure = describeError(std::current_exception());
             }
@@ -293,6 +351,8 @@ void RecordingFlow::finishStop(StopOutcome outcome)
 {
     source_.reset();
     audioSettings_.reset();
+    cameraChoice_.reset();
+    if (outcome.cameraWarning) cameraWarnings_.push_back(*outcome.cameraWarning);
     state_.setRecordingStartTime(std::nullopt);
     state_.setRecordingElapsed(0);
     if (outcome.sizedSettings) state_.setRenderSettings(*outcome.sizedSettings);
@@ -306,8 +366,14 @@ void RecordingFlow::finishStop(StopOutcome outcome)
         state_.setRoute(Route::sourcePicker);
         state_.setErrorMessage(outcome.failure);
     }
-    if (!outcome.failure && captureFailure_) state_.setErrorMessage(captureFailure_);
+    if (!outcome.failure) {
+        // What ended early is told together: the screen's capture first, then the camera.
+        std::string told = captureFailure_.value_or("");
+        for (const std::string& warning : cameraWarnings_) told += (told.empty() ? "" : "\n") + warning;
+        if (!told.empty()) state_.setErrorMessage(told);
+    }
     captureFailure_.reset();
+    cameraWarnings_.clear();
     if (!outcome.failure) state_.showMainWindow();
 }
 
@@ -317,6 +383,9 @@ void RecordingFlow::shutdown()
     if (auto* shell = state_.desktopShell()) shell->dismissRecordingHint();
     if (state_.route() != Route::recording || state_.isBusy()) return;
     parts_.inputRecorder->stop();
+    // camera.mov is closed like raw.mov; its note beside the journal lets recovery take it in.
+    if (camera_) camera_->finish(std::chrono::steady_clock::now());
+    camera_.reset();
     try {
         parts_.recorder->stop();
     } catch (const std::exception&) {

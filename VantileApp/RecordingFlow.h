@@ -13,11 +13,13 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace vantile {
 
 class AppState;
 class ProjectSession;
+class CameraRecorder;
 
 // One recording: start (microphone access, a fresh project directory, the capture and the
 // input log), the elapsed-time timer with its maximum, a capture that ends on its own, and
@@ -30,6 +32,7 @@ public:
         ProjectFileManager projectFiles;
         std::function<Timestamp()> wallClock;
         std::chrono::milliseconds tick;
+        std::shared_ptr<CameraService> cameras;  // absent: no camera is ever recorded
     };
 
     RecordingFlow(AppState& state, PermissionService& permissions, ProjectSession& session, Parts parts);
@@ -63,6 +66,8 @@ private:
     void countdownCancelled();
     void beginCapture(const AudioCaptureSettings& audioSettings);
     void finishStart(const std::optional<std::string>& failure);
+    // camera.mov's clock starts at the screen's first frame, once the recorder knows it.
+    void startCameraClock();
     void finishStop(StopOutcome outcome);
     void startTimer();
     void tick();
@@ -83,6 +88,11 @@ private:
     // What this recording was started with: later choices in the picker do not reach it.
     std::optional<CaptureSource> source_;
     std::optional<AudioCaptureSettings> audioSettings_;
+    std::optional<std::string> cameraChoice_;
+    // Shared with the worker that finishes it at the stop.
+    std::shared_ptr<CameraRecorder> camera_;
+    // Why the chosen camera is not in the recording, told once the take is over.
+    std::vector<std::string> cameraWarnings_;
     std::optional<std::filesystem::path> startingDirectory_;  // made for a start still under way
     bool cursorInPicture_ = false;
     bool countingDown_ = false;

@@ -9,8 +9,9 @@
 
 namespace vantile {
 
-SourcesFlow::SourcesFlow(AppState& state, std::unique_ptr<SourceService> provider)
-    : state_(state), provider_(std::move(provider))
+SourcesFlow::SourcesFlow(AppState& state, std::unique_ptr<SourceService> provider,
+                         std::shared_ptr<CameraService> cameras)
+    : state_(state), provider_(std::move(provider)), cameras_(std::move(cameras))
 {
 }
 
@@ -21,24 +22,35 @@ void SourcesFlow::loadSources()
     state_.setBusy(true);
     state_.setStatusMessage("Loading capture sources");
     loadAudioInputs();
-    using Loaded = std::pair<std::vector<CaptureSource>, std::optional<std::string>>;
+    struct Loaded {
+        std::vector<CaptureSource> sources;
+        std::optional<std::string> failure;
+        std::vector<CameraDevice> cameras;
+    };
     runOffMainThread(
         state_.workers(), &state_,
-        [provider = provider_.get()]() -> Loaded {
+        [provider = provider_.get(), cameras = cameras_]() -> Loaded {
+            Loaded loaded;
             try {
-                return {provider->loadSources(), std::nullopt};
+                loaded.sources = provider->loadSources();
             } catch (...) {
-                return {{}, describeError(std::current_exception())};
+                loaded.failure = describeError(std::current_exception());
             }
+            // Listing cameras never fails: a desktop without any simply offers none.
+            if (cameras) loaded.cameras = cameras->listCameras();
+            return loaded;
         },
         [this](Loaded loaded) {
-            if (loaded.second) {
-                state_.setErrorMessage(loaded.second);
+            if (loaded.failure) {
+                state_.setErrorMessage(loaded.failure);
             } else {
-                state_.setSources(std::move(loaded.first));
+                state_.setSources(std::move(loaded.sources));
                 if (!state_.selectedSource() && !state_.sources().empty())
                     state_.setSelectedSource(state_.sources().front());
             }
+            state_.setAvailableCameras(std::move(loaded.cameras));
+            // A chosen camera that went away is forgotten, as a microphone is.
+            if (const auto& chosen = state_.selectedCameraId()) selectCamera(*chosen);
             state_.setBusy(false);
         });
 }
@@ -68,6 +80,14 @@ void SourcesFlow::selectSource(const std::string& id)
     const auto& sources = state_.sources();
     const auto found = std::find_if(sources.begin(), sources.end(), [&](const CaptureSource& s) { return s.id == id; });
     if (found != sources.end()) state_.setSelectedSource(*found);
+}
+
+void SourcesFlow::selectCamera(const std::string& id)
+{
+    const auto& cameras = state_.availableCameras();
+    const bool listed =
+        std::any_of(cameras.begin(), cameras.end(), [&](const CameraDevice& camera) { return camera.id == id; });
+    state_.setSelectedCameraId(listed ? std::optional<std::string>(id) : std::nullopt);
 }
 
 }  // namespace vantile

@@ -16,6 +16,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <algorithm>
 #include <cstdio>
 
 using namespace vantile;
@@ -128,11 +129,29 @@ int main(int argc, char** argv)
     screens.permissions->status = {true, true, true};
     screens.state->refreshPermissionStatus();
 
+    {
+        std::lock_guard lock(screens.fakeCameras->mutex);
+        screens.fakeCameras->cameras = {{.id = "camera-usb-0c45-6366-video-index0", .title = "USB 2.0 Camera"},
+                                        {.id = "camera-integrated-webcam", .title = "Integrated Webcam"}};
+    }
     screens.state->setRouteName("sourcePicker");
+    waitFor([&] { return !screens.state->availableCameras().empty() && !screens.state->isBusy(); });
     screens.state->selectSource("window-83886087");
     screens.state->setAudioCaptureMode(AudioCaptureMode::systemAndMicrophone);
     screens.state->setSelectedMicrophoneDeviceID("alsa_input.usb-Blue_Yeti");
+    screens.state->selectCamera("camera-integrated-webcam");
     ok &= save(grab(screens), out / "03-source-picker.png");
+    // The camera panel sits below the sound: the picker scrolled to it.
+    if (auto* panel = screens.item("cameraChoicePanel")) {
+        QQuickItem* flickable = panel->parentItem();
+        while (flickable && !flickable->property("contentY").isValid()) flickable = flickable->parentItem();
+        if (flickable) {
+            const double bottom = flickable->property("contentHeight").toDouble() - flickable->height();
+            flickable->setProperty("contentY", std::max(0.0, bottom));
+        }
+        ok &= save(grab(screens), out / "03-source-picker-camera.png");
+    }
+    screens.state->selectCamera("");
 
     screens.state->startRecording();
     waitFor([&] { return screens.state->route() == Route::recording; });

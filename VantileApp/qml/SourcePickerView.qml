@@ -101,6 +101,7 @@ Item {
                         }
                     }
                 }
+                CameraChoicePanel { Layout.fillWidth: true }
             }
         }
     }

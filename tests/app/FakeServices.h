@@ -3,6 +3,7 @@
 #include "AppServices.h"
 #include "AppState.h"
 #include "capture/InputEventRecorder.h"
+#include "capture/camera/CameraError.h"
 #include "store/ProjectFileManager.h"
 #include "support/TemporaryDirectory.h"
 
@@ -10,6 +11,7 @@
 #include <QThread>
 
 #include <atomic>
+#include <chrono>
 #include <fstream>
 #include <mutex>
 #include <stdexcept>
@@ -135,6 +137,20 @@ public:
     Gate gate;
 };
 
+// Lists what `cameras` holds; a start finds the camera silent, as a busy one is.
+class FakeCameras : public CameraService {
+public:
+    std::vector<CameraDevice> listCameras() override
+    {
+        std::lock_guard lock(mutex);
+        return cameras;
+    }
+    std::unique_ptr<CameraStream> start(const std::string&) override { throw CameraError::noPicture(); }
+
+    std::mutex mutex;
+    std::vector<CameraDevice> cameras;
+};
+
 class FakeRecorder : public ScreenRecorderService, LoggingFake {
 public:
     using LoggingFake::LoggingFake;
@@ -149,6 +165,7 @@ public:
         startedAudio = audioSettings;
         if (startFailure) throw std::runtime_error(*startFailure);
         std::ofstream(outputURL) << "raw";
+        firstFrame = std::chrono::steady_clock::now();
     }
     RecordingResult stop() override
     {
@@ -169,6 +186,11 @@ public:
         return settledSource;
     }
     bool cursorInPicture() override { return pointerInPicture; }
+    std::optional<std::chrono::steady_clock::time_point> firstFrameTime() override
+    {
+        std::lock_guard lock(mutex);
+        return firstFrame;
+    }
 
     std::mutex mutex;
     std::optional<CaptureSource> settledSource;  // what a system dialog would have made of the choice
@@ -178,6 +200,7 @@ public:
     std::optional<std::string> captureFailure;
     std::filesystem::path startedOutput;
     AudioCaptureSettings startedAudio;
+    std::optional<std::chrono::steady_clock::time_point> firstFrame;
     Gate startGate;
     Gate stopGate;
 };
@@ -337,9 +360,11 @@ struct AppFixture {
     FakeInputRecorder* input = new FakeInputRecorder(log);
     FakeExporter* exporter = new FakeExporter(log);
     FakeShell shell{log};
+    std::shared_ptr<FakeCameras> fakeCameras = std::make_shared<FakeCameras>();
     std::unique_ptr<AppState> state;
 
-    explicit AppFixture(std::chrono::milliseconds tick = std::chrono::milliseconds(1000))
+    explicit AppFixture(std::chrono::milliseconds tick = std::chrono::milliseconds(1000),
+                        std::shared_ptr<CameraService> cameras = nullptr)
     {
         AppCollaborators collaborators;
         collaborators.permissions.reset(permissions);
@@ -350,6 +375,7 @@ struct AppFixture {
         collaborators.projectsRoot = root.path() / "projects";
         collaborators.wallClock = [this] { return clock.now(); };
         collaborators.recordingTick = tick;
+        collaborators.cameras = cameras ? std::move(cameras) : fakeCameras;
         state = std::make_unique<AppState>(std::move(collaborators));
         state->setDesktopShell(&shell);
     }

@@ -73,6 +73,23 @@ TEST(ScreensTest, HomePermissionsAndSourcePickerShowTheirStateAndPickARow)
     QTest::mouseClick(screens.window(), Qt::LeftButton, {},
                       twoSeconds->mapToScene(QPointF(twoSeconds->width() / 2, twoSeconds->height() / 2)).toPoint());
     ASSERT_TRUE(waitFor([&] { return screens.state->recordingCountdown() == CountdownChoice::twoSeconds; }, 2000));
+
+    // The camera section: none, then each listed camera by its title; choosing one marks it.
+    EXPECT_TRUE(shows(screens, {"摄像头", "不录制摄像头", "没有找到摄像头。连接摄像头后点“重新加载”。"}));
+    {
+        std::lock_guard lock(screens.fakeCameras->mutex);
+        screens.fakeCameras->cameras = {{.id = "camera-a", .title = "USB 2.0 Camera"},
+                                        {.id = "camera-b", .title = "Integrated Webcam"}};
+    }
+    screens.state->loadSources();
+    ASSERT_TRUE(shows(screens, {"USB 2.0 Camera", "Integrated Webcam"}));
+    QQuickItem* row = itemShowing(screens.window()->contentItem(), "Integrated Webcam");
+    while (row && !row->property("selected").isValid()) row = row->parentItem();
+    ASSERT_TRUE(row);
+    EXPECT_FALSE(row->property("selected").toBool());
+    QMetaObject::invokeMethod(row, "chosen");
+    EXPECT_EQ(screens.state->selectedCameraIdText(), "camera-b");
+    EXPECT_TRUE(row->property("selected").toBool());
 }
 
 TEST(ScreensTest, WhereInputDevicesAreClosedThePermissionScreenOffersTheHelperAndSaysWhatItReads)
