@@ -19,23 +19,6 @@ namespace {
 using namespace std::chrono_literals;
 using vantile::testing::runCli;
 
-// The end of the last video packet minus the first's start, as ffprobe reads the file.
-double movieSeconds(const std::filesystem::path& movie)
-{
-    const std::string packets = vantile::testing::commandOutput(
-        "ffprobe -v error -select_streams v -show_entries packet=pts_time,duration_time -of csv=p=0 " +
-        vantile::testing::quoteForShell(movie) + " 2>/dev/null");
-    double first = 1e9, end = 0;
-    std::istringstream lines(packets);
-    for (std::string line; std::getline(lines, line);) {
-        const auto comma = line.find(',');
-        if (comma == std::string::npos) continue;
-        const double time = std::stod(line.substr(0, comma));
-        first = std::min(first, time);
-        end = std::max(end, time + std::stod(line.substr(comma + 1)));
-    }
-    return end > 0 ? end - first : 0;
-}
 
 // Mean absolute difference of two RGB frames over a square around (x, y).
 double patchDifference(const std::vector<std::uint8_t>& left, const std::vector<std::uint8_t>& right, int width,
@@ -86,8 +69,8 @@ TEST_F(CameraRecordingTest, ScreenAndCameraRecordSideBySideEquallyLongAndExportW
     EXPECT_EQ(video["codec_name"], "h264");
     EXPECT_EQ(video["r_frame_rate"], "30/1");
     EXPECT_EQ(video["avg_frame_rate"], "30/1");  // no gaps: every tick has a frame
-    const double cameraSeconds = movieSeconds(camera);
-    const double screenSeconds = movieSeconds(recording() / "raw.mov");
+    const double cameraSeconds = vantile::testing::videoPacketSeconds(camera);
+    const double screenSeconds = vantile::testing::videoPacketSeconds(recording() / "raw.mov");
     EXPECT_GT(screenSeconds, 2.9);
     EXPECT_NEAR(cameraSeconds, screenSeconds, 1.0 / 30 + 1e-3);
 
@@ -147,15 +130,15 @@ TEST_F(CameraRecordingTest, ACameraThatStopsMidTakeEndsItsMovieThereAndTheScreen
     std::thread recorder([&] {
         recorded = runCli({"record", "--camera", "default", "--duration", "4", "--root", root().string()});
     });
-    const bool cameraRan = waitUntil([&] { return movieSeconds(recording() / "camera.mov") >= 1.0; }, 15s);
+    const bool cameraRan = waitUntil([&] { return vantile::testing::videoPacketSeconds(recording() / "camera.mov") >= 1.0; }, 15s);
     daemon.stop();
     recorder.join();
     ASSERT_TRUE(cameraRan);
     ASSERT_EQ(recorded.exitCode, 0) << recorded.standardError;
     EXPECT_NE(recorded.standardError.find("摄像头在录制中断开"), std::string::npos) << recorded.standardError;
 
-    const double cameraSeconds = movieSeconds(recording() / "camera.mov");
-    const double screenSeconds = movieSeconds(recording() / "raw.mov");
+    const double cameraSeconds = vantile::testing::videoPacketSeconds(recording() / "camera.mov");
+    const double screenSeconds = vantile::testing::videoPacketSeconds(recording() / "raw.mov");
     EXPECT_GE(cameraSeconds, 1.0);
     EXPECT_GT(screenSeconds, 3.9);
     EXPECT_LT(cameraSeconds, screenSeconds - 0.5);
@@ -170,7 +153,7 @@ TEST_F(CameraRecordingTest, AKilledRecordingIsRecoveredWithItsCamera)
     ChildProcess recorder({VANTILE_CLI, "record", "--camera", "default", "--duration", "60", "--root", root().string()},
                           {});
     ASSERT_TRUE(waitUntil([&] {
-        return movieSeconds(recording() / "camera.mov") >= 1.5 && movieSeconds(recording() / "raw.mov") >= 1.5;
+        return vantile::testing::videoPacketSeconds(recording() / "camera.mov") >= 1.5 && vantile::testing::videoPacketSeconds(recording() / "raw.mov") >= 1.5;
     }));
     kill(recorder.pid(), SIGKILL);
     recorder.stop();

@@ -43,23 +43,6 @@ protected:
     }
 };
 
-// The end of the last video packet as ffprobe reads the file, independently of our reader.
-double playableSeconds(const std::filesystem::path& movie)
-{
-    const std::string packets = vantile::testing::commandOutput(
-        "ffprobe -v error -select_streams v -show_entries packet=pts_time,duration_time -of csv=p=0 " +
-        vantile::testing::quoteForShell(movie) + " 2>/dev/null");
-    double first = 1e9, end = 0;
-    std::istringstream lines(packets);
-    for (std::string line; std::getline(lines, line);) {
-        const auto comma = line.find(',');
-        if (comma == std::string::npos) continue;
-        const double time = std::stod(line.substr(0, comma));
-        first = std::min(first, time);
-        end = std::max(end, time + std::stod(line.substr(comma + 1)));
-    }
-    return end - first;
-}
 
 TEST_F(RecordCommandTest, AKilledRecordingIsRecoveredAsTheStopFlowWouldHave)
 {
@@ -68,14 +51,14 @@ TEST_F(RecordCommandTest, AKilledRecordingIsRecoveredAsTheStopFlowWouldHave)
     // Input is logged from the moment the movie has frames.
     ASSERT_TRUE(waitUntil([&] { return std::filesystem::exists(journal()); }));
     const std::filesystem::path project = recording();
-    ASSERT_TRUE(waitUntil([&] { return playableSeconds(project / "raw.mov") >= 0.5; }));
+    ASSERT_TRUE(waitUntil([&] { return vantile::testing::videoPacketSeconds(project / "raw.mov") >= 0.5; }));
     xdotool("mousemove 300 200 click 1");
     ASSERT_TRUE(waitUntil([&] { return journalled(journal(), Type::leftMouseUp) > 0; }));
-    ASSERT_TRUE(waitUntil([&] { return playableSeconds(project / "raw.mov") >= 2; }));
+    ASSERT_TRUE(waitUntil([&] { return vantile::testing::videoPacketSeconds(project / "raw.mov") >= 2; }));
     kill(recorder.pid(), SIGKILL);
     recorder.stop();
 
-    const double playable = playableSeconds(project / "raw.mov");
+    const double playable = vantile::testing::videoPacketSeconds(project / "raw.mov");
     std::vector<InputEvent> logged = EventJournal::read(journal()).events;
     std::erase_if(logged, [&](const InputEvent& event) { return event.time > playable + 1e-6; });
 

@@ -8,7 +8,9 @@
 #include <numbers>
 #include <cstdint>
 #include <cstring>
+#include <algorithm>
 #include <filesystem>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -73,6 +75,25 @@ inline double toneLevel(const std::vector<float>& samples, double frequency, std
     }
     const double power = previous * previous + beforePrevious * beforePrevious - coefficient * previous * beforePrevious;
     return 2 * std::sqrt(std::max(power, 0.0)) / static_cast<double>(last - first);
+}
+
+// From the first video packet's start to the last one's end, as ffprobe reads the file,
+// independently of our own reader; 0 when it holds no packet.
+inline double videoPacketSeconds(const std::filesystem::path& movie)
+{
+    const std::string packets = commandOutput(
+        "ffprobe -v error -select_streams v -show_entries packet=pts_time,duration_time -of csv=p=0 " +
+        quoteForShell(movie) + " 2>/dev/null");
+    double first = 1e9, end = 0;
+    std::istringstream lines(packets);
+    for (std::string line; std::getline(lines, line);) {
+        const auto comma = line.find(',');
+        if (comma == std::string::npos) continue;
+        const double time = std::stod(line.substr(0, comma));
+        first = std::min(first, time);
+        end = std::max(end, time + std::stod(line.substr(comma + 1)));
+    }
+    return end > 0 ? end - first : 0;
 }
 
 }  // namespace vantile::testing
