@@ -82,6 +82,7 @@ class AppState : public QObject {
     Q_PROPERTY(bool isExporting READ isExporting NOTIFY isExportingChanged)
     Q_PROPERTY(QString exportedFilePath READ exportedFilePath NOTIFY currentProjectChanged)
     Q_PROPERTY(QVariantMap settingOptions READ settingOptions CONSTANT)
+    Q_PROPERTY(QVariantList systemWallpapers READ systemWallpapersValue CONSTANT)
     Q_PROPERTY(QVariantList unfinishedRecordings READ unfinishedRecordingsValue NOTIFY unfinishedRecordingsChanged)
     Q_PROPERTY(bool canUndo READ canUndo NOTIFY currentProjectChanged)
     Q_PROPERTY(bool canRedo READ canRedo NOTIFY currentProjectChanged)
@@ -204,6 +205,9 @@ public:
     Q_INVOKABLE void changeRenderSetting(const QString& field, const QVariant& value);
     Q_INVOKABLE void updateAspectRatio(const QString& ratio);
     Q_INVOKABLE void updateResolutionPreset(const QString& preset);
+    // A picture file (a path or a file URL) as the background: copied into the project first,
+    // so the project keeps it; a file that is not a picture shows an error and changes nothing.
+    Q_INVOKABLE void chooseBackgroundImage(const QString& file);
 
     // The settings panel's camera section ("cameraVisible", "cameraSize", "cameraShape",
     // "cameraMirror", "cameraShadow", "cameraPosition") and the bubble dragged on the preview.
@@ -258,6 +262,7 @@ public:
     QString selectedMicrophoneDeviceIDText() const;
     void setSelectedMicrophoneDeviceIDText(const QString& id);
     QVariantList availableCamerasValue() const { return QmlValues::cameras(availableCameras_); }
+    QVariantList systemWallpapersValue() const;
     QString selectedCameraIdText() const { return QString::fromStdString(selectedCameraId_.value_or("")); }
     QUrl previewVideoURLValue() const;
     QString videoReferenceTextValue() const { return QString::fromStdString(videoReferenceText()); }

@@ -141,7 +141,8 @@ void LivePreviewItem::updateScene()
     const RenderSettings& settings = appState_->renderSettings();
     std::optional<RenderJob> overlays;
     if (const auto movie = appState_->previewVideoURL()) overlays = PreviewFrameRenderer::overlaysFor(project, settings, *movie);
-    player_.setScene(PreviewFrameRenderer::sceneFor(project, settings), std::move(overlays));
+    player_.setScene(PreviewFrameRenderer::sceneFor(project, settings, appState_->projectDirectory()),
+                     std::move(overlays));
     timeline_ = OutputTimeline(*appState_->currentProject());
     player_.setTimeline(timeline_);
     emit playbackChanged();

@@ -1,6 +1,7 @@
 #include "MainWindowLoader.h"
 
 #include "AppState.h"
+#include "BackgroundGallery.h"
 #include "CameraThumbnailItem.h"
 #include "LivePreviewItem.h"
 #include "ProjectThumbnails.h"
@@ -31,6 +32,7 @@ std::unique_ptr<QQmlApplicationEngine> loadMainWindow(AppState& appState)
     engine->rootContext()->setContextProperty("appState", &appState);
     engine->addImageProvider(ProjectThumbnailProvider::name,
                              new ProjectThumbnailProvider(ProjectThumbnails(ProjectThumbnails::defaultCacheDirectory())));
+    engine->addImageProvider(BackgroundThumbnailProvider::name, new BackgroundThumbnailProvider);
     engine->load(QUrl("qrc:/qml/Main.qml"));
     if (engine->rootObjects().isEmpty()) return nullptr;
     return engine;

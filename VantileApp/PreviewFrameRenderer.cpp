@@ -1,13 +1,21 @@
 #include "PreviewFrameRenderer.h"
 
+#include "render/RenderError.h"
 #include "render/layers/OverlayLayers.h"
 
 #include <QPainter>
 
 namespace vantile {
 
-CompositorScene PreviewFrameRenderer::sceneFor(const RecordingProject& project, const RenderSettings& settings)
+CompositorScene PreviewFrameRenderer::sceneFor(const RecordingProject& project, const RenderSettings& settings,
+                                               const std::optional<std::filesystem::path>& projectDirectory)
 {
+    if (projectDirectory) {
+        try {
+            return CompositorScene::of(project, settings, *projectDirectory);
+        } catch (const RenderError&) {
+        }
+    }
     return CompositorScene::of(project, settings);
 }
 

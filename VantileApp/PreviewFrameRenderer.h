@@ -17,8 +17,10 @@ namespace vantile {
 // exported movie has them.
 class PreviewFrameRenderer {
 public:
-    // The scene an export of `project` with `settings` draws from.
-    static CompositorScene sceneFor(const RecordingProject& project, const RenderSettings& settings);
+    // The scene an export of `project` with `settings` draws from. A background picture that
+    // cannot be read leaves the template's colours in the preview; the export says why.
+    static CompositorScene sceneFor(const RecordingProject& project, const RenderSettings& settings,
+                                    const std::optional<std::filesystem::path>& projectDirectory = std::nullopt);
 
     // What the export's overlay layers (the camera bubble) are built from for the same
     // project, whose raw movie is `rawMovie`.

@@ -2,6 +2,7 @@
 
 #include "engine/CameraPathBuilder.h"
 #include "render/CompositorGeometry.h"
+#include "render/FrameProviders.h"
 
 #include <algorithm>
 #include <cmath>
@@ -22,12 +23,19 @@ VideoSize sourceVideoSize(const RecordingProject& project)
             std::max(static_cast<double>(project.video.height), 1.0)};
 }
 
-CameraKeyframe cameraState(const RecordingProject& project, double time)
+CameraKeyframe cameraState(const RecordingProject& project, const RenderSettings& settings,
+                           const CGRectCodable& shown, double time)
 {
     const VideoSize video = sourceVideoSize(project);
     const auto keyframes =
         CameraPathBuilder::buildKeyframes(project.focusSegments, project.duration, video.width, video.height);
-    return CameraPathBuilder::cameraStateAt(time, keyframes);
+    if (settings.layout != VideoLayout::fill) return CameraPathBuilder::cameraStateAt(time, keyframes);
+    // Filling the frame, the overview follows the pointer as the compositor's camera does.
+    CameraFrameProvider camera(keyframes);
+    const CGRectCodable overview = CompositorGeometry::cropRect(video.width, video.height, shown, {0, 0, 0, 1});
+    camera.followInOverview(
+        PointerFollowTrack(project.cursorFrames, video.width, video.height, overview.width, overview.height));
+    return camera.stateAt(time);
 }
 
 }  // namespace
@@ -36,15 +44,15 @@ std::optional<CodablePoint> videoPointAt(const RecordingProject& project, const 
                                          double canvasWidth, double canvasHeight, double x, double y, double time)
 {
     const VideoSize video = sourceVideoSize(project);
-    const auto layout = CompositorGeometry::frameLayout({0, 0, canvasWidth, canvasHeight}, video.width, video.height,
-                                                        settings.backgroundEnabled, RenderPreset::forSettings(settings));
+    const auto layout =
+        CompositorGeometry::frameLayout({0, 0, canvasWidth, canvasHeight}, video.width, video.height, settings);
     const CGRectCodable& shown = layout.video;
     if (!(shown.width > 0 && shown.height > 0) || x < shown.x || y < shown.y || x > shown.x + shown.width ||
         y > shown.y + shown.height) {
         return std::nullopt;
     }
     const CGRectCodable crop =
-        CompositorGeometry::cropRect(video.width, video.height, shown, cameraState(project, time));
+        CompositorGeometry::cropRect(video.width, video.height, shown, cameraState(project, settings, shown, time));
     return CodablePoint{crop.x + (x - shown.x) / shown.width * crop.width,
                         crop.y + (y - shown.y) / shown.height * crop.height};
 }

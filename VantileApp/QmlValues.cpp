@@ -102,6 +102,27 @@ QVariantMap project(const RecordingProject& project)
     };
 }
 
+namespace {
+
+// The template's padding is in pixels; the panel shows it as the share the slider sets.
+double effectiveCardPadding(const RenderSettings& settings)
+{
+    if (settings.cardPadding) return *settings.cardPadding;
+    const double shortSide = static_cast<double>(std::max<std::int64_t>(
+        std::min(settings.outputWidth, settings.outputHeight), 1));
+    return std::min(RenderPreset::forSettings(settings).padding / shortSide, RenderSettings::maximumCardPadding);
+}
+
+std::optional<double> numberWithin(const QVariant& value, double minimum, double maximum)
+{
+    bool isNumber = false;
+    const double number = value.toDouble(&isNumber);
+    if (!isNumber || !std::isfinite(number)) return std::nullopt;
+    return std::clamp(number, minimum, maximum);
+}
+
+}  // namespace
+
 QVariantMap renderSettings(const RenderSettings& settings)
 {
     return {
@@ -118,6 +139,15 @@ QVariantMap renderSettings(const RenderSettings& settings)
         {"dynamicCursorScale", settings.dynamicCursorScale},
         {"cursorSmoothing", text(cursorSmoothingTexts, settings.cursorSmoothing)},
         {"motionBlur", QString::number(settings.motionBlur)},
+        {"background", settings.background.kind == BackgroundChoice::Kind::image
+                           ? QStringLiteral("image")
+                           : QString::fromStdString(describe(settings.background))},
+        {"backgroundBlur", settings.background.blur},
+        {"cardPadding", effectiveCardPadding(settings)},
+        {"cardCornerRadius", settings.cardCornerRadius.value_or(RenderPreset::forSettings(settings).cornerRadius)},
+        {"shadowStrength", settings.shadowStrength},
+        {"cursorSize", settings.cursorSize},
+        {"layout", text(videoLayoutTexts, settings.layout)},
         {"outputWidth", static_cast<qlonglong>(settings.outputWidth)},
         {"outputHeight", static_cast<qlonglong>(settings.outputHeight)},
         {"fps", static_cast<qlonglong>(settings.fps)},
@@ -268,6 +298,40 @@ std::optional<RenderSettingChange> renderSettingChange(const RenderSettings& cur
         const double amount = value.toDouble(&number);
         if (!number || !(amount >= 0 && amount <= 1)) return std::nullopt;
         settings.motionBlur = amount;
+    } else if (field == "layout") {
+        const auto parsed = parse(videoLayoutTexts, raw);
+        if (!parsed) return std::nullopt;
+        settings.layout = *parsed;
+    } else if (field == "background") {
+        if (raw == "template") {
+            settings.background = {};
+        } else if (const auto color = RGBAColor::fromHexText(raw.toStdString())) {
+            settings.background = BackgroundChoice::solid(*color);
+        } else if (const auto index = generatedIndexOf(raw.toStdString())) {
+            settings.background = BackgroundChoice::generated(*index);
+        } else {
+            return std::nullopt;
+        }
+    } else if (field == "backgroundBlur") {
+        const auto blur = numberWithin(value, 0, BackgroundChoice::maximumBlur);
+        if (!blur || settings.background.kind != BackgroundChoice::Kind::image) return std::nullopt;
+        settings.background.blur = *blur;
+    } else if (field == "cardPadding") {
+        const auto padding = numberWithin(value, 0, RenderSettings::maximumCardPadding);
+        if (!padding) return std::nullopt;
+        settings.cardPadding = *padding;
+    } else if (field == "cardCornerRadius") {
+        const auto radius = numberWithin(value, 0, RenderSettings::maximumCornerRadius);
+        if (!radius) return std::nullopt;
+        settings.cardCornerRadius = *radius;
+    } else if (field == "shadowStrength") {
+        const auto strength = numberWithin(value, 0, RenderSettings::maximumShadowStrength);
+        if (!strength) return std::nullopt;
+        settings.shadowStrength = *strength;
+    } else if (field == "cursorSize") {
+        const auto size = numberWithin(value, RenderSettings::minimumCursorSize, RenderSettings::maximumCursorSize);
+        if (!size) return std::nullopt;
+        settings.cursorSize = *size;
     } else {
         return std::nullopt;
     }

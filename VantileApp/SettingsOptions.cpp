@@ -1,5 +1,7 @@
 #include "SettingsOptions.h"
 
+#include "BackgroundGallery.h"
+
 #include "model/AudioSettings.h"
 #include "model/RenderSettings.h"
 
@@ -46,6 +48,10 @@ QVariantMap all()
                                        option("topRight", "右上"), option("topLeft", "左上")};
     const QVariantList exportQualities{option("draft", "草稿（快）"), option("standard", "标准"),
                                        option("high", "高质量（慢）")};
+    // A few calm colours beside the template's own; any other comes from the command line.
+    const QVariantList backgroundColors{option("#0B1020", "午夜"), option("#1F2937", "石墨"), option("#F5F7FA", "浅灰"),
+                                        option("#FFFFFF", "白"),   option("#2563EB", "蓝"),   option("#7C3AED", "紫"),
+                                        option("#059669", "绿"),   option("#F97316", "橙")};
     QVariantList frameRates;
     for (const int fps : exportFrameRates) frameRates.append(QVariantMap{{"value", fps}, {"label", QString("%1 fps").arg(fps)}});
     const QVariantList audioModes{
@@ -60,6 +66,7 @@ QVariantMap all()
         {"frameRates", frameRates},       {"audioModes", audioModes},       {"exportQualities", exportQualities},
         {"windowChromes", windowChromes}, {"cursorSmoothings", cursorSmoothings},
         {"cameraShapes", cameraShapes},   {"cameraPositions", cameraPositions}, {"motionBlurs", motionBlurs},
+        {"backgroundColors", backgroundColors}, {"generatedBackgrounds", BackgroundGallery::generatedEntries()},
     };
 }
 

@@ -2,6 +2,7 @@
 #include "Commands.h"
 #include "ProgressBar.h"
 
+#include "render/BackgroundImport.h"
 #include "render/ExportManager.h"
 #include "render/ProjectSettingsEditor.h"
 #include "render/RenderError.h"
@@ -100,6 +101,61 @@ void applyCameraOptions(const Arguments& parsed, bool hasCamera, RenderSettings&
     if (const auto mirror = parsed.value("--camera-mirror")) settings.cameraMirror = parseSwitch("--camera-mirror", *mirror);
 }
 
+double numberWithin(const Arguments& parsed, const std::string& option, double minimum, double maximum,
+                    const std::string& meaning)
+{
+    const auto value = parsed.number(option);
+    if (value && !(*value >= minimum && *value <= maximum)) throw UsageError(option + " must be " + meaning);
+    return value.value_or(0);
+}
+
+// Background, card and cursor size; a picture is copied into the project first, so the
+// project keeps it when the original moves.
+void applyFrameLookOptions(const Arguments& parsed, const std::filesystem::path& projectDirectory,
+                           RenderSettings& settings)
+{
+    if (const auto background = parsed.value("--background")) {
+        if (*background == "template") {
+            settings.background = {};
+        } else if (const auto color = RGBAColor::fromHexText(*background)) {
+            settings.background = BackgroundChoice::solid(*color);
+        } else if (const auto index = generatedIndexOf(*background)) {
+            settings.background = BackgroundChoice::generated(*index);
+        } else if (background->starts_with("#") || background->starts_with("generated-")) {
+            throw UsageError("--background: expected template, #RRGGBB, generated-1 to generated-" +
+                             std::to_string(BackgroundChoice::generatedCount) + " or an image file, got \"" +
+                             *background + "\"");
+        } else {
+            settings.background =
+                BackgroundChoice::image(adoptBackgroundImage(*background, projectDirectory));
+        }
+    }
+    if (parsed.value("--background-blur")) {
+        const double blur = numberWithin(parsed, "--background-blur", 0, BackgroundChoice::maximumBlur,
+                                         "between 0 and 50 (pixels at 1080p)");
+        if (blur > 0 && settings.background.kind != BackgroundChoice::Kind::image) {
+            throw UsageError("--background-blur applies to an image background");
+        }
+        if (settings.background.kind == BackgroundChoice::Kind::image) settings.background.blur = blur;
+    }
+    if (parsed.value("--padding")) {
+        settings.cardPadding = numberWithin(parsed, "--padding", 0, RenderSettings::maximumCardPadding,
+                                            "between 0 and 0.2 (of the output's short side)");
+    }
+    if (parsed.value("--corner-radius")) {
+        settings.cardCornerRadius = numberWithin(parsed, "--corner-radius", 0, RenderSettings::maximumCornerRadius,
+                                                 "between 0 and 64 (pixels at 1080p)");
+    }
+    if (parsed.value("--shadow")) {
+        settings.shadowStrength = numberWithin(parsed, "--shadow", 0, RenderSettings::maximumShadowStrength,
+                                               "between 0 (none) and 2 (1 is the template's)");
+    }
+    if (parsed.value("--cursor-size")) {
+        settings.cursorSize = numberWithin(parsed, "--cursor-size", RenderSettings::minimumCursorSize,
+                                           RenderSettings::maximumCursorSize, "between 0.5 and 3");
+    }
+}
+
 // Applies the command line's settings the way the preview panel applies the user's choices.
 void applyOptions(const Arguments& parsed, ProjectSettingsEditor& editor)
 {
@@ -136,6 +192,8 @@ void applyOptions(const Arguments& parsed, ProjectSettingsEditor& editor)
         if (!(*amount >= 0 && *amount <= 1)) throw UsageError("--motion-blur must be between 0 (off) and 1");
         settings.motionBlur = *amount;
     }
+    applyFrameLookOptions(parsed, editor.directory(), settings);
+    if (const auto layout = parsed.value("--layout")) settings.layout = parseChoice("--layout", *layout, videoLayoutTexts);
     if (settings != editor.renderSettings()) editor.applyRenderSettings(settings);
 
     if (const auto zoom = parsed.value("--zoom")) {
@@ -224,7 +282,8 @@ int runExport(const std::vector<std::string>& arguments)
                            {"-o", "--output", "--aspect", "--resolution", "--template", "--zoom", "--fps",
                             "--cursor-theme", "--cursor-effect", "--quality", "--window-chrome", "--cursor-smoothing",
                             "--camera", "--camera-position", "--camera-size", "--camera-shape", "--camera-mirror",
-                            "--motion-blur"},
+                            "--motion-blur", "--background", "--background-blur", "--padding", "--corner-radius",
+                            "--shadow", "--cursor-size", "--layout"},
                            {"--no-background", "--no-cursor", "--no-ripple", "--no-dynamic-cursor"});
     parsed.expectPositionalCount(1);
     std::optional<std::string> output = parsed.value("-o");

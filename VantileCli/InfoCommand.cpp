@@ -70,6 +70,22 @@ std::string describeCamera(const RecordingProject& project)
     return text.str();
 }
 
+// Only what differs from the template, so a project that never chose shows no such line.
+std::string describeFrameLook(const RenderSettings& settings)
+{
+    std::string parts;
+    const auto add = [&](const std::string& part) { parts += (parts.empty() ? "" : ", ") + part; };
+    if (settings.background.kind != BackgroundChoice::Kind::templateColors) {
+        add("background " + describe(settings.background));
+        if (settings.background.blur > 0) add("blur " + formatAmount(settings.background.blur) + " px");
+    }
+    if (settings.cardPadding) add("padding " + formatAmount(*settings.cardPadding));
+    if (settings.cardCornerRadius) add("corner radius " + formatAmount(*settings.cardCornerRadius) + " px");
+    if (settings.shadowStrength != 1) add("shadow " + formatAmount(settings.shadowStrength));
+    if (settings.cursorSize != 1) add("cursor size " + formatAmount(settings.cursorSize));
+    return parts.empty() ? std::string() : "frame         " + parts + "\n";
+}
+
 void printSummary(const std::filesystem::path& directory, const RecordingProject& project)
 {
     const RenderSettings& settings = project.renderSettings;
@@ -96,6 +112,7 @@ void printSummary(const std::filesystem::path& directory, const RecordingProject
         << ", dynamic scale " << (settings.dynamicCursorScale ? "on" : "off") << ", smoothing "
         << rawValue(settings.cursorSmoothing) << "\n"
         << (settings.motionBlur > 0 ? "motion blur   " + formatAmount(settings.motionBlur) + "\n" : std::string())
+        << describeFrameLook(settings)
         << describeCamera(project) << "audio         " << rawValue(project.audioSettings.mode);
     if (project.audioSettings.microphoneDeviceID) out << " (microphone " << *project.audioSettings.microphoneDeviceID << ")";
     out << "\n"

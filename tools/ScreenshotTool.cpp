@@ -257,6 +257,19 @@ int main(int argc, char** argv)
     QTest::qWait(900);
     ok &= save(grab(screens), out / "08c-preview-camera.png");
 
+    // The frame's look: one of Vantile's wallpapers, a wider margin and rounder corners, with
+    // the panel's section in sight.
+    screens.state->changeRenderSetting("background", "generated-2");
+    screens.state->changeRenderSetting("cardPadding", 0.12);
+    screens.state->changeRenderSetting("cardCornerRadius", 40);
+    if (auto* section = screens.item("frameLookSection")) {
+        QQuickItem* flickable = section->parentItem();
+        while (flickable && !flickable->property("contentY").isValid()) flickable = flickable->parentItem();
+        if (flickable) flickable->setProperty("contentY", std::max(0.0, section->y() - 8));
+    }
+    QTest::qWait(1500);
+    ok &= save(grab(screens), out / "08d-preview-frame-look.png");
+
     RecordingHintPanel hint(MainWindowShell::hintMessage);
     hint.show();
     QTest::qWait(100);

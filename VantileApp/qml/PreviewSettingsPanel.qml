@@ -28,6 +28,16 @@ ScrollView {
             current: panel.settings.aspectRatio
             onPicked: value => appState.updateAspectRatio(value)
         }
+        // Offered where the card would leave much of the frame empty.
+        LayoutChoice {
+            Layout.fillWidth: true
+            objectName: "layoutChoice"
+            visible: panel.settings.layout === "fill" || panel.settings.aspectRatio === "portrait9x16"
+                     || panel.settings.aspectRatio === "square1x1"
+            aspect: panel.settings.outputWidth / Math.max(panel.settings.outputHeight, 1)
+            current: panel.settings.layout
+            onPicked: value => appState.changeRenderSetting("layout", value)
+        }
         SettingPicker {
             Layout.fillWidth: true
             title: "分辨率"
@@ -124,6 +134,12 @@ ScrollView {
             options: panel.options.cursorEffects
             current: panel.settings.cursorEffect
             onPicked: value => appState.changeRenderSetting("cursorEffect", value)
+        }
+
+        FrameLookSection {
+            Layout.fillWidth: true
+            settings: panel.settings
+            options: panel.options
         }
 
         // The presenter's bubble, only for a recording with a camera; every change is undoable.

@@ -95,11 +95,6 @@ OutputSize sourceMatchedOutputSize(std::int64_t width, std::int64_t height, Reso
     return {evenOutputDimension(factor * w), evenOutputDimension(factor * h)};
 }
 
-RGBAColor RGBAColor::fromHex(std::uint32_t hex, double alpha)
-{
-    return {((hex >> 16) & 0xFF) / 255.0, ((hex >> 8) & 0xFF) / 255.0, (hex & 0xFF) / 255.0, alpha};
-}
-
 RenderPreset RenderPreset::preset(TemplateName name)
 {
     switch (name) {
@@ -118,6 +113,9 @@ RenderPreset RenderPreset::forSettings(const RenderSettings& settings)
 {
     RenderPreset chosen = preset(settings.templateName);
     if (settings.windowChrome) chosen.windowChrome = *settings.windowChrome;
+    if (settings.background.kind == BackgroundChoice::Kind::solid) {
+        chosen.background = RenderBackground::solid(settings.background.color);
+    }
     return chosen;
 }
 
@@ -162,6 +160,12 @@ void to_json(Json& json, const RenderSettings& settings)
     if (!settings.cameraMirror) json["cameraMirror"] = false;
     if (!settings.cameraShadow) json["cameraShadow"] = false;
     if (settings.motionBlur != 0) json["motionBlur"] = settings.motionBlur;
+    encodeBackground(json, settings.background);
+    if (settings.cardPadding) json["cardPadding"] = *settings.cardPadding;
+    if (settings.cardCornerRadius) json["cardCornerRadius"] = *settings.cardCornerRadius;
+    if (settings.shadowStrength != 1) json["shadowStrength"] = settings.shadowStrength;
+    if (settings.cursorSize != 1) json["cursorSize"] = settings.cursorSize;
+    if (settings.layout != VideoLayout::card) json["layout"] = settings.layout;
     encodeUnknownKeys(json, settings.unknownKeys);
 }
 
@@ -187,6 +191,28 @@ void decodeCameraBubble(const Json& json, RenderSettings& settings)
                                      std::pair{"cameraCenterY", settings.cameraCenterY}}) {
         if (!(value >= 0 && value <= 1)) throw DecodingError(key, "must be between 0 and 1");
     }
+}
+
+void requireWithin(const char* key, double value, double minimum, double maximum, const char* range)
+{
+    if (!(value >= minimum && value <= maximum)) throw DecodingError(key, std::string("must be between ") + range);
+}
+
+void decodeFrameLook(const Json& json, RenderSettings& settings)
+{
+    settings.background = decodeBackground(json);
+    decodeOptionalKey(json, "cardPadding", settings.cardPadding);
+    decodeOptionalKey(json, "cardCornerRadius", settings.cardCornerRadius);
+    decodeKeyOrKeep(json, "shadowStrength", settings.shadowStrength);
+    decodeKeyOrKeep(json, "cursorSize", settings.cursorSize);
+    decodeKeyOrKeep(json, "layout", settings.layout);
+    if (settings.cardPadding) requireWithin("cardPadding", *settings.cardPadding, 0, RenderSettings::maximumCardPadding, "0 and 0.2");
+    if (settings.cardCornerRadius) {
+        requireWithin("cardCornerRadius", *settings.cardCornerRadius, 0, RenderSettings::maximumCornerRadius, "0 and 64");
+    }
+    requireWithin("shadowStrength", settings.shadowStrength, 0, RenderSettings::maximumShadowStrength, "0 and 2");
+    requireWithin("cursorSize", settings.cursorSize, RenderSettings::minimumCursorSize, RenderSettings::maximumCursorSize,
+                  "0.5 and 3");
 }
 
 }  // namespace
@@ -215,7 +241,8 @@ void decodeValue(const Json& json, RenderSettings& settings)
     decodeCameraBubble(json, settings);
     decodeKeyOrKeep(json, "motionBlur", settings.motionBlur);
     if (!(settings.motionBlur >= 0 && settings.motionBlur <= 1)) throw DecodingError("motionBlur", "must be between 0 and 1");
-    settings.unknownKeys = unknownKeysOf(json, {"aspectRatio", "templateName", "zoomIntensity", "resolutionPreset", "backgroundEnabled", "showCursor", "showClickRipple", "cursorTheme", "cursorEffect", "dynamicCursorScale", "outputWidth", "outputHeight", "fps", "exportQuality", "windowChrome", "cursorSmoothing", "cameraVisible", "cameraPosition", "cameraCenterX", "cameraCenterY", "cameraSize", "cameraShape", "cameraMirror", "cameraShadow", "motionBlur"});
+    decodeFrameLook(json, settings);
+    settings.unknownKeys = unknownKeysOf(json, {"aspectRatio", "templateName", "zoomIntensity", "resolutionPreset", "backgroundEnabled", "showCursor", "showClickRipple", "cursorTheme", "cursorEffect", "dynamicCursorScale", "outputWidth", "outputHeight", "fps", "exportQuality", "windowChrome", "cursorSmoothing", "cameraVisible", "cameraPosition", "cameraCenterX", "cameraCenterY", "cameraSize", "cameraShape", "cameraMirror", "cameraShadow", "motionBlur", "backgroundColor", "backgroundImage", "backgroundGenerated", "backgroundBlur", "cardPadding", "cardCornerRadius", "shadowStrength", "cursorSize", "layout"});
 }
 
 EncoderTuning encoderTuning(ExportQuality quality)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "model/BackgroundChoice.h"
 #include "model/CaptureInfo.h"
 #include "model/JsonCoding.h"
 
@@ -25,6 +26,9 @@ enum class CursorSmoothing { classic, precise };
 // Where the camera bubble sits: a corner, or `custom` at the settings' centre fractions.
 enum class CameraPosition { bottomRight, bottomLeft, topRight, topLeft, custom };
 enum class CameraShape { circle, roundedSquare, square };
+// How the recording sits in the frame: on a card over a background, or filling the whole frame
+// with a crop of the frame's shape that follows the action.
+enum class VideoLayout { card, fill };
 
 inline constexpr EnumTexts<AspectRatio, 6> aspectRatioTexts{{
     "landscape16x9", "ultrawide21x9", "source", "portrait9x16", "square1x1", "classic4x3",
@@ -38,6 +42,7 @@ inline constexpr EnumTexts<CursorTheme, 5> cursorThemeTexts{{
 inline constexpr EnumTexts<CursorEffect, 3> cursorEffectTexts{{"macOS", "halo", "glow"}};
 inline constexpr EnumTexts<WindowChrome, 4> windowChromeTexts{{"browser", "macWindow", "linuxTitleBar", "none"}};
 inline constexpr EnumTexts<ExportQuality, 3> exportQualityTexts{{"draft", "standard", "high"}};
+inline constexpr EnumTexts<VideoLayout, 2> videoLayoutTexts{{"card", "fill"}};
 inline constexpr EnumTexts<CursorSmoothing, 2> cursorSmoothingTexts{{"classic", "precise"}};
 inline constexpr EnumTexts<CameraPosition, 5> cameraPositionTexts{{
     "bottomRight", "bottomLeft", "topRight", "topLeft", "custom",
@@ -55,6 +60,7 @@ inline const auto& enumTexts(ExportQuality) { return exportQualityTexts; }
 inline const auto& enumTexts(CursorSmoothing) { return cursorSmoothingTexts; }
 inline const auto& enumTexts(CameraPosition) { return cameraPositionTexts; }
 inline const auto& enumTexts(CameraShape) { return cameraShapeTexts; }
+inline const auto& enumTexts(VideoLayout) { return videoLayoutTexts; }
 inline void to_json(Json& json, AspectRatio value) { json = aspectRatioTexts.text(value); }
 inline void to_json(Json& json, TemplateName value) { json = templateNameTexts.text(value); }
 inline void to_json(Json& json, ZoomIntensity value) { json = zoomIntensityTexts.text(value); }
@@ -65,6 +71,7 @@ inline void to_json(Json& json, WindowChrome value) { json = windowChromeTexts.t
 inline void to_json(Json& json, ExportQuality value) { json = exportQualityTexts.text(value); }
 inline void to_json(Json& json, CursorSmoothing value) { json = cursorSmoothingTexts.text(value); }
 inline void to_json(Json& json, CameraPosition value) { json = cameraPositionTexts.text(value); }
+inline void to_json(Json& json, VideoLayout value) { json = videoLayoutTexts.text(value); }
 inline void to_json(Json& json, CameraShape value) { json = cameraShapeTexts.text(value); }
 
 std::string label(AspectRatio ratio);         // "16:9", "原视频比例", ...
@@ -97,17 +104,6 @@ OutputSize outputSize(AspectRatio ratio, ResolutionPreset preset = ResolutionPre
 OutputSize outputSize(AspectRatio ratio, const std::optional<VideoInfo>& sourceVideo,
                       ResolutionPreset preset = ResolutionPreset::p1080);
 OutputSize sourceMatchedOutputSize(std::int64_t width, std::int64_t height, ResolutionPreset preset);
-
-struct RGBAColor {
-    double red = 0;
-    double green = 0;
-    double blue = 0;
-    double alpha = 1;
-
-    static RGBAColor fromHex(std::uint32_t hex, double alpha = 1.0);
-
-    bool operator==(const RGBAColor&) const = default;
-};
 
 // Either one solid colour or a linear gradient from `start` to `end`.
 struct RenderBackground {
@@ -171,10 +167,23 @@ struct RenderSettings {
     // shutter): a moving camera and cursor are smeared along their paths over it. 0, the
     // default and never written, draws every frame sharp.
     double motionBlur = 0;
+    // The look of the frame around the recording. Each is written only when chosen, so older
+    // files keep their bytes; absent, the template decides.
+    BackgroundChoice background;
+    std::optional<double> cardPadding;       // a share of the output's short side, 0 to 0.2
+    std::optional<double> cardCornerRadius;  // pixels at 1080p, scaled with the output, 0 to 64
+    double shadowStrength = 1;               // the card's shadow: 0 none, 1 the template's, up to 2
+    double cursorSize = 1;                   // the drawn pointer over its usual size, 0.5 to 3
+    VideoLayout layout = VideoLayout::card;  // written only when not the card
 
     static constexpr double defaultCameraSize = 0.25;
     static constexpr double minimumCameraSize = 0.12;
     static constexpr double maximumCameraSize = 0.5;
+    static constexpr double maximumCardPadding = 0.2;
+    static constexpr double maximumCornerRadius = 64;
+    static constexpr double maximumShadowStrength = 2;
+    static constexpr double minimumCursorSize = 0.5;
+    static constexpr double maximumCursorSize = 3;
 
     static RenderSettings defaultLandscape() { return {}; }
 

@@ -92,6 +92,26 @@ FrameLayout frameLayout(const CGRectCodable& canvas, double videoWidth, double v
     return layout;
 }
 
+RenderPreset framePreset(const RenderSettings& settings, const CGRectCodable& canvas)
+{
+    RenderPreset preset = RenderPreset::forSettings(settings);
+    const double shortSide = std::max(std::min(canvas.width, canvas.height), 0.0);
+    if (settings.cardPadding) preset.padding = std::round(*settings.cardPadding * shortSide);
+    if (settings.cardCornerRadius) preset.cornerRadius = *settings.cardCornerRadius * shortSide / 1080;
+    return preset;
+}
+
+FrameLayout frameLayout(const CGRectCodable& canvas, double videoWidth, double videoHeight,
+                        const RenderSettings& settings)
+{
+    if (settings.layout == VideoLayout::fill) {
+        FrameLayout filled;
+        filled.video = canvas;
+        return filled;
+    }
+    return frameLayout(canvas, videoWidth, videoHeight, settings.backgroundEnabled, framePreset(settings, canvas));
+}
+
 CodablePoint mapToCanvas(double x, double y, const CGRectCodable& crop, const CGRectCodable& videoRect)
 {
     return {videoRect.x + (x - crop.x) / crop.width * videoRect.width,

@@ -36,6 +36,12 @@ struct FrameLayout {
 
 FrameLayout frameLayout(const CGRectCodable& canvas, double videoWidth, double videoHeight, bool backgroundEnabled,
                         const RenderPreset& preset);
+// The frame's layout for the settings: the card's, or with `fill` the video over the whole canvas.
+// The template's preset with the settings' own choices, a chosen padding and corner radius
+// scaled to `canvas` (padding from its short side, the radius from 1080p).
+RenderPreset framePreset(const RenderSettings& settings, const CGRectCodable& canvas);
+FrameLayout frameLayout(const CGRectCodable& canvas, double videoWidth, double videoHeight,
+                        const RenderSettings& settings);
 
 // A source-video point mapped through the crop into the video rectangle (not clipped).
 CodablePoint mapToCanvas(double x, double y, const CGRectCodable& crop, const CGRectCodable& videoRect);

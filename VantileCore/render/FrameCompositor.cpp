@@ -1,6 +1,7 @@
 #include "render/FrameCompositor.h"
 
 #include "engine/CameraPathBuilder.h"
+#include "render/GeneratedWallpaper.h"
 #include "render/ImageConversion.h"
 #include "render/ShadowPainter.h"
 
@@ -13,13 +14,15 @@
 
 namespace vantile {
 
-CompositorScene CompositorScene::of(const RecordingProject& project, const RenderSettings& settings)
+CompositorScene CompositorScene::of(const RecordingProject& project, const RenderSettings& settings,
+                                    const std::filesystem::path& projectDirectory)
 {
     const double width = static_cast<double>(project.video.width);
     const double height = static_cast<double>(project.video.height);
     return {width, height, settings,
             CameraPathBuilder::buildKeyframes(project.focusSegments, project.duration, width, height),
-            project.cursorFrames};
+            project.cursorFrames,
+            projectDirectory.empty() ? nullptr : BackgroundPicture::forSettings(settings, projectDirectory)};
 }
 
 namespace {
@@ -80,24 +83,33 @@ const CompositorGeometry::FrameLayout& FrameCompositor::layout(const QRectF& can
 {
     if (canvas != layoutCanvas_ || layoutCanvas_.isNull()) {
         layoutCanvas_ = canvas;
-        layout_ = CompositorGeometry::frameLayout(fromQt(canvas), scene_.videoWidth, scene_.videoHeight,
-                                                  scene_.settings.backgroundEnabled, preset_);
+        preset_ = CompositorGeometry::framePreset(scene_.settings, fromQt(canvas));
+        layout_ = CompositorGeometry::frameLayout(fromQt(canvas), scene_.videoWidth, scene_.videoHeight, scene_.settings);
+        if (scene_.settings.layout == VideoLayout::fill) {
+            const CGRectCodable overview = CompositorGeometry::cropRect(scene_.videoWidth, scene_.videoHeight,
+                                                                        layout_.video, CameraKeyframe{0, 0, 0, 1});
+            camera_.followInOverview(PointerFollowTrack(scene_.cursorFrames, scene_.videoWidth, scene_.videoHeight,
+                                                        overview.width, overview.height));
+        }
         staticLayer_ = QImage();
     }
     return layout_;
 }
 
-void FrameCompositor::drawStaticLayer(QPainter& painter, const QRectF& canvas,
-                                      const CompositorGeometry::FrameLayout& layout, const RenderPreset& preset)
+void FrameCompositor::drawBackground(QPainter& painter, const QRectF& canvas) const
 {
-    painter.save();
-    painter.setRenderHint(QPainter::Antialiasing);
-    if (!layout.hasCard) {
-        painter.fillRect(canvas, Qt::black);
-        painter.restore();
+    const BackgroundChoice& chosen = scene_.settings.background;
+    if (chosen.kind == BackgroundChoice::Kind::generated) {
+        GeneratedWallpaper::paint(painter, canvas, chosen.generatedIndex);
         return;
     }
-    const RenderBackground& background = preset.background;
+    if (chosen.kind == BackgroundChoice::Kind::image && scene_.backgroundPicture) {
+        const QRect device = painter.transform().mapRect(canvas).toAlignedRect();
+        const QImage cover = scene_.backgroundPicture->coverFor(device.size(), chosen.blur);
+        painter.drawImage(canvas, cover);
+        return;
+    }
+    const RenderBackground& background = preset_.background;
     if (background.kind == RenderBackground::Kind::solid) {
         painter.fillRect(canvas, color(background.start));
     } else {
@@ -107,16 +119,35 @@ void FrameCompositor::drawStaticLayer(QPainter& painter, const QRectF& canvas,
         gradient.setColorAt(1, color(background.end));
         painter.fillRect(canvas, gradient);
     }
+}
 
-    const QRectF card = toQt(layout.card);
-    const QPainterPath caster = roundedRect(card, CompositorGeometry::shadowCasterRadius);
-    const QColor casterColor = rgb(0, 0, 0, 0.4);
-    ShadowPainter::drawShadow(painter, painter.transform().mapRect(card), rgb(0, 0, 0, 0.35),
-                              QPointF(0, CompositorGeometry::shadowOffsetY), CompositorGeometry::shadowBlur,
-                              [&](QPainter& shape) { shape.fillPath(caster, casterColor); });
-    painter.fillPath(caster, casterColor);
-    painter.fillPath(roundedRect(card, preset.cornerRadius), rgb(17, 24, 39));
-    drawWindowChrome(painter, preset.windowChrome, card);
+void FrameCompositor::drawStaticLayer(QPainter& painter, const QRectF& canvas) const
+{
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    if (!layout_.hasCard) {
+        painter.fillRect(canvas, Qt::black);
+        painter.restore();
+        return;
+    }
+    drawBackground(painter, canvas);
+
+    const QRectF card = toQt(layout_.card);
+    // The template's caster keeps its fixed radius; a radius the user chose rounds the caster
+    // too, so no dark corner shows outside a rounder card.
+    const double casterRadius =
+        scene_.settings.cardCornerRadius ? preset_.cornerRadius : CompositorGeometry::shadowCasterRadius;
+    const double strength = scene_.settings.shadowStrength;
+    const QPainterPath caster = roundedRect(card, casterRadius);
+    const QColor casterColor = rgb(0, 0, 0, std::min(0.4 * strength, 1.0));
+    if (strength > 0) {
+        ShadowPainter::drawShadow(painter, painter.transform().mapRect(card), rgb(0, 0, 0, std::min(0.35 * strength, 1.0)),
+                                  QPointF(0, CompositorGeometry::shadowOffsetY), CompositorGeometry::shadowBlur,
+                                  [&](QPainter& shape) { shape.fillPath(caster, casterColor); });
+        painter.fillPath(caster, casterColor);
+    }
+    painter.fillPath(roundedRect(card, preset_.cornerRadius), rgb(17, 24, 39));
+    drawWindowChrome(painter, preset_.windowChrome, card);
     painter.restore();
 }
 
@@ -262,7 +293,7 @@ const QImage& FrameCompositor::staticLayer(const QRectF& canvas)
         staticLayer_ = QImage(size, QImage::Format_RGB32);
         staticLayer_.fill(Qt::black);
         QPainter layerPainter(&staticLayer_);
-        drawStaticLayer(layerPainter, canvas, layout_, preset_);
+        drawStaticLayer(layerPainter, canvas);
     }
     return staticLayer_;
 }
@@ -270,7 +301,7 @@ const QImage& FrameCompositor::staticLayer(const QRectF& canvas)
 void FrameCompositor::drawStatic(QPainter& painter, const QRectF& canvas)
 {
     if (!cachesStaticLayer_) {
-        drawStaticLayer(painter, canvas, layout_, preset_);
+        drawStaticLayer(painter, canvas);
         return;
     }
     painter.drawImage(QPointF(0, 0), staticLayer(canvas));
@@ -288,14 +319,19 @@ std::optional<FrameCompositor::CursorOverlay> FrameCompositor::cursorOverlay(dou
     const CodablePoint point = CompositorGeometry::mapToCanvas(frame.x, frame.y, crop, layout_.video);
     CursorOverlay overlay;
     overlay.position = QPointF(point.x, point.y);
+    const double size = scene_.settings.cursorSize;
     overlay.scale = CompositorGeometry::cursorScale(scene_.settings.dynamicCursorScale, speed, frame.isClicking,
-                                                    scene_.videoWidth, scene_.videoHeight);
-    if (scene_.settings.showClickRipple && frame.isClicking) overlay.ripple = CompositorGeometry::rippleAt(time);
+                                                    scene_.videoWidth, scene_.videoHeight) *
+                    size;
+    if (scene_.settings.showClickRipple && frame.isClicking) {
+        overlay.ripple = CompositorGeometry::rippleAt(time);
+        overlay.ripple->radius *= size;
+    }
     // Ripple (radius up to 42 plus half its line), halo, and a blurred shadow's reach around
     // the pointer's 25 × 34 outline at this scale.
-    const double reach = std::max(48.0, 16 * overlay.scale + 4);
-    const double right = std::max(48.0, 27 * overlay.scale + 24);
-    const double bottom = std::max(48.0, 36 * overlay.scale + 24);
+    const double reach = std::max(48.0 * size, 16 * overlay.scale + 4);
+    const double right = std::max(48.0 * size, 27 * overlay.scale + 24);
+    const double bottom = std::max(48.0 * size, 36 * overlay.scale + 24);
     const auto boundsAt = [&](QPointF at) {
         return QRectF(at.x() - reach, at.y() - reach, reach + right, reach + bottom).toAlignedRect();
     };

@@ -3,6 +3,7 @@
 #include "model/CursorFrame.h"
 #include "model/RecordingProject.h"
 #include "model/RenderSettings.h"
+#include "render/BackgroundPicture.h"
 #include "render/CompositorGeometry.h"
 #include "render/CropScaler.h"
 #include "render/CursorPalette.h"
@@ -28,9 +29,13 @@ struct CompositorScene {
     RenderSettings settings;
     std::vector<CameraKeyframe> keyframes;
     std::vector<CursorFrame> cursorFrames;
+    // The picture of an image background, read once; null for every other background.
+    std::shared_ptr<const BackgroundPicture> backgroundPicture;
 
     // What a project's frames are drawn from with `settings`: its video, its camera path and cursor.
-    static CompositorScene of(const RecordingProject& project, const RenderSettings& settings);
+    // An image background is read from `projectDirectory`; without one it is left out.
+    static CompositorScene of(const RecordingProject& project, const RenderSettings& settings,
+                              const std::filesystem::path& projectDirectory = {});
 };
 
 // The raw-movie image shown at a time, or null when there is none (a placeholder is drawn).
@@ -88,8 +93,6 @@ public:
     std::optional<CursorOverlay> cursorOverlay(double time, const CameraKeyframe& camera);
     void drawCursorOverlay(QPainter& painter, const CursorOverlay& overlay) const;
 
-    static void drawStaticLayer(QPainter& painter, const QRectF& canvas, const CompositorGeometry::FrameLayout& layout,
-                                const RenderPreset& preset);
     static void drawWindowChrome(QPainter& painter, WindowChrome chrome, const QRectF& card);
     static void drawSourcePlaceholder(QPainter& painter, const QRectF& videoRect, const CameraKeyframe& camera,
                                       double videoWidth, double videoHeight);
@@ -100,6 +103,8 @@ public:
 
 private:
     void drawStatic(QPainter& painter, const QRectF& canvas);
+    void drawStaticLayer(QPainter& painter, const QRectF& canvas) const;
+    void drawBackground(QPainter& painter, const QRectF& canvas) const;
     // Video and cursor; returns the area they may have touched.
     QRegion drawDynamic(QPainter& painter, const QRectF& canvas, double time);
     void restoreStaticLayer(QImage& canvas, const QRegion& region) const;

@@ -15,30 +15,39 @@ CameraFrameProvider::CameraFrameProvider(std::vector<CameraKeyframe> keyframes) 
 
 CameraKeyframe CameraFrameProvider::state(double time)
 {
-    if (keyframes_.empty()) return {time, 0, 0, 1};
-    if (time <= keyframes_.front().time) return keyframes_.front();
-    if (time >= keyframes_.back().time) return keyframes_.back();
+    if (keyframes_.empty() || time <= keyframes_.front().time || time >= keyframes_.back().time) return stateAt(time);
     const auto count = static_cast<std::ptrdiff_t>(keyframes_.size());
     while (index_ + 1 < count - 1 && keyframes_[static_cast<std::size_t>(index_ + 1)].time < time) ++index_;
-    const CameraKeyframe& a = keyframes_[static_cast<std::size_t>(index_)];
-    const CameraKeyframe& b = keyframes_[static_cast<std::size_t>(std::min(index_ + 1, count - 1))];
-    const double u = std::clamp((time - a.time) / std::max(b.time - a.time, 0.001), 0.0, 1.0);
-    const double e = Easing::smootherStep(u);
-    return {time, a.centerX + (b.centerX - a.centerX) * e, a.centerY + (b.centerY - a.centerY) * e,
-            a.scale + (b.scale - a.scale) * e};
+    return between(keyframes_[static_cast<std::size_t>(index_)],
+                   keyframes_[static_cast<std::size_t>(std::min(index_ + 1, count - 1))], time);
 }
 
 CameraKeyframe CameraFrameProvider::stateAt(double time) const
 {
-    if (keyframes_.empty()) return {time, 0, 0, 1};
-    if (time <= keyframes_.front().time) return keyframes_.front();
-    if (time >= keyframes_.back().time) return keyframes_.back();
+    if (keyframes_.empty()) return following({time, 0, 0, 1}, time);
+    if (time <= keyframes_.front().time) return following(keyframes_.front(), time);
+    if (time >= keyframes_.back().time) return following(keyframes_.back(), time);
     const auto count = static_cast<std::ptrdiff_t>(keyframes_.size());
     const auto after = std::lower_bound(keyframes_.begin(), keyframes_.end(), time,
                                         [](const CameraKeyframe& keyframe, double at) { return keyframe.time < at; });
     const std::ptrdiff_t index = std::clamp<std::ptrdiff_t>((after - keyframes_.begin()) - 1, 0, count - 2);
-    const CameraKeyframe& a = keyframes_[static_cast<std::size_t>(index)];
-    const CameraKeyframe& b = keyframes_[static_cast<std::size_t>(index + 1)];
+    return between(keyframes_[static_cast<std::size_t>(index)], keyframes_[static_cast<std::size_t>(index + 1)], time);
+}
+
+CameraKeyframe CameraFrameProvider::following(CameraKeyframe keyframe, double time) const
+{
+    // Only the overview follows; a zoom looks where it was planned to.
+    if (follow_.empty() || keyframe.scale > 1 + 1e-9) return keyframe;
+    const CodablePoint centre = follow_.centerAt(time);
+    keyframe.centerX = centre.x;
+    keyframe.centerY = centre.y;
+    return keyframe;
+}
+
+CameraKeyframe CameraFrameProvider::between(const CameraKeyframe& from, const CameraKeyframe& to, double time) const
+{
+    const CameraKeyframe a = following(from, time);
+    const CameraKeyframe b = following(to, time);
     const double u = std::clamp((time - a.time) / std::max(b.time - a.time, 0.001), 0.0, 1.0);
     const double e = Easing::smootherStep(u);
     return {time, a.centerX + (b.centerX - a.centerX) * e, a.centerY + (b.centerY - a.centerY) * e,

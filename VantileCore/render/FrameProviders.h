@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/PointerFollowTrack.h"
 #include "model/CursorFrame.h"
 
 #include <QPointF>
@@ -16,9 +17,16 @@ public:
     CameraKeyframe state(double time);
     // The same at any time, in any order.
     CameraKeyframe stateAt(double time) const;
+    // While the camera shows the overview (scale 1) it looks where `track` does, easing into
+    // and out of zooms along the same curve.
+    void followInOverview(PointerFollowTrack track) { follow_ = std::move(track); }
 
 private:
+    CameraKeyframe following(CameraKeyframe keyframe, double time) const;
+    CameraKeyframe between(const CameraKeyframe& from, const CameraKeyframe& to, double time) const;
+
     std::vector<CameraKeyframe> keyframes_;
+    PointerFollowTrack follow_;
     std::ptrdiff_t index_ = 0;
 };
 

@@ -151,6 +151,7 @@ CompositorScene compositorScene(const RenderJob& job, const SourceFrameProvider&
     scene.keyframes = CameraPathBuilder::buildKeyframes(job.focusSegments, project.duration, scene.videoWidth,
                                                         scene.videoHeight);
     scene.cursorFrames = job.cursorFrames;
+    scene.backgroundPicture = BackgroundPicture::forSettings(job.renderSettings, job.rawVideoURL.parent_path());
     return scene;
 }
 

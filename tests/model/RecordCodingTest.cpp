@@ -190,6 +190,76 @@ TEST(RenderSettingsCoding, OnlyTheSixRequiredKeysAreRequiredUnknownCasesFailAndT
     EXPECT_THROW(decodeDocument<RenderSettings>(wrongCase), DecodingError);
 }
 
+TEST(FrameLookCoding, ChoicesAreWrittenOnlyWhenMadeRoundTripAndOddValuesFail)
+{
+    const RenderSettings plain;
+    const Json plainJson = Json(plain);
+    for (const char* key : {"backgroundColor", "backgroundImage", "backgroundGenerated", "backgroundBlur", "cardPadding",
+                            "cardCornerRadius", "shadowStrength", "cursorSize", "layout"}) {
+        EXPECT_FALSE(plainJson.contains(key)) << key;
+    }
+
+    RenderSettings custom;
+    custom.background = BackgroundChoice::solid(RGBAColor::fromHex(0x1A2B3C));
+    EXPECT_EQ(Json(custom).at("backgroundColor"), "#1A2B3C");
+    EXPECT_EQ(decodeDocument<RenderSettings>(Json(custom)), custom);
+    // A solid colour is the preset's background; the card keeps the template's.
+    EXPECT_EQ(RenderPreset::forSettings(custom).background, RenderBackground::solid(RGBAColor::fromHex(0x1A2B3C)));
+    EXPECT_EQ(RenderPreset::forSettings(custom).padding, RenderPreset::preset(TemplateName::minimalDark).padding);
+
+    custom.background = BackgroundChoice::image(".vantile/backgrounds/sea.jpg", 12.5);
+    custom.cardPadding = 0.05;
+    custom.cardCornerRadius = 40;
+    custom.shadowStrength = 0;
+    custom.cursorSize = 1.5;
+    const Json written = Json(custom);
+    EXPECT_EQ(written.at("backgroundImage"), ".vantile/backgrounds/sea.jpg");
+    EXPECT_EQ(written.at("backgroundBlur"), 12.5);
+    EXPECT_FALSE(written.contains("backgroundColor"));
+    EXPECT_EQ(written.at("shadowStrength"), 0.0);
+    EXPECT_EQ(decodeDocument<RenderSettings>(Json::parse(written.dump())), custom);
+    EXPECT_FALSE(written.contains("layout"));
+    custom.layout = VideoLayout::fill;
+    EXPECT_EQ(Json(custom).at("layout"), "fill");
+    custom.background = BackgroundChoice::generated(8);
+    EXPECT_EQ(Json(custom).at("backgroundGenerated"), 8);
+    EXPECT_FALSE(Json(custom).contains("backgroundBlur"));
+    EXPECT_EQ(decodeDocument<RenderSettings>(Json(custom)), custom);
+
+    const auto fails = [&](const char* key, const Json& value) {
+        Json json = plainJson;
+        json[key] = value;
+        EXPECT_THROW(decodeDocument<RenderSettings>(json), DecodingError) << key << " " << value.dump();
+    };
+    fails("backgroundColor", "red");
+    fails("backgroundColor", "#12345G");
+    fails("backgroundGenerated", 0);
+    fails("backgroundGenerated", 9);
+    fails("backgroundImage", "");
+    fails("cardPadding", 0.25);
+    fails("cardPadding", -0.01);
+    fails("cardCornerRadius", 65);
+    fails("shadowStrength", 2.5);
+    fails("cursorSize", 0.4);
+    fails("cursorSize", 3.5);
+    fails("layout", "stretch");
+    Json both = plainJson;
+    both["backgroundColor"] = "#000000";
+    both["backgroundGenerated"] = 2;
+    EXPECT_THROW(decodeDocument<RenderSettings>(both), DecodingError);
+    Json blurredImage = plainJson;
+    blurredImage["backgroundImage"] = "a.png";
+    blurredImage["backgroundBlur"] = 51;
+    EXPECT_THROW(decodeDocument<RenderSettings>(blurredImage), DecodingError);
+
+    // The command line's names for the choices.
+    EXPECT_EQ(generatedIndexOf("generated-3"), 3);
+    EXPECT_EQ(generatedIndexOf("generated-9"), std::nullopt);
+    EXPECT_EQ(generatedIndexOf("generated-3x"), std::nullopt);
+    EXPECT_EQ(RGBAColor::fromHexText("#ff8000"), RGBAColor::fromHex(0xFF8000));
+    EXPECT_EQ(RGBAColor::fromHexText("ff8000"), std::nullopt);
+}
+
 TEST(OutputSizes, SourceMatchingNeverEnlargesAndRoundsDownToEven)
 {
     const auto video = [](std::int64_t width, std::int64_t height) {
