@@ -70,9 +70,9 @@ class ScreenRecorderService {
 public:
     virtual ~ScreenRecorderService() = default;
 
-    // Worker; throws with the user's sentence.
+    // Worker; throws with the user's sentence. `fps` is one of RecordingFrameRate::offered.
     virtual void start(const CaptureSource& source, const std::filesystem::path& outputURL,
-                       const AudioCaptureSettings& audioSettings) = 0;
+                       const AudioCaptureSettings& audioSettings, std::int64_t fps) = 0;
     // Worker; throws with the user's sentence.
     virtual RecordingResult stop() = 0;
     // Why a running capture ended on its own (a window closed, a microphone unplugged), if it did.
@@ -93,9 +93,10 @@ public:
     // loses at most the last moment of them.
     // `clockOrigin`: the movie's first frame, so event times count from it; absent: from now.
     // Input over `ownWindows` (global screen rectangles, changing while recording) is not logged.
+    // Pointer moves are logged at most once a frame of the movie's `fps`.
     virtual void start(const CGRectCodable& captureRegion, const std::filesystem::path& projectDirectory,
                        std::optional<std::chrono::steady_clock::time_point> clockOrigin,
-                       std::shared_ptr<const ExcludedAreas> ownWindows) = 0;
+                       std::shared_ptr<const ExcludedAreas> ownWindows, std::int64_t fps) = 0;
     virtual std::vector<InputEvent> stop() = 0;
 };
 

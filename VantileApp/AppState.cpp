@@ -151,6 +151,13 @@ void AppState::setRecordingCountdownName(const QString& name)
     if (const auto choice = parseCountdownChoice(name)) setRecordingCountdown(*choice);
 }
 
+void AppState::setRecordingFps(int fps)
+{
+    if (recordingFps_ == fps || !RecordingFrameRate::isOffered(fps)) return;
+    recordingFps_ = fps;
+    emit recordingFpsChanged();
+}
+
 bool AppState::isCountingDown() const { return recordingFlow_->isCountingDown(); }
 void AppState::cancelCountdown() { recordingFlow_->cancelCountdown(); }
 

@@ -3,6 +3,7 @@
 #include "AppServices.h"
 #include "QmlValues.h"
 #include "RecordingCountdown.h"
+#include "capture/RecordingFrameRate.h"
 #include "Route.h"
 #include "StopTrigger.h"
 #include "capture/PermissionStatus.h"
@@ -91,6 +92,8 @@ class AppState : public QObject {
     // The countdown before a recording: "auto", "off", "2" or "3".
     Q_PROPERTY(QString recordingCountdown READ recordingCountdownName WRITE setRecordingCountdownName NOTIFY
                    recordingCountdownChanged)
+    // Frames per second of the next recording: 30 or 60.
+    Q_PROPERTY(int recordingFps READ recordingFps WRITE setRecordingFps NOTIFY recordingFpsChanged)
     // Exporting to a chosen file, the project's exports, and quitting while an export runs.
     Q_PROPERTY(QVariantList exports READ exportsValue NOTIFY currentProjectChanged)
     Q_PROPERTY(QString replaceQuestion READ replaceQuestion NOTIFY replaceQuestionChanged)
@@ -338,9 +341,13 @@ public:
     // A start is counting down: nothing is captured yet, and a stop cancels it.
     bool isCountingDown() const;
     void cancelCountdown();
+    // The next recording's frame rate; a rate that is not offered is ignored.
+    int recordingFps() const { return recordingFps_; }
+    void setRecordingFps(int fps);
 
 signals:
     void recordingCountdownChanged();
+    void recordingFpsChanged();
 
 public:
     // The editor's ruler: its marks in output time for a track `pixelWidth` wide that shows the
@@ -349,6 +356,7 @@ public:
 
 private:
     CountdownChoice recordingCountdown_ = CountdownChoice::automatic;
+    int recordingFps_ = static_cast<int>(RecordingFrameRate::standard);
 
     void notifyDerivedTexts();
 

@@ -89,7 +89,7 @@ public:
     }
 
     void start(const CaptureSource& source, const std::filesystem::path& outputURL,
-               const AudioCaptureSettings& audioSettings) override
+               const AudioCaptureSettings& audioSettings, std::int64_t fps) override
     {
         std::lock_guard lock(mutex_);
         startedSource_.reset();
@@ -102,7 +102,7 @@ public:
             std::filesystem::remove(outputURL.parent_path(), ignored);
             throw;
         }
-        recorder_.start(prepared, outputURL, audioSettings);
+        recorder_.start(prepared, outputURL, audioSettings, fps);
         startedSource_ = prepared;
         // The input log's clock starts with the first frame: wait for it, briefly (a stream that
         // takes longer leaves the log counting from its own start).
@@ -165,7 +165,7 @@ public:
 
     void start(const CGRectCodable& captureRegion, const std::filesystem::path& projectDirectory,
                std::optional<std::chrono::steady_clock::time_point> clockOrigin,
-               std::shared_ptr<const ExcludedAreas> ownWindows) override
+               std::shared_ptr<const ExcludedAreas> ownWindows, std::int64_t fps) override
     {
         stop();
         {
@@ -179,7 +179,7 @@ public:
         std::filesystem::create_directories(metadata);
         journal_ = std::make_unique<EventJournal>(metadata / EventJournal::fileName);
         recorder_->setEventObserver([journal = journal_.get()](const InputEvent& event) { journal->append(event); });
-        recorder_->start(captureRegion);
+        recorder_->start(captureRegion, fps);
         if (!recorder_->isMonitoring()) {
             stop();
             throw std::runtime_error("Global input events cannot be observed on this display server.");

@@ -132,18 +132,19 @@ void RecordingFlow::beginCapture(const AudioCaptureSettings& audioSettings)
         directory = parts_.projectFiles.createProjectDirectory(parts_.wallClock());
         startingDirectory_ = directory;
         // Noted first, so a recording cut off before its stop can still be recovered.
-        writeRecordingStart({*source_, audioSettings, state_.renderSettings(), parts_.wallClock()}, directory);
+        fps_ = state_.recordingFps();
+        writeRecordingStart({*source_, audioSettings, state_.renderSettings(), parts_.wallClock(), fps_}, directory);
     } catch (...) {
         finishStart(describeError(std::current_exception()));
         return;
     }
     audioSettings_ = audioSettings;
     state_.setProjectDirectory(directory);
-    const auto capture = [this, source = *source_, directory, audioSettings] {
+    const auto capture = [this, source = *source_, directory, audioSettings, fps = fps_] {
         runOffMainThread(
             state_.workers(), &state_,
             [recorder = parts_.recorder.get(), cameras = parts_.cameras, choice = cameraChoice_, source, directory,
-             audioSettings]() {
+             audioSettings, fps]() {
                 CaptureStart started;
                 // The camera never stands in the recording's way: without it, the screen is recorded alone.
                 std::unique_ptr<CameraStream> stream;
@@ -156,7 +157,7 @@ void RecordingFlow::beginCapture(const AudioCaptureSettings& audioSettings)
                 }
                 try {
                     if (stream) started.camera = std::make_shared<CameraRecorder>(std::move(stream), directory);
-                    recorder->start(source, directory / "raw.mov", audioSettings);
+                    recorder->start(source, directory / "raw.mov", audioSettings, fps);
                 } catch (...) {
                     started.camera.reset();
                     started.failure = describeError(std::current_exception());
@@ -202,7 +203,7 @@ void RecordingFlow::finishStart(const std::optional<std::string>& failure)
     try {
         refreshOwnWindows();
         parts_.inputRecorder->start(source_->region, *state_.projectDirectory(), parts_.recorder->firstFrameTime(),
-                                    ownWindows_);
+                                    ownWindows_, fps_);
     } catch (...) {
         // Without the input log there is no auto-direction: stop the capture again.
         const std::string reason = describeError(std::current_exception());

@@ -2,6 +2,7 @@
 
 #include "AppServices.h"
 #include "StopTrigger.h"
+#include "capture/RecordingFrameRate.h"
 #include "engine/CursorPathSmoother.h"
 #include "engine/FocusPlanner.h"
 #include "store/ProjectFileManager.h"
@@ -88,6 +89,7 @@ private:
     // What this recording was started with: later choices in the picker do not reach it.
     std::optional<CaptureSource> source_;
     std::optional<AudioCaptureSettings> audioSettings_;
+    std::int64_t fps_ = RecordingFrameRate::standard;  // the running recording's, fixed at its start
     std::optional<std::string> cameraChoice_;
     // Shared with the worker that finishes it at the stop.
     std::shared_ptr<CameraRecorder> camera_;

@@ -31,7 +31,7 @@ const std::map<std::string, std::string>& helpTexts()
                     "  (kind camera) with the ids --camera accepts.\n"
                     "  --json              print them as JSON\n"},
         {"record", "vantile-cli record [--source ID] [--audio MODE] [--microphone ID] [--camera ID|default] [--duration S]\n"
-                   "                  [--root DIR]\n"
+                   "                  [--fps 30|60] [--root DIR]\n"
                    "  Records until the duration or Ctrl-C, then plans and saves the project and prints its directory.\n"
                    "  --source ID         a display or window id from `vantile-cli sources` (default: the first)\n"
                    "  --audio MODE        " + audioModes() + " (default: none)\n"
@@ -39,6 +39,8 @@ const std::map<std::string, std::string>& helpTexts()
                    "  --camera ID         also record this camera (an id from `vantile-cli sources`, or default: the\n"
                    "                      first) into camera.mov; without it the recording goes on and says why\n"
                    "  --duration S        seconds to record, more than 0 and at most 600 (default: until Ctrl-C)\n"
+                   "  --fps 30|60         frames per second of the raw movie and of the export, unless the export\n"
+                   "                      is given another rate (default: 30)\n"
                    "  --root DIR          where the project directory is made (default: ~/Videos/VantileProjects)\n"},
         {"recover", "vantile-cli recover DIR\n"
                     "  Finishes a recording that was cut off (killed, power cut, full disk) from its movie and input\n"
@@ -63,7 +65,7 @@ const std::map<std::string, std::string>& helpTexts()
                        " (source: the recording's own size)\n"
                    "  --template T        " + choices(templateNameTexts) + "\n"
                    "  --zoom Z            " + choices(zoomIntensityTexts) + "\n"
-                   "  --fps N             output frames per second, 1 to 240\n"
+                   "  --fps N             output frames per second, 1 to 240 (a new project has its recording's)\n"
                    "  --cursor-theme C    " + choices(cursorThemeTexts) + "\n"
                    "  --cursor-effect E   " + choices(cursorEffectTexts) + "\n"
                    "  --quality Q         " + choices(exportQualityTexts) +

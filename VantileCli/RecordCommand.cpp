@@ -27,7 +27,8 @@ AudioCaptureMode parseAudioMode(const std::string& text)
 
 int runRecord(const std::vector<std::string>& arguments)
 {
-    const Arguments parsed(arguments, {"--source", "--audio", "--microphone", "--camera", "--duration", "--root"}, {});
+    const Arguments parsed(arguments, {"--source", "--audio", "--microphone", "--camera", "--duration", "--root", "--fps"},
+                           {});
     parsed.expectPositionalCount(0);
     RecordingRequest request;
     request.sourceId = parsed.value("--source");
@@ -40,6 +41,10 @@ int runRecord(const std::vector<std::string>& arguments)
     request.duration = parsed.number("--duration");
     if (request.duration && !(*request.duration > 0 && *request.duration <= RecordingRequest::maxDuration)) {
         throw UsageError("--duration must be greater than 0 and at most 600 seconds");
+    }
+    if (const auto fps = parsed.value("--fps")) {
+        if (*fps != "30" && *fps != "60") throw UsageError("--fps must be 30 or 60, not \"" + *fps + "\"");
+        request.fps = std::stoll(*fps);
     }
     if (const auto root = parsed.value("--root")) {
         if (root->empty()) throw UsageError("--root names no directory");

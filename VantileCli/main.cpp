@@ -27,7 +27,7 @@ const std::map<std::string, CommandEntry>& commands()
     static const std::map<std::string, CommandEntry> table = {
         {"info", {runInfo, "info DIR [--json]"}},
         {"sources", {runSources, "sources [--json]"}},
-        {"record", {runRecord, "record [--source ID] [--audio MODE] [--microphone ID] [--duration S] [--root DIR]"}},
+        {"record", {runRecord, "record [--source ID] [--audio MODE] [--microphone ID] [--duration S] [--fps 30|60] [--root DIR]"}},
         {"recover", {runRecover, "recover DIR"}},
         {"demo", {runDemo, "demo [--root DIR]"}},
         {"sample", {runSample, "sample DIR [--duration S] [--width W] [--height H] [--audio MODE]"}},

@@ -99,6 +99,21 @@ Item {
                             wrapMode: Text.WordWrap
                             Layout.fillWidth: true
                         }
+                        SettingPicker {
+                            objectName: "recordingFpsPicker"
+                            Layout.fillWidth: true
+                            title: "帧率"
+                            options: [{ value: 30, label: "30 fps" }, { value: 60, label: "60 fps" }]
+                            current: appState.recordingFps
+                            onPicked: (value) => appState.recordingFps = value
+                        }
+                        Text {
+                            text: "60 fps 让快速的移动更顺滑，文件更大、占用更多处理器；导出默认使用录制的帧率。"
+                            color: Theme.tertiaryText
+                            font.pixelSize: 12
+                            wrapMode: Text.WordWrap
+                            Layout.fillWidth: true
+                        }
                     }
                 }
                 CameraChoicePanel { Layout.fillWidth: true }

@@ -17,10 +17,11 @@ InputEventRecorder::~InputEventRecorder()
     if (monitoring_ && source_) source_->remove();
 }
 
-void InputEventRecorder::start(const CGRectCodable& captureRegion)
+void InputEventRecorder::start(const CGRectCodable& captureRegion, std::int64_t fps)
 {
     stop();
     captureRegion_ = captureRegion;
+    mouseMoveInterval_ = 1.0 / static_cast<double>(std::max<std::int64_t>(fps, 1));
     timebase_.emplace(clock_);
     events_.clear();
     lastMouseMoveTime_ = -1;
@@ -98,7 +99,7 @@ void InputEventRecorder::handle(const RawInput& input)
         break;
     case Kind::mouseMoved:
         event.type = Type::mouseMove;
-        if (time - lastMouseMoveTime_ < mouseMoveInterval) {
+        if (time - lastMouseMoveTime_ < mouseMoveInterval_) {
             heldBackMove_ = std::move(event);
             return;
         }

@@ -26,8 +26,9 @@ public:
     InputEventRecorder(const InputEventRecorder&) = delete;
     InputEventRecorder& operator=(const InputEventRecorder&) = delete;
 
-    // captureRegion is in global screen coordinates.
-    void start(const CGRectCodable& captureRegion);
+    // captureRegion is in global screen coordinates; pointer moves are logged at most once a
+    // frame of a movie recorded at `fps`.
+    void start(const CGRectCodable& captureRegion, std::int64_t fps = 30);
     std::vector<InputEvent> stop();
     std::vector<InputEvent> snapshot() const;
 
@@ -44,7 +45,6 @@ public:
     // The monitor's entry point; public so other monitors can feed it.
     void handle(const RawInput& input);
 
-    static constexpr double mouseMoveInterval = 1.0 / 30.0;
     static constexpr double typingPause = 1.0;
     static constexpr double typingTail = 0.2;
 
@@ -61,9 +61,10 @@ private:
     bool monitoring_ = false;
     std::optional<Timebase> timebase_;
     CGRectCodable captureRegion_;
+    double mouseMoveInterval_ = 1.0 / 30.0;
     double lastMouseMoveTime_ = -1;
     // The latest move the throttle dropped. It is logged before the next event of another kind,
-    // so the path reaches every click even when the pointer jumped and rested within 1/30 s.
+    // so the path reaches every click even when the pointer jumped and rested within a frame.
     std::optional<InputEvent> heldBackMove_;
     CodablePoint lastPointerPoint_;
     bool typingActive_ = false;

@@ -91,15 +91,15 @@ void drawDisc(std::vector<std::uint8_t>& argb, const std::vector<std::uint8_t>& 
 
 }  // namespace
 
-void write(const std::filesystem::path& url, int width, int height, double duration)
+void write(const std::filesystem::path& url, int width, int height, double duration, int fps)
 {
-    RawMovieWriter writer(url, width, height, 0);
+    RawMovieWriter writer(url, width, height, 0, {.fps = fps});
     const std::vector<std::uint8_t> base = drawBackground(width, height);
     std::vector<std::uint8_t> argb = base;
     PlanarFrame frame(width, height);
-    const auto frameCount = std::max<std::int64_t>(1, std::llround(duration * RawMovieWriter::fps));
+    const auto frameCount = std::max<std::int64_t>(1, std::llround(duration * fps));
     for (std::int64_t index = 0; index < frameCount; ++index) {
-        drawDisc(argb, base, width, height, static_cast<double>(index) / RawMovieWriter::fps);
+        drawDisc(argb, base, width, height, static_cast<double>(index) / fps);
         libyuv::ARGBToI420(argb.data(), width * 4, frame.luma.data(), frame.lumaStride(), frame.blueDifference.data(),
                            frame.chromaStride(), frame.redDifference.data(), frame.chromaStride(), width, height);
         writer.writeVideo(frame, index);

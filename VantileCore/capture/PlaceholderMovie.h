@@ -8,9 +8,8 @@ namespace vantile {
 // place of a recording that produced no usable frames, so the project stays playable.
 namespace PlaceholderMovie {
 
-// Replaces `url`; throws RecordingError when the movie cannot be written.
-// The movie runs at RawMovieWriter::fps.
-void write(const std::filesystem::path& url, int width, int height, double duration);
+// Replaces `url` with a movie at `fps`; throws RecordingError when the movie cannot be written.
+void write(const std::filesystem::path& url, int width, int height, double duration, int fps);
 
 }  // namespace PlaceholderMovie
 

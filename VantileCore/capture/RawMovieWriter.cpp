@@ -106,6 +106,7 @@ RawMovieWriter::RawMovieWriter(const std::filesystem::path& file, int width, int
     codec->width = width;
     codec->height = height;
     codec->pix_fmt = AV_PIX_FMT_YUV420P;
+    const int fps = encoding.fps;
     codec->time_base = {1, fps};
     codec->framerate = {fps, 1};
     // A keyframe each second starts a fragment each second and keeps seeking in the preview cheap.
@@ -121,10 +122,11 @@ RawMovieWriter::RawMovieWriter(const std::filesystem::path& file, int width, int
     codec->color_trc = AVCOL_TRC_IEC61966_2_1;
     if (output->oformat->flags & AVFMT_GLOBALHEADER) codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     // Capture must keep up in real time on two cores shared with other work while the screen
-    // changes every frame: veryfast fell behind there, superfast holds at 1080p, and larger
-    // screens need ultrafast (about 2.4 times cheaper than veryfast, files twice as large).
-    const bool largerThanFullHd = static_cast<long>(width) * height > 1920L * 1080L;
-    const char* preset = encoding.preset ? encoding.preset : largerThanFullHd ? "ultrafast" : "superfast";
+    // changes every frame: veryfast fell behind there, superfast holds at 1080p30, and more
+    // pixels a second (larger screens, 60 fps) need ultrafast (about 2.4 times cheaper than
+    // veryfast, files twice as large).
+    const bool moreThanFullHd30 = static_cast<long>(width) * height * fps > 1920L * 1080L * 30L;
+    const char* preset = encoding.preset ? encoding.preset : moreThanFullHd30 ? "ultrafast" : "superfast";
     av_opt_set(codec->priv_data, "preset", preset, 0);
     av_opt_set_int(codec->priv_data, "crf", encoding.constantRateFactor, 0);
     if (avcodec_open2(codec, videoCodec, nullptr) < 0) throw RecordingError::writerSetupFailed();
@@ -192,6 +194,7 @@ RawMovieWriter::~RawMovieWriter()
 
 int RawMovieWriter::width() const { return state_->video.codec->width; }
 int RawMovieWriter::height() const { return state_->video.codec->height; }
+int RawMovieWriter::fps() const { return state_->video.codec->framerate.num; }
 
 void RawMovieWriter::writeVideo(const PlanarFrame& frame, std::int64_t frameIndex)
 {

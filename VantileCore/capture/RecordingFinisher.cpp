@@ -49,6 +49,9 @@ RecordingProject RecordingFinisher::finish(const StoppedRecording& recording, co
         CoordinateMapper::mapEventsToVideo(recording.events, recording.source.region, result.videoInfo);
 
     RenderSettings settings = renderSettings;
+    // Settings at the default rate carry no choice of the user's: they follow the recording, so a
+    // 60 fps take exports at 60 while a picked rate stays.
+    if (settings.fps == RenderSettings{}.fps) settings.fps = result.videoInfo.fps;
     const OutputSize size = outputSize(settings.aspectRatio, result.videoInfo, settings.resolutionPreset);
     settings.outputWidth = size.width;
     settings.outputHeight = size.height;

@@ -42,7 +42,7 @@ public:
     }
 
     // `renderSettings` are the user's current choices; the project gets them with the output
-    // size fitted to the recorded video. Throws the store's error when saving fails.
+    // size fitted to the recorded video, and the recording's frame rate unless another was chosen. Throws the store's error when saving fails.
     RecordingProject finish(const StoppedRecording& recording, const RenderSettings& renderSettings,
                             Timestamp now = std::chrono::system_clock::now()) const;
 

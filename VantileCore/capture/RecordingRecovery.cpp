@@ -167,7 +167,7 @@ RecoveredRecording recoverRecording(const fs::path& projectDirectory, const Proj
     if (entryExists(startFile)) noted = readRecordingStartOf(projectDirectory, startFile);
     // Without a note, the rate every raw movie has been written at.
     const RecordingResult movie =
-        playableRawMovie(projectDirectory / "raw.mov", noted ? noted->fps : RawMovieWriter::fps);
+        playableRawMovie(projectDirectory / "raw.mov", noted ? noted->fps : RawMovieWriter::standardFps);
     const RecordingStart start = noted ? *noted : startOfWholeMovie(movie);
 
     const fs::path journal = metadata / ProjectFileManager::journalFileName;

@@ -20,7 +20,7 @@ struct RecordingStart {
     Timestamp createdAt{};
     // The rate the movie is written at; a truncated movie's measured rate falls short of it
     // when frames were dropped.
-    std::int64_t fps = RawMovieWriter::fps;
+    std::int64_t fps = RawMovieWriter::standardFps;
 
     bool operator==(const RecordingStart&) const = default;
 };

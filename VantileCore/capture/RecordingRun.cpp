@@ -80,13 +80,13 @@ RecordingOutcome RecordingRun::run(const std::function<bool()>& stopRequested, c
     InputEventRecorder inputRecorder(&input);
     const std::filesystem::path directory = projectFiles.createProjectDirectory();
     try {
-        writeRecordingStart({source, request_.audioSettings, renderSettings, std::chrono::system_clock::now()},
-                            directory);
+        writeRecordingStart(
+            {source, request_.audioSettings, renderSettings, std::chrono::system_clock::now(), request_.fps}, directory);
         journal.emplace(directory / ProjectFileManager::metadataFolderName / EventJournal::fileName);
         if (cameraStream) camera.emplace(std::move(cameraStream), directory);
-        recorder.start(source, directory / "raw.mov", request_.audioSettings);
+        recorder.start(source, directory / "raw.mov", request_.audioSettings, request_.fps);
         inputRecorder.setEventObserver([&journal](const InputEvent& event) { journal->append(event); });
-        inputRecorder.start(source.region);
+        inputRecorder.start(source.region, request_.fps);
     } catch (...) {
         // Nothing was recorded: leave no directory that looks like a recording.
         camera.reset();

@@ -2,6 +2,7 @@
 
 #include "capture/CaptureBackend.h"
 #include "capture/CaptureStatistics.h"
+#include "capture/RecordingFrameRate.h"
 #include "model/AudioSettings.h"
 #include "model/CaptureSource.h"
 #include "model/RecordingProject.h"
@@ -23,6 +24,7 @@ struct RecordingRequest {
     std::optional<CaptureBackendKind> backend;  // absent: chosen from the session
     RenderSettings renderSettings;
     std::optional<std::string> camera;  // a camera id or "default"; absent: no camera
+    std::int64_t fps = RecordingFrameRate::standard;  // one of RecordingFrameRate::offered
 
     static constexpr double maxDuration = 600;
 };

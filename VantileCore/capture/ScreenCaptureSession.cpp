@@ -16,9 +16,6 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
-constexpr auto frameInterval = std::chrono::duration_cast<SteadyClock::duration>(
-    std::chrono::duration<double>(1.0 / RawMovieWriter::fps));
-
 double secondsBetween(SteadyClock::time_point from, SteadyClock::time_point to)
 {
     return std::chrono::duration<double>(to - from).count();
@@ -27,10 +24,12 @@ double secondsBetween(SteadyClock::time_point from, SteadyClock::time_point to)
 }  // namespace
 
 ScreenCaptureSession::ScreenCaptureSession(CapturePlatform& platform, const CaptureSource& source,
-                                           std::filesystem::path outputURL, AudioCaptureSettings audioSettings)
+                                           std::filesystem::path outputURL, AudioCaptureSettings audioSettings, int fps)
     : source_(source),
       outputURL_(std::move(outputURL)),
       audioSettings_(std::move(audioSettings)),
+      fps_(fps),
+      frameInterval_(std::chrono::duration_cast<SteadyClock::duration>(std::chrono::duration<double>(1.0 / fps))),
       startedAt_(SteadyClock::now())
 {
     const RecordingDimensions size =
@@ -43,10 +42,12 @@ ScreenCaptureSession::ScreenCaptureSession(CapturePlatform& platform, const Capt
     if (capturesMicrophone(audioSettings_.mode))
         audioKinds.emplace_back(AudioSourceKind::microphone, audioSettings_.microphoneDeviceID);
 
-    writer_ = std::make_unique<RawMovieWriter>(outputURL_, width_, height_, static_cast<int>(audioKinds.size()));
+    writer_ = std::make_unique<RawMovieWriter>(outputURL_, width_, height_, static_cast<int>(audioKinds.size()),
+                                               RawMovieEncoding{.fps = fps_});
     grabber_ = platform.openGrabber(source_);
     for (const auto& [kind, device] : audioKinds) audioSources_.push_back(platform.openAudio(kind, device));
 
+    const auto poolSize = static_cast<std::size_t>(std::lround(poolSeconds * fps_));
     pool_.reserve(poolSize);
     for (std::size_t slot = 0; slot < poolSize; ++slot) {
         pool_.emplace_back(width_, height_);
@@ -135,7 +136,7 @@ void ScreenCaptureSession::captureLoop()
         const SteadyClock::time_point now = SteadyClock::now();
         if (!firstFrameKnown_) {
             if (!image.pixels) {
-                due = now + frameInterval;
+                due = now + frameInterval_;
                 continue;
             }
             firstTime = now;
@@ -165,14 +166,14 @@ void ScreenCaptureSession::captureLoop()
         // Ticks that already passed while grabbing are skipped and counted as dropped.
         const auto next = SteadyClock::now();
         std::int64_t nextIndex = index + 1;
-        const auto behind = static_cast<std::int64_t>(std::floor(secondsBetween(firstTime, next) * RawMovieWriter::fps));
+        const auto behind = static_cast<std::int64_t>(std::floor(secondsBetween(firstTime, next) * fps_));
         if (behind > nextIndex) {
             const std::lock_guard lock(mutex_);
             statistics_.droppedFrames += behind - nextIndex;
             nextIndex = behind;
         }
         index = nextIndex;
-        due = firstTime + index * frameInterval;
+        due = firstTime + index * frameInterval_;
     }
 }
 
@@ -281,7 +282,7 @@ RecordingResult ScreenCaptureSession::stop()
         writer_.reset();
         // Nothing was captured: a placeholder of the recording's length keeps the project playable.
         if (encoded == 0)
-            PlaceholderMovie::write(outputURL_, width_, height_, std::max(wall, 1.0));
+            PlaceholderMovie::write(outputURL_, width_, height_, std::max(wall, 1.0), fps_);
     } catch (const RecordingError&) {
         throw;
     } catch (const std::exception& error) {
@@ -290,11 +291,11 @@ RecordingResult ScreenCaptureSession::stop()
     }
 
     const double frameSeconds =
-        encoded > 0 ? std::max(static_cast<double>(lastFrameIndex_) / RawMovieWriter::fps, 1.0) : 0.0;
+        encoded > 0 ? std::max(static_cast<double>(lastFrameIndex_) / fps_, 1.0) : 0.0;
     return RecordingResult{
         .rawVideoURL = outputURL_,
         .duration = std::max(frameSeconds, std::max(wall, 1.0)),
-        .videoInfo = {.path = outputURL_.filename().string(), .width = width_, .height = height_, .fps = 30},
+        .videoInfo = {.path = outputURL_.filename().string(), .width = width_, .height = height_, .fps = fps_},
     };
 }
 

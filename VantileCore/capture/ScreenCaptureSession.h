@@ -20,7 +20,7 @@
 
 namespace vantile {
 
-// One recording: a capture thread grabs frames on a steady 30 fps clock into a small pool,
+// One recording: a capture thread grabs frames on a steady clock at the recording's rate into a small pool,
 // an encoder thread drains them (and the audio chunks) into the raw movie. A full pool drops
 // the frame instead of ever making the capture wait.
 class ScreenCaptureSession {
@@ -30,10 +30,11 @@ public:
     static constexpr double maximumWidth = 4096;
     static constexpr double maximumHeight = 2304;
     // Half a second of frames absorbs an encoder briefly starved of CPU.
-    static constexpr std::size_t poolSize = 15;
+    static constexpr double poolSeconds = 0.5;
 
+    // `fps` is one of RecordingFrameRate::offered.
     ScreenCaptureSession(CapturePlatform& platform, const CaptureSource& source, std::filesystem::path outputURL,
-                         AudioCaptureSettings audioSettings);
+                         AudioCaptureSettings audioSettings, int fps);
     ~ScreenCaptureSession();
 
     ScreenCaptureSession(const ScreenCaptureSession&) = delete;
@@ -76,6 +77,8 @@ private:
     AudioCaptureSettings audioSettings_;
     int width_;
     int height_;
+    int fps_;
+    std::chrono::steady_clock::duration frameInterval_;
     std::chrono::steady_clock::time_point startedAt_;
 
     std::unique_ptr<RawMovieWriter> writer_;

@@ -10,11 +10,12 @@ ScreenRecorder::ScreenRecorder(CapturePlatform& platform) : platform_(platform) 
 ScreenRecorder::~ScreenRecorder() = default;
 
 void ScreenRecorder::start(const CaptureSource& source, const std::filesystem::path& outputURL,
-                           const AudioCaptureSettings& audioSettings)
+                           const AudioCaptureSettings& audioSettings, std::int64_t fps)
 {
     session_.reset();
     recording_ = false;
-    auto session = std::make_unique<ScreenCaptureSession>(platform_, source, outputURL, audioSettings);
+    auto session =
+        std::make_unique<ScreenCaptureSession>(platform_, source, outputURL, audioSettings, static_cast<int>(fps));
     session->start();
     session_ = std::move(session);
     recording_ = true;

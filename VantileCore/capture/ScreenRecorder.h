@@ -2,6 +2,7 @@
 
 #include "capture/CapturePlatform.h"
 #include "capture/CaptureStatistics.h"
+#include "capture/RecordingFrameRate.h"
 #include "model/AudioSettings.h"
 #include "model/CaptureInfo.h"
 #include "model/CaptureSource.h"
@@ -22,8 +23,9 @@ public:
     explicit ScreenRecorder(CapturePlatform& platform);
     ~ScreenRecorder();
 
+    // `fps` is one of RecordingFrameRate::offered.
     void start(const CaptureSource& source, const std::filesystem::path& outputURL,
-               const AudioCaptureSettings& audioSettings);
+               const AudioCaptureSettings& audioSettings, std::int64_t fps = RecordingFrameRate::standard);
     // Throws RecordingError::notRecording without a prior start.
     RecordingResult stop();
 

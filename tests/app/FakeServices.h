@@ -156,13 +156,14 @@ public:
     using LoggingFake::LoggingFake;
 
     void start(const CaptureSource& source, const std::filesystem::path& outputURL,
-               const AudioCaptureSettings& audioSettings) override
+               const AudioCaptureSettings& audioSettings, std::int64_t fps) override
     {
         startGate.pass();
         log_.add("recorder.start " + source.id);
         std::lock_guard lock(mutex);
         startedOutput = outputURL;
         startedAudio = audioSettings;
+        startedFps = fps;
         if (startFailure) throw std::runtime_error(*startFailure);
         std::ofstream(outputURL) << "raw";
         firstFrame = std::chrono::steady_clock::now();
@@ -173,7 +174,7 @@ public:
         log_.add("recorder.stop");
         std::lock_guard lock(mutex);
         if (stopFailure) throw std::runtime_error(*stopFailure);
-        return {startedOutput, 6, VideoInfo{startedOutput.filename().string(), 1600, 900, 30}};
+        return {startedOutput, 6, VideoInfo{startedOutput.filename().string(), 1600, 900, startedFps}};
     }
     std::optional<std::string> failure() override
     {
@@ -194,6 +195,7 @@ public:
 
     std::mutex mutex;
     std::optional<CaptureSource> settledSource;  // what a system dialog would have made of the choice
+    std::int64_t startedFps = 30;
     bool pointerInPicture = false;
     std::optional<std::string> startFailure;
     std::optional<std::string> stopFailure;
@@ -211,10 +213,11 @@ public:
 
     void start(const CGRectCodable& region, const std::filesystem::path&,
                std::optional<std::chrono::steady_clock::time_point>,
-               std::shared_ptr<const ExcludedAreas> ownWindows) override
+               std::shared_ptr<const ExcludedAreas> ownWindows, std::int64_t fps) override
     {
         log_.add("input.start");
         startedRegion = region;
+        startedFps = fps;
         ownWindows_ = std::move(ownWindows);
         if (startFailure) throw std::runtime_error(*startFailure);
     }
@@ -247,6 +250,7 @@ public:
     std::vector<InputEvent> events = sampleEvents();
     std::vector<ScriptedInput> script;
     CGRectCodable startedRegion;
+    std::int64_t startedFps = 0;
     std::optional<std::string> startFailure;
 
 private:

@@ -92,6 +92,31 @@ TEST(RecordingFlowTest, FailedStartReturnsToThePickerAndLeavesNoDirectory)
     }
 }
 
+// The rate is fixed when the start is clicked; a 60 fps take exports at 60 unless the user picks
+// another rate, and a rate that is not offered changes nothing.
+TEST(RecordingFlowTest, TheChosenRateReachesTheRecorderTheInputLogAndTheProject)
+{
+    AppFixture app;
+    app.state->setRecordingFps(45);
+    EXPECT_EQ(app.state->recordingFps(), 30);
+    app.state->setRecordingFps(60);
+    app.recorder->startGate.close();
+    app.loadSources();
+    app.state->startRecording();
+    app.state->setRecordingFps(30);
+    app.recorder->startGate.open();
+    ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
+    EXPECT_EQ(app.recorder->startedFps, 60);
+    EXPECT_EQ(app.input->startedFps, 60);
+    app.clock.advance(6);
+    app.state->stopRecording();
+    ASSERT_TRUE(waitFor([&] { return !app.state->isBusy() && app.state->currentProject(); }));
+    const RecordingProject& project = *app.state->currentProject();
+    EXPECT_EQ(project.video.fps, 60);
+    EXPECT_EQ(project.renderSettings.fps, 60);
+    EXPECT_EQ(project.cursorFrames.size(), static_cast<std::size_t>(60 * project.duration) + 1);
+}
+
 TEST(RecordingFlowTest, StopPlansSmoothsAndSavesTheProjectThenOpensThePreview)
 {
     AppFixture app;

@@ -74,6 +74,14 @@ TEST(ScreensTest, HomePermissionsAndSourcePickerShowTheirStateAndPickARow)
                       twoSeconds->mapToScene(QPointF(twoSeconds->width() / 2, twoSeconds->height() / 2)).toPoint());
     ASSERT_TRUE(waitFor([&] { return screens.state->recordingCountdown() == CountdownChoice::twoSeconds; }, 2000));
 
+    // The frame rate sits with the countdown.
+    EXPECT_TRUE(shows(screens, {"帧率", "30 fps", "60 fps"}));
+    QQuickItem* sixty = itemShowing(screens.window()->contentItem(), "60 fps");
+    ASSERT_TRUE(sixty);
+    QTest::mouseClick(screens.window(), Qt::LeftButton, {},
+                      sixty->mapToScene(QPointF(sixty->width() / 2, sixty->height() / 2)).toPoint());
+    ASSERT_TRUE(waitFor([&] { return screens.state->recordingFps() == 60; }, 2000));
+
     // The camera section: none, then each listed camera by its title; choosing one marks it.
     EXPECT_TRUE(shows(screens, {"摄像头", "不录制摄像头", "没有找到摄像头。连接摄像头后点“重新加载”。"}));
     {

@@ -61,6 +61,24 @@ TEST(InputEventRecorderTest, MovesAreThrottledToThirtyPerSecondButTheFirstIsAlwa
     EXPECT_EQ(events[1].x, 4);
 }
 
+TEST(InputEventRecorderTest, AtSixtyFramesASecondMovesAreKeptOnceAFrame)
+{
+    Harness harness;
+    harness.recorder.start({0, 0, 800, 600}, 60);
+    for (int step = 0; step <= 100; ++step) harness.input.send(Kind::mouseMoved, step * 0.010, {double(step), 10});
+    const auto events = harness.recorder.stop();
+    // Moves at 0, .02, .04 ... (every second 10 ms step): 51 over one second.
+    EXPECT_EQ(events.size(), 51u);
+    ASSERT_GE(events.size(), 2u);
+    EXPECT_EQ(events[1].x, 2);
+    // A restart at the standard rate throttles as before.
+    harness.input.now = 2.0;
+    harness.recorder.start({0, 0, 800, 600});
+    for (int step = 0; step <= 100; ++step)
+        harness.input.send(Kind::mouseMoved, 2.0 + step * 0.010, {double(step), 10});
+    EXPECT_EQ(harness.recorder.stop().size(), 26u);
+}
+
 TEST(InputEventRecorderTest, AMoveTheThrottleDroppedIsLoggedBeforeTheNextClickSoThePathReachesIt)
 {
     Harness harness;

@@ -25,6 +25,7 @@ namespace vantile {
 namespace {
 
 using namespace std::chrono_literals;
+using vantile::testing::ColouredWindow;
 using vantile::testing::probe;
 using vantile::testing::runCli;
 using vantile::testing::streamOfType;
@@ -101,6 +102,74 @@ TEST_F(RecordCommandTest, InterruptStopsLikeTheAppAndSavesThePlannedProject)
                             [](const InputEvent& event) { return event.type == Type::leftMouseDown; }),
               3);
     EXPECT_FALSE(saved.focusSegments.empty());
+}
+
+TEST_F(RecordCommandTest, SixtyFpsTakeRunsItsLengthAtSixtyWithClicksOnTheirFramesAndExportsAtItsRate)
+{
+    ChildProcess recorder({VANTILE_CLI, "record", "--fps", "60", "--duration", "4", "--root",
+                           (directory / "projects").string()},
+                          {.captureOutput = true});
+    ASSERT_TRUE(waitUntil([&] {
+        return std::filesystem::exists(journal()) && vantile::testing::videoPacketSeconds(recording() / "raw.mov") >= 1;
+    }));
+    // The screen turns red just after the click, so the movie must turn red at the click's time.
+    xdotool("mousemove 640 360 click 1");
+    const ColouredWindow red(0, 0, 1280, 720, 0xff0000, "Red");
+    const auto printed = recorder.readLine(60s);
+    ASSERT_TRUE(printed);
+    const std::filesystem::path project(*printed);
+
+    const RecordingProject saved = ProjectFileManager(directory / "projects").loadProject(project);
+    EXPECT_EQ(saved.video, (VideoInfo{"raw.mov", 1280, 720, 60}));
+    EXPECT_EQ(saved.renderSettings.fps, 60);  // never chosen: the export follows the recording
+    EXPECT_EQ(saved.cursorFrames.size(), static_cast<std::size_t>(saved.duration * 60) + 1);
+    const auto video = streamOfType(probe(project / "raw.mov"), "video");
+    ASSERT_FALSE(video.is_null());
+    EXPECT_EQ(video["r_frame_rate"], "60/1");
+    const double seconds = std::stod(video["duration"].get<std::string>());
+    EXPECT_NEAR(seconds, 4, 0.4);
+    EXPECT_NEAR(saved.duration, seconds, 0.3);
+    // A loaded machine may drop frames but never adds any.
+    const double frames = std::stod(video["nb_read_frames"].get<std::string>());
+    EXPECT_LE(frames, seconds * 60 + 1);
+    EXPECT_GE(frames, seconds * 45);
+
+    const auto click = std::find_if(saved.events.begin(), saved.events.end(),
+                                    [](const InputEvent& event) { return event.type == Type::leftMouseDown; });
+    ASSERT_NE(click, saved.events.end());
+    const auto samples = vantile::testing::centreSamples(project / "raw.mov");
+    const auto firstRed = std::find_if(samples.begin(), samples.end(), [](const auto& sample) {
+        return sample.red > 200 && sample.green < 60 && sample.blue < 60;
+    });
+    ASSERT_NE(firstRed, samples.end());
+    EXPECT_NEAR(firstRed->time, click->time, 0.3);
+
+    const auto exported = runCli({"export", project.string(), "--resolution", "720p"});
+    ASSERT_EQ(exported.exitCode, 0) << exported.standardError;
+    EXPECT_EQ(streamOfType(probe(project / "export.mp4"), "video")["r_frame_rate"], "60/1");
+    // An explicit rate wins and stays the project's choice.
+    const auto chosen = runCli({"export", project.string(), "--resolution", "720p", "--fps", "24", "-o",
+                                (directory / "chosen.mp4").string()});
+    ASSERT_EQ(chosen.exitCode, 0) << chosen.standardError;
+    EXPECT_EQ(streamOfType(probe(directory / "chosen.mp4"), "video")["r_frame_rate"], "24/1");
+    EXPECT_EQ(ProjectFileManager(directory / "projects").loadProject(project).renderSettings.fps, 24);
+    // A 30 fps project keeps exporting at 30.
+    const std::filesystem::path thirty = directory / "thirty";
+    ASSERT_EQ(runCli({"sample", thirty.string(), "--duration", "1", "--width", "320", "--height", "180"}).exitCode, 0);
+    ASSERT_EQ(runCli({"export", thirty.string(), "--resolution", "720p"}).exitCode, 0);
+    EXPECT_EQ(streamOfType(probe(thirty / "export.mp4"), "video")["r_frame_rate"], "30/1");
+}
+
+TEST_F(RecordCommandTest, ARateOtherThanThirtyOrSixtyIsRefusedBeforeAnythingIsRecorded)
+{
+    for (const std::string rate : {"45", "0", "120", "60.0", "sixty"}) {
+        const auto result =
+            runCli({"record", "--fps", rate, "--duration", "1", "--root", (directory / "projects").string()});
+        EXPECT_EQ(result.exitCode, 2) << rate;
+        EXPECT_NE(result.standardError.find("--fps must be 30 or 60"), std::string::npos) << result.standardError;
+        EXPECT_TRUE(result.standardOutput.empty()) << rate;
+        EXPECT_FALSE(std::filesystem::exists(directory / "projects")) << rate;
+    }
 }
 
 TEST_F(RecordCommandTest, SystemAudioAndMicrophoneLandOnTheirOwnTracksSystemFirstUntilTheMicrophoneGoes)
@@ -239,6 +308,30 @@ TEST(RecordingFinisherTest, MapsPlansSmoothsAndSavesTheProjectTheAppWouldSave)
     EXPECT_FALSE(project.cursorFrames.empty());
 
     EXPECT_EQ(files.loadProject(directory), project);
+}
+
+TEST(RecordingFinisherTest, SettingsAtTheDefaultRateFollowTheRecordingAndAChosenRateStays)
+{
+    const vantile::testing::TemporaryDirectory root;
+    const ProjectFileManager files(root.path());
+    const FocusPlanner planner;
+    const CursorPathSmoother smoother;
+    const auto finished = [&](std::int64_t recorded, std::int64_t chosen) {
+        StoppedRecording stopped;
+        stopped.projectDirectory = files.createProjectDirectory();
+        stopped.source = {.id = "display-1", .region = {0, 0, 1280, 720}};
+        stopped.result = {stopped.projectDirectory / "raw.mov", 2.0, {"raw.mov", 1280, 720, recorded}};
+        stopped.events = {{0.5, Type::mouseMove, 100, 100}, {1.0, Type::leftMouseDown, 300, 200, {}, {}, "left"}};
+        RenderSettings settings;
+        settings.fps = chosen;
+        return RecordingFinisher(files, planner, smoother).finish(stopped, settings);
+    };
+    const RecordingProject sixty = finished(60, 30);
+    EXPECT_EQ(sixty.renderSettings.fps, 60);
+    EXPECT_EQ(sixty.cursorFrames.size(), 121u);  // the cursor is smoothed at the rate it is exported at
+    EXPECT_EQ(finished(30, 30).renderSettings.fps, 30);
+    EXPECT_EQ(finished(60, 24).renderSettings.fps, 24);
+    EXPECT_EQ(finished(30, 60).renderSettings.fps, 60);
 }
 
 TEST(EventJournalTest, ReadsBackWhatWasAppendedAndStopsAtATornLine)

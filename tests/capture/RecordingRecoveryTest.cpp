@@ -115,7 +115,7 @@ TEST(RecordingRecoveryTest, TakesTheRateTheMovieWasWrittenAtNotItsMeasuredRate)
         RawMovieWriter writer(directory / "raw.mov", 64, 48, 0);
         PlanarFrame frame(64, 48);
         // Two seconds of ticks with every third frame dropped: about 20 frames a second.
-        for (std::int64_t tick = 0; tick < 2 * RawMovieWriter::fps; ++tick) {
+        for (std::int64_t tick = 0; tick < 2 * RawMovieWriter::standardFps; ++tick) {
             if (tick % 3 == 2) continue;
             std::fill(frame.luma.begin(), frame.luma.end(), static_cast<std::uint8_t>(tick * 4));
             writer.writeVideo(frame, tick);
@@ -136,8 +136,8 @@ TEST(RecordingRecoveryTest, TakesTheRateTheMovieWasWrittenAtNotItsMeasuredRate)
     start.createdAt = parseISO8601("2026-11-23T10:00:00Z");
     writeRecordingStart(start, directory);
     Json note = Json::parse(readText(metadata / ProjectFileManager::recordingStartFileName));
-    EXPECT_EQ(note.at("fps"), RawMovieWriter::fps);
-    EXPECT_EQ(recoverFrom(note.dump()), (VideoInfo{"raw.mov", 64, 48, RawMovieWriter::fps}));
+    EXPECT_EQ(note.at("fps"), RawMovieWriter::standardFps);
+    EXPECT_EQ(recoverFrom(note.dump()), (VideoInfo{"raw.mov", 64, 48, RawMovieWriter::standardFps}));
     // Notes from before the rate was noted, and no notes at all.
     note.erase("fps");
     EXPECT_EQ(recoverFrom(note.dump()).fps, 30);

@@ -96,4 +96,28 @@ inline double videoPacketSeconds(const std::filesystem::path& movie)
     return end > 0 ? end - first : 0;
 }
 
+// Each video frame's presentation time and the colour of the pixel at the picture's centre, in
+// order: a dropped frame leaves a gap in the times, not a shifted picture.
+struct CentreSample {
+    double time;
+    int red, green, blue;
+};
+
+inline std::vector<CentreSample> centreSamples(const std::filesystem::path& movie)
+{
+    std::vector<double> times;
+    std::istringstream lines(commandOutput("ffprobe -v error -select_streams v -show_entries frame=pts_time -of csv=p=0 " +
+                                           quoteForShell(movie) + " 2>/dev/null"));
+    for (std::string line; std::getline(lines, line);)
+        if (!line.empty()) times.push_back(std::stod(line));
+    const std::string pixels = commandOutput("ffmpeg -v error -i " + quoteForShell(movie) +
+                                             " -fps_mode passthrough -vf crop=2:2 -f rawvideo -pix_fmt rgb24 - 2>/dev/null");
+    std::vector<CentreSample> samples;
+    for (std::size_t index = 0; index < times.size() && (index + 1) * 12 <= pixels.size(); ++index) {
+        const auto* pixel = reinterpret_cast<const std::uint8_t*>(pixels.data() + index * 12);
+        samples.push_back({times[index], pixel[0], pixel[1], pixel[2]});
+    }
+    return samples;
+}
+
 }  // namespace vantile::testing

@@ -14,7 +14,7 @@ namespace {
 using SteadyClock = std::chrono::steady_clock;
 
 constexpr auto frameInterval =
-    std::chrono::duration_cast<SteadyClock::duration>(std::chrono::duration<double>(1.0 / RawMovieWriter::fps));
+    std::chrono::duration_cast<SteadyClock::duration>(std::chrono::duration<double>(1.0 / RawMovieWriter::standardFps));
 
 // Noisy camera pictures cost x264 far more than screens: ultrafast keeps 720p30 near a quarter
 // of a core, and a higher rate factor keeps the file small for a picture shown as a small bubble.
@@ -78,7 +78,7 @@ void CameraRecorder::run()
                 if (end_ && due >= *end_) break;
             }
             if (stream_->ended()) {
-                take_.warning = CameraError::stopped(static_cast<double>(tick) / RawMovieWriter::fps).what();
+                take_.warning = CameraError::stopped(static_cast<double>(tick) / RawMovieWriter::standardFps).what();
                 break;
             }
             stream_->takeNewest(picture);
@@ -91,8 +91,8 @@ void CameraRecorder::run()
                 take_.camera = CameraRecording{.path = fileName,
                                                .width = picture.frame.width,
                                                .height = picture.frame.height,
-                                               .fps = RawMovieWriter::fps,
-                                               .startOffset = static_cast<double>(tick) / RawMovieWriter::fps};
+                                               .fps = RawMovieWriter::standardFps,
+                                               .startOffset = static_cast<double>(tick) / RawMovieWriter::standardFps};
                 // Written before the first frame, so a killed recording still knows where camera.mov begins.
                 std::filesystem::create_directories(notePath(directory_).parent_path());
                 std::ofstream(notePath(directory_)) << Json(*take_.camera).dump();
