@@ -2,6 +2,7 @@
 
 #include "model/CaptureInfo.h"
 #include "model/JsonCoding.h"
+#include "model/SoundSettings.h"
 
 #include <cstdint>
 #include <optional>
@@ -171,6 +172,21 @@ struct RenderSettings {
     // shutter): a moving camera and cursor are smeared along their paths over it. 0, the
     // default and never written, draws every frame sharp.
     double motionBlur = 0;
+    // Sound at export. Each key is written only when it differs from its default, and with
+    // every default the recorded tracks are copied untouched, so older projects export as before.
+    bool normalizeLoudness = false;  // each track to -16 LUFS (EBU R128, two passes)
+    bool reduceNoise = false;        // each track's steady noise floor lowered
+    double systemAudioVolume = 0;    // decibels, minimumTrackVolume to maximumTrackVolume
+    double microphoneVolume = 0;
+    bool systemAudioMuted = false;
+    bool microphoneMuted = false;
+    // The track that gets quieter while the other one sounds.
+    std::optional<AudioTrackRole> duckedTrack;
+
+    // Whether any sound choice differs from its default.
+    bool changesSound() const;
+    double volume(AudioTrackRole role) const;
+    bool muted(AudioTrackRole role) const;
 
     static constexpr double defaultCameraSize = 0.25;
     static constexpr double minimumCameraSize = 0.12;
