@@ -1,6 +1,7 @@
 #include "CommandLine.h"
 #include "Commands.h"
 #include "ProgressBar.h"
+#include "SoundOptions.h"
 
 #include "render/ExportManager.h"
 #include "render/ProjectSettingsEditor.h"
@@ -101,7 +102,7 @@ void applyCameraOptions(const Arguments& parsed, bool hasCamera, RenderSettings&
 }
 
 // Applies the command line's settings the way the preview panel applies the user's choices.
-void applyOptions(const Arguments& parsed, ProjectSettingsEditor& editor)
+void applyOptions(const Arguments& parsed, const SoundOptions& sound, ProjectSettingsEditor& editor)
 {
     if (const auto aspect = parsed.value("--aspect")) {
         editor.updateAspectRatio(parseChoice("--aspect", *aspect, aspectRatioTexts, aspectAliases));
@@ -136,6 +137,7 @@ void applyOptions(const Arguments& parsed, ProjectSettingsEditor& editor)
         if (!(*amount >= 0 && *amount <= 1)) throw UsageError("--motion-blur must be between 0 (off) and 1");
         settings.motionBlur = *amount;
     }
+    sound.apply(parsed, editor.project().audioSettings.mode, settings);
     if (settings != editor.renderSettings()) editor.applyRenderSettings(settings);
 
     if (const auto zoom = parsed.value("--zoom")) {
@@ -220,12 +222,16 @@ private:
 
 int runExport(const std::vector<std::string>& arguments)
 {
-    const Arguments parsed(arguments,
-                           {"-o", "--output", "--aspect", "--resolution", "--template", "--zoom", "--fps",
-                            "--cursor-theme", "--cursor-effect", "--quality", "--window-chrome", "--cursor-smoothing",
-                            "--camera", "--camera-position", "--camera-size", "--camera-shape", "--camera-mirror",
-                            "--motion-blur"},
-                           {"--no-background", "--no-cursor", "--no-ripple", "--no-dynamic-cursor"});
+    std::vector<std::string> remaining = arguments;
+    const SoundOptions sound(remaining);
+    std::set<std::string> valueOptions{"-o", "--output", "--aspect", "--resolution", "--template", "--zoom", "--fps",
+                                       "--cursor-theme", "--cursor-effect", "--quality", "--window-chrome",
+                                       "--cursor-smoothing", "--camera", "--camera-position", "--camera-size",
+                                       "--camera-shape", "--camera-mirror", "--motion-blur"};
+    std::set<std::string> flagOptions{"--no-background", "--no-cursor", "--no-ripple", "--no-dynamic-cursor"};
+    valueOptions.insert(SoundOptions::valueOptions.begin(), SoundOptions::valueOptions.end());
+    flagOptions.insert(SoundOptions::flagOptions.begin(), SoundOptions::flagOptions.end());
+    const Arguments parsed(remaining, valueOptions, flagOptions);
     parsed.expectPositionalCount(1);
     std::optional<std::string> output = parsed.value("-o");
     if (!output) output = parsed.value("--output");
@@ -243,7 +249,7 @@ int runExport(const std::vector<std::string>& arguments)
         throw RenderError(RenderError::Kind::unreadableMovie, "Raw movie not found: " + editor.rawVideoURL().string());
     }
     const std::filesystem::path outputURL = checkedOutput(output ? std::filesystem::path(*output) : editor.defaultExportURL(), editor);
-    applyOptions(parsed, editor);
+    applyOptions(parsed, sound, editor);
 
     ProgressBar bar("Exporting");
     ExportMonitor monitor([&bar](double fraction) { bar.update(fraction); });
