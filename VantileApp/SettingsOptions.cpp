@@ -46,6 +46,12 @@ QVariantMap all()
                                        option("topRight", "右上"), option("topLeft", "左上")};
     const QVariantList exportQualities{option("draft", "草稿（快）"), option("standard", "标准"),
                                        option("high", "高质量（慢）")};
+    // A track's level against the recording, in decibels.
+    const QVariantList trackVolumes{option("-12", "-12 dB"), option("-6", "-6 dB"), option("0", "原声"),
+                                    option("6", "+6 dB"), option("12", "+12 dB")};
+    // Which track steps back while the other one sounds.
+    const QVariantList duckings{option("none", "不压低"), option("microphone", "有媒体声音时压低麦克风"),
+                                option("system", "说话时压低媒体声音")};
     QVariantList frameRates;
     for (const int fps : exportFrameRates) frameRates.append(QVariantMap{{"value", fps}, {"label", QString("%1 fps").arg(fps)}});
     const QVariantList audioModes{
@@ -60,6 +66,7 @@ QVariantMap all()
         {"frameRates", frameRates},       {"audioModes", audioModes},       {"exportQualities", exportQualities},
         {"windowChromes", windowChromes}, {"cursorSmoothings", cursorSmoothings},
         {"cameraShapes", cameraShapes},   {"cameraPositions", cameraPositions}, {"motionBlurs", motionBlurs},
+        {"trackVolumes", trackVolumes},   {"duckings", duckings},
     };
 }
 

@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <locale>
+#include <new>
 #include <optional>
 #include <sstream>
 
