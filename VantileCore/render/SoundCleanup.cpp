@@ -233,38 +233,21 @@ private:
     PacketHandle packet_ = allocatePacket();
 };
 
-}  // namespace
-
-void writeCleanedTracks(const std::filesystem::path& rawVideoURL, const std::vector<AudioTrackRole>& roles,
-                        const RenderSettings& settings, const std::filesystem::path& target,
-                        const ExportMonitor* monitor)
+// The second pass over every track, sources "tN" to sinks "oN": noise reduction, loudness,
+// volume or mute, then the ducked track compressed under the other.
+std::string cleaningGraph(const std::vector<RecordedAudioReader::Track>& tracks, const std::vector<AudioTrackRole>& roles,
+                          const RenderSettings& settings, const std::vector<std::string>& prefilters,
+                          const std::vector<TrackMeasures>& measures)
 {
-    RecordedAudioReader reader(rawVideoURL);
-    const auto& tracks = reader.tracks();
-    if (tracks.empty()) throw RenderError(RenderError::Kind::unreadableMovie, "The recording has no audio to clean.");
     const auto roleOf = [&](std::size_t track) {
         return track < roles.size() ? std::optional(roles[track]) : std::nullopt;
     };
-
-    std::vector<TrackMeasures> measures(tracks.size());
-    std::vector<std::string> prefilters(tracks.size());
-    if (settings.reduceNoise) {
-        const std::vector<double> floors = measureNoiseFloors(reader, monitor);
-        for (std::size_t track = 0; track < tracks.size(); ++track) prefilters[track] = noiseReduction(floors[track]);
-    }
-    if (settings.normalizeLoudness) measureLoudness(reader, prefilters, measures, monitor);
-
-    std::vector<AudioFilterGraph::Source> sources;
-    std::vector<std::string> sinks;
     std::vector<std::string> chains;
     for (std::size_t track = 0; track < tracks.size(); ++track) {
-        const auto& info = tracks[track];
-        sources.push_back({"t" + std::to_string(track), info.sampleRate, AV_SAMPLE_FMT_FLTP, info.layout});
-        sinks.push_back("o" + std::to_string(track));
         std::vector<std::string> filters;
         if (!prefilters[track].empty()) filters.push_back(prefilters[track]);
         if (settings.normalizeLoudness && measures[track].loudness) {
-            filters.push_back(loudnessNormalisation(measures[track], info.sampleRate));
+            filters.push_back(loudnessNormalisation(measures[track], tracks[track].sampleRate));
         }
         if (const auto role = roleOf(track)) {
             if (settings.muted(*role)) {
@@ -308,7 +291,36 @@ void writeCleanedTracks(const std::filesystem::path& rawVideoURL, const std::vec
         }
         description += (description.empty() ? "" : ";") + chain;
     }
+    return description;
+}
 
+
+}  // namespace
+
+void writeCleanedTracks(const std::filesystem::path& rawVideoURL, const std::vector<AudioTrackRole>& roles,
+                        const RenderSettings& settings, const std::filesystem::path& target,
+                        const ExportMonitor* monitor)
+{
+    RecordedAudioReader reader(rawVideoURL);
+    const auto& tracks = reader.tracks();
+    if (tracks.empty()) throw RenderError(RenderError::Kind::unreadableMovie, "The recording has no audio to clean.");
+
+    std::vector<TrackMeasures> measures(tracks.size());
+    std::vector<std::string> prefilters(tracks.size());
+    if (settings.reduceNoise) {
+        const std::vector<double> floors = measureNoiseFloors(reader, monitor);
+        for (std::size_t track = 0; track < tracks.size(); ++track) prefilters[track] = noiseReduction(floors[track]);
+    }
+    if (settings.normalizeLoudness) measureLoudness(reader, prefilters, measures, monitor);
+
+    std::vector<AudioFilterGraph::Source> sources;
+    std::vector<std::string> sinks;
+    for (std::size_t track = 0; track < tracks.size(); ++track) {
+        const auto& info = tracks[track];
+        sources.push_back({"t" + std::to_string(track), info.sampleRate, AV_SAMPLE_FMT_FLTP, info.layout});
+        sinks.push_back("o" + std::to_string(track));
+    }
+    const std::string description = cleaningGraph(tracks, roles, settings, prefilters, measures);
     AudioFilterGraph graph(sources, sinks, description);
     CleanedFile file(target, tracks);
     std::vector<bool> ended(tracks.size(), false);
