@@ -99,6 +99,8 @@ QVariantMap project(const RecordingProject& project)
         {"hasCamera", project.camera.has_value()},
         {"audioTrackCount", (capturesSystemAudio(project.audioSettings.mode) ? 1 : 0) +
                                 (capturesMicrophone(project.audioSettings.mode) ? 1 : 0)},
+        {"hasSystemAudio", capturesSystemAudio(project.audioSettings.mode)},
+        {"hasMicrophone", capturesMicrophone(project.audioSettings.mode)},
     };
 }
 
@@ -158,6 +160,13 @@ QVariantMap renderSettings(const RenderSettings& settings)
         {"cameraShape", text(cameraShapeTexts, settings.cameraShape)},
         {"cameraMirror", settings.cameraMirror},
         {"cameraShadow", settings.cameraShadow},
+        {"normalizeLoudness", settings.normalizeLoudness},
+        {"reduceNoise", settings.reduceNoise},
+        {"systemAudioVolume", QString::number(settings.systemAudioVolume)},
+        {"microphoneVolume", QString::number(settings.microphoneVolume)},
+        {"systemAudioMuted", settings.systemAudioMuted},
+        {"microphoneMuted", settings.microphoneMuted},
+        {"duckedTrack", settings.duckedTrack ? text(audioTrackRoleTexts, *settings.duckedTrack) : QString("none")},
     };
 }
 
@@ -234,6 +243,40 @@ QVariantList projects(const std::vector<ProjectSummary>& projects)
     }
     return list;
 }
+
+namespace {
+
+// The sound section's fields; false for another field or a value out of range.
+bool soundChange(const QString& field, const QVariant& value, RenderSettings& settings)
+{
+    if (field == "normalizeLoudness") {
+        settings.normalizeLoudness = value.toBool();
+    } else if (field == "reduceNoise") {
+        settings.reduceNoise = value.toBool();
+    } else if (field == "systemAudioMuted") {
+        settings.systemAudioMuted = value.toBool();
+    } else if (field == "microphoneMuted") {
+        settings.microphoneMuted = value.toBool();
+    } else if (field == "systemAudioVolume" || field == "microphoneVolume") {
+        bool number = false;
+        const double decibels = value.toDouble(&number);
+        if (!number || !(decibels >= minimumTrackVolume && decibels <= maximumTrackVolume)) return false;
+        (field == "systemAudioVolume" ? settings.systemAudioVolume : settings.microphoneVolume) = decibels;
+    } else if (field == "duckedTrack") {
+        if (value.toString() == "none") {
+            settings.duckedTrack.reset();
+            return true;
+        }
+        const auto parsed = parse(audioTrackRoleTexts, value.toString());
+        if (!parsed) return false;
+        settings.duckedTrack = *parsed;
+    } else {
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
 
 std::optional<RenderSettingChange> renderSettingChange(const RenderSettings& current, const QString& field,
                                                        const QVariant& value)
@@ -332,7 +375,7 @@ std::optional<RenderSettingChange> renderSettingChange(const RenderSettings& cur
         const auto size = numberWithin(value, RenderSettings::minimumCursorSize, RenderSettings::maximumCursorSize);
         if (!size) return std::nullopt;
         settings.cursorSize = *size;
-    } else {
+    } else if (!soundChange(field, value, settings)) {
         return std::nullopt;
     }
     return settings;

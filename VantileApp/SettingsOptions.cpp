@@ -52,6 +52,12 @@ QVariantMap all()
     const QVariantList backgroundColors{option("#0B1020", "午夜"), option("#1F2937", "石墨"), option("#F5F7FA", "浅灰"),
                                         option("#FFFFFF", "白"),   option("#2563EB", "蓝"),   option("#7C3AED", "紫"),
                                         option("#059669", "绿"),   option("#F97316", "橙")};
+    // A track's level against the recording, in decibels.
+    const QVariantList trackVolumes{option("-12", "-12 dB"), option("-6", "-6 dB"), option("0", "原声"),
+                                    option("6", "+6 dB"), option("12", "+12 dB")};
+    // Which track steps back while the other one sounds.
+    const QVariantList duckings{option("none", "不压低"), option("microphone", "有媒体声音时压低麦克风"),
+                                option("system", "说话时压低媒体声音")};
     QVariantList frameRates;
     for (const int fps : exportFrameRates) frameRates.append(QVariantMap{{"value", fps}, {"label", QString("%1 fps").arg(fps)}});
     const QVariantList audioModes{
@@ -67,6 +73,7 @@ QVariantMap all()
         {"windowChromes", windowChromes}, {"cursorSmoothings", cursorSmoothings},
         {"cameraShapes", cameraShapes},   {"cameraPositions", cameraPositions}, {"motionBlurs", motionBlurs},
         {"backgroundColors", backgroundColors}, {"generatedBackgrounds", BackgroundGallery::generatedEntries()},
+        {"trackVolumes", trackVolumes},   {"duckings", duckings},
     };
 }
 

@@ -94,7 +94,14 @@ const std::map<std::string, std::string>& helpTexts()
                    "  --no-background     the window card without the template background\n"
                    "  --no-cursor         no drawn cursor\n"
                    "  --no-ripple         no click ripples\n"
-                   "  --no-dynamic-cursor the cursor keeps one size while the camera zooms\n"},
+                   "  --no-dynamic-cursor the cursor keeps one size while the camera zooms\n"
+                   "  --normalize-loudness  bring each audio track to -16 LUFS (EBU R128, two passes);\n"
+                   "                      --no-normalize-loudness turns it off\n"
+                   "  --reduce-noise      lower each track's steady background noise; --no-reduce-noise turns it off\n"
+                   "  --volume system|microphone DB  that track's volume change, -40 to 20 decibels (0: as recorded)\n"
+                   "  --mute system|microphone       silence that track (--unmute brings it back)\n"
+                   "  --duck microphone|system|none  make that track quieter while the other one sounds\n"
+                   "                      (needs both tracks; default: none)\n"},
         {"edit", "vantile-cli edit DIR [--trim START END] [--cut START END]... [--zoom START END X Y SCALE]...\n"
                  "                     [--remove-zoom INDEX]... [--clear-edits] [--json]\n"
                  "  Edits the timeline: options apply in the order given, the project is saved once, and the resulting\n"

@@ -1,6 +1,7 @@
 #include "CommandLine.h"
 #include "Commands.h"
 #include "ProgressBar.h"
+#include "SoundOptions.h"
 
 #include "render/BackgroundImport.h"
 #include "render/ExportManager.h"
@@ -157,7 +158,7 @@ void applyFrameLookOptions(const Arguments& parsed, const std::filesystem::path&
 }
 
 // Applies the command line's settings the way the preview panel applies the user's choices.
-void applyOptions(const Arguments& parsed, ProjectSettingsEditor& editor)
+void applyOptions(const Arguments& parsed, const SoundOptions& sound, ProjectSettingsEditor& editor)
 {
     if (const auto aspect = parsed.value("--aspect")) {
         editor.updateAspectRatio(parseChoice("--aspect", *aspect, aspectRatioTexts, aspectAliases));
@@ -194,6 +195,7 @@ void applyOptions(const Arguments& parsed, ProjectSettingsEditor& editor)
     }
     applyFrameLookOptions(parsed, editor.directory(), settings);
     if (const auto layout = parsed.value("--layout")) settings.layout = parseChoice("--layout", *layout, videoLayoutTexts);
+    sound.apply(parsed, editor.project().audioSettings.mode, settings);
     if (settings != editor.renderSettings()) editor.applyRenderSettings(settings);
 
     if (const auto zoom = parsed.value("--zoom")) {
@@ -278,13 +280,18 @@ private:
 
 int runExport(const std::vector<std::string>& arguments)
 {
-    const Arguments parsed(arguments,
-                           {"-o", "--output", "--aspect", "--resolution", "--template", "--zoom", "--fps",
-                            "--cursor-theme", "--cursor-effect", "--quality", "--window-chrome", "--cursor-smoothing",
-                            "--camera", "--camera-position", "--camera-size", "--camera-shape", "--camera-mirror",
-                            "--motion-blur", "--background", "--background-blur", "--padding", "--corner-radius",
-                            "--shadow", "--cursor-size", "--layout"},
-                           {"--no-background", "--no-cursor", "--no-ripple", "--no-dynamic-cursor"});
+    std::vector<std::string> remaining = arguments;
+    const SoundOptions sound(remaining);
+    std::set<std::string> valueOptions{"-o", "--output", "--aspect", "--resolution", "--template", "--zoom", "--fps",
+                                       "--cursor-theme", "--cursor-effect", "--quality", "--window-chrome",
+                                       "--cursor-smoothing", "--camera", "--camera-position", "--camera-size",
+                                       "--camera-shape", "--camera-mirror", "--motion-blur", "--background",
+                                       "--background-blur", "--padding", "--corner-radius", "--shadow", "--cursor-size",
+                                       "--layout"};
+    std::set<std::string> flagOptions{"--no-background", "--no-cursor", "--no-ripple", "--no-dynamic-cursor"};
+    valueOptions.insert(SoundOptions::valueOptions.begin(), SoundOptions::valueOptions.end());
+    flagOptions.insert(SoundOptions::flagOptions.begin(), SoundOptions::flagOptions.end());
+    const Arguments parsed(remaining, valueOptions, flagOptions);
     parsed.expectPositionalCount(1);
     std::optional<std::string> output = parsed.value("-o");
     if (!output) output = parsed.value("--output");
@@ -302,7 +309,7 @@ int runExport(const std::vector<std::string>& arguments)
         throw RenderError(RenderError::Kind::unreadableMovie, "Raw movie not found: " + editor.rawVideoURL().string());
     }
     const std::filesystem::path outputURL = checkedOutput(output ? std::filesystem::path(*output) : editor.defaultExportURL(), editor);
-    applyOptions(parsed, editor);
+    applyOptions(parsed, sound, editor);
 
     ProgressBar bar("Exporting");
     ExportMonitor monitor([&bar](double fraction) { bar.update(fraction); });

@@ -34,7 +34,8 @@ const std::map<std::string, CommandEntry>& commands()
         {"export", {runExport, "export DIR [-o FILE] [--aspect A] [--resolution R] [--template T] [--zoom Z] [--fps N] "
                                "[--cursor-theme C] [--cursor-effect E] [--no-background] [--no-cursor] [--no-ripple] "
                                "[--no-dynamic-cursor] [--camera on|off] [--camera-position P] [--camera-size F] "
-                               "[--camera-shape S] [--camera-mirror on|off]"}},
+                               "[--camera-shape S] [--camera-mirror on|off] [--normalize-loudness] [--reduce-noise] "
+                               "[--volume system|microphone DB]... [--mute system|microphone]... [--duck microphone|system]"}},
         {"edit", {runEdit, "edit DIR [--trim START END] [--cut START END]... [--zoom START END X Y SCALE]... "
                            "[--remove-zoom INDEX]... [--clear-edits] [--json]"}},
         {"plan", {runPlan, "plan --events FILE --duration S --width W --height H [--intensity light|standard|strong] [--fps N]"}},

@@ -142,6 +142,69 @@ ScrollView {
             options: panel.options
         }
 
+        // How the recorded tracks sound in the export, only for a recording with sound.
+        ColumnLayout {
+            objectName: "soundSection"
+            visible: (appState.currentProject.audioTrackCount || 0) > 0
+            Layout.fillWidth: true
+            spacing: 16
+
+            Text { text: "声音"; color: Theme.text; font.pixelSize: 17; font.weight: Font.Bold; Layout.topMargin: 8 }
+            SettingSwitch {
+                Layout.fillWidth: true
+                objectName: "normalizeLoudnessSwitch"
+                title: "响度统一（-16 LUFS）"
+                checked: panel.settings.normalizeLoudness
+                onToggled: value => appState.changeRenderSetting("normalizeLoudness", value)
+            }
+            SettingSwitch {
+                Layout.fillWidth: true
+                title: "降噪"
+                checked: panel.settings.reduceNoise
+                onToggled: value => appState.changeRenderSetting("reduceNoise", value)
+            }
+            SettingSwitch {
+                Layout.fillWidth: true
+                visible: !!appState.currentProject.hasSystemAudio
+                title: "媒体声音静音"
+                checked: panel.settings.systemAudioMuted
+                onToggled: value => appState.changeRenderSetting("systemAudioMuted", value)
+            }
+            SettingPicker {
+                Layout.fillWidth: true
+                visible: !!appState.currentProject.hasSystemAudio
+                enabled: !panel.settings.systemAudioMuted
+                title: "媒体声音音量"
+                options: panel.options.trackVolumes
+                current: panel.settings.systemAudioVolume
+                onPicked: value => appState.changeRenderSetting("systemAudioVolume", value)
+            }
+            SettingSwitch {
+                Layout.fillWidth: true
+                visible: !!appState.currentProject.hasMicrophone
+                title: "麦克风静音"
+                checked: panel.settings.microphoneMuted
+                onToggled: value => appState.changeRenderSetting("microphoneMuted", value)
+            }
+            SettingPicker {
+                Layout.fillWidth: true
+                visible: !!appState.currentProject.hasMicrophone
+                enabled: !panel.settings.microphoneMuted
+                title: "麦克风音量"
+                options: panel.options.trackVolumes
+                current: panel.settings.microphoneVolume
+                onPicked: value => appState.changeRenderSetting("microphoneVolume", value)
+            }
+            SettingPicker {
+                Layout.fillWidth: true
+                visible: (appState.currentProject.audioTrackCount || 0) > 1
+                title: "自动压低"
+                options: panel.options.duckings
+                current: panel.settings.duckedTrack
+                onPicked: value => appState.changeRenderSetting("duckedTrack", value)
+            }
+        }
+
         // The presenter's bubble, only for a recording with a camera; every change is undoable.
         ColumnLayout {
             objectName: "cameraSection"

@@ -2,6 +2,7 @@
 
 extern "C" {
 #include <libavcodec/avcodec.h>
+#include <libavfilter/avfilter.h>
 #include <libavformat/avformat.h>
 #include <libavutil/frame.h>
 #include <libavutil/audio_fifo.h>
@@ -33,6 +34,12 @@ struct SwrContextDeleter {
 struct AudioFifoDeleter {
     void operator()(AVAudioFifo* fifo) const { av_audio_fifo_free(fifo); }
 };
+struct FilterGraphDeleter {
+    void operator()(AVFilterGraph* graph) const { avfilter_graph_free(&graph); }
+};
+struct FilterInOutDeleter {
+    void operator()(AVFilterInOut* list) const { avfilter_inout_free(&list); }
+};
 // Input contexts are closed; output contexts are freed after their file is closed.
 struct InputFormatDeleter {
     void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
@@ -51,6 +58,8 @@ using PacketHandle = std::unique_ptr<AVPacket, PacketDeleter>;
 using SwsContextHandle = std::unique_ptr<SwsContext, SwsContextDeleter>;
 using SwrContextHandle = std::unique_ptr<SwrContext, SwrContextDeleter>;
 using AudioFifoHandle = std::unique_ptr<AVAudioFifo, AudioFifoDeleter>;
+using FilterGraphHandle = std::unique_ptr<AVFilterGraph, FilterGraphDeleter>;
+using FilterInOutHandle = std::unique_ptr<AVFilterInOut, FilterInOutDeleter>;
 using InputFormatHandle = std::unique_ptr<AVFormatContext, InputFormatDeleter>;
 using OutputFormatHandle = std::unique_ptr<AVFormatContext, OutputFormatDeleter>;
 

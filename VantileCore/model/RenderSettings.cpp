@@ -166,6 +166,13 @@ void to_json(Json& json, const RenderSettings& settings)
     if (settings.shadowStrength != 1) json["shadowStrength"] = settings.shadowStrength;
     if (settings.cursorSize != 1) json["cursorSize"] = settings.cursorSize;
     if (settings.layout != VideoLayout::card) json["layout"] = settings.layout;
+    if (settings.normalizeLoudness) json["normalizeLoudness"] = true;
+    if (settings.reduceNoise) json["reduceNoise"] = true;
+    if (settings.systemAudioVolume != 0) json["systemAudioVolume"] = settings.systemAudioVolume;
+    if (settings.microphoneVolume != 0) json["microphoneVolume"] = settings.microphoneVolume;
+    if (settings.systemAudioMuted) json["systemAudioMuted"] = true;
+    if (settings.microphoneMuted) json["microphoneMuted"] = true;
+    if (settings.duckedTrack) json["duckedTrack"] = *settings.duckedTrack;
     encodeUnknownKeys(json, settings.unknownKeys);
 }
 
@@ -215,7 +222,40 @@ void decodeFrameLook(const Json& json, RenderSettings& settings)
                   "0.5 and 3");
 }
 
+void decodeSound(const Json& json, RenderSettings& settings)
+{
+    decodeKeyOrKeep(json, "normalizeLoudness", settings.normalizeLoudness);
+    decodeKeyOrKeep(json, "reduceNoise", settings.reduceNoise);
+    decodeKeyOrKeep(json, "systemAudioVolume", settings.systemAudioVolume);
+    decodeKeyOrKeep(json, "microphoneVolume", settings.microphoneVolume);
+    decodeKeyOrKeep(json, "systemAudioMuted", settings.systemAudioMuted);
+    decodeKeyOrKeep(json, "microphoneMuted", settings.microphoneMuted);
+    decodeOptionalKey(json, "duckedTrack", settings.duckedTrack);
+    for (const auto& [key, value] : {std::pair{"systemAudioVolume", settings.systemAudioVolume},
+                                     std::pair{"microphoneVolume", settings.microphoneVolume}}) {
+        if (!(value >= minimumTrackVolume && value <= maximumTrackVolume)) {
+            throw DecodingError(key, "must be between -40 and 20 decibels");
+        }
+    }
+}
+
 }  // namespace
+
+bool RenderSettings::changesSound() const
+{
+    return normalizeLoudness || reduceNoise || systemAudioVolume != 0 || microphoneVolume != 0 || systemAudioMuted ||
+           microphoneMuted || duckedTrack.has_value();
+}
+
+double RenderSettings::volume(AudioTrackRole role) const
+{
+    return role == AudioTrackRole::system ? systemAudioVolume : microphoneVolume;
+}
+
+bool RenderSettings::muted(AudioTrackRole role) const
+{
+    return role == AudioTrackRole::system ? systemAudioMuted : microphoneMuted;
+}
 
 void decodeValue(const Json& json, RenderSettings& settings)
 {
@@ -242,7 +282,8 @@ void decodeValue(const Json& json, RenderSettings& settings)
     decodeKeyOrKeep(json, "motionBlur", settings.motionBlur);
     if (!(settings.motionBlur >= 0 && settings.motionBlur <= 1)) throw DecodingError("motionBlur", "must be between 0 and 1");
     decodeFrameLook(json, settings);
-    settings.unknownKeys = unknownKeysOf(json, {"aspectRatio", "templateName", "zoomIntensity", "resolutionPreset", "backgroundEnabled", "showCursor", "showClickRipple", "cursorTheme", "cursorEffect", "dynamicCursorScale", "outputWidth", "outputHeight", "fps", "exportQuality", "windowChrome", "cursorSmoothing", "cameraVisible", "cameraPosition", "cameraCenterX", "cameraCenterY", "cameraSize", "cameraShape", "cameraMirror", "cameraShadow", "motionBlur", "backgroundColor", "backgroundImage", "backgroundGenerated", "backgroundBlur", "cardPadding", "cardCornerRadius", "shadowStrength", "cursorSize", "layout"});
+    decodeSound(json, settings);
+    settings.unknownKeys = unknownKeysOf(json, {"aspectRatio", "templateName", "zoomIntensity", "resolutionPreset", "backgroundEnabled", "showCursor", "showClickRipple", "cursorTheme", "cursorEffect", "dynamicCursorScale", "outputWidth", "outputHeight", "fps", "exportQuality", "windowChrome", "cursorSmoothing", "cameraVisible", "cameraPosition", "cameraCenterX", "cameraCenterY", "cameraSize", "cameraShape", "cameraMirror", "cameraShadow", "motionBlur", "backgroundColor", "backgroundImage", "backgroundGenerated", "backgroundBlur", "cardPadding", "cardCornerRadius", "shadowStrength", "cursorSize", "layout", "normalizeLoudness", "reduceNoise", "systemAudioVolume", "microphoneVolume", "systemAudioMuted", "microphoneMuted", "duckedTrack"});
 }
 
 EncoderTuning encoderTuning(ExportQuality quality)

@@ -3,6 +3,7 @@
 #include "model/BackgroundChoice.h"
 #include "model/CaptureInfo.h"
 #include "model/JsonCoding.h"
+#include "model/SoundSettings.h"
 
 #include <cstdint>
 #include <optional>
@@ -175,6 +176,21 @@ struct RenderSettings {
     double shadowStrength = 1;               // the card's shadow: 0 none, 1 the template's, up to 2
     double cursorSize = 1;                   // the drawn pointer over its usual size, 0.5 to 3
     VideoLayout layout = VideoLayout::card;  // written only when not the card
+    // Sound at export. Each key is written only when it differs from its default, and with
+    // every default the recorded tracks are copied untouched, so older projects export as before.
+    bool normalizeLoudness = false;  // each track to -16 LUFS (EBU R128, two passes)
+    bool reduceNoise = false;        // each track's steady noise floor lowered
+    double systemAudioVolume = 0;    // decibels, minimumTrackVolume to maximumTrackVolume
+    double microphoneVolume = 0;
+    bool systemAudioMuted = false;
+    bool microphoneMuted = false;
+    // The track that gets quieter while the other one sounds.
+    std::optional<AudioTrackRole> duckedTrack;
+
+    // Whether any sound choice differs from its default.
+    bool changesSound() const;
+    double volume(AudioTrackRole role) const;
+    bool muted(AudioTrackRole role) const;
 
     static constexpr double defaultCameraSize = 0.25;
     static constexpr double minimumCameraSize = 0.12;

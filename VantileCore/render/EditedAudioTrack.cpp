@@ -64,6 +64,10 @@ EditedAudioTrack::EditedAudioTrack(const std::filesystem::path& rawVideoURL, int
     decoder_.reset(avcodec_alloc_context3(decoder));
     if (!decoder_) throw RenderError::cannotAddWriterInput();
     checkAv(avcodec_parameters_to_context(decoder_.get(), source.codecpar), failure);
+    // A track stored without its speaker layout (PCM in Matroska) plays in the usual one for its channel count.
+    if (decoder_->ch_layout.order == AV_CHANNEL_ORDER_UNSPEC) {
+        av_channel_layout_default(&decoder_->ch_layout, decoder_->ch_layout.nb_channels);
+    }
     checkAv(avcodec_open2(decoder_.get(), decoder, nullptr), failure);
     channels_ = decoder_->ch_layout.nb_channels;
     if (decoder_->sample_rate < 1 || channels_ < 1) throw RenderError::cannotAddWriterInput();

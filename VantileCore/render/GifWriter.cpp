@@ -27,14 +27,6 @@ namespace vantile::GifWriter {
 
 namespace {
 
-struct FilterGraphDeleter {
-    void operator()(AVFilterGraph* graph) const { avfilter_graph_free(&graph); }
-};
-struct FilterInOutDeleter {
-    void operator()(AVFilterInOut* list) const { avfilter_inout_free(&list); }
-};
-using FilterGraphHandle = std::unique_ptr<AVFilterGraph, FilterGraphDeleter>;
-
 void fail(const std::string& step, int code)
 {
     throw RenderError(RenderError::Kind::media, "Cannot write the GIF (" + step + "): " + averrorText(code));
@@ -56,7 +48,7 @@ public:
         if (!graph_) throw RenderError::pixelBufferCreationFailed();
         // One thread per graph: the decoder and the draw already share the two cores.
         graph_->nb_threads = 1;
-        std::unique_ptr<AVFilterInOut, FilterInOutDeleter> outputs;
+        FilterInOutHandle outputs;
         for (auto source = sources.rbegin(); source != sources.rend(); ++source) {
             const std::string arguments = "video_size=" + std::to_string(source->width) + "x" +
                                           std::to_string(source->height) + ":pix_fmt=" +
@@ -83,7 +75,7 @@ public:
             code < 0) {
             fail("sink", code);
         }
-        std::unique_ptr<AVFilterInOut, FilterInOutDeleter> inputs(avfilter_inout_alloc());
+        FilterInOutHandle inputs(avfilter_inout_alloc());
         if (!inputs) throw RenderError::pixelBufferCreationFailed();
         inputs->name = av_strdup("out");
         inputs->filter_ctx = sink_;

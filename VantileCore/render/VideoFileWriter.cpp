@@ -2,6 +2,7 @@
 
 #include "engine/CameraPathBuilder.h"
 #include "render/AudioMerger.h"
+#include "render/SoundCleanup.h"
 #include "render/ExportFormat.h"
 #include "render/FrameCompositor.h"
 #include "render/MovieWriter.h"
@@ -190,6 +191,30 @@ void writeRenderedVideoOnly(const RenderJob& job, const VideoPassOptions& option
         tuned);
 }
 
+namespace {
+
+// The tracks are cleaned into a hidden file beside the output, which the edited merge then
+// reads in place of the raw movie (the same timeline applies: it keeps the raw movie's clock).
+void mergeCleanedAudio(const RenderJob& job, const std::filesystem::path& renderedVideoURL,
+                       const OutputTimeline& timeline, const ExportMonitor* monitor)
+{
+    const std::filesystem::path cleaned = processTemporarySiblingPath(job.outputURL, "sound", ".mov");
+    try {
+        SoundCleanup::writeCleanedTracks(job.rawVideoURL, audioTrackRoles(job.project.audioSettings.mode),
+                                         job.renderSettings, cleaned, monitor);
+        if (monitor && monitor->isCancelled()) throw RenderError::cancelled();
+        AudioMerger::mergeEditedAudioTracksIfPresent(renderedVideoURL, cleaned, job.outputURL, timeline);
+    } catch (...) {
+        std::error_code ignored;
+        std::filesystem::remove(cleaned, ignored);
+        throw;
+    }
+    std::error_code ignored;
+    std::filesystem::remove(cleaned, ignored);
+}
+
+}  // namespace
+
 void writeRenderedDemo(const RenderJob& job, ExportMonitor* monitor)
 {
     const std::filesystem::path temporary = temporaryRenderedVideoURL(job.outputURL);
@@ -210,7 +235,9 @@ void writeRenderedDemo(const RenderJob& job, ExportMonitor* monitor)
         }
         writeRenderedVideoOnly(videoJob, options);
         if (monitor && monitor->isCancelled()) throw RenderError::cancelled();
-        if (timeline.isIdentity()) {
+        if (job.renderSettings.changesSound() && AudioMerger::audioMergeDuration(job.rawVideoURL)) {
+            mergeCleanedAudio(job, temporary, timeline, monitor);
+        } else if (timeline.isIdentity()) {
             AudioMerger::mergeAudioTracksIfPresent(temporary, job.rawVideoURL, job.outputURL);
         } else {
             AudioMerger::mergeEditedAudioTracksIfPresent(temporary, job.rawVideoURL, job.outputURL, timeline);

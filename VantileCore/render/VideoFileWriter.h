@@ -60,8 +60,9 @@ void writeMovie(const std::filesystem::path& url, int width, int height, double 
                 const DrawYuvFrame& draw, const VideoPassOptions& options = {});
 
 // The roles of an export's hidden files beside its output (see processTemporarySiblingPath):
-// the finished movie waiting to replace the output, the rendered video, the merged movie.
-inline const std::vector<std::string> exportTemporaryRoles{"export", "video", "merge"};
+// the finished movie waiting to replace the output, the rendered video, the merged movie, the
+// cleaned audio tracks.
+inline const std::vector<std::string> exportTemporaryRoles{"export", "video", "merge", "sound"};
 
 // "<dir>/.<name>-video-<pid>-<UUID>.mov" beside the output (.mkv or .webm for those outputs).
 std::filesystem::path temporaryRenderedVideoURL(const std::filesystem::path& outputURL);

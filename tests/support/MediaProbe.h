@@ -77,6 +77,18 @@ inline double toneLevel(const std::vector<float>& samples, double frequency, std
     return 2 * std::sqrt(std::max(power, 0.0)) / static_cast<double>(last - first);
 }
 
+// The integrated loudness (LUFS) of audio stream `index` as ffmpeg's ebur128 filter measures it;
+// NaN when it measured nothing.
+inline double integratedLoudness(const std::filesystem::path& movie, int index = 0)
+{
+    const std::string summary = commandOutput("ffmpeg -nostats -v info -i " + quoteForShell(movie) + " -map 0:a:" +
+                                              std::to_string(index) +
+                                              " -af ebur128=framelog=verbose -f null - 2>&1 | grep -E '^ +I:' | tail -1");
+    const auto colon = summary.find(':');
+    if (colon == std::string::npos) return std::nan("");
+    return std::strtod(summary.c_str() + colon + 1, nullptr);
+}
+
 // From the first video packet's start to the last one's end, as ffprobe reads the file,
 // independently of our own reader; 0 when it holds no packet.
 inline double videoPacketSeconds(const std::filesystem::path& movie)
