@@ -4,6 +4,7 @@
 // inset, against `ffmpeg ... -r 60 -c:v libx264 -b:v 20M -preset medium` of the footage.
 // Usage: demo_scenario_bench [WORKDIR] [--pairs N] [--seconds S]
 #include "model/CameraRecording.h"
+#include "../support/ChildRun.h"
 #include "store/ProjectFileManager.h"
 
 #include <QFont>
@@ -13,14 +14,9 @@
 #include <QPainter>
 #include <QRadialGradient>
 
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <fcntl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -34,43 +30,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct RunResult {
-    double seconds = 0;
-    double cpuSeconds = 0;  // user + system, all threads
-    double peakMegabytes = 0;
-};
+using bench::RunResult;
 
-// Runs a command with its output in `log`; wall time, CPU time and the child's peak resident size.
-RunResult run(const std::vector<std::string>& command, const fs::path& log)
-{
-    std::fflush(stdout);
-    const auto start = std::chrono::steady_clock::now();
-    const pid_t child = fork();
-    if (child == 0) {
-        const int output = open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        if (output >= 0) {
-            dup2(output, STDOUT_FILENO);
-            dup2(output, STDERR_FILENO);
-        }
-        std::vector<char*> argv;
-        for (const std::string& part : command) argv.push_back(const_cast<char*>(part.c_str()));
-        argv.push_back(nullptr);
-        execvp(argv[0], argv.data());
-        _exit(127);
-    }
-    int status = 0;
-    rusage usage{};
-    wait4(child, &status, 0, &usage);
-    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
-        std::fprintf(stderr, "failed: %s (see %s)\n", command[0].c_str(), log.c_str());
-        std::exit(1);
-    }
-    const auto toSeconds = [](const timeval& value) {
-        return static_cast<double>(value.tv_sec) + static_cast<double>(value.tv_usec) * 1e-6;
-    };
-    return {seconds, toSeconds(usage.ru_utime) + toSeconds(usage.ru_stime), static_cast<double>(usage.ru_maxrss) / 1024};
-}
+RunResult run(const std::vector<std::string>& command, const fs::path& log) { return bench::runChild(command, log); }
 
 std::string capture(const std::string& command)
 {

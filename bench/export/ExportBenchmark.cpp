@@ -1,5 +1,6 @@
 // Export throughput and memory against a plain FFmpeg transcode, and where a frame's time goes.
 // Usage: export_bench [WORKDIR] [--quick | --frame-costs]
+#include "../support/ChildRun.h"
 #include "render/FrameCompositor.h"
 #include "render/ImageConversion.h"
 #include "render/MovieReader.h"
@@ -9,9 +10,6 @@
 
 #include <QGuiApplication>
 
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -28,40 +26,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct RunResult {
-    double seconds = 0;
-    double peakMegabytes = 0;
-    double cpuSeconds = 0;  // user + system, all threads
-};
+using bench::RunResult;
 
-// Runs a command with stdout and stderr discarded; wall time and the child's peak resident size.
-RunResult run(const std::vector<std::string>& command)
-{
-    std::fflush(stdout);
-    const auto start = std::chrono::steady_clock::now();
-    const pid_t child = fork();
-    if (child == 0) {
-        std::freopen("/dev/null", "w", stdout);
-        std::freopen("/dev/null", "w", stderr);
-        std::vector<char*> argv;
-        for (const std::string& part : command) argv.push_back(const_cast<char*>(part.c_str()));
-        argv.push_back(nullptr);
-        execvp(argv[0], argv.data());
-        _exit(127);
-    }
-    int status = 0;
-    rusage usage{};
-    wait4(child, &status, 0, &usage);
-    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
-        std::fprintf(stderr, "command failed: %s\n", command[0].c_str());
-        std::exit(1);
-    }
-    const auto toSeconds = [](const timeval& value) {
-        return static_cast<double>(value.tv_sec) + static_cast<double>(value.tv_usec) * 1e-6;
-    };
-    return {seconds, static_cast<double>(usage.ru_maxrss) / 1024.0, toSeconds(usage.ru_utime) + toSeconds(usage.ru_stime)};
-}
+// Where the compared programs' output goes: the work directory, set before the first run.
+fs::path commandLog = fs::temp_directory_path() / "vantile-bench-command.log";
+
+RunResult run(const std::vector<std::string>& command) { return bench::runChild(command, commandLog); }
 
 // Process CPU time, so the decoder's own threads count too.
 double cpuSeconds(clockid_t clock = CLOCK_PROCESS_CPUTIME_ID)
@@ -236,6 +206,7 @@ int main(int argc, char** argv)
         }
     }
     fs::create_directories(work);
+    commandLog = work / "command.log";
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication application(argc, argv);
     quietMediaLibraryLogs();
