@@ -178,6 +178,11 @@ void to_json(Json& json, const RenderSettings& settings)
 
 namespace {
 
+void requireWithin(const char* key, double value, double minimum, double maximum, const char* range)
+{
+    if (!(value >= minimum && value <= maximum)) throw DecodingError(key, std::string("must be between ") + range);
+}
+
 void decodeCameraBubble(const Json& json, RenderSettings& settings)
 {
     decodeKeyOrKeep(json, "cameraVisible", settings.cameraVisible);
@@ -186,23 +191,14 @@ void decodeCameraBubble(const Json& json, RenderSettings& settings)
     decodeKeyOrKeep(json, "cameraShape", settings.cameraShape);
     decodeKeyOrKeep(json, "cameraMirror", settings.cameraMirror);
     decodeKeyOrKeep(json, "cameraShadow", settings.cameraShadow);
-    if (!(settings.cameraSize >= RenderSettings::minimumCameraSize &&
-          settings.cameraSize <= RenderSettings::maximumCameraSize)) {
-        throw DecodingError("cameraSize", "must be between 0.12 and 0.5");
-    }
+    requireWithin("cameraSize", settings.cameraSize, RenderSettings::minimumCameraSize,
+                  RenderSettings::maximumCameraSize, "0.12 and 0.5");
     if (settings.cameraPosition != CameraPosition::custom) return;
     // A custom place is nothing without both fractions.
     decodeKey(json, "cameraCenterX", settings.cameraCenterX);
     decodeKey(json, "cameraCenterY", settings.cameraCenterY);
-    for (const auto& [key, value] : {std::pair{"cameraCenterX", settings.cameraCenterX},
-                                     std::pair{"cameraCenterY", settings.cameraCenterY}}) {
-        if (!(value >= 0 && value <= 1)) throw DecodingError(key, "must be between 0 and 1");
-    }
-}
-
-void requireWithin(const char* key, double value, double minimum, double maximum, const char* range)
-{
-    if (!(value >= minimum && value <= maximum)) throw DecodingError(key, std::string("must be between ") + range);
+    requireWithin("cameraCenterX", settings.cameraCenterX, 0, 1, "0 and 1");
+    requireWithin("cameraCenterY", settings.cameraCenterY, 0, 1, "0 and 1");
 }
 
 void decodeFrameLook(const Json& json, RenderSettings& settings)
@@ -231,12 +227,10 @@ void decodeSound(const Json& json, RenderSettings& settings)
     decodeKeyOrKeep(json, "systemAudioMuted", settings.systemAudioMuted);
     decodeKeyOrKeep(json, "microphoneMuted", settings.microphoneMuted);
     decodeOptionalKey(json, "duckedTrack", settings.duckedTrack);
-    for (const auto& [key, value] : {std::pair{"systemAudioVolume", settings.systemAudioVolume},
-                                     std::pair{"microphoneVolume", settings.microphoneVolume}}) {
-        if (!(value >= minimumTrackVolume && value <= maximumTrackVolume)) {
-            throw DecodingError(key, "must be between -40 and 20 decibels");
-        }
-    }
+    requireWithin("systemAudioVolume", settings.systemAudioVolume, minimumTrackVolume, maximumTrackVolume,
+                  "-40 and 20 decibels");
+    requireWithin("microphoneVolume", settings.microphoneVolume, minimumTrackVolume, maximumTrackVolume,
+                  "-40 and 20 decibels");
 }
 
 }  // namespace
@@ -280,7 +274,7 @@ void decodeValue(const Json& json, RenderSettings& settings)
     decodeKeyOrKeep(json, "cursorSmoothing", settings.cursorSmoothing);
     decodeCameraBubble(json, settings);
     decodeKeyOrKeep(json, "motionBlur", settings.motionBlur);
-    if (!(settings.motionBlur >= 0 && settings.motionBlur <= 1)) throw DecodingError("motionBlur", "must be between 0 and 1");
+    requireWithin("motionBlur", settings.motionBlur, 0, 1, "0 and 1");
     decodeFrameLook(json, settings);
     decodeSound(json, settings);
     settings.unknownKeys = unknownKeysOf(json, {"aspectRatio", "templateName", "zoomIntensity", "resolutionPreset", "backgroundEnabled", "showCursor", "showClickRipple", "cursorTheme", "cursorEffect", "dynamicCursorScale", "outputWidth", "outputHeight", "fps", "exportQuality", "windowChrome", "cursorSmoothing", "cameraVisible", "cameraPosition", "cameraCenterX", "cameraCenterY", "cameraSize", "cameraShape", "cameraMirror", "cameraShadow", "motionBlur", "backgroundColor", "backgroundImage", "backgroundGenerated", "backgroundBlur", "cardPadding", "cardCornerRadius", "shadowStrength", "cursorSize", "layout", "normalizeLoudness", "reduceNoise", "systemAudioVolume", "microphoneVolume", "systemAudioMuted", "microphoneMuted", "duckedTrack"});

@@ -1,6 +1,5 @@
 #include "BackgroundGallery.h"
 #include "LivePreviewItem.h"
-#include "QmlValues.h"
 #include "ScreenHarness.h"
 
 #include "sample/SampleProjectWriter.h"
@@ -15,34 +14,6 @@ namespace {
 
 using testing::ScreenHarness;
 using testing::waitFor;
-
-TEST(FrameLookEditingTest, PanelValuesParseToSettingsAndOutOfRangeOnesClampOrAreRefused)
-{
-    const RenderSettings plain;
-    const auto apply = [&](const char* field, const QVariant& value) -> std::optional<RenderSettings> {
-        const auto change = QmlValues::renderSettingChange(plain, field, value);
-        if (!change) return std::nullopt;
-        const auto* settings = std::get_if<RenderSettings>(&*change);
-        if (!settings) return std::nullopt;
-        return *settings;
-    };
-    EXPECT_EQ(apply("background", "generated-3")->background, BackgroundChoice::generated(3));
-    EXPECT_EQ(apply("background", "#12ab34")->background, BackgroundChoice::solid(RGBAColor::fromHex(0x12AB34)));
-    EXPECT_EQ(apply("background", "template")->background, BackgroundChoice{});
-    EXPECT_FALSE(apply("background", "generated-0"));
-    EXPECT_FALSE(apply("background", "/tmp/picture.png"));  // pictures go through the project's copy
-    EXPECT_EQ(apply("cardPadding", 0.5)->cardPadding, RenderSettings::maximumCardPadding);
-    EXPECT_EQ(apply("cardCornerRadius", 24)->cardCornerRadius, 24);
-    EXPECT_EQ(apply("shadowStrength", -1)->shadowStrength, 0);
-    EXPECT_EQ(apply("cursorSize", 9)->cursorSize, RenderSettings::maximumCursorSize);
-    EXPECT_FALSE(apply("cursorSize", "large"));
-    EXPECT_FALSE(apply("backgroundBlur", 10));  // only a picture is blurred
-
-    // The panel reads the template's padding as the share its slider sets.
-    const QVariantMap shown = QmlValues::renderSettings(plain);
-    EXPECT_DOUBLE_EQ(shown["cardPadding"].toDouble(), 96.0 / 1080);
-    EXPECT_EQ(shown["background"].toString(), "template");
-}
 
 TEST(FrameLookEditingTest, SystemWallpapersArePicturesFoundInEachFolderInOrder)
 {

@@ -10,20 +10,14 @@ namespace {
 using test::describe;
 using test::near;
 
-const QColor red(220, 30, 30);
-const QColor green(30, 200, 60);
-const QColor blue(30, 60, 220);
-const QColor yellow(240, 220, 40);
+using test::blue;
+using test::green;
+using test::red;
+using test::yellow;
 
 QImage quadrantSource()
 {
-    QImage image(1920, 1080, QImage::Format_RGB32);
-    QPainter painter(&image);
-    painter.fillRect(0, 0, 960, 540, red);
-    painter.fillRect(960, 0, 960, 540, green);
-    painter.fillRect(0, 540, 960, 540, blue);
-    painter.fillRect(960, 540, 960, 540, yellow);
-    return image;
+    return test::quadrants({1920, 1080});
 }
 
 struct Render {

@@ -15,23 +15,11 @@ namespace {
 using test::describe;
 using test::near;
 
-const QColor red(220, 30, 30);
-const QColor green(30, 200, 60);
-const QColor blue(30, 60, 220);
-const QColor yellow(240, 220, 40);
-
-QImage quadrants(QSize size)
-{
-    QImage image(size, QImage::Format_RGB32);
-    QPainter painter(&image);
-    const int halfWidth = size.width() / 2;
-    const int halfHeight = size.height() / 2;
-    painter.fillRect(0, 0, halfWidth, halfHeight, red);
-    painter.fillRect(halfWidth, 0, size.width() - halfWidth, halfHeight, green);
-    painter.fillRect(0, halfHeight, halfWidth, size.height() - halfHeight, blue);
-    painter.fillRect(halfWidth, halfHeight, size.width() - halfWidth, size.height() - halfHeight, yellow);
-    return image;
-}
+using test::blue;
+using test::green;
+using test::quadrants;
+using test::red;
+using test::yellow;
 
 // A frame of a 1920 x 1080 recording (a plain grey screen) drawn with `settings` on `size`.
 QImage drawFrame(const RenderSettings& settings, const std::filesystem::path& projectDirectory = {},

@@ -123,4 +123,17 @@ std::string describe(QColor color)
            std::to_string(color.blue()) + ")";
 }
 
+QImage quadrants(QSize size)
+{
+    QImage image(size, QImage::Format_RGB32);
+    QPainter painter(&image);
+    const int halfWidth = size.width() / 2;
+    const int halfHeight = size.height() / 2;
+    painter.fillRect(0, 0, halfWidth, halfHeight, red);
+    painter.fillRect(halfWidth, 0, size.width() - halfWidth, halfHeight, green);
+    painter.fillRect(0, halfHeight, halfWidth, size.height() - halfHeight, blue);
+    painter.fillRect(halfWidth, halfHeight, size.width() - halfWidth, size.height() - halfHeight, yellow);
+    return image;
+}
+
 }  // namespace vantile::test

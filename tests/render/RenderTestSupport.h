@@ -61,6 +61,14 @@ struct CancellingMonitor : ExportMonitor {
     }
 };
 
+// A picture of four flat quadrants, red, green, blue and yellow from the top left, so where a
+// drawn pixel came from shows in its colour.
+inline const QColor red(220, 30, 30);
+inline const QColor green(30, 200, 60);
+inline const QColor blue(30, 60, 220);
+inline const QColor yellow(240, 220, 40);
+QImage quadrants(QSize size);
+
 bool near(QColor actual, QColor expected, int tolerance);
 std::string describe(QColor color);
 
