@@ -86,6 +86,8 @@ class AppState : public QObject {
     Q_PROPERTY(QVariantList systemWallpapers READ systemWallpapersValue CONSTANT)
     Q_PROPERTY(QVariantList unfinishedRecordings READ unfinishedRecordingsValue NOTIFY unfinishedRecordingsChanged)
     Q_PROPERTY(bool canUndo READ canUndo NOTIFY currentProjectChanged)
+    Q_PROPERTY(QVariantList idleProposals READ idleProposalsValue NOTIFY idleProposalsChanged)
+    Q_PROPERTY(bool isFindingIdle READ isFindingIdle NOTIFY idleProposalsChanged)
     Q_PROPERTY(bool canRedo READ canRedo NOTIFY currentProjectChanged)
     Q_PROPERTY(QVariantList projects READ projectsValue NOTIFY projectsChanged)
     Q_PROPERTY(QUrl projectsRootURL READ projectsRootURL CONSTANT)
@@ -233,6 +235,17 @@ public:
     Q_INVOKABLE void cutTimelineRange(double start, double end);
     Q_INVOKABLE void undoTimelineEdit();
     Q_INVOKABLE void redoTimelineEdit();
+    // Speed regions (indexes in currentProject.speedRegions) and the idle finder: it scans the
+    // take in the background and lists its proposals in idleProposals ({start, end}), which the
+    // user applies one by one or all at once (indexes into that list), as 8x or as cuts.
+    Q_INVOKABLE void addSpeedRegion(double start, double end, double speed);
+    Q_INVOKABLE void changeSpeedRegion(int index, double start, double end, double speed);
+    Q_INVOKABLE void removeSpeedRegion(int index);
+    Q_INVOKABLE void findIdleStretches(double minimumSeconds);
+    Q_INVOKABLE void applyIdleProposals(const QVariantList& indexes, bool asCuts);
+    Q_INVOKABLE void dismissIdleProposals();
+    QVariantList idleProposalsValue() const;
+    bool isFindingIdle() const { return findingIdle_; }
     bool canUndo() const;
     bool canRedo() const;
 
@@ -331,6 +344,7 @@ signals:
     void isExportingChanged();
     void unfinishedRecordingsChanged();
     void projectsChanged();
+    void idleProposalsChanged();
 
 public:
     // The countdown before the first frame.
@@ -381,6 +395,8 @@ private:
     std::shared_ptr<CameraService> cameras_;
     std::optional<std::string> selectedCameraId_;
     double exportProgress_ = 0;
+    std::vector<TimeRange> idleProposals_;
+    bool findingIdle_ = false;
 
     bool isExporting_ = false;
     std::vector<std::filesystem::path> unfinishedRecordings_;

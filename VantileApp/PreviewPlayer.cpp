@@ -277,7 +277,18 @@ void PreviewPlayer::run()
         }
         if (!playing) continue;
 
-        const double now = mediaStart + std::chrono::duration<double>(Clock::now() - clockStart).count();
+        // The clock runs at the speed of the stretch it started in; where that stretch ends it
+        // starts again at the next one's speed.
+        const auto played = timeline ? timeline->playedRangeAt(mediaStart) : std::nullopt;
+        const double speed = played ? played->speed : 1.0;
+        double now = mediaStart + speed * std::chrono::duration<double>(Clock::now() - clockStart).count();
+        if (played && speed != 1 && !clockPending && now >= played->range.end &&
+            timeline->outputTime(played->range.end)) {
+            clockStart += std::chrono::duration_cast<Clock::duration>(
+                std::chrono::duration<double>((played->range.end - mediaStart) / speed));
+            mediaStart = played->range.end;
+            continue;
+        }
         // Removed stretches are skipped as the export skips them: a hard cut to the next kept instant.
         if (timeline && !timeline->isIdentity() && !clockPending && !timeline->outputTime(now)) {
             const double output = timeline->outputTimeAtOrAfter(now);
@@ -304,7 +315,7 @@ void PreviewPlayer::run()
             publish(now);
             std::unique_lock lock(shared_->mutex);
             shared_->wake.wait_until(lock, clockStart + std::chrono::duration_cast<Clock::duration>(
-                                                            std::chrono::duration<double>(next - mediaStart)));
+                                                            std::chrono::duration<double>((next - mediaStart) / speed)));
             continue;
         }
         if (!pending) {
@@ -329,7 +340,7 @@ void PreviewPlayer::run()
         if (pendingTime > now) {
             std::unique_lock lock(shared_->mutex);
             shared_->wake.wait_until(lock, clockStart + std::chrono::duration_cast<Clock::duration>(
-                                                            std::chrono::duration<double>(pendingTime - mediaStart)));
+                                                            std::chrono::duration<double>((pendingTime - mediaStart) / speed)));
             continue;
         }
         FrameHandle due = std::move(pending);

@@ -60,6 +60,11 @@ public:
     std::filesystem::path exportURL(const std::string& recordedPath) const { return editor_->exportURL(recordedPath); }
 
     void waitUntilSaved() { saver_.waitUntilSaved(); }
+    // The open project's raw movie; nothing without a project.
+    std::optional<std::filesystem::path> rawVideoURL() const
+    {
+        return editor_ ? std::optional(editor_->rawVideoURL()) : std::nullopt;
+    }
 
 private:
     // Edits wait while an export renders the settings it started with.

@@ -70,6 +70,19 @@ QVariantList ranges(const std::vector<TimeRange>& list)
     return values;
 }
 
+// Each region with the label its bar shows: "4×", "0.5×".
+QVariantList speedRegions(const std::vector<SpeedRegion>& list)
+{
+    QVariantList values;
+    for (const SpeedRegion& region : list) {
+        values.append(QVariantMap{{"start", region.start},
+                                  {"end", region.end},
+                                  {"speed", region.speed},
+                                  {"label", QString::number(region.speed, 'g', 3) + QStringLiteral("×")}});
+    }
+    return values;
+}
+
 // Rows the timeline needs so that no two blocks overlap; at least one.
 int laneCount(const std::vector<FocusSegment>& list)
 {
@@ -94,6 +107,7 @@ QVariantMap project(const RecordingProject& project)
         {"trimStart", project.trim ? project.trim->start : 0.0},
         {"trimEnd", project.trim ? project.trim->end : project.duration},
         {"cuts", ranges(project.cuts)},
+        {"speedRegions", speedRegions(project.speedRegions)},
         {"keptDuration", OutputTimeline(project).duration()},
         {"laneCount", laneCount(project.focusSegments)},
         {"hasCamera", project.camera.has_value()},

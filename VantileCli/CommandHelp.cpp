@@ -103,7 +103,8 @@ const std::map<std::string, std::string>& helpTexts()
                    "  --duck microphone|system|none  make that track quieter while the other one sounds\n"
                    "                      (needs both tracks; default: none)\n"},
         {"edit", "vantile-cli edit DIR [--trim START END] [--cut START END]... [--zoom START END X Y SCALE]...\n"
-                 "                     [--remove-zoom INDEX]... [--clear-edits] [--json]\n"
+                 "                     [--remove-zoom INDEX]... [--speed START END FACTOR]... [--remove-speed INDEX]...\n"
+                 "                     [--skip-idle [SECONDS] [--as speed|cut]] [--clear-edits] [--json]\n"
                  "  Edits the timeline: options apply in the order given, the project is saved once, and the resulting\n"
                  "  timeline is printed. Times are recording seconds; a refused edit changes nothing.\n"
                  "  --trim START END    keep only this stretch of the recording\n"
@@ -113,8 +114,15 @@ const std::map<std::string, std::string>& helpTexts()
                  "                      way for it, the camera leaves it at END, and re-planning keeps it\n"
                  "  --remove-zoom INDEX remove segment INDEX (as `info --json` lists focusSegments); a removed\n"
                  "                      zoom leaves the overview in its place\n"
-                 "  --clear-edits       no trim, no cuts, and the automatic plan again\n"
-                 "  --json              print {\"duration\", \"trim\", \"cuts\", \"segments\"}\n"},
+                 "  --speed START END FACTOR\n"
+                 "                      play this stretch at FACTOR 0.25 to 16 (4: a quarter as long); sound keeps\n"
+                 "                      its pitch up to 2x and is muted above; regions may not overlap, cuts win\n"
+                 "  --remove-speed INDEX remove speed region INDEX (as `info --json` lists speedRegions)\n"
+                 "  --skip-idle [SECONDS] [--as speed|cut]\n"
+                 "                      find stretches of at least SECONDS (default 3) with no input and no change on\n"
+                 "                      the screen, and play them at 8x (speed, the default) or cut them\n"
+                 "  --clear-edits       no trim, no cuts, no speed regions, and the automatic plan again\n"
+                 "  --json              print {\"duration\", \"trim\", \"cuts\", \"speedRegions\", \"segments\"}\n"},
         {"plan", "vantile-cli plan --events FILE --duration S --width W --height H [--intensity I] [--fps N]\n"
                  "  Plans a JSON array of input events (video pixels) and prints segments, camera keyframes and cursor frames.\n"
                  "  --events FILE       the events, a JSON array\n"

@@ -2,7 +2,10 @@
 #include "Commands.h"
 #include "TimelineSummary.h"
 
+#include "engine/IdleFinder.h"
+#include "engine/SpeedRegionEdits.h"
 #include "engine/TimelineEdits.h"
+#include "render/ScreenChangeScanner.h"
 #include "store/ProjectFileManager.h"
 
 #include <cerrno>
@@ -11,6 +14,7 @@
 #include <cstdlib>
 #include <functional>
 #include <iostream>
+#include <optional>
 
 namespace vantile::cli {
 
@@ -41,6 +45,19 @@ std::size_t parseIndex(const std::string& option, const std::string& text)
 
 using Edit = std::function<RecordingProject(const RecordingProject&)>;
 
+// The idle finder's proposals for a project, all taken: the screen is scanned before the
+// project is locked, since reading a long take takes a while.
+struct IdleSkipping {
+    double minimumSeconds = defaultIdleSeconds;
+    IdleRemoval removal = IdleRemoval::speed;
+};
+
+std::filesystem::path rawMovieOf(const std::filesystem::path& directory, const RecordingProject& project)
+{
+    const std::filesystem::path raw = project.rawVideoPath;
+    return raw.is_absolute() ? raw : directory / raw;
+}
+
 }  // namespace
 
 int runEdit(const std::vector<std::string>& arguments)
@@ -48,6 +65,7 @@ int runEdit(const std::vector<std::string>& arguments)
     // Options repeat and apply in order, so they are parsed here rather than into a map.
     std::vector<std::string> positional;
     std::vector<Edit> edits;
+    std::optional<IdleSkipping> idleSkipping;
     bool json = false;
     for (std::size_t index = 0; index < arguments.size(); ++index) {
         const std::string& option = arguments[index];
@@ -82,6 +100,32 @@ int runEdit(const std::vector<std::string>& arguments)
             edits.push_back([segment](const RecordingProject& p) { return TimelineEdits::withoutSegment(p, segment); });
         } else if (option == "--clear-edits") {
             edits.push_back([](const RecordingProject& p) { return TimelineEdits::withoutEdits(p); });
+        } else if (option == "--speed") {
+            const auto v = values(3);
+            const SpeedRegion region{v[0], v[1], v[2]};
+            edits.push_back([region](const RecordingProject& p) { return SpeedRegionEdits::withRegion(p, region); });
+        } else if (option == "--remove-speed") {
+            if (index + 1 >= arguments.size()) throw UsageError("option --remove-speed needs a value");
+            const std::size_t region = parseIndex(option, arguments[++index]);
+            edits.push_back([region](const RecordingProject& p) { return SpeedRegionEdits::withoutRegion(p, region); });
+        } else if (option == "--skip-idle") {
+            IdleSkipping skipping;
+            if (index + 1 < arguments.size() && arguments[index + 1].rfind("--", 0) != 0) {
+                skipping.minimumSeconds = parseNumber(option, arguments[++index]);
+                if (!(skipping.minimumSeconds >= 0.5 && skipping.minimumSeconds <= 3600)) {
+                    throw UsageError("--skip-idle: SECONDS must be between 0.5 and 3600");
+                }
+            }
+            if (index + 1 < arguments.size() && arguments[index + 1] == "--as") {
+                if (index + 2 >= arguments.size()) throw UsageError("option --as needs cut or speed");
+                const std::string& removal = arguments[index + 2];
+                if (removal != "cut" && removal != "speed") {
+                    throw UsageError("--as: expected cut or speed, got \"" + removal + "\"");
+                }
+                skipping.removal = removal == "cut" ? IdleRemoval::cut : IdleRemoval::speed;
+                index += 2;
+            }
+            idleSkipping = skipping;
         } else if (option == "--json") {
             json = true;
         } else if (option.rfind("-", 0) == 0 && option.size() > 1) {
@@ -96,6 +140,14 @@ int runEdit(const std::vector<std::string>& arguments)
     const std::filesystem::path directory = positional.front();
 
     const ProjectFileManager store(directory.parent_path());
+    if (idleSkipping) {
+        const RecordingProject before = store.loadProject(directory);
+        const std::vector<double> changes = ScreenChangeScanner::changeTimes(rawMovieOf(directory, before));
+        edits.push_back([skipping = *idleSkipping, changes](const RecordingProject& p) {
+            const auto stretches = IdleFinder::idleStretches(p.events, changes, p.duration, skipping.minimumSeconds);
+            return IdleFinder::withIdleRemoved(p, stretches, skipping.removal);
+        });
+    }
     // Read, edited and written under the project's lock, so a concurrent edit or export is
     // neither overwritten nor lost.
     const RecordingProject project = edits.empty() ? store.loadProject(directory)

@@ -29,9 +29,16 @@ std::string describeTimelineEdit(const RecordingProject& project)
     std::snprintf(kept, sizeof kept, "%.3f s of %.3f s", OutputTimeline(project).duration(), project.duration);
     std::string cuts;
     for (const TimeRange& cut : project.cuts) cuts += (cuts.empty() ? "" : ", ") + range(cut);
+    std::string speeds;
+    for (const SpeedRegion& region : project.speedRegions) {
+        char factor[32];
+        std::snprintf(factor, sizeof factor, " at %gx", region.speed);
+        speeds += (speeds.empty() ? "" : ", ") + range(region.range()) + factor;
+    }
     return std::string("kept          ") + kept + "\n" +
            "trim          " + (project.trim ? range(*project.trim) : std::string("none")) + "\n" +
-           "cuts          " + (cuts.empty() ? std::string("none") : cuts) + "\n";
+           "cuts          " + (cuts.empty() ? std::string("none") : cuts) + "\n" +
+           "speed         " + (speeds.empty() ? std::string("none") : speeds) + "\n";
 }
 
 std::string describeSegments(const RecordingProject& project, bool onlyEdited)
@@ -57,6 +64,7 @@ Json timelineJson(const RecordingProject& project)
     return Json{{"duration", OutputTimeline(project).duration()},
                 {"trim", keptWhole(project)},
                 {"cuts", project.cuts},
+                {"speedRegions", project.speedRegions},
                 {"segments", project.focusSegments}};
 }
 

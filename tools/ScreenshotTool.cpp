@@ -179,10 +179,12 @@ int main(int argc, char** argv)
     QTest::qWait(600);
     ok &= save(grab(screens), out / "06-preview.png");
 
-    // The timeline with a cut, a trim and a zoom added at the playhead, that zoom selected.
+    // The timeline with a cut, a trim, a zoom added at the playhead (selected) and two speed regions.
     screens.state->cutTimelineRange(2.2, 3.0);
     screens.state->addTimelineSegment(1.6);
     screens.state->setTimelineTrim(0.3, 5.7);
+    screens.state->addSpeedRegion(3.2, 4.4, 4);
+    screens.state->addSpeedRegion(4.6, 5.4, 0.5);
     if (auto* timeline = screens.item("timelineView"); timeline && screens.state->currentProject()) {
         const auto& segments = screens.state->currentProject()->focusSegments;
         for (std::size_t index = 0; index < segments.size(); ++index) {

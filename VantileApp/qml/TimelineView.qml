@@ -262,9 +262,16 @@ ColumnLayout {
         }
     }
 
+    SpeedRegionTrack {
+        id: speedTrack
+        Layout.fillWidth: true
+        Layout.preferredHeight: implicitHeight
+        timeline: root
+    }
+
     RowLayout {
         Layout.fillWidth: true
-        spacing: 8
+        spacing: 6
         VantileButton {
             text: "添加缩放"
             variant: "darkSecondary"
@@ -275,6 +282,12 @@ ColumnLayout {
             variant: "darkSecondary"
             enabled: root.hasRange
             onClicked: { appState.cutTimelineRange(root.rangeStart, root.rangeEnd); root.rangeEnd = root.rangeStart }
+        }
+        VantileButton {
+            objectName: "speedActions"
+            text: "变速…"
+            variant: "darkSecondary"
+            onClicked: speedTrack.openActions()
         }
         VantileButton {
             text: "删除"
@@ -291,14 +304,14 @@ ColumnLayout {
             text: "缩放深度 " + (root.segments[root.selected] ? root.segments[root.selected].depthLabel : "")
             color: Theme.secondaryText
             font.pixelSize: 12
-            Layout.preferredWidth: 96
+            Layout.preferredWidth: 84
         }
         Slider {
             id: depth
             objectName: "timelineDepth"
             opacity: root.selected >= 0 ? 1 : 0
             enabled: root.selected >= 0
-            Layout.preferredWidth: 140
+            Layout.preferredWidth: 76
             Layout.preferredHeight: 32
             from: 1.0
             to: 4.0

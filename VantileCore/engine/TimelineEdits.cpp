@@ -3,6 +3,7 @@
 #include "engine/FocusPlanner.h"
 #include "engine/OutputTimeline.h"
 #include "engine/SegmentFitting.h"
+#include "engine/SpeedRegionEdits.h"
 
 #include <algorithm>
 #include <cmath>
@@ -127,6 +128,7 @@ void validate(const RecordingProject& project)
     for (std::size_t index = 0; index < project.cuts.size(); ++index) {
         requireInsideRecording(project.cuts[index], project.duration, "cut", "cuts[" + std::to_string(index) + "]");
     }
+    SpeedRegionEdits::validate(project);
     const OutputTimeline timeline(project);
     const double oneFrame = 1.0 / static_cast<double>(std::max<std::int64_t>(project.renderSettings.fps, 1));
     if ((project.trim || !project.cuts.empty()) && timeline.duration() < oneFrame) {
@@ -202,6 +204,7 @@ RecordingProject withoutEdits(const RecordingProject& project)
     RecordingProject edited = project;
     edited.trim.reset();
     edited.cuts.clear();
+    edited.speedRegions.clear();
     edited.focusSegments = plannedSegments(project);
     return validated(std::move(edited));
 }

@@ -28,7 +28,7 @@ RecordingProject withZoom(const RecordingProject& project, const FocusSegment& z
 RecordingProject withSegmentChanged(const RecordingProject& project, std::size_t index, FocusSegment changed);
 // The time a removed zoom leaves shows the overview.
 RecordingProject withoutSegment(const RecordingProject& project, std::size_t index);
-// No trim, no cuts, and the automatic plan again in place of the user's segments.
+// No trim, no cuts, no speed regions, and the automatic plan again in place of the user's segments.
 RecordingProject withoutEdits(const RecordingProject& project);
 
 // The director's plan for the project's events and zoom intensity, ignoring the user's work.

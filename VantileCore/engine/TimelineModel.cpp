@@ -1,6 +1,7 @@
 #include "engine/TimelineModel.h"
 
 #include "engine/CameraPathBuilder.h"
+#include "engine/SpeedRegionEdits.h"
 #include "engine/TimelineEdits.h"
 
 #include <algorithm>
@@ -12,7 +13,8 @@ TimelineModel::TimelineModel(RecordingProject project) : project_(std::move(proj
 
 TimelineState TimelineModel::state() const
 {
-    return {project_.trim, project_.cuts, project_.focusSegments, CameraBubbleLook::of(project_.renderSettings)};
+    return {project_.trim, project_.cuts, project_.focusSegments, CameraBubbleLook::of(project_.renderSettings),
+            project_.speedRegions};
 }
 
 void TimelineModel::adopt(RecordingProject project)
@@ -27,6 +29,7 @@ void TimelineModel::restore(const TimelineState& state)
     project_.cuts = state.cuts;
     project_.focusSegments = state.focusSegments;
     project_.renderSettings = state.cameraBubble.appliedTo(project_.renderSettings);
+    project_.speedRegions = state.speedRegions;
     project_.previewVideoPath.reset();
     timeline_ = OutputTimeline(project_);
 }
@@ -156,6 +159,30 @@ void TimelineModel::undo()
     const TimelineState previous = std::move(undo_.back());
     undo_.pop_back();
     restore(previous);
+}
+
+void TimelineModel::addSpeedRegion(const SpeedRegion& region)
+{
+    commit(SpeedRegionEdits::withRegion(project_, region));
+}
+
+void TimelineModel::changeSpeedRegion(std::size_t index, const SpeedRegion& changed)
+{
+    if (index < project_.speedRegions.size() && project_.speedRegions[index] == changed) return;
+    commit(SpeedRegionEdits::withRegionChanged(project_, index, changed));
+}
+
+void TimelineModel::removeSpeedRegion(std::size_t index)
+{
+    commit(SpeedRegionEdits::withoutRegion(project_, index));
+}
+
+void TimelineModel::applyAsOneStep(const RecordingProject& edited)
+{
+    TimelineEdits::validate(edited);
+    RecordingProject checked = edited;
+    checked.previewVideoPath.reset();
+    commit(std::move(checked));
 }
 
 void TimelineModel::redo()

@@ -19,6 +19,7 @@ struct TimelineState {
     std::vector<TimeRange> cuts;
     std::vector<FocusSegment> focusSegments;
     CameraBubbleLook cameraBubble;
+    std::vector<SpeedRegion> speedRegions;
 
     bool operator==(const TimelineState&) const = default;
 };
@@ -52,6 +53,12 @@ public:
     void cut(TimeRange removed);
     // Nothing happens when the look is the project's already.
     void setCameraBubble(const CameraBubbleLook& look);
+    // Speed regions: each call is one undo step; an overlapping or out-of-range region is refused.
+    void addSpeedRegion(const SpeedRegion& region);
+    void changeSpeedRegion(std::size_t index, const SpeedRegion& changed);
+    void removeSpeedRegion(std::size_t index);
+    // Several edits as one undo step (applying the proposals of the idle finder, say).
+    void applyAsOneStep(const RecordingProject& edited);
 
     bool canUndo() const { return !undo_.empty(); }
     bool canRedo() const { return !redo_.empty(); }

@@ -35,13 +35,18 @@ std::vector<RulerTick> ticks(const OutputTimeline& timeline, double recordingDur
 {
     std::vector<RulerTick> marks;
     if (!(recordingDuration > 0) || !(pixelWidth > 0)) return marks;
-    // Kept stretches keep their width on the track, so a second of output is as wide as one of recording.
+    // Kept stretches keep their width on the track, so a second of output at its own speed is as
+    // wide as one of recording.
     const double step = tickStep(pixelWidth / recordingDuration, minimumSpacing);
     const double end = timeline.duration();
+    const double pixelsPerSecond = pixelWidth / recordingDuration;
     for (long index = 0;; ++index) {
         const double time = static_cast<double>(index) * step;
         if (time > end + 1e-9) break;
-        marks.push_back({time, timeline.recordingTime(time), label(time, step)});
+        const double at = timeline.recordingTime(time);
+        // A slowed stretch draws output seconds narrower; marks that would crowd are left out.
+        if (!marks.empty() && (at - marks.back().recordingTime) * pixelsPerSecond < minimumSpacing) continue;
+        marks.push_back({time, at, label(time, step)});
     }
     return marks;
 }

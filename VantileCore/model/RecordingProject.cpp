@@ -84,6 +84,7 @@ void to_json(Json& json, const RecordingProject& project)
     // Absent without edits, so an unedited project writes exactly what earlier versions wrote.
     encodeOptionalKey(json, "trim", project.trim);
     if (!project.cuts.empty()) json["cuts"] = project.cuts;
+    if (!project.speedRegions.empty()) json["speedRegions"] = project.speedRegions;
     encodeOptionalKey(json, "camera", project.camera);
     encodeUnknownKeys(json, project.unknownKeys);
 }
@@ -141,11 +142,12 @@ void decodeValue(const Json& json, RecordingProject& project)
     decodeKeyOrKeep(json, "exports", project.exports);
     decodeOptionalKey(json, "trim", project.trim);
     decodeKeyOrKeep(json, "cuts", project.cuts);
+    decodeKeyOrKeep(json, "speedRegions", project.speedRegions);
     decodeOptionalKey(json, "camera", project.camera);
     project.unknownKeys = unknownKeysOf(json, {"id", "createdAt", "duration", "capture", "video", "events",
                                                "focusSegments", "cursorFrames", "renderSettings", "audioSettings",
                                                "rawVideoPath", "previewVideoPath", "exportVideoPath", "exports", "trim",
-                                               "cuts", "camera"});
+                                               "cuts", "camera", "speedRegions"});
     requirePlausibleValues(project);
 }
 

@@ -8,6 +8,7 @@
 #include "model/FocusSegment.h"
 #include "model/InputEvent.h"
 #include "model/RenderSettings.h"
+#include "model/SpeedRegion.h"
 #include "model/TimeRange.h"
 
 #include <chrono>
@@ -44,6 +45,8 @@ struct RecordingProject {
     // The user's timeline edit: the kept stretch of the recording and the stretches cut out of it.
     std::optional<TimeRange> trim;
     std::vector<TimeRange> cuts;
+    // Stretches played faster or slower, sorted by start, never overlapping.
+    std::vector<SpeedRegion> speedRegions;
     // The webcam recorded beside the screen; absent for a take without one.
     std::optional<CameraRecording> camera;
 

@@ -105,24 +105,54 @@ EditedAudioTrack::EditedAudioTrack(const std::filesystem::path& rawVideoURL, int
     samplesLimit_ = static_cast<std::int64_t>(std::llround(outputDuration * sampleRate_));
 }
 
+void EditedAudioTrack::queueSamples(const float* const* planes, std::int64_t count)
+{
+    const std::int64_t wanted = std::min(count, samplesLimit_ - samplesQueued_);
+    if (wanted <= 0) return;
+    if (av_audio_fifo_write(pending_.get(), const_cast<void**>(reinterpret_cast<const void* const*>(planes)),
+                            static_cast<int>(wanted)) < wanted) {
+        throw RenderError::pixelBufferCreationFailed();
+    }
+    samplesQueued_ += wanted;
+}
+
+void EditedAudioTrack::finishTempoStage()
+{
+    if (!tempoStage_) return;
+    tempoStage_->finish([this](const float* const* planes, std::int64_t count) { queueSamples(planes, count); });
+    tempoStage_.reset();
+}
+
 void EditedAudioTrack::keepKeptSamples(std::int64_t firstSample, int count, const float* const* planes)
 {
     // Sample n plays at n / rate; it is kept when that instant lies in a kept range.
     const double rate = sampleRate_;
-    for (const TimeRange& range : timeline_.keptRanges()) {
-        const auto from = std::max(firstSample, static_cast<std::int64_t>(std::ceil(range.start * rate)));
-        const auto to = std::min(firstSample + count, static_cast<std::int64_t>(std::ceil(range.end * rate)));
-        const std::int64_t wanted = std::min(to - from, samplesLimit_ - samplesQueued_);
-        if (wanted <= 0) continue;
-        std::vector<void*> slice(static_cast<std::size_t>(planeCount()));
+    const auto& played = timeline_.playedRanges();
+    const auto queue = [this](const float* const* slice, std::int64_t sliceCount) { queueSamples(slice, sliceCount); };
+    for (std::size_t index = 0; index < played.size(); ++index) {
+        const PlayedRange& piece = played[index];
+        const auto pieceEnd = static_cast<std::int64_t>(std::ceil(piece.range.end * rate));
+        const auto from = std::max(firstSample, static_cast<std::int64_t>(std::ceil(piece.range.start * rate)));
+        const auto to = std::min(firstSample + count, pieceEnd);
+        if (to <= from) continue;
+        std::vector<const float*> slice(static_cast<std::size_t>(planeCount()));
         for (int plane = 0; plane < planeCount(); ++plane) {
-            slice[static_cast<std::size_t>(plane)] =
-                const_cast<float*>(planes[plane] + (from - firstSample) * samplesPerFrame());
+            slice[static_cast<std::size_t>(plane)] = planes[plane] + (from - firstSample) * samplesPerFrame();
         }
-        if (av_audio_fifo_write(pending_.get(), slice.data(), static_cast<int>(wanted)) < wanted) {
-            throw RenderError::pixelBufferCreationFailed();
+        if (piece.speed == 1) {
+            queue(slice.data(), to - from);
+            continue;
         }
-        samplesQueued_ += wanted;
+        if (!tempoStage_ || tempoStageIndex_ != index) {
+            finishTempoStage();
+            // Owed up to where the range ends in the output, so rounding never adds up along the movie.
+            const std::int64_t owed = std::llround(timeline_.outputStart(index + 1) * rate) - samplesQueued_;
+            tempoStage_ = std::make_unique<AudioTempoStage>(piece.speed, sampleRate_, encoder_->sample_fmt,
+                                                            encoder_->ch_layout, owed);
+            tempoStageIndex_ = index;
+        }
+        tempoStage_->push(slice.data(), to - from, queue);
+        if (to == pieceEnd) finishTempoStage();
     }
 }
 
@@ -159,7 +189,11 @@ bool EditedAudioTrack::decodeMore()
             av_frame_unref(decoded_.get());
             return true;
         }
-        if (received == AVERROR_EOF) return false;
+        if (received == AVERROR_EOF) {
+            // A track that ends inside a faster or slower stretch still gives the stretch's length.
+            finishTempoStage();
+            return false;
+        }
         if (received != AVERROR(EAGAIN)) checkAv(received, failure);
         const int read = av_read_frame(input_.get(), packet_.get());
         if (read < 0) {

@@ -2,15 +2,17 @@
 
 #include "engine/OutputTimeline.h"
 #include "media/FfmpegHandles.h"
+#include "render/AudioTempoStage.h"
 
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 
 namespace vantile {
 
 // One audio track of the raw movie with the timeline's edits applied: decoded, only the kept
-// ranges played back to back, re-encoded with AAC at the track's own rate and channels (Opus
-// when the container takes no AAC, at 48 kHz unless Opus takes the track's own rate), and
+// ranges played back to back (each at its speed), re-encoded with AAC at the track's own rate
+// and channels (Opus when the container takes no AAC, at 48 kHz unless Opus takes the track's own rate), and
 // written as a track of `output`. It reads the raw movie through its own demuxer, so several
 // tracks and the video can be interleaved freely.
 class EditedAudioTrack {
@@ -27,6 +29,8 @@ public:
 private:
     bool decodeMore();
     void keepKeptSamples(std::int64_t firstSample, int count, const float* const* planes);
+    void queueSamples(const float* const* planes, std::int64_t count);
+    void finishTempoStage();
     void encodeFrame(int count);
     void sendToEncoder(const AVFrame* frame);
     // Float samples come as one plane per channel, or as one plane of interleaved frames.
@@ -55,6 +59,9 @@ private:
     std::int64_t samplesEncoded_ = 0;
     bool inputFinished_ = false;
     bool encoderFlushed_ = false;
+    // The faster or slower range being played, with its index among the timeline's ranges.
+    std::unique_ptr<AudioTempoStage> tempoStage_;
+    std::size_t tempoStageIndex_ = 0;
 };
 
 }  // namespace vantile

@@ -174,7 +174,8 @@ void writeRenderedVideoOnly(const RenderJob& job, const VideoPassOptions& option
     const OutputTimeline timeline(project);
     // A project that claims more than its movie holds renders only what there is to show.
     const double duration =
-        source.duration() > 0 ? std::min(timeline.duration(), source.duration()) : timeline.duration();
+        source.duration() > 0 ? std::min(timeline.duration(), timeline.outputTimeAtOrAfter(source.duration()))
+                              : timeline.duration();
     VideoPassOptions tuned = options;
     // The standard quality leaves the encoder at its defaults, so its movies stay as they were.
     if (job.renderSettings.exportQuality != ExportQuality::standard) {

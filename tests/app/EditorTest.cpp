@@ -230,5 +230,37 @@ TEST(TimelineViewTest, BlocksShowTheirRealDepthAndTheStripArrivesWithoutMovingAn
     EXPECT_EQ(placeOf(screen.item("exportButton")), exportBefore);
 }
 
+// Speed regions show on their track labelled with their speed and change the kept length; the
+// idle finder scans in the background and its proposals, taken all at once, are one undo step.
+TEST(TimelineViewTest, SpeedRegionsShowOnTheirTrackAndIdleProposalsApplyAsOneStep)
+{
+    EditorScreen screen;
+    ASSERT_TRUE(screen.preview && screen.timeline);
+    screen.state->addSpeedRegion(2, 1, 2);
+    ASSERT_EQ(screen.state->currentProject()->speedRegions, (std::vector<SpeedRegion>{{1, 2, 2}}));
+    EXPECT_TRUE(waitFor([&] { return screen.visibleTexts().count("2×") > 0; }));
+    EXPECT_TRUE(waitFor([&] { return screen.visibleTexts().count("保留 3.5 s / 4.0 s") > 0; }));
+    // An overlapping region is refused with its reason and changes nothing.
+    screen.state->addSpeedRegion(1.5, 3, 2);
+    EXPECT_EQ(screen.state->currentProject()->speedRegions.size(), 1U);
+    EXPECT_NE(screen.state->errorMessageText().indexOf("overlaps"), -1);
+    screen.state->undoTimelineEdit();
+    EXPECT_TRUE(screen.state->currentProject()->speedRegions.empty());
+
+    screen.state->findIdleStretches(0.5);
+    EXPECT_TRUE(screen.state->isFindingIdle());
+    ASSERT_TRUE(waitFor([&] { return !screen.state->isFindingIdle(); }, 30000));
+    const QVariantList proposals = screen.state->idleProposalsValue();
+    if (proposals.isEmpty()) return;
+    QVariantList all;
+    for (int index = 0; index < proposals.size(); ++index) all.append(index);
+    const RecordingProject before = *screen.state->currentProject();
+    screen.state->applyIdleProposals(all, false);
+    EXPECT_FALSE(screen.state->currentProject()->speedRegions.empty());
+    EXPECT_TRUE(screen.state->idleProposalsValue().isEmpty());
+    screen.state->undoTimelineEdit();
+    EXPECT_EQ(screen.state->currentProject()->speedRegions, before.speedRegions);
+}
+
 }  // namespace
 }  // namespace vantile

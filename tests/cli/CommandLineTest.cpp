@@ -223,12 +223,25 @@ TEST(EditCommand, AppliesOptionsInOrderSavesOnceAndPrintsTheTimeline)
     EXPECT_FALSE(restored.trim);
     EXPECT_TRUE(restored.cuts.empty());
 
+    // Speed regions: 2..6 at 4x and 10..11 at 0.5x give 20 - 3 + 1 = 18 s; the first is removed by index.
+    const auto sped = runCli({"edit", directory.string(), "--speed", "10", "11", "0.5", "--speed", "2", "6", "4", "--json"});
+    ASSERT_EQ(sped.exitCode, 0) << sped.standardError;
+    EXPECT_DOUBLE_EQ(Json::parse(sped.standardOutput).at("duration").get<double>(), 18);
+    EXPECT_EQ(Json::parse(sped.standardOutput).at("speedRegions"),
+              Json::parse(R"([{"start":2.0,"end":6.0,"speed":4.0},{"start":10.0,"end":11.0,"speed":0.5}])"));
+    ASSERT_EQ(runCli({"edit", directory.string(), "--remove-speed", "0"}).exitCode, 0);
+    EXPECT_EQ(store.loadProject(directory).speedRegions, (std::vector<SpeedRegion>{{10, 11, 0.5}}));
+
     // An edit refused in the middle of the options leaves every file as it was, the cut before it too.
     const auto before = snapshotFiles(directory);
     const std::vector<std::pair<std::vector<std::string>, std::string>> refused = {
         {{"--cut", "4", "5", "--zoom", "1", "2", "700", "10", "2"}, "outside the 640x360 video"},
         {{"--cut", "4", "5", "--trim", "3", "25"}, "outside the recording"},
         {{"--zoom", "1", "2", "x", "10", "2"}, "expected a number"},
+        {{"--speed", "1", "3", "2", "--speed", "2.5", "4", "8"}, "overlaps the speed region"},
+        {{"--speed", "1", "3", "32"}, "between 0.25x and 16x"},
+        {{"--remove-speed", "5"}, "no speed region 5"},
+        {{"--skip-idle", "--as", "fast"}, "expected cut or speed"},
     };
     for (auto [options, expected] : refused) {
         options.insert(options.begin(), {"edit", directory.string()});

@@ -53,23 +53,11 @@ RecordingProject plannedProject()
 
 TimelineState stateOf(const RecordingProject& project)
 {
-    return {project.trim, project.cuts, project.focusSegments, CameraBubbleLook::of(project.renderSettings)};
+    return {project.trim, project.cuts, project.focusSegments, CameraBubbleLook::of(project.renderSettings),
+            project.speedRegions};
 }
 
 // The obvious version: walk output time through the kept ranges one by one.
-double slowRecordingTime(const std::vector<TimeRange>& kept, double outputTime)
-{
-    double elapsed = 0;
-    for (std::size_t index = 0; index < kept.size(); ++index) {
-        const TimeRange& range = kept[index];
-        if (outputTime < elapsed + range.length() || index + 1 == kept.size()) {
-            return std::min(range.start + std::max(outputTime - elapsed, 0.0), range.end);
-        }
-        elapsed += range.length();
-    }
-    return 0;
-}
-
 bool removed(double time, const std::optional<TimeRange>& trim, const std::vector<TimeRange>& cuts, double duration)
 {
     const TimeRange whole = trim ? *trim : TimeRange{0, duration};
@@ -78,6 +66,34 @@ bool removed(double time, const std::optional<TimeRange>& trim, const std::vecto
         if (time >= cut.start && time < cut.end) return true;
     }
     return false;
+}
+
+double slowSpeedAt(double time, const std::vector<SpeedRegion>& regions)
+{
+    for (const SpeedRegion& region : regions) {
+        if (time >= region.start && time < region.end) return region.speed;
+    }
+    return 1;
+}
+
+// Output time of a recording instant as a sweep over every edit boundary before it: each kept
+// stretch between two boundaries adds its length over its speed.
+double slowOutputTime(double recording, const std::optional<TimeRange>& trim, const std::vector<TimeRange>& cuts,
+                      const std::vector<SpeedRegion>& regions, double duration)
+{
+    std::vector<double> boundaries{0, duration, recording};
+    if (trim) boundaries.insert(boundaries.end(), {trim->start, trim->end});
+    for (const TimeRange& cut : cuts) boundaries.insert(boundaries.end(), {cut.start, cut.end});
+    for (const SpeedRegion& region : regions) boundaries.insert(boundaries.end(), {region.start, region.end});
+    std::sort(boundaries.begin(), boundaries.end());
+    double output = 0;
+    for (std::size_t index = 0; index + 1 < boundaries.size() && boundaries[index + 1] <= recording; ++index) {
+        const double middle = (boundaries[index] + boundaries[index + 1]) / 2;
+        if (!removed(middle, trim, cuts, duration)) {
+            output += (boundaries[index + 1] - boundaries[index]) / slowSpeedAt(middle, regions);
+        }
+    }
+    return output;
 }
 
 }  // namespace
@@ -322,6 +338,57 @@ TEST(OutputTimeline, HandWorkedTrimAndTwoCutsMapBothWays)
     EXPECT_DOUBLE_EQ(timeline.outputTimeAtOrAfter(19), 11);
 }
 
+// Speed regions: each edit one undo step, overlaps and odd speeds refused with nothing changed,
+// a stored overlap found by validation, and clearing the edits clears them.
+TEST(TimelineModel, SpeedRegionEditsUndoOneByOneAndRefuseOverlaps)
+{
+    TimelineModel model(project20s());
+    model.addSpeedRegion({2, 5, 4});
+    model.addSpeedRegion({10, 12, 0.5});
+    model.changeSpeedRegion(0, {1, 5, 8});
+    EXPECT_EQ(model.project().speedRegions, (std::vector<SpeedRegion>{{1, 5, 8}, {10, 12, 0.5}}));
+    EXPECT_DOUBLE_EQ(model.timeline().duration(), 20 - 4 + 0.5 - 2 + 4);
+    const RecordingProject before = model.project();
+    EXPECT_THROW(model.addSpeedRegion({4, 6, 2}), TimelineEditError);
+    EXPECT_THROW(model.changeSpeedRegion(1, {4, 12, 2}), TimelineEditError);
+    EXPECT_THROW(model.addSpeedRegion({14, 16, 17}), TimelineEditError);
+    EXPECT_THROW(model.addSpeedRegion({18, 21, 2}), TimelineEditError);
+    EXPECT_THROW(model.removeSpeedRegion(2), TimelineEditError);
+    EXPECT_EQ(model.project(), before);
+
+    model.removeSpeedRegion(0);
+    EXPECT_EQ(model.project().speedRegions, (std::vector<SpeedRegion>{{10, 12, 0.5}}));
+    model.undo();
+    EXPECT_EQ(model.project().speedRegions, before.speedRegions);
+    model.undo();
+    EXPECT_EQ(model.project().speedRegions, (std::vector<SpeedRegion>{{2, 5, 4}, {10, 12, 0.5}}));
+    model.redo();
+    EXPECT_EQ(model.project().speedRegions, before.speedRegions);
+
+    RecordingProject stored = model.project();
+    stored.speedRegions.push_back({11, 13, 2});
+    EXPECT_THROW(TimelineEdits::validate(stored), TimelineEditError);
+    EXPECT_TRUE(TimelineEdits::withoutEdits(model.project()).speedRegions.empty());
+}
+
+TEST(OutputTimeline, HandWorkedSpeedRegionsAroundACut)
+{
+    // 20 s, cut 5..7, 4x over 3..8 (the cut wins over its middle), 0.5x over 16..18:
+    // 0-3 (3) + 3-5 at 4x (0.5) + 7-8 at 4x (0.25) + 8-16 (8) + 16-18 at 0.5x (4) + 18-20 (2) = 17.75.
+    const OutputTimeline timeline(20, std::nullopt, {{5, 7}}, {{16, 18, 0.5}, {3, 8, 4}});
+    EXPECT_EQ(timeline.playedRanges(), (std::vector<PlayedRange>{
+                                           {{0, 3}, 1}, {{3, 5}, 4}, {{7, 8}, 4}, {{8, 16}, 1}, {{16, 18}, 0.5}, {{18, 20}, 1}}));
+    EXPECT_EQ(timeline.keptRanges(), (std::vector<TimeRange>{{0, 5}, {7, 20}}));
+    EXPECT_DOUBLE_EQ(timeline.duration(), 17.75);
+    EXPECT_FALSE(timeline.isIdentity());
+    EXPECT_DOUBLE_EQ(timeline.recordingTime(3.25), 4);
+    EXPECT_DOUBLE_EQ(timeline.recordingTime(3.5), 7);  // the hard cut inside the region
+    EXPECT_DOUBLE_EQ(timeline.recordingTime(12.75), 16.5);
+    EXPECT_DOUBLE_EQ(*timeline.outputTime(17), 13.75);
+    EXPECT_DOUBLE_EQ(*timeline.outputTime(19), 16.75);
+    EXPECT_FALSE(OutputTimeline(20, std::nullopt, {}, {{0, 20, 2}}).isIdentity());
+}
+
 TEST(OutputTimeline, WithoutEditsItIsTheIdentityAndCuttingEverythingLeavesNothing)
 {
     EXPECT_TRUE(OutputTimeline(12.5, std::nullopt, {}).isIdentity());
@@ -331,10 +398,11 @@ TEST(OutputTimeline, WithoutEditsItIsTheIdentityAndCuttingEverythingLeavesNothin
     EXPECT_DOUBLE_EQ(everythingCut.duration(), 0);
 }
 
-TEST(OutputTimeline, GeneratedEditsMapMonotonicallyRoundTripAndKeepTheSumOfRanges)
+TEST(OutputTimeline, GeneratedEditsAndSpeedsMapMonotonicallyRoundTripAndMatchASweepOverTheBoundaries)
 {
     std::mt19937 random(1414);
     std::uniform_real_distribution<double> unit(0, 1);
+    const std::vector<double> speeds{0.25, 0.5, 0.75, 1.5, 2, 4, 8, 16};
     for (int round = 0; round < 300; ++round) {
         const double duration = 1 + 120 * unit(random);
         std::optional<TimeRange> trim;
@@ -348,25 +416,35 @@ TEST(OutputTimeline, GeneratedEditsMapMonotonicallyRoundTripAndKeepTheSumOfRange
             const double start = duration * unit(random);
             cuts.push_back({start, std::min(duration, start + duration * 0.15 * unit(random) + 0.001)});
         }
-        const OutputTimeline timeline(duration, trim, cuts);
-
-        double sum = 0;
-        for (const TimeRange& range : timeline.keptRanges()) {
-            ASSERT_LT(range.start, range.end);
-            sum += range.length();
+        // Half the rounds play stretches at other speeds; regions may overlap cuts and the trim.
+        std::vector<SpeedRegion> regions;
+        double cursor = 0;
+        while (round % 2 == 1 && cursor < duration) {
+            const double start = cursor + duration * 0.2 * unit(random);
+            const double end = std::min(duration, start + duration * 0.2 * unit(random) + 0.001);
+            if (start >= end) break;
+            regions.push_back({start, end, speeds[static_cast<std::size_t>(unit(random) * speeds.size())]});
+            cursor = end;
         }
-        ASSERT_NEAR(timeline.duration(), sum, 1e-9);
+        const OutputTimeline timeline(duration, trim, cuts, regions);
+
+        const double lastKept = timeline.keptRanges().empty() ? 0 : timeline.keptRanges().back().end;
+        ASSERT_NEAR(timeline.duration(), slowOutputTime(duration, trim, cuts, regions, duration), 1e-9) << round;
+        for (const PlayedRange& piece : timeline.playedRanges()) {
+            ASSERT_LT(piece.range.start, piece.range.end);
+            ASSERT_EQ(piece.speed, slowSpeedAt((piece.range.start + piece.range.end) / 2, regions));
+        }
         if (timeline.keptRanges().empty()) continue;
 
         double previous = -1;
         for (int step = 0; step <= 400; ++step) {
             const double output = timeline.duration() * step / 400.0;
             const double recording = timeline.recordingTime(output);
-            ASSERT_NEAR(recording, slowRecordingTime(timeline.keptRanges(), output), 1e-9) << round << " " << output;
             ASSERT_GE(recording, previous) << "round " << round << " goes back in time at output " << output;
             previous = recording;
             if (step < 400) {
                 ASSERT_FALSE(removed(recording, trim, cuts, duration)) << round << " shows a removed instant " << recording;
+                ASSERT_NEAR(slowOutputTime(recording, trim, cuts, regions, duration), output, 1e-9) << round;
                 const auto back = timeline.outputTime(recording);
                 ASSERT_TRUE(back.has_value());
                 ASSERT_NEAR(*back, output, 1e-9);
@@ -375,7 +453,7 @@ TEST(OutputTimeline, GeneratedEditsMapMonotonicallyRoundTripAndKeepTheSumOfRange
         for (int step = 0; step <= 200; ++step) {
             const double recording = duration * step / 200.0;
             const auto output = timeline.outputTime(recording);
-            if (recording < timeline.keptRanges().back().end) {
+            if (recording < lastKept) {
                 ASSERT_EQ(output.has_value(), !removed(recording, trim, cuts, duration)) << round << " " << recording;
             }
             if (output) {

@@ -36,6 +36,7 @@ RecordingProject richProject()
     project.focusSegments = {{0, 1.5, FocusSegment::SegmentType::clickFocus, 400, 300, 1.8, true}};
     project.trim = TimeRange{0.25, 1.25};
     project.cuts = {{0.5, 0.75}};
+    project.speedRegions = {{0.1, 0.4, 0.25}, {0.8, 1.2, 16}};
     project.cursorFrames = {{0, 1, 2, true, false}, {1.0 / 30, 1.1, 2.2, false, true}};
     project.renderSettings.aspectRatio = AspectRatio::portrait9x16;
     project.renderSettings.cursorEffect = CursorEffect::glow;
@@ -82,6 +83,8 @@ TEST(RecordCoding, ProjectWithOnlyRequiredKeysDecodesAndRichOnesRoundTripThrough
     EXPECT_TRUE(project.exports.empty());
     rich.exports.clear();
     EXPECT_FALSE(Json(rich).contains("exports"));
+    EXPECT_EQ(Json(rich)["speedRegions"][1], Json::parse(R"({"start":0.8,"end":1.2,"speed":16.0})"));
+    EXPECT_FALSE(Json(project).contains("speedRegions"));
     EXPECT_EQ(Json(project), Json(decodeDocument<RecordingProject>(Json(project))));
     EXPECT_EQ(Json(rich.events[0]), Json::parse(R"({"time":0.0,"type":"mouseMove","x":1.0,"y":2.0})"));
     // Integers written as 30.0 are still integers.
@@ -101,6 +104,8 @@ TEST(RecordCoding, DecodingNamesThePathOfAMissingKeyWrongTypeOrUnknownCase)
         {"/renderSettings:{\"aspectRatio\":\"landscape16x9\"}", "renderSettings.templateName: missing required key"},
         {"/cursorFrames:[{\"time\":1,\"x\":1,\"y\":1,\"visible\":1,\"isClicking\":false}]",
          "cursorFrames[0].visible"},
+        {"/speedRegions:[{\"start\":1,\"end\":2,\"speed\":20}]", "speedRegions[0].speed: must be between"},
+        {"/speedRegions:[{\"start\":2,\"end\":2,\"speed\":2}]", "speedRegions[0].end: a speed region must end"},
     };
     // Each case is "pointer:json value", or a pointer alone for a key to remove.
     for (const auto& [change, expected] : cases) {
