@@ -98,6 +98,9 @@ public:
                        std::optional<std::chrono::steady_clock::time_point> clockOrigin,
                        std::shared_ptr<const ExcludedAreas> ownWindows, std::int64_t fps) = 0;
     virtual std::vector<InputEvent> stop() = 0;
+    // Whether the next start logs key chords with Ctrl, Alt or Super by name; off unless the
+    // user turned it on. Services that cannot name keys ignore it.
+    virtual void setRecordsShortcuts(bool) {}
 };
 
 class ExportService {

@@ -151,6 +151,13 @@ void AppState::setRecordingCountdownName(const QString& name)
     if (const auto choice = parseCountdownChoice(name)) setRecordingCountdown(*choice);
 }
 
+void AppState::setRecordsShortcuts(bool records)
+{
+    if (recordsShortcuts_ == records) return;
+    recordsShortcuts_ = records;
+    emit recordsShortcutsChanged();
+}
+
 void AppState::setRecordingFps(int fps)
 {
     if (recordingFps_ == fps || !RecordingFrameRate::isOffered(fps)) return;

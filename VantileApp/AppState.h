@@ -96,6 +96,7 @@ class AppState : public QObject {
                    recordingCountdownChanged)
     // Frames per second of the next recording: 30 or 60.
     Q_PROPERTY(int recordingFps READ recordingFps WRITE setRecordingFps NOTIFY recordingFpsChanged)
+    Q_PROPERTY(bool recordsShortcuts READ recordsShortcuts WRITE setRecordsShortcuts NOTIFY recordsShortcutsChanged)
     // Exporting to a chosen file, the project's exports, and quitting while an export runs.
     Q_PROPERTY(QVariantList exports READ exportsValue NOTIFY currentProjectChanged)
     Q_PROPERTY(QString replaceQuestion READ replaceQuestion NOTIFY replaceQuestionChanged)
@@ -357,11 +358,16 @@ public:
     void cancelCountdown();
     // The next recording's frame rate; a rate that is not offered is ignored.
     int recordingFps() const { return recordingFps_; }
+    // Whether the next recording logs keyboard shortcuts (chords with Ctrl, Alt or Super) for
+    // the export's badges. Off until the user turns it on.
+    bool recordsShortcuts() const { return recordsShortcuts_; }
+    void setRecordsShortcuts(bool records);
     void setRecordingFps(int fps);
 
 signals:
     void recordingCountdownChanged();
     void recordingFpsChanged();
+    void recordsShortcutsChanged();
 
 public:
     // The editor's ruler: its marks in output time for a track `pixelWidth` wide that shows the
@@ -371,6 +377,7 @@ public:
 private:
     CountdownChoice recordingCountdown_ = CountdownChoice::automatic;
     int recordingFps_ = static_cast<int>(RecordingFrameRate::standard);
+    bool recordsShortcuts_ = false;
 
     void notifyDerivedTexts();
 

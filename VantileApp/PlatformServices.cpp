@@ -173,6 +173,7 @@ public:
             source_ = shared_->backend->makeInputSource();
         }
         if (stopShortcut_) source_->leaveOutShortcut(*stopShortcut_);
+        source_->recordShortcuts(recordsShortcuts_);
         recorder_ = std::make_unique<InputEventRecorder>(source_.get(), clockStartingAt(clockOrigin));
         recorder_->setExcludedAreas(std::move(ownWindows));
         const auto metadata = projectDirectory / ProjectFileManager::metadataFolderName;
@@ -189,6 +190,8 @@ public:
             QObject::connect(notifier_.get(), &QSocketNotifier::activated, [this] { source_->dispatchPending(); });
         }
     }
+
+    void setRecordsShortcuts(bool records) override { recordsShortcuts_ = records; }
 
     std::vector<InputEvent> stop() override
     {
@@ -207,6 +210,7 @@ public:
 private:
     std::shared_ptr<SharedBackend> shared_;
     std::optional<KeyShortcut> stopShortcut_;
+    bool recordsShortcuts_ = false;
     std::unique_ptr<InputSource> source_;
     std::unique_ptr<InputEventRecorder> recorder_;
     std::unique_ptr<EventJournal> journal_;

@@ -108,6 +108,8 @@ QVariantMap project(const RecordingProject& project)
         {"trimEnd", project.trim ? project.trim->end : project.duration},
         {"cuts", ranges(project.cuts)},
         {"speedRegions", speedRegions(project.speedRegions)},
+        {"shortcutCount", static_cast<qlonglong>(std::ranges::count(project.events, InputEvent::EventType::keyboardShortcut,
+                                                                    &InputEvent::type))},
         {"keptDuration", OutputTimeline(project).duration()},
         {"laneCount", laneCount(project.focusSegments)},
         {"hasCamera", project.camera.has_value()},
@@ -149,6 +151,7 @@ QVariantMap renderSettings(const RenderSettings& settings)
         {"backgroundEnabled", settings.backgroundEnabled},
         {"showCursor", settings.showCursor},
         {"showClickRipple", settings.showClickRipple},
+        {"showShortcuts", settings.showShortcuts},
         {"cursorTheme", text(cursorThemeTexts, settings.cursorTheme)},
         {"windowChrome", settings.windowChrome ? text(windowChromeTexts, *settings.windowChrome) : QString("template")},
         {"cursorEffect", text(cursorEffectTexts, settings.cursorEffect)},
@@ -348,6 +351,8 @@ std::optional<RenderSettingChange> renderSettingChange(const RenderSettings& cur
         settings.showCursor = value.toBool();
     } else if (field == "showClickRipple") {
         settings.showClickRipple = value.toBool();
+    } else if (field == "showShortcuts") {
+        settings.showShortcuts = value.toBool();
     } else if (field == "dynamicCursorScale") {
         settings.dynamicCursorScale = value.toBool();
     } else if (field == "motionBlur") {

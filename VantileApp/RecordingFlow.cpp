@@ -202,6 +202,7 @@ void RecordingFlow::finishStart(const std::optional<std::string>& failure)
     cursorInPicture_ = parts_.recorder->cursorInPicture();
     try {
         refreshOwnWindows();
+        parts_.inputRecorder->setRecordsShortcuts(state_.recordsShortcuts());
         parts_.inputRecorder->start(source_->region, *state_.projectDirectory(), parts_.recorder->firstFrameTime(),
                                     ownWindows_, fps_);
     } catch (...) {

@@ -31,7 +31,7 @@ const std::map<std::string, std::string>& helpTexts()
                     "  (kind camera) with the ids --camera accepts.\n"
                     "  --json              print them as JSON\n"},
         {"record", "vantile-cli record [--source ID] [--audio MODE] [--microphone ID] [--camera ID|default] [--duration S]\n"
-                   "                  [--fps 30|60] [--root DIR]\n"
+                   "                  [--fps 30|60] [--record-shortcuts] [--root DIR]\n"
                    "  Records until the duration or Ctrl-C, then plans and saves the project and prints its directory.\n"
                    "  --source ID         a display or window id from `vantile-cli sources` (default: the first)\n"
                    "  --audio MODE        " + audioModes() + " (default: none)\n"
@@ -41,6 +41,8 @@ const std::map<std::string, std::string>& helpTexts()
                    "  --duration S        seconds to record, more than 0 and at most 600 (default: until Ctrl-C)\n"
                    "  --fps 30|60         frames per second of the raw movie and of the export, unless the export\n"
                    "                      is given another rate (default: 30)\n"
+                   "  --record-shortcuts  also log key chords held with Ctrl, Alt or Super (\"Ctrl+Shift+P\"), shown\n"
+                   "                      as badges in the export; plain typing is never logged by key\n"
                    "  --root DIR          where the project directory is made (default: ~/Videos/VantileProjects)\n"},
         {"recover", "vantile-cli recover DIR\n"
                     "  Finishes a recording that was cut off (killed, power cut, full disk) from its movie and input\n"
@@ -95,6 +97,8 @@ const std::map<std::string, std::string>& helpTexts()
                    "  --no-cursor         no drawn cursor\n"
                    "  --no-ripple         no click ripples\n"
                    "  --no-dynamic-cursor the cursor keeps one size while the camera zooms\n"
+                   "  --no-shortcuts      hide the badges of the keyboard shortcuts logged while recording\n"
+                   "                      (--shortcuts shows them again)\n"
                    "  --normalize-loudness  bring each audio track to -16 LUFS (EBU R128, two passes);\n"
                    "                      --no-normalize-loudness turns it off\n"
                    "  --reduce-noise      lower each track's steady background noise; --no-reduce-noise turns it off\n"

@@ -1,5 +1,6 @@
 #include "CommandLine.h"
 #include "Commands.h"
+#include "FontSystem.h"
 #include "ProgressBar.h"
 #include "SoundOptions.h"
 
@@ -188,6 +189,8 @@ void applyOptions(const Arguments& parsed, const SoundOptions& sound, ProjectSet
     if (parsed.flag("--no-cursor")) settings.showCursor = false;
     if (parsed.flag("--no-ripple")) settings.showClickRipple = false;
     if (parsed.flag("--no-dynamic-cursor")) settings.dynamicCursorScale = false;
+    if (parsed.flag("--no-shortcuts")) settings.showShortcuts = false;
+    if (parsed.flag("--shortcuts")) settings.showShortcuts = true;
     applyCameraOptions(parsed, editor.project().camera.has_value(), settings);
     if (const auto amount = parsed.number("--motion-blur")) {
         if (!(*amount >= 0 && *amount <= 1)) throw UsageError("--motion-blur must be between 0 (off) and 1");
@@ -288,7 +291,8 @@ int runExport(const std::vector<std::string>& arguments)
                                        "--camera-shape", "--camera-mirror", "--motion-blur", "--background",
                                        "--background-blur", "--padding", "--corner-radius", "--shadow", "--cursor-size",
                                        "--layout"};
-    std::set<std::string> flagOptions{"--no-background", "--no-cursor", "--no-ripple", "--no-dynamic-cursor"};
+    std::set<std::string> flagOptions{"--no-background", "--no-cursor", "--no-ripple", "--no-dynamic-cursor",
+                                      "--no-shortcuts", "--shortcuts"};
     valueOptions.insert(SoundOptions::valueOptions.begin(), SoundOptions::valueOptions.end());
     flagOptions.insert(SoundOptions::flagOptions.begin(), SoundOptions::flagOptions.end());
     const Arguments parsed(remaining, valueOptions, flagOptions);
@@ -311,6 +315,7 @@ int runExport(const std::vector<std::string>& arguments)
     const std::filesystem::path outputURL = checkedOutput(output ? std::filesystem::path(*output) : editor.defaultExportURL(), editor);
     applyOptions(parsed, sound, editor);
 
+    const FontSystem fonts;
     ProgressBar bar("Exporting");
     ExportMonitor monitor([&bar](double fraction) { bar.update(fraction); });
     try {

@@ -28,7 +28,7 @@ AudioCaptureMode parseAudioMode(const std::string& text)
 int runRecord(const std::vector<std::string>& arguments)
 {
     const Arguments parsed(arguments, {"--source", "--audio", "--microphone", "--camera", "--duration", "--root", "--fps"},
-                           {});
+                           {"--record-shortcuts"});
     parsed.expectPositionalCount(0);
     RecordingRequest request;
     request.sourceId = parsed.value("--source");
@@ -38,6 +38,7 @@ int runRecord(const std::vector<std::string>& arguments)
         throw UsageError("--microphone needs --audio microphone or systemAndMicrophone");
     request.camera = parsed.value("--camera");
     if (request.camera && request.camera->empty()) throw UsageError("--camera names no camera");
+    request.recordShortcuts = parsed.flag("--record-shortcuts");
     request.duration = parsed.number("--duration");
     if (request.duration && !(*request.duration > 0 && *request.duration <= RecordingRequest::maxDuration)) {
         throw UsageError("--duration must be greater than 0 and at most 600 seconds");

@@ -18,6 +18,15 @@ Item {
             lineHeight: 1.3
             wrapMode: Text.WordWrap
             Layout.fillWidth: true
+        }
+        Text {
+            objectName: "shortcutBadgeExplanation"
+            text: "键盘快捷键徽标是可选的，默认关闭：在选择录制内容时打开“记录键盘快捷键”，这一次录制只记录按住 Ctrl、Alt 或 Super 时按下的组合键（如 Ctrl+Shift+P），导出时显示为按键徽标。普通输入和 Shift 加字母从不按键记录。"
+            color: Theme.tertiaryText
+            font.pixelSize: 13
+            lineHeight: 1.3
+            wrapMode: Text.WordWrap
+            Layout.fillWidth: true
             Layout.bottomMargin: 8
         }
         PermissionRow {

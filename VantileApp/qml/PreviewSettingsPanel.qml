@@ -107,6 +107,14 @@ ScrollView {
             checked: panel.settings.showClickRipple
             onToggled: value => appState.changeRenderSetting("showClickRipple", value)
         }
+        SettingSwitch {
+            objectName: "showShortcutsSwitch"
+            Layout.fillWidth: true
+            visible: (appState.currentProject.shortcutCount || 0) > 0
+            title: "快捷键徽标"
+            checked: panel.settings.showShortcuts
+            onToggled: value => appState.changeRenderSetting("showShortcuts", value)
+        }
         SettingPicker {
             Layout.fillWidth: true
             title: "光标跟随"

@@ -114,6 +114,20 @@ Item {
                             wrapMode: Text.WordWrap
                             Layout.fillWidth: true
                         }
+                        SettingSwitch {
+                            objectName: "recordShortcutsSwitch"
+                            Layout.fillWidth: true
+                            title: "记录键盘快捷键"
+                            checked: appState.recordsShortcuts
+                            onToggled: (value) => appState.recordsShortcuts = value
+                        }
+                        Text {
+                            text: "只记录带 Ctrl、Alt 或 Super 的组合键（如 Ctrl+Shift+P），导出时显示为按键徽标；普通输入从不按键记录。"
+                            color: Theme.tertiaryText
+                            font.pixelSize: 12
+                            wrapMode: Text.WordWrap
+                            Layout.fillWidth: true
+                        }
                     }
                 }
                 CameraChoicePanel { Layout.fillWidth: true }

@@ -121,6 +121,10 @@ void InputEventRecorder::handle(const RawInput& input)
     case Kind::keyUp:
         lastKeyTime_ = time;
         return;
+    case Kind::shortcut:
+        event.type = Type::keyboardShortcut;
+        event.keys = input.keys;
+        break;
     }
     append(std::move(event));
 }
@@ -139,7 +143,8 @@ bool InputEventRecorder::isOwnInput(RawInput::Kind kind, bool overOwnWindow)
     case Kind::mouseMoved:
     case Kind::scrollWheel: return overOwnWindow;
     case Kind::keyDown:
-    case Kind::keyUp: return false;
+    case Kind::keyUp:
+    case Kind::shortcut: return false;
     }
     return false;
 }

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <functional>
 #include <optional>
+#include <string>
 
 namespace vantile {
 
@@ -23,11 +24,14 @@ struct RawInput {
         keyDown,
         keyUp,
         scrollWheel,
+        // A chord with Ctrl, Alt or Super, named in `keys`; only from sources asked to log them.
+        shortcut,
     };
 
     Kind kind = Kind::mouseMoved;
     double scrollingDeltaX = 0;  // scrollWheel only; up and left are positive
     double scrollingDeltaY = 0;
+    std::string keys;  // shortcut only: "Ctrl+Shift+P"
     // Monitors that learn when and where input happened (kernel timestamps, a pointer history)
     // set these; otherwise the recorder takes the time of handling and asks the source where
     // the pointer is. The location is in global screen coordinates.
@@ -59,6 +63,9 @@ public:
     // The application's own shortcut (the stop key): its presses are not the user's typing. Sources
     // that cannot tell keys apart ignore it.
     virtual void leaveOutShortcut(const KeyShortcut&) {}
+    // Whether key chords with Ctrl, Alt or Super are reported by name (off unless the user asked).
+    // Keys without those modifiers are never named. Sources that cannot name keys ignore it.
+    virtual void recordShortcuts(bool) {}
 };
 
 }  // namespace vantile

@@ -47,6 +47,7 @@ RecordingOutcome RecordingRun::run(const std::function<bool()>& stopRequested, c
     backend->requireDisplayServer();
     const std::unique_ptr<InputSource> inputSource = backend->makeInputSource();
     InputSource& input = *inputSource;
+    input.recordShortcuts(request_.recordShortcuts);
     const PermissionStatus permissions = backend->permissions();
     if (!backend->canRecord(permissions)) throw std::runtime_error(permissions.missingPermissionMessage());
     for (const std::string& notice : backend->notices(permissions)) progress_(notice);

@@ -25,6 +25,7 @@ struct RecordingRequest {
     RenderSettings renderSettings;
     std::optional<std::string> camera;  // a camera id or "default"; absent: no camera
     std::int64_t fps = RecordingFrameRate::standard;  // one of RecordingFrameRate::offered
+    bool recordShortcuts = false;  // log Ctrl/Alt/Super key chords by name
 
     static constexpr double maxDuration = 600;
 };

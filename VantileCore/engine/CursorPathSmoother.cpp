@@ -31,7 +31,8 @@ struct PointerSample {
 
 bool isPointerEvent(EventType type)
 {
-    return type != EventType::typingActivityStart && type != EventType::typingActivityEnd;
+    return type != EventType::typingActivityStart && type != EventType::typingActivityEnd &&
+           type != EventType::keyboardShortcut;
 }
 
 bool isPress(EventType type)

@@ -8,6 +8,7 @@ void to_json(Json& json, const InputEvent& event)
     encodeOptionalKey(json, "deltaX", event.deltaX);
     encodeOptionalKey(json, "deltaY", event.deltaY);
     encodeOptionalKey(json, "button", event.button);
+    encodeOptionalKey(json, "keys", event.keys);
     encodeUnknownKeys(json, event.unknownKeys);
 }
 
@@ -21,7 +22,8 @@ void decodeValue(const Json& json, InputEvent& event)
     decodeOptionalKey(json, "deltaX", event.deltaX);
     decodeOptionalKey(json, "deltaY", event.deltaY);
     decodeOptionalKey(json, "button", event.button);
-    event.unknownKeys = unknownKeysOf(json, {"time", "type", "x", "y", "deltaX", "deltaY", "button"});
+    decodeOptionalKey(json, "keys", event.keys);
+    event.unknownKeys = unknownKeysOf(json, {"time", "type", "x", "y", "deltaX", "deltaY", "button", "keys"});
 }
 
 }  // namespace vantile

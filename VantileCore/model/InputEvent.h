@@ -18,6 +18,8 @@ struct InputEvent {
         scrollWheel,
         typingActivityStart,
         typingActivityEnd,
+        // A key chord with Ctrl, Alt or Super, logged only when the user asked for shortcuts.
+        keyboardShortcut,
     };
 
     double time = 0;
@@ -27,15 +29,16 @@ struct InputEvent {
     std::optional<double> deltaX;  // scrollWheel only
     std::optional<double> deltaY;  // scrollWheel only
     std::optional<std::string> button;  // "left" or "right" for button and drag events
+    std::optional<std::string> keys{};  // keyboardShortcut only: "Ctrl+Shift+P"
 
     UnknownKeys unknownKeys{};
 
     bool operator==(const InputEvent&) const = default;
 };
 
-inline constexpr EnumTexts<InputEvent::EventType, 9> eventTypeTexts{{
+inline constexpr EnumTexts<InputEvent::EventType, 10> eventTypeTexts{{
     "mouseMove", "leftMouseDown", "leftMouseUp", "rightMouseDown", "rightMouseUp",
-    "mouseDragged", "scrollWheel", "typingActivityStart", "typingActivityEnd",
+    "mouseDragged", "scrollWheel", "typingActivityStart", "typingActivityEnd", "keyboardShortcut",
 }};
 inline const auto& enumTexts(InputEvent::EventType) { return eventTypeTexts; }
 inline void to_json(Json& json, InputEvent::EventType type) { json = eventTypeTexts.text(type); }

@@ -166,6 +166,7 @@ void to_json(Json& json, const RenderSettings& settings)
     if (settings.shadowStrength != 1) json["shadowStrength"] = settings.shadowStrength;
     if (settings.cursorSize != 1) json["cursorSize"] = settings.cursorSize;
     if (settings.layout != VideoLayout::card) json["layout"] = settings.layout;
+    if (!settings.showShortcuts) json["showShortcuts"] = false;
     if (settings.normalizeLoudness) json["normalizeLoudness"] = true;
     if (settings.reduceNoise) json["reduceNoise"] = true;
     if (settings.systemAudioVolume != 0) json["systemAudioVolume"] = settings.systemAudioVolume;
@@ -209,6 +210,7 @@ void decodeFrameLook(const Json& json, RenderSettings& settings)
     decodeKeyOrKeep(json, "shadowStrength", settings.shadowStrength);
     decodeKeyOrKeep(json, "cursorSize", settings.cursorSize);
     decodeKeyOrKeep(json, "layout", settings.layout);
+    decodeKeyOrKeep(json, "showShortcuts", settings.showShortcuts);
     if (settings.cardPadding) requireWithin("cardPadding", *settings.cardPadding, 0, RenderSettings::maximumCardPadding, "0 and 0.2");
     if (settings.cardCornerRadius) {
         requireWithin("cardCornerRadius", *settings.cardCornerRadius, 0, RenderSettings::maximumCornerRadius, "0 and 64");
@@ -277,7 +279,7 @@ void decodeValue(const Json& json, RenderSettings& settings)
     requireWithin("motionBlur", settings.motionBlur, 0, 1, "0 and 1");
     decodeFrameLook(json, settings);
     decodeSound(json, settings);
-    settings.unknownKeys = unknownKeysOf(json, {"aspectRatio", "templateName", "zoomIntensity", "resolutionPreset", "backgroundEnabled", "showCursor", "showClickRipple", "cursorTheme", "cursorEffect", "dynamicCursorScale", "outputWidth", "outputHeight", "fps", "exportQuality", "windowChrome", "cursorSmoothing", "cameraVisible", "cameraPosition", "cameraCenterX", "cameraCenterY", "cameraSize", "cameraShape", "cameraMirror", "cameraShadow", "motionBlur", "backgroundColor", "backgroundImage", "backgroundGenerated", "backgroundBlur", "cardPadding", "cardCornerRadius", "shadowStrength", "cursorSize", "layout", "normalizeLoudness", "reduceNoise", "systemAudioVolume", "microphoneVolume", "systemAudioMuted", "microphoneMuted", "duckedTrack"});
+    settings.unknownKeys = unknownKeysOf(json, {"aspectRatio", "templateName", "zoomIntensity", "resolutionPreset", "backgroundEnabled", "showCursor", "showClickRipple", "cursorTheme", "cursorEffect", "dynamicCursorScale", "outputWidth", "outputHeight", "fps", "exportQuality", "windowChrome", "cursorSmoothing", "cameraVisible", "cameraPosition", "cameraCenterX", "cameraCenterY", "cameraSize", "cameraShape", "cameraMirror", "cameraShadow", "motionBlur", "backgroundColor", "backgroundImage", "backgroundGenerated", "backgroundBlur", "cardPadding", "cardCornerRadius", "shadowStrength", "cursorSize", "layout", "normalizeLoudness", "reduceNoise", "systemAudioVolume", "microphoneVolume", "systemAudioMuted", "microphoneMuted", "duckedTrack", "showShortcuts"});
 }
 
 EncoderTuning encoderTuning(ExportQuality quality)

@@ -186,6 +186,8 @@ struct RenderSettings {
     bool microphoneMuted = false;
     // The track that gets quieter while the other one sounds.
     std::optional<AudioTrackRole> duckedTrack;
+    // Logged keyboard shortcuts shown as badges; written only when turned off.
+    bool showShortcuts = true;
 
     // Whether any sound choice differs from its default.
     bool changesSound() const;

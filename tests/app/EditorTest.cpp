@@ -2,6 +2,7 @@
 #include "SampleProject.h"
 
 #include "engine/TimelineLayout.h"
+#include "store/ProjectFileManager.h"
 
 #include <QQmlComponent>
 #include <QTest>
@@ -240,6 +241,11 @@ TEST(TimelineViewTest, SpeedRegionsShowOnTheirTrackAndIdleProposalsApplyAsOneSte
     ASSERT_EQ(screen.state->currentProject()->speedRegions, (std::vector<SpeedRegion>{{1, 2, 2}}));
     EXPECT_TRUE(waitFor([&] { return screen.visibleTexts().count("2×") > 0; }));
     EXPECT_TRUE(waitFor([&] { return screen.visibleTexts().count("保留 3.5 s / 4.0 s") > 0; }));
+    // Saved with the project, as every edit is.
+    const auto saved = [&] {
+        return ProjectFileManager(screen.root / "projects").loadProject(screen.root / "projects" / "project-keys").speedRegions;
+    };
+    EXPECT_TRUE(waitFor([&] { return saved().size() == 1; }));
     // An overlapping region is refused with its reason and changes nothing.
     screen.state->addSpeedRegion(1.5, 3, 2);
     EXPECT_EQ(screen.state->currentProject()->speedRegions.size(), 1U);

@@ -2,8 +2,10 @@
 
 #include "capture/InputEventRecorder.h"
 #include "capture/KeyShortcut.h"
+#include "capture/ShortcutChord.h"
 #include "capture/x11/X11GlobalShortcut.h"
 #include "capture/x11/X11InputSource.h"
+#include "capture/x11/X11ShortcutChords.h"
 
 #include <poll.h>
 
@@ -60,6 +62,56 @@ TEST_F(StopShortcutInputTest, TheHeldStopShortcutLeavesNoTypingButOtherKeysWithI
         EXPECT_EQ(typingStarts(events), 1) << keys;
         EXPECT_EQ(std::ranges::count(events, Type::typingActivityEnd, &InputEvent::type), 1) << keys;
     }
+}
+
+// With shortcuts asked for, exactly the chords held with Ctrl, Alt or Super are logged by name,
+// in order; typed text, Shift with a letter and the stop shortcut leave no name anywhere.
+TEST_F(StopShortcutInputTest, OnlyChordsWithCtrlAltOrSuperAreNamedAndTypingStaysAnonymous)
+{
+    const KeyShortcut shortcut = *parseKeyShortcut(defaultStopShortcut);
+    const auto grab = grabX11GlobalShortcut(shortcut);
+    X11InputSource input;
+    input.leaveOutShortcut(shortcut);
+    input.recordShortcuts(true);
+
+    const auto events = logKeysThenClick(input, "h e l l o ctrl+shift+p shift+a super+Tab ctrl+shift+F9 alt+F4 w o r "
+                                                "l d ctrl+c Return");
+    std::vector<std::string> chords;
+    for (const InputEvent& event : events) {
+        if (event.type == Type::keyboardShortcut) {
+            chords.push_back(event.keys.value_or("?"));
+        } else {
+            // Nothing but a chord carries a key's name.
+            EXPECT_FALSE(event.keys) << static_cast<int>(event.type);
+        }
+    }
+    EXPECT_EQ(chords, (std::vector<std::string>{"Ctrl+Shift+P", "Super+Tab", "Alt+F4", "Ctrl+C"}));
+    EXPECT_GE(typingStarts(events), 1);
+    const std::string logged = Json(events).dump();
+    for (const char* typed : {"\"H\"", "\"E\"", "\"W\"", "\"A\"", "Shift+A", "Enter", "F9"}) {
+        EXPECT_EQ(logged.find(typed), std::string::npos) << typed << " reached the log";
+    }
+
+    // Not asked: no chord at all.
+    input.recordShortcuts(false);
+    const auto plain = logKeysThenClick(input, "ctrl+shift+p");
+    EXPECT_EQ(std::ranges::count(plain, Type::keyboardShortcut, &InputEvent::type), 0);
+}
+
+// Key names as badges show them; modifiers and unnamed keys make no chord.
+TEST(ShortcutChordTest, ChordsNeedCtrlAltOrSuperAndANamedKey)
+{
+    EXPECT_EQ(shortcutChord({.control = true, .shift = true}, "P"), "Ctrl+Shift+P");
+    EXPECT_EQ(shortcutChord({.control = true, .alt = true, .super = true}, "Delete"), "Ctrl+Alt+Super+Delete");
+    EXPECT_FALSE(shortcutChord({.shift = true}, "A"));
+    EXPECT_FALSE(shortcutChord({}, "A"));
+    EXPECT_FALSE(shortcutChord({.control = true}, ""));
+    EXPECT_EQ(keyNameOfKeysym('q'), "Q");
+    EXPECT_EQ(keyNameOfKeysym('7'), "7");
+    EXPECT_EQ(keyNameOfKeysym(0xffc2), "F5");
+    EXPECT_EQ(keyNameOfKeysym(0xff51), "←");
+    EXPECT_EQ(keyNameOfKeysym(0xffe3), "");  // Control_L
+    EXPECT_EQ(keyNameOfKeysym(0xffeb), "");  // Super_L
 }
 
 }  // namespace

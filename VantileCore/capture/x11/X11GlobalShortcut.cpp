@@ -54,20 +54,29 @@ std::uint16_t X11GlobalShortcut::numLockMask() const
     return 0;
 }
 
-std::vector<xcb_keycode_t> keycodesOfKeysym(const X11Connection& connection, std::uint32_t keysym)
+std::vector<std::uint32_t> unshiftedKeysyms(const X11Connection& connection)
 {
     const xcb_setup_t* setup = xcb_get_setup(connection.get());
     const int count = setup->max_keycode - setup->min_keycode + 1;
     const XcbReply<xcb_get_keyboard_mapping_reply_t> mapping(xcb_get_keyboard_mapping_reply(
         connection.get(), xcb_get_keyboard_mapping(connection.get(), setup->min_keycode, std::uint8_t(count)), nullptr));
-    std::vector<xcb_keycode_t> keycodes;
-    if (!mapping) return keycodes;
+    std::vector<std::uint32_t> symbols(256, 0);
+    if (!mapping) return symbols;
     const xcb_keysym_t* keysyms = xcb_get_keyboard_mapping_keysyms(mapping.get());
     const int perKeycode = mapping->keysyms_per_keycode;
-    for (int index = 0; index < count; ++index) {
+    for (int index = 0; index < count && perKeycode > 0; ++index) {
         // The unshifted symbol names the key: a letter's keysym is its lower-case one.
-        if (perKeycode > 0 && keysyms[index * perKeycode] == keysym)
-            keycodes.push_back(xcb_keycode_t(setup->min_keycode + index));
+        symbols[static_cast<std::size_t>(setup->min_keycode + index)] = keysyms[index * perKeycode];
+    }
+    return symbols;
+}
+
+std::vector<xcb_keycode_t> keycodesOfKeysym(const X11Connection& connection, std::uint32_t keysym)
+{
+    std::vector<xcb_keycode_t> keycodes;
+    const std::vector<std::uint32_t> symbols = unshiftedKeysyms(connection);
+    for (std::size_t keycode = 1; keycode < symbols.size(); ++keycode) {
+        if (symbols[keycode] == keysym) keycodes.push_back(xcb_keycode_t(keycode));
     }
     return keycodes;
 }

@@ -12,6 +12,8 @@ namespace vantile {
 
 // The keycodes whose unshifted symbol is `keysym`.
 std::vector<xcb_keycode_t> keycodesOfKeysym(const X11Connection& connection, std::uint32_t keysym);
+// Each keycode's unshifted keysym (0 where none), indexed by keycode.
+std::vector<std::uint32_t> unshiftedKeysyms(const X11Connection& connection);
 // The modifier bits (Shift, Control, Mod1 for Alt, Mod4 for Super) the shortcut is held with.
 std::uint16_t modifierMaskOf(const KeyShortcut& shortcut);
 // Each key the server maps to a modifier, with that modifier's bit.

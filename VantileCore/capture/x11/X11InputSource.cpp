@@ -110,6 +110,12 @@ void X11InputSource::leaveOutShortcut(const KeyShortcut& shortcut)
                                       modifierMaskOf(shortcut));
 }
 
+void X11InputSource::recordShortcuts(bool enabled)
+{
+    chords_.reset();
+    if (enabled) chords_.emplace(unshiftedKeysyms(connection_), modifierKeys(connection_));
+}
+
 CodablePoint X11InputSource::pointerLocation()
 {
     const XcbReply<xcb_query_pointer_reply_t> reply(xcb_query_pointer_reply(
@@ -177,13 +183,25 @@ void X11InputSource::deliver(const xcb_generic_event_t* event)
         }
         return;
     }
-    // The key's identity (the event's detail) goes no further than the shortcut's filter.
+    // The key's identity (the event's detail) goes no further than the stop shortcut's filter and,
+    // when the user asked for shortcut badges, the chord namer, which names only Ctrl/Alt/Super chords.
     case XCB_INPUT_RAW_KEY_PRESS:
     case XCB_INPUT_RAW_KEY_RELEASE: {
         const auto* key = reinterpret_cast<const xcb_input_raw_key_press_event_t*>(event);
         const auto keycode = static_cast<std::uint8_t>(key->detail);
-        if (generic->event_type == XCB_INPUT_RAW_KEY_PRESS) shortcutKeys_.keyPressed(keycode, handler_);
-        else shortcutKeys_.keyReleased(keycode, handler_);
+        if (generic->event_type == XCB_INPUT_RAW_KEY_RELEASE) {
+            if (chords_) chords_->keyReleased(keycode);
+            shortcutKeys_.keyReleased(keycode, handler_);
+            return;
+        }
+        const std::optional<std::string> chord = chords_ ? chords_->keyPressed(keycode) : std::nullopt;
+        // The stop shortcut's own press never reaches the log, so it gets no badge either.
+        bool typed = false;
+        shortcutKeys_.keyPressed(keycode, [&](const RawInput& input) {
+            typed = typed || (input.kind == Kind::keyDown && !input.time);
+            handler_(input);
+        });
+        if (chord && typed) handler_({.kind = Kind::shortcut, .keys = *chord});
         return;
     }
     default: return;

@@ -4,6 +4,7 @@
 #include "capture/UniqueDescriptor.h"
 #include "capture/x11/ShortcutKeyFilter.h"
 #include "capture/x11/X11Connection.h"
+#include "capture/x11/X11ShortcutChords.h"
 
 #include <chrono>
 
@@ -29,6 +30,7 @@ public:
     int fileDescriptor() const override;
     void dispatchPending() override;
     void leaveOutShortcut(const KeyShortcut& shortcut) override;
+    void recordShortcuts(bool enabled) override;
 
 private:
     void deliver(const xcb_generic_event_t* event);
@@ -44,6 +46,7 @@ private:
     std::uint8_t xinputOpcode_ = 0;
     Handler handler_;
     ShortcutKeyFilter shortcutKeys_;
+    std::optional<X11ShortcutChords> chords_;  // only while shortcuts are logged
     bool leftHeld_ = false;
     bool rightHeld_ = false;
 };
