@@ -1,6 +1,7 @@
 #include "engine/TimelineModel.h"
 
 #include "engine/CameraPathBuilder.h"
+#include "engine/TextCalloutEdits.h"
 #include "engine/TimelineEdits.h"
 
 #include <algorithm>
@@ -12,7 +13,8 @@ TimelineModel::TimelineModel(RecordingProject project) : project_(std::move(proj
 
 TimelineState TimelineModel::state() const
 {
-    return {project_.trim, project_.cuts, project_.focusSegments, CameraBubbleLook::of(project_.renderSettings)};
+    return {project_.trim, project_.cuts, project_.focusSegments, CameraBubbleLook::of(project_.renderSettings),
+            project_.textCallouts};
 }
 
 void TimelineModel::adopt(RecordingProject project)
@@ -27,6 +29,7 @@ void TimelineModel::restore(const TimelineState& state)
     project_.cuts = state.cuts;
     project_.focusSegments = state.focusSegments;
     project_.renderSettings = state.cameraBubble.appliedTo(project_.renderSettings);
+    project_.textCallouts = state.textCallouts;
     project_.previewVideoPath.reset();
     timeline_ = OutputTimeline(project_);
 }
@@ -165,6 +168,23 @@ void TimelineModel::redo()
     const TimelineState next = std::move(redo_.back());
     redo_.pop_back();
     restore(next);
+}
+
+std::size_t TimelineModel::addTextCallout(const TextCallout& callout)
+{
+    commit(TextCalloutEdits::withTextCallout(project_, callout));
+    return project_.textCallouts.size() - 1;
+}
+
+void TimelineModel::changeTextCallout(std::size_t index, const TextCallout& changed)
+{
+    if (index < project_.textCallouts.size() && project_.textCallouts[index] == changed) return;
+    commit(TextCalloutEdits::withTextCalloutChanged(project_, index, changed));
+}
+
+void TimelineModel::removeTextCallout(std::size_t index)
+{
+    commit(TextCalloutEdits::withoutTextCallout(project_, index));
 }
 
 }  // namespace vantile

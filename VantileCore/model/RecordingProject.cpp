@@ -85,6 +85,7 @@ void to_json(Json& json, const RecordingProject& project)
     encodeOptionalKey(json, "trim", project.trim);
     if (!project.cuts.empty()) json["cuts"] = project.cuts;
     encodeOptionalKey(json, "camera", project.camera);
+    if (!project.textCallouts.empty()) json["textCallouts"] = project.textCallouts;
     encodeUnknownKeys(json, project.unknownKeys);
 }
 
@@ -142,10 +143,11 @@ void decodeValue(const Json& json, RecordingProject& project)
     decodeOptionalKey(json, "trim", project.trim);
     decodeKeyOrKeep(json, "cuts", project.cuts);
     decodeOptionalKey(json, "camera", project.camera);
+    decodeKeyOrKeep(json, "textCallouts", project.textCallouts);
     project.unknownKeys = unknownKeysOf(json, {"id", "createdAt", "duration", "capture", "video", "events",
                                                "focusSegments", "cursorFrames", "renderSettings", "audioSettings",
                                                "rawVideoPath", "previewVideoPath", "exportVideoPath", "exports", "trim",
-                                               "cuts", "camera"});
+                                               "cuts", "camera", "textCallouts"});
     requirePlausibleValues(project);
 }
 

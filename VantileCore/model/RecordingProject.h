@@ -8,6 +8,7 @@
 #include "model/FocusSegment.h"
 #include "model/InputEvent.h"
 #include "model/RenderSettings.h"
+#include "model/TextCallout.h"
 #include "model/TimeRange.h"
 
 #include <chrono>
@@ -46,6 +47,8 @@ struct RecordingProject {
     std::vector<TimeRange> cuts;
     // The webcam recorded beside the screen; absent for a take without one.
     std::optional<CameraRecording> camera;
+    // Captions over the output frame, in the order they were added.
+    std::vector<TextCallout> textCallouts;
 
     UnknownKeys unknownKeys{};
 
