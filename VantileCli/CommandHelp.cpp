@@ -2,6 +2,7 @@
 
 #include "model/AudioSettings.h"
 #include "model/RenderSettings.h"
+#include "model/TextCallout.h"
 
 #include <map>
 
@@ -103,7 +104,9 @@ const std::map<std::string, std::string>& helpTexts()
                    "  --duck microphone|system|none  make that track quieter while the other one sounds\n"
                    "                      (needs both tracks; default: none)\n"},
         {"edit", "vantile-cli edit DIR [--trim START END] [--cut START END]... [--zoom START END X Y SCALE]...\n"
-                 "                     [--remove-zoom INDEX]... [--clear-edits] [--json]\n"
+                 "                     [--remove-zoom INDEX]... [--clear-edits]\n"
+                 "                     [--text START END TEXT [--text-style S] [--text-position X Y]]...\n"
+                 "                     [--remove-text INDEX]... [--json]\n"
                  "  Edits the timeline: options apply in the order given, the project is saved once, and the resulting\n"
                  "  timeline is printed. Times are recording seconds; a refused edit changes nothing.\n"
                  "  --trim START END    keep only this stretch of the recording\n"
@@ -114,7 +117,14 @@ const std::map<std::string, std::string>& helpTexts()
                  "  --remove-zoom INDEX remove segment INDEX (as `info --json` lists focusSegments); a removed\n"
                  "                      zoom leaves the overview in its place\n"
                  "  --clear-edits       no trim, no cuts, and the automatic plan again\n"
-                 "  --json              print {\"duration\", \"trim\", \"cuts\", \"segments\"}\n"},
+                 "  --text START END TEXT\n"
+                 "                      a text callout over the output frame, faded in and out over 0.2 s\n"
+                 "  --text-style S      the --text before it: " + choices(textCalloutStyleTexts) + " (default: label)\n"
+                 "  --text-position X Y the --text before it centred at X,Y, fractions 0 to 1 of the output frame\n"
+                 "                      (default: the style's place: title centred, lower third at the bottom\n"
+                 "                      left, label near the top)\n"
+                 "  --remove-text INDEX remove text callout INDEX (as `info --json` lists textCallouts)\n"
+                 "  --json              print {\"duration\", \"trim\", \"cuts\", \"segments\"} (and \"textCallouts\" when any)\n"},
         {"plan", "vantile-cli plan --events FILE --duration S --width W --height H [--intensity I] [--fps N]\n"
                  "  Plans a JSON array of input events (video pixels) and prints segments, camera keyframes and cursor frames.\n"
                  "  --events FILE       the events, a JSON array\n"

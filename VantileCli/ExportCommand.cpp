@@ -1,5 +1,6 @@
 #include "CommandLine.h"
 #include "Commands.h"
+#include "HeadlessQt.h"
 #include "ProgressBar.h"
 #include "SoundOptions.h"
 
@@ -9,6 +10,7 @@
 #include "render/RenderError.h"
 
 #include <array>
+#include <optional>
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
@@ -310,6 +312,10 @@ int runExport(const std::vector<std::string>& arguments)
     }
     const std::filesystem::path outputURL = checkedOutput(output ? std::filesystem::path(*output) : editor.defaultExportURL(), editor);
     applyOptions(parsed, sound, editor);
+
+    // Callouts are drawn with Qt's fonts; without them the export needs no Qt application.
+    std::optional<HeadlessQt> fonts;
+    if (!editor.project().textCallouts.empty()) fonts.emplace();
 
     ProgressBar bar("Exporting");
     ExportMonitor monitor([&bar](double fraction) { bar.update(fraction); });

@@ -1,12 +1,10 @@
 #include "CommandLine.h"
 #include "Commands.h"
+#include "HeadlessQt.h"
 
 #include "store/AtomicFile.h"
 #include "sample/SampleProjectWriter.h"
 
-#include <QGuiApplication>
-
-#include <cstdio>
 #include <filesystem>
 #include <iostream>
 
@@ -52,15 +50,7 @@ int runSample(const std::vector<std::string>& arguments)
     if (const auto audio = parsed.value("--audio")) options.audio = parseAudioMode(*audio);
 
     // Text in the synthetic screen needs Qt's font system; no display is involved.
-    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
-    // Qt's notices (such as a missing runtime directory) are noise for a headless tool.
-    qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& message) {
-        if (type == QtCriticalMsg || type == QtFatalMsg) std::fprintf(stderr, "%s\n", qPrintable(message));
-    });
-    int argc = 1;
-    char name[] = "vantile-cli";
-    char* argv[] = {name, nullptr};
-    QGuiApplication application(argc, argv);
+    const HeadlessQt fonts;
 
     SampleProjectWriter::write(directory, options);
     std::cout << std::filesystem::absolute(directory).lexically_normal().string() << "\n";

@@ -155,8 +155,10 @@ void TextCalloutLayer::prepare(Shown& shown, const QRectF& canvas)
     }
     painter.setFont(font);
     painter.setPen(Qt::white);
-    const QRectF textArea = plate.adjusted(paddingX + accent, paddingY, -paddingX, -paddingY);
-    painter.drawText(textArea, text, option);
+    // As wide as the text was measured in, so it breaks into the same lines.
+    const double textLeft = callout.style == TextCalloutStyle::lowerThird ? plate.left() + paddingX + accent
+                                                                         : plate.center().x() - wrapWidth / 2;
+    painter.drawText(QRectF(textLeft, plate.top() + paddingY, wrapWidth, textBounds.height()), text, option);
 }
 
 QRect TextCalloutLayer::placedRect(std::size_t index, const QRectF& canvas)
