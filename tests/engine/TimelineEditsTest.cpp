@@ -53,7 +53,8 @@ RecordingProject plannedProject()
 
 TimelineState stateOf(const RecordingProject& project)
 {
-    return {project.trim, project.cuts, project.focusSegments, CameraBubbleLook::of(project.renderSettings)};
+    return {project.trim, project.cuts, project.focusSegments, CameraBubbleLook::of(project.renderSettings),
+            project.textCallouts};
 }
 
 // The obvious version: walk output time through the kept ranges one by one.
