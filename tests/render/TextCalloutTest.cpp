@@ -1,21 +1,16 @@
 #include "RenderTestSupport.h"
 
 #include "engine/OutputTimeline.h"
-#include "engine/TimelineEdits.h"
 #include "render/ExportManager.h"
 #include "render/VideoFileWriter.h"
 #include "render/layers/TextCalloutLayer.h"
 
-#include <QFontDatabase>
 #include <QGlyphRun>
 #include <QGuiApplication>
-#include <QPainter>
 #include <QRawFont>
 #include <QTextLayout>
 
 #include <gtest/gtest.h>
-
-#include <cmath>
 
 using namespace vantile;
 using namespace vantile::test;
@@ -71,16 +66,12 @@ TEST(TextCalloutLayer, ChineseTextIsDrawnWithRealGlyphsNotBoxes)
     }
     EXPECT_EQ(glyphs, 4) << "the fonts offered have no glyphs for the Chinese characters";
 
-    // Different characters look different, and neither looks like a character no font has.
+    // Different characters look different: missing glyphs would all be the same box.
     const QImage zhong = drawnText("中");
     const QImage wen = drawnText("文");
-    const QImage missing = drawnText("\xEE\x80\x80");  // U+E000, private use: no font draws it
     ASSERT_FALSE(zhong.isNull());
     ASSERT_EQ(zhong.size(), wen.size());
     EXPECT_NE(zhong, wen);
-    if (missing.size() == zhong.size()) {
-        EXPECT_NE(zhong, missing);
-    }
     // Ink: the glyph covers a fair share of its cell in white, as a stroke-rich character does.
     int white = 0;
     for (int y = 0; y < zhong.height(); ++y) {
@@ -191,23 +182,23 @@ TEST(TextCalloutExport, PlatesShowInTheirRegionsDuringTheirSpansAndFadeAtTheEnds
     const QPoint title(180, 180);
     const QPoint lowerThird(48, 300);
     const QPoint label(320, 38);
-    const auto darkAt = [&](double seconds, QPoint point) { return brightness(decodeFrame(movie, seconds).pixelColor(point)); };
-    const int grey = darkAt(0.2, title);
+    const auto brightnessAt = [&](double seconds, QPoint point) { return brightness(decodeFrame(movie, seconds).pixelColor(point)); };
+    const int grey = brightnessAt(0.2, title);
     EXPECT_NEAR(grey, 150, 8) << "nothing before the span";
-    EXPECT_NEAR(darkAt(0.2, label), grey, 8);
-    EXPECT_NEAR(darkAt(0.2, lowerThird), grey, 8);
-    EXPECT_LT(darkAt(1.5, title), 70) << "the title plate";
-    EXPECT_LT(darkAt(1.5, lowerThird), 70) << "the lower third's bar";
-    EXPECT_LT(darkAt(1.5, label), 70) << "the label's pill";
+    EXPECT_NEAR(brightnessAt(0.2, label), grey, 8);
+    EXPECT_NEAR(brightnessAt(0.2, lowerThird), grey, 8);
+    EXPECT_LT(brightnessAt(1.5, title), 70) << "the title plate";
+    EXPECT_LT(brightnessAt(1.5, lowerThird), 70) << "the lower third's bar";
+    EXPECT_LT(brightnessAt(1.5, label), 70) << "the label's pill";
     // Frame 18 (0.6 s) is half way into the fade: between the two.
-    const int fading = darkAt(0.6, title);
-    EXPECT_GT(fading, darkAt(1.5, title) + 20);
+    const int fading = brightnessAt(0.6, title);
+    EXPECT_GT(fading, brightnessAt(1.5, title) + 20);
     EXPECT_LT(fading, grey - 20);
     // The lower third is gone after its end while the others stay; all are gone after theirs.
-    EXPECT_NEAR(darkAt(2.2, lowerThird), grey, 8);
-    EXPECT_LT(darkAt(2.2, title), 70);
-    EXPECT_NEAR(darkAt(2.7, title), grey, 8);
-    EXPECT_NEAR(darkAt(2.7, label), grey, 8);
+    EXPECT_NEAR(brightnessAt(2.2, lowerThird), grey, 8);
+    EXPECT_LT(brightnessAt(2.2, title), 70);
+    EXPECT_NEAR(brightnessAt(2.7, title), grey, 8);
+    EXPECT_NEAR(brightnessAt(2.7, label), grey, 8);
 
     // The GIF draws through the same layers.
     ExportMonitor monitor;
