@@ -12,6 +12,7 @@
 
 #include <QDateTime>
 #include <QObject>
+#include <QRectF>
 #include <QThreadPool>
 #include <QUrl>
 #include <QVariant>
@@ -249,6 +250,18 @@ public:
     bool isFindingIdle() const { return findingIdle_; }
     bool canUndo() const;
     bool canRedo() const;
+
+    // Text callouts (currentProject.textCallouts): the 文字 track and the settings panel edit
+    // them, each change one undo step. Times are recording seconds, x and y fractions of the
+    // output frame, style "title", "lowerThird" or "label". Returns the added callout's index, or -1.
+    Q_INVOKABLE int addTextCallout(double playhead);
+    Q_INVOKABLE void setTextCalloutText(int index, const QString& text);
+    Q_INVOKABLE void setTextCalloutStyle(int index, const QString& style);
+    Q_INVOKABLE void setTextCalloutSpan(int index, double start, double end);
+    Q_INVOKABLE void moveTextCallout(int index, double x, double y);
+    Q_INVOKABLE void removeTextCallout(int index);
+    // Where the export draws callout `index` on a canvas of that size, so the preview can frame and drag it.
+    Q_INVOKABLE QRectF textCalloutRect(int index, double canvasWidth, double canvasHeight) const;
 
     // The permission screen's row actions: "screenRecording", "accessibility", "inputMonitoring".
     Q_INVOKABLE void requestPermission(const QString& permission);

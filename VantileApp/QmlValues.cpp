@@ -44,6 +44,21 @@ QVariantList sources(const std::vector<CaptureSource>& sources)
 
 namespace {
 
+// Each callout for the 文字 track and the settings panel; x and y are -1 where the style places it.
+QVariantList textCallouts(const std::vector<TextCallout>& list)
+{
+    QVariantList values;
+    for (const TextCallout& callout : list) {
+        values.append(QVariantMap{{"start", callout.start},
+                                  {"end", callout.end},
+                                  {"text", QString::fromStdString(callout.text)},
+                                  {"style", QString::fromStdString(rawValue(callout.style))},
+                                  {"x", callout.position ? callout.position->x : -1.0},
+                                  {"y", callout.position ? callout.position->y : -1.0}});
+    }
+    return values;
+}
+
 QVariantList segments(const std::vector<FocusSegment>& list)
 {
     QVariantList values;
@@ -117,6 +132,7 @@ QVariantMap project(const RecordingProject& project)
                                 (capturesMicrophone(project.audioSettings.mode) ? 1 : 0)},
         {"hasSystemAudio", capturesSystemAudio(project.audioSettings.mode)},
         {"hasMicrophone", capturesMicrophone(project.audioSettings.mode)},
+        {"textCallouts", textCallouts(project.textCallouts)},
     };
 }
 

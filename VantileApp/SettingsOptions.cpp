@@ -46,6 +46,8 @@ QVariantMap all()
                                     option("square", "方形")};
     const QVariantList cameraPositions{option("bottomRight", "右下"), option("bottomLeft", "左下"),
                                        option("topRight", "右上"), option("topLeft", "左上")};
+    const QVariantList textCalloutStyles{option("title", "标题卡"), option("lowerThird", "下方字幕"),
+                                         option("label", "标签")};
     const QVariantList exportQualities{option("draft", "草稿（快）"), option("standard", "标准"),
                                        option("high", "高质量（慢）")};
     // A few calm colours beside the template's own; any other comes from the command line.
@@ -74,6 +76,7 @@ QVariantMap all()
         {"cameraShapes", cameraShapes},   {"cameraPositions", cameraPositions}, {"motionBlurs", motionBlurs},
         {"backgroundColors", backgroundColors}, {"generatedBackgrounds", BackgroundGallery::generatedEntries()},
         {"trackVolumes", trackVolumes},   {"duckings", duckings},
+        {"textCalloutStyles", textCalloutStyles},
     };
 }
 

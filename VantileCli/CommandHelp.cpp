@@ -2,6 +2,7 @@
 
 #include "model/AudioSettings.h"
 #include "model/RenderSettings.h"
+#include "model/TextCallout.h"
 
 #include <map>
 
@@ -108,7 +109,9 @@ const std::map<std::string, std::string>& helpTexts()
                    "                      (needs both tracks; default: none)\n"},
         {"edit", "vantile-cli edit DIR [--trim START END] [--cut START END]... [--zoom START END X Y SCALE]...\n"
                  "                     [--remove-zoom INDEX]... [--speed START END FACTOR]... [--remove-speed INDEX]...\n"
-                 "                     [--skip-idle [SECONDS] [--as speed|cut]] [--clear-edits] [--json]\n"
+                 "                     [--skip-idle [SECONDS] [--as speed|cut]] [--clear-edits]\n"
+                 "                     [--text START END TEXT [--text-style S] [--text-position X Y]]...\n"
+                 "                     [--remove-text INDEX]... [--json]\n"
                  "  Edits the timeline: options apply in the order given, the project is saved once, and the resulting\n"
                  "  timeline is printed. Times are recording seconds; a refused edit changes nothing.\n"
                  "  --trim START END    keep only this stretch of the recording\n"
@@ -126,7 +129,15 @@ const std::map<std::string, std::string>& helpTexts()
                  "                      find stretches of at least SECONDS (default 3) with no input and no change on\n"
                  "                      the screen, and play them at 8x (speed, the default) or cut them\n"
                  "  --clear-edits       no trim, no cuts, no speed regions, and the automatic plan again\n"
-                 "  --json              print {\"duration\", \"trim\", \"cuts\", \"speedRegions\", \"segments\"}\n"},
+                 "  --text START END TEXT\n"
+                 "                      a text callout over the output frame, faded in and out over 0.2 s\n"
+                 "  --text-style S      the --text before it: " + choices(textCalloutStyleTexts) + " (default: label)\n"
+                 "  --text-position X Y the --text before it centred at X,Y, fractions 0 to 1 of the output frame\n"
+                 "                      (default: the style's place: title centred, lower third at the bottom\n"
+                 "                      left, label near the top)\n"
+                 "  --remove-text INDEX remove text callout INDEX (as `info --json` lists textCallouts)\n"
+                 "  --json              print {\"duration\", \"trim\", \"cuts\", \"speedRegions\", \"segments\"} (and\n"
+                 "                      \"textCallouts\" when any)\n"},
         {"plan", "vantile-cli plan --events FILE --duration S --width W --height H [--intensity I] [--fps N]\n"
                  "  Plans a JSON array of input events (video pixels) and prints segments, camera keyframes and cursor frames.\n"
                  "  --events FILE       the events, a JSON array\n"

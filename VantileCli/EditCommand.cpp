@@ -4,6 +4,7 @@
 
 #include "engine/IdleFinder.h"
 #include "engine/SpeedRegionEdits.h"
+#include "engine/TextCalloutEdits.h"
 #include "engine/TimelineEdits.h"
 #include "render/ScreenChangeScanner.h"
 #include "store/ProjectFileManager.h"
@@ -15,6 +16,7 @@
 #include <functional>
 #include <iostream>
 #include <optional>
+#include <memory>
 
 namespace vantile::cli {
 
@@ -32,13 +34,13 @@ double parseNumber(const std::string& option, const std::string& text)
 }
 
 // Digits only: "1e300" or a number past the largest index must not wrap to some other segment.
-std::size_t parseIndex(const std::string& option, const std::string& text)
+std::size_t parseIndex(const std::string& option, const std::string& text, const std::string& what = "a segment index")
 {
     std::size_t parsed = 0;
     const char* end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, parsed);
     if (text.empty() || error != std::errc() || stop != end) {
-        throw UsageError(option + ": expected a segment index (0, 1, ...), got \"" + text + "\"");
+        throw UsageError(option + ": expected " + what + " (0, 1, ...), got \"" + text + "\"");
     }
     return parsed;
 }
@@ -67,6 +69,8 @@ int runEdit(const std::vector<std::string>& arguments)
     std::vector<Edit> edits;
     std::optional<IdleSkipping> idleSkipping;
     bool json = false;
+    // --text-style and --text-position change the --text before them, which is applied later.
+    std::shared_ptr<TextCallout> lastText;
     for (std::size_t index = 0; index < arguments.size(); ++index) {
         const std::string& option = arguments[index];
         const auto values = [&](std::size_t count) {
@@ -126,6 +130,34 @@ int runEdit(const std::vector<std::string>& arguments)
                 index += 2;
             }
             idleSkipping = skipping;
+        } else if (option == "--text") {
+            if (index + 3 >= arguments.size()) throw UsageError("option --text needs START END TEXT");
+            lastText = std::make_shared<TextCallout>();
+            lastText->start = parseNumber(option, arguments[index + 1]);
+            lastText->end = parseNumber(option, arguments[index + 2]);
+            lastText->text = arguments[index + 3];
+            index += 3;
+            edits.push_back([callout = lastText](const RecordingProject& p) {
+                return TextCalloutEdits::withTextCallout(p, *callout);
+            });
+        } else if (option == "--text-style" || option == "--text-position") {
+            if (!lastText) throw UsageError(option + " must follow the --text it changes");
+            if (option == "--text-position") {
+                const auto v = values(2);
+                lastText->position = CodablePoint{v[0], v[1]};
+            } else {
+                if (index + 1 >= arguments.size()) throw UsageError("option --text-style needs a value");
+                try {
+                    lastText->style = textCalloutStyleTexts.parse(arguments[++index]);
+                } catch (const DecodingError&) {
+                    throw UsageError("--text-style: expected title, lowerThird or label, got \"" + arguments[index] +
+                                     "\"");
+                }
+            }
+        } else if (option == "--remove-text") {
+            if (index + 1 >= arguments.size()) throw UsageError("option --remove-text needs a value");
+            const std::size_t callout = parseIndex(option, arguments[++index], "a text callout index");
+            edits.push_back([callout](const RecordingProject& p) { return TextCalloutEdits::withoutTextCallout(p, callout); });
         } else if (option == "--json") {
             json = true;
         } else if (option.rfind("-", 0) == 0 && option.size() > 1) {

@@ -1,6 +1,6 @@
 #include "CommandLine.h"
 #include "Commands.h"
-#include "FontSystem.h"
+#include "HeadlessQt.h"
 #include "ProgressBar.h"
 #include "SoundOptions.h"
 
@@ -9,7 +9,9 @@
 #include "render/ProjectSettingsEditor.h"
 #include "render/RenderError.h"
 
+#include <algorithm>
 #include <array>
+#include <optional>
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
@@ -315,7 +317,14 @@ int runExport(const std::vector<std::string>& arguments)
     const std::filesystem::path outputURL = checkedOutput(output ? std::filesystem::path(*output) : editor.defaultExportURL(), editor);
     applyOptions(parsed, sound, editor);
 
-    const FontSystem fonts;
+    // Callouts and shortcut badges are drawn with Qt's fonts; without them the export needs no Qt application.
+    std::optional<HeadlessQt> fonts;
+    if (!editor.project().textCallouts.empty() || std::ranges::any_of(editor.project().events, [](const InputEvent& event) {
+            return event.type == InputEvent::EventType::keyboardShortcut;
+        })) {
+        fonts.emplace();
+    }
+
     ProgressBar bar("Exporting");
     ExportMonitor monitor([&bar](double fraction) { bar.update(fraction); });
     try {

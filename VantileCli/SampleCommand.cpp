@@ -1,12 +1,10 @@
 #include "CommandLine.h"
 #include "Commands.h"
-#include "FontSystem.h"
+#include "HeadlessQt.h"
 
 #include "store/AtomicFile.h"
 #include "sample/SampleProjectWriter.h"
 
-
-#include <cstdio>
 #include <filesystem>
 #include <iostream>
 
@@ -51,7 +49,8 @@ int runSample(const std::vector<std::string>& arguments)
     }
     if (const auto audio = parsed.value("--audio")) options.audio = parseAudioMode(*audio);
 
-    const FontSystem fonts;
+    // Text in the synthetic screen needs Qt's font system; no display is involved.
+    const HeadlessQt fonts;
 
     SampleProjectWriter::write(directory, options);
     std::cout << std::filesystem::absolute(directory).lexically_normal().string() << "\n";

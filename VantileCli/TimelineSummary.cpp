@@ -21,6 +21,19 @@ TimeRange keptWhole(const RecordingProject& project)
     return project.trim ? *project.trim : TimeRange{0, project.duration};
 }
 
+// One line, and none for a project without callouts, which reads as before.
+std::string describeTextCallouts(const RecordingProject& project)
+{
+    if (project.textCallouts.empty()) return {};
+    std::string text = "texts         ";
+    for (std::size_t index = 0; index < project.textCallouts.size(); ++index) {
+        const TextCallout& callout = project.textCallouts[index];
+        text += (index ? ", " : "") + std::to_string(index) + " " + range({callout.start, callout.end}) + " " +
+                rawValue(callout.style) + " \"" + callout.text + "\"";
+    }
+    return text + "\n";
+}
+
 }  // namespace
 
 std::string describeTimelineEdit(const RecordingProject& project)
@@ -38,7 +51,8 @@ std::string describeTimelineEdit(const RecordingProject& project)
     return std::string("kept          ") + kept + "\n" +
            "trim          " + (project.trim ? range(*project.trim) : std::string("none")) + "\n" +
            "cuts          " + (cuts.empty() ? std::string("none") : cuts) + "\n" +
-           "speed         " + (speeds.empty() ? std::string("none") : speeds) + "\n";
+           "speed         " + (speeds.empty() ? std::string("none") : speeds) + "\n" +
+           describeTextCallouts(project);
 }
 
 std::string describeSegments(const RecordingProject& project, bool onlyEdited)
@@ -61,11 +75,13 @@ std::string describeSegments(const RecordingProject& project, bool onlyEdited)
 
 Json timelineJson(const RecordingProject& project)
 {
-    return Json{{"duration", OutputTimeline(project).duration()},
-                {"trim", keptWhole(project)},
-                {"cuts", project.cuts},
-                {"speedRegions", project.speedRegions},
-                {"segments", project.focusSegments}};
+    Json timeline{{"duration", OutputTimeline(project).duration()},
+                  {"trim", keptWhole(project)},
+                  {"cuts", project.cuts},
+                  {"speedRegions", project.speedRegions},
+                  {"segments", project.focusSegments}};
+    if (!project.textCallouts.empty()) timeline["textCallouts"] = project.textCallouts;
+    return timeline;
 }
 
 }  // namespace vantile::cli

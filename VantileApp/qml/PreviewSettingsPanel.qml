@@ -15,6 +15,9 @@ ScrollView {
     ScrollBar.vertical.policy: overflows ? ScrollBar.AlwaysOn : ScrollBar.AlwaysOff
     readonly property var settings: appState.renderSettings
     readonly property var options: appState.settingOptions
+    // The text callout selected on the timeline, or -1.
+    property int selectedText: -1
+    readonly property var textCallout: (appState.currentProject.textCallouts || [])[selectedText]
 
     ColumnLayout {
         width: panel.availableWidth
@@ -210,6 +213,33 @@ ScrollView {
                 options: panel.options.duckings
                 current: panel.settings.duckedTrack
                 onPicked: value => appState.changeRenderSetting("duckedTrack", value)
+            }
+        }
+
+        // The selected text callout's words and style; each change is one undo step.
+        ColumnLayout {
+            objectName: "textCalloutSection"
+            visible: !!panel.textCallout
+            Layout.fillWidth: true
+            spacing: 16
+
+            Text { text: "文字"; color: Theme.text; font.pixelSize: 17; font.weight: Font.Bold; Layout.topMargin: 8 }
+            TextField {
+                id: calloutText
+                objectName: "textCalloutField"
+                Layout.fillWidth: true
+                text: panel.textCallout ? panel.textCallout.text : ""
+                color: Theme.text
+                placeholderText: "输入文字"
+                onEditingFinished: if (panel.textCallout && text !== panel.textCallout.text) appState.setTextCalloutText(panel.selectedText, text)
+            }
+            SettingPicker {
+                Layout.fillWidth: true
+                objectName: "textCalloutStylePicker"
+                title: "样式"
+                options: panel.options.textCalloutStyles
+                current: panel.textCallout ? panel.textCallout.style : ""
+                onPicked: value => appState.setTextCalloutStyle(panel.selectedText, value)
             }
         }
 

@@ -97,6 +97,47 @@ Item {
                         border.width: 2
                     }
                 }
+                // The selected text callout, framed where the export draws it; dragging the frame
+                // places the callout's centre there (one undo step at the release).
+                Rectangle {
+                    id: calloutFrame
+                    objectName: "textCalloutFrame"
+                    readonly property int calloutIndex: timelineView.selectedText
+                    // The export's rectangle on the output frame, scaled to the preview's canvas.
+                    readonly property real scale: preview.canvasRect.width / Math.max(1, appState.renderSettings.outputWidth)
+                    readonly property rect output: calloutIndex >= 0 && appState.currentProject.textCallouts
+                        ? appState.textCalloutRect(calloutIndex, appState.renderSettings.outputWidth, appState.renderSettings.outputHeight)
+                        : Qt.rect(0, 0, 0, 0)
+                    readonly property rect placed: Qt.rect(output.x * scale, output.y * scale, output.width * scale, output.height * scale)
+                    property point dragOffset: Qt.point(0, 0)
+                    visible: placed.width > 0
+                    x: preview.x + preview.canvasRect.x + placed.x + dragOffset.x
+                    y: preview.y + preview.canvasRect.y + placed.y + dragOffset.y
+                    width: placed.width
+                    height: placed.height
+                    color: "transparent"
+                    border.color: Theme.warning
+                    border.width: 2
+                    radius: 4
+                    MouseArea {
+                        anchors.fill: parent
+                        cursorShape: Qt.SizeAllCursor
+                        preventStealing: true
+                        property point pressed
+                        onPressed: (mouse) => pressed = Qt.point(mouse.x, mouse.y)
+                        onPositionChanged: (mouse) => calloutFrame.dragOffset = Qt.point(
+                            calloutFrame.dragOffset.x + mouse.x - pressed.x, calloutFrame.dragOffset.y + mouse.y - pressed.y)
+                        onReleased: {
+                            const canvas = preview.canvasRect
+                            const centreX = calloutFrame.placed.x + calloutFrame.placed.width / 2 + calloutFrame.dragOffset.x
+                            const centreY = calloutFrame.placed.y + calloutFrame.placed.height / 2 + calloutFrame.dragOffset.y
+                            calloutFrame.dragOffset = Qt.point(0, 0)
+                            appState.moveTextCallout(calloutFrame.calloutIndex,
+                                                     Math.max(0, Math.min(1, centreX / canvas.width)),
+                                                     Math.max(0, Math.min(1, centreY / canvas.height)))
+                        }
+                    }
+                }
                 Text {
                     anchors.centerIn: parent
                     visible: !preview.ready
@@ -245,6 +286,7 @@ Item {
             PreviewSettingsPanel {
                 objectName: "previewSettingsPanel"
                 anchors.fill: parent
+                selectedText: timelineView.selectedText
                 anchors.margins: 18
                 // An export renders the settings it started with.
                 enabled: !appState.isBusy

@@ -12,6 +12,9 @@ ColumnLayout {
     readonly property real duration: project.duration || 0
     readonly property var segments: project.segments || []
     property int selected: -1
+    // The text callout selected on the 文字 track (an index of project.textCallouts), or -1.
+    property int selectedText: -1
+    readonly property var textCallouts: project.textCallouts || []
     property real rangeStart: 0
     property real rangeEnd: 0
     readonly property bool hasRange: Math.abs(rangeEnd - rangeStart) > 0.05
@@ -174,7 +177,7 @@ ColumnLayout {
                     anchors.leftMargin: 5
                     anchors.rightMargin: 5
                     property real pressX: 0
-                    onPressed: (mouse) => { root.selected = block.segmentIndex; pressX = mouse.x }
+                    onPressed: (mouse) => { root.selected = block.segmentIndex; root.selectedText = -1; pressX = mouse.x }
                     onPositionChanged: (mouse) => block.moveOffset += mouse.x - pressX
                     onReleased: {
                         const moved = block.moveOffset
@@ -269,6 +272,94 @@ ColumnLayout {
         timeline: root
     }
 
+    // The 文字 track: one bar per text callout, labelled with its text; drag it to move it in
+    // time, its edges to change its span; a click selects it for the settings panel and the preview.
+    Rectangle {
+        id: textTrack
+        objectName: "textCalloutTrack"
+        Layout.fillWidth: true
+        Layout.preferredHeight: root.laneHeight + 4
+        radius: 6
+        color: Theme.panelRaised
+        border.color: Theme.border
+        clip: true
+        Text {
+            anchors.verticalCenter: parent.verticalCenter
+            x: 6
+            text: "文字"
+            color: Theme.tertiaryText
+            font.pixelSize: 11
+            visible: root.textCallouts.length === 0
+        }
+        Repeater {
+            model: root.textCallouts
+            delegate: Rectangle {
+                id: bar
+                objectName: "textCalloutBar"
+                readonly property int calloutIndex: index
+                readonly property bool isSelected: calloutIndex === root.selectedText
+                property real moveOffset: 0
+                property real leftOffset: 0
+                property real rightOffset: 0
+                x: root.xOf(modelData.start) + moveOffset + leftOffset
+                width: Math.max(6, root.xOf(modelData.end) - root.xOf(modelData.start) - leftOffset + rightOffset)
+                y: 2
+                height: root.laneHeight
+                radius: 4
+                color: isSelected ? "#b45309" : "#92400e"
+                border.width: isSelected ? 2 : 1
+                border.color: isSelected ? "white" : "#0b1020"
+                Text {
+                    anchors.fill: parent
+                    anchors.leftMargin: 6
+                    anchors.rightMargin: 6
+                    verticalAlignment: Text.AlignVCenter
+                    elide: Text.ElideRight
+                    text: modelData.text
+                    color: "white"
+                    font.pixelSize: 11
+                }
+                MouseArea {
+                    anchors.fill: parent
+                    anchors.leftMargin: 5
+                    anchors.rightMargin: 5
+                    property real pressX: 0
+                    onPressed: (mouse) => { root.selectedText = bar.calloutIndex; root.selected = -1; pressX = mouse.x }
+                    onPositionChanged: (mouse) => bar.moveOffset += mouse.x - pressX
+                    onReleased: {
+                        const moved = bar.moveOffset / track.width * root.duration
+                        bar.moveOffset = 0
+                        if (Math.abs(moved) * track.width < 2 * root.duration) return
+                        appState.setTextCalloutSpan(bar.calloutIndex, modelData.start + moved, modelData.end + moved)
+                    }
+                }
+                Repeater {
+                    model: 2
+                    delegate: MouseArea {
+                        readonly property bool leftEdge: index === 0
+                        x: leftEdge ? 0 : bar.width - 5
+                        width: 5
+                        height: bar.height
+                        cursorShape: Qt.SizeHorCursor
+                        property real pressX: 0
+                        onPressed: (mouse) => { pressX = mouse.x; root.selectedText = bar.calloutIndex }
+                        onPositionChanged: (mouse) => {
+                            if (leftEdge) bar.leftOffset += mouse.x - pressX
+                            else bar.rightOffset += mouse.x - pressX
+                        }
+                        onReleased: {
+                            const start = modelData.start + bar.leftOffset / track.width * root.duration
+                            const end = modelData.end + bar.rightOffset / track.width * root.duration
+                            bar.leftOffset = 0
+                            bar.rightOffset = 0
+                            appState.setTextCalloutSpan(bar.calloutIndex, start, end)
+                        }
+                    }
+                }
+            }
+        }
+    }
+
     RowLayout {
         Layout.fillWidth: true
         spacing: 6
@@ -276,6 +367,12 @@ ColumnLayout {
             text: "添加缩放"
             variant: "darkSecondary"
             onClicked: appState.addTimelineSegment(root.preview ? root.preview.currentTime : 0)
+        }
+        VantileButton {
+            objectName: "addTextCalloutButton"
+            text: "添加文字"
+            variant: "darkSecondary"
+            onClicked: root.selectedText = appState.addTextCallout(root.preview ? root.preview.currentTime : 0)
         }
         VantileButton {
             text: "剪掉选区"
@@ -292,8 +389,13 @@ ColumnLayout {
         VantileButton {
             text: "删除"
             variant: "darkSecondary"
-            enabled: root.selected >= 0
-            onClicked: { appState.removeTimelineSegment(root.selected); root.selected = -1 }
+            enabled: root.selected >= 0 || root.selectedText >= 0
+            onClicked: {
+                if (root.selectedText >= 0) appState.removeTextCallout(root.selectedText)
+                else appState.removeTimelineSegment(root.selected)
+                root.selected = -1
+                root.selectedText = -1
+            }
         }
         VantileButton { text: "撤销"; variant: "darkSecondary"; enabled: appState.canUndo; onClicked: appState.undoTimelineEdit() }
         VantileButton { text: "重做"; variant: "darkSecondary"; enabled: appState.canRedo; onClicked: appState.redoTimelineEdit() }

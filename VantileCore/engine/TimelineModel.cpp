@@ -2,6 +2,7 @@
 
 #include "engine/CameraPathBuilder.h"
 #include "engine/SpeedRegionEdits.h"
+#include "engine/TextCalloutEdits.h"
 #include "engine/TimelineEdits.h"
 
 #include <algorithm>
@@ -14,7 +15,7 @@ TimelineModel::TimelineModel(RecordingProject project) : project_(std::move(proj
 TimelineState TimelineModel::state() const
 {
     return {project_.trim, project_.cuts, project_.focusSegments, CameraBubbleLook::of(project_.renderSettings),
-            project_.speedRegions};
+            project_.speedRegions, project_.textCallouts};
 }
 
 void TimelineModel::adopt(RecordingProject project)
@@ -30,6 +31,7 @@ void TimelineModel::restore(const TimelineState& state)
     project_.focusSegments = state.focusSegments;
     project_.renderSettings = state.cameraBubble.appliedTo(project_.renderSettings);
     project_.speedRegions = state.speedRegions;
+    project_.textCallouts = state.textCallouts;
     project_.previewVideoPath.reset();
     timeline_ = OutputTimeline(project_);
 }
@@ -192,6 +194,23 @@ void TimelineModel::redo()
     const TimelineState next = std::move(redo_.back());
     redo_.pop_back();
     restore(next);
+}
+
+std::size_t TimelineModel::addTextCallout(const TextCallout& callout)
+{
+    commit(TextCalloutEdits::withTextCallout(project_, callout));
+    return project_.textCallouts.size() - 1;
+}
+
+void TimelineModel::changeTextCallout(std::size_t index, const TextCallout& changed)
+{
+    if (index < project_.textCallouts.size() && project_.textCallouts[index] == changed) return;
+    commit(TextCalloutEdits::withTextCalloutChanged(project_, index, changed));
+}
+
+void TimelineModel::removeTextCallout(std::size_t index)
+{
+    commit(TextCalloutEdits::withoutTextCallout(project_, index));
 }
 
 }  // namespace vantile

@@ -20,6 +20,7 @@ struct TimelineState {
     std::vector<FocusSegment> focusSegments;
     CameraBubbleLook cameraBubble;
     std::vector<SpeedRegion> speedRegions;
+    std::vector<TextCallout> textCallouts;
 
     bool operator==(const TimelineState&) const = default;
 };
@@ -64,6 +65,11 @@ public:
     bool canRedo() const { return !redo_.empty(); }
     void undo();
     void redo();
+
+    // Text callouts; each is one undo step. Returns the added callout's index.
+    std::size_t addTextCallout(const TextCallout& callout);
+    void changeTextCallout(std::size_t index, const TextCallout& changed);
+    void removeTextCallout(std::size_t index);
 
 private:
     void restore(const TimelineState& state);

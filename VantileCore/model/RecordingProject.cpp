@@ -86,6 +86,7 @@ void to_json(Json& json, const RecordingProject& project)
     if (!project.cuts.empty()) json["cuts"] = project.cuts;
     if (!project.speedRegions.empty()) json["speedRegions"] = project.speedRegions;
     encodeOptionalKey(json, "camera", project.camera);
+    if (!project.textCallouts.empty()) json["textCallouts"] = project.textCallouts;
     encodeUnknownKeys(json, project.unknownKeys);
 }
 
@@ -144,10 +145,11 @@ void decodeValue(const Json& json, RecordingProject& project)
     decodeKeyOrKeep(json, "cuts", project.cuts);
     decodeKeyOrKeep(json, "speedRegions", project.speedRegions);
     decodeOptionalKey(json, "camera", project.camera);
+    decodeKeyOrKeep(json, "textCallouts", project.textCallouts);
     project.unknownKeys = unknownKeysOf(json, {"id", "createdAt", "duration", "capture", "video", "events",
                                                "focusSegments", "cursorFrames", "renderSettings", "audioSettings",
                                                "rawVideoPath", "previewVideoPath", "exportVideoPath", "exports", "trim",
-                                               "cuts", "camera", "speedRegions"});
+                                               "cuts", "camera", "speedRegions", "textCallouts"});
     requirePlausibleValues(project);
 }
 

@@ -9,6 +9,7 @@
 #include "model/InputEvent.h"
 #include "model/RenderSettings.h"
 #include "model/SpeedRegion.h"
+#include "model/TextCallout.h"
 #include "model/TimeRange.h"
 
 #include <chrono>
@@ -49,6 +50,8 @@ struct RecordingProject {
     std::vector<SpeedRegion> speedRegions;
     // The webcam recorded beside the screen; absent for a take without one.
     std::optional<CameraRecording> camera;
+    // Captions over the output frame, in the order they were added.
+    std::vector<TextCallout> textCallouts;
 
     UnknownKeys unknownKeys{};
 

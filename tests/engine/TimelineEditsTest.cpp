@@ -54,7 +54,7 @@ RecordingProject plannedProject()
 TimelineState stateOf(const RecordingProject& project)
 {
     return {project.trim, project.cuts, project.focusSegments, CameraBubbleLook::of(project.renderSettings),
-            project.speedRegions};
+            project.speedRegions, project.textCallouts};
 }
 
 // The obvious version: walk output time through the kept ranges one by one.

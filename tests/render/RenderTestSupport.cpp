@@ -3,8 +3,13 @@
 #include "render/ImageConversion.h"
 #include "render/MovieWriter.h"
 
+#include <QGuiApplication>
+
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cmath>
+#include <memory>
 
 namespace vantile::test {
 
@@ -134,6 +139,37 @@ QImage quadrants(QSize size)
     painter.fillRect(0, halfHeight, halfWidth, size.height() - halfHeight, blue);
     painter.fillRect(halfWidth, halfHeight, size.width() - halfWidth, size.height() - halfHeight, yellow);
     return image;
+}
+
+namespace {
+
+// Holds the application from the first test that needs it until every test has run, and ends it
+// before the process exits so that Qt hands fontconfig's data back while leaks are still checked.
+class GuiApplicationEnvironment : public ::testing::Environment {
+public:
+    void start()
+    {
+        if (application_ || QCoreApplication::instance()) return;
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+        application_ = std::make_unique<QGuiApplication>(argc_, argv_);
+    }
+    void TearDown() override { application_.reset(); }
+
+private:
+    int argc_ = 1;
+    char name_[13] = "render_tests";
+    char* argv_[2] = {name_, nullptr};
+    std::unique_ptr<QGuiApplication> application_;
+};
+
+GuiApplicationEnvironment* const guiEnvironment = static_cast<GuiApplicationEnvironment*>(
+    ::testing::AddGlobalTestEnvironment(new GuiApplicationEnvironment));
+
+}  // namespace
+
+void ensureGuiApplication()
+{
+    guiEnvironment->start();
 }
 
 }  // namespace vantile::test

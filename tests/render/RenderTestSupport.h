@@ -51,6 +51,9 @@ std::vector<std::uint8_t> centrePixels(const std::filesystem::path& movie);
 
 int lineCount(const std::string& text);
 
+// Starts Qt's font system (offscreen) once for this process: text layers draw with it.
+void ensureGuiApplication();
+
 // A monitor that cancels its own export once `shouldCancel` holds for a progress report.
 struct CancellingMonitor : ExportMonitor {
     explicit CancellingMonitor(std::function<bool(double)> shouldCancel)

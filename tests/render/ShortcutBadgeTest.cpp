@@ -54,6 +54,7 @@ InputEvent shortcutAt(double time, const char* keys)
 // one pressed in a cut never shows, and turning badges off gives the movie without them.
 TEST(ShortcutBadge, BadgesShowAtTheBottomCentreForTheirTimeAndNotWhenHidden)
 {
+    ensureGuiApplication();
     TemporaryDirectory directory;
     const fs::path raw = directory.path() / "raw.mov";
     writeRawMovie(raw, width, height, 5, 0, [](QImage& canvas, int) { canvas.fill(QColor(40, 90, 160)); });
@@ -101,6 +102,7 @@ TEST(ShortcutBadge, BadgesShowAtTheBottomCentreForTheirTimeAndNotWhenHidden)
 // A badge's keycaps hold the chord's text: different chords draw different pictures of their size.
 TEST(ShortcutBadge, EachPartOfTheChordIsAKeycap)
 {
+    ensureGuiApplication();
     const QImage three = ShortcutBadgeLayer::paintBadge("Ctrl+Shift+P", 1080);
     const QImage two = ShortcutBadgeLayer::paintBadge("Ctrl+P", 1080);
     const QImage half = ShortcutBadgeLayer::paintBadge("Ctrl+Shift+P", 540);

@@ -6,6 +6,7 @@
 #include "render/ImageConversion.h"
 #include "render/YuvFrameCompositor.h"
 #include "render/layers/CameraBubbleLayer.h"
+#include "render/layers/TextCalloutLayer.h"
 
 #include <libyuv/convert_argb.h>
 
@@ -80,6 +81,19 @@ std::unique_ptr<OverlayLayer> generatedBubble(int variant, double start)
     settings.cameraShadow = variant % 3 != 1;
     return std::make_unique<CameraBubbleLayer>(CameraRecording{"camera.mov", 320, 240, 30, start}, settings,
                                                std::make_unique<SourceFrameProvider>(cameraMovie()));
+}
+
+// Text callouts of each style that fade in and out between the frames compared (every 0.2 s),
+// placed by the `variant`th of a spread of positions.
+std::unique_ptr<OverlayLayer> generatedCallouts(int variant)
+{
+    test::ensureGuiApplication();
+    std::vector<TextCallout> callouts{
+        {0.3, 0.9, "Title 标题", TextCalloutStyle::title, std::nullopt, {}},
+        {0.1, 1.3, "Lower third 下方字幕", TextCalloutStyle::lowerThird, std::nullopt, {}},
+        {0.5, 1.1, "Label", TextCalloutStyle::label, CodablePoint{0.1 + 0.2 * (variant % 5), 0.15 + 0.3 * (variant % 3)}, {}},
+    };
+    return std::make_unique<TextCalloutLayer>(std::move(callouts), OutputTimeline(2, std::nullopt, {}));
 }
 
 // An overlay that rests, jumps every 0.4 s, changes colour in place at 1 s and is gone after 1.7 s.
@@ -217,6 +231,7 @@ TEST(YuvFrameCompositorTest, LooksLikeDrawingInRgbOnGeneratedLayouts)
                 const double cameraStart = 0.1 * (variant % 4);
                 for (FrameCompositor* compositor : {&fastCompositor, &slowCompositor, &freshCompositor}) {
                     compositor->addLayer(generatedBubble(variant, cameraStart));
+                    compositor->addLayer(generatedCallouts(variant));
                 }
                 slowCompositor.setDecodedSource(lookup);
                 YuvFrameCompositor fast(fastCompositor, lookup);
@@ -310,6 +325,7 @@ TEST(YuvFrameCompositorTest, ReusedFramesKeepOnlyTheRowsWhoseSourceStayedTheSame
             compositor->addLayer(std::make_unique<RestingLayer>());
             compositor->addLayer(std::make_unique<StackedLayer>());
             compositor->addLayer(generatedBubble(0, 0.5));
+            compositor->addLayer(generatedCallouts(1));
         }
         YuvFrameCompositor reusing(reusingCompositor, lookup);
         YuvFrameCompositor fresh(freshCompositor, lookup);

@@ -1,7 +1,10 @@
 #include "render/layers/ShortcutBadgeLayer.h"
 
+#include "render/RenderError.h"
+
 #include <QFont>
 #include <QFontMetricsF>
+#include <QGuiApplication>
 #include <QPainter>
 #include <QPainterPath>
 #include <QStringList>
@@ -29,6 +32,9 @@ std::unique_ptr<ShortcutBadgeLayer> ShortcutBadgeLayer::forJob(const RenderJob& 
         if (const auto start = timeline.outputTime(event.time)) badges.push_back({*start, *event.keys});
     }
     if (badges.empty()) return nullptr;
+    if (!qobject_cast<QGuiApplication*>(QCoreApplication::instance())) {
+        throw RenderError(RenderError::Kind::writerFailed, "Shortcut badges need Qt's font system to be drawn.");
+    }
     std::stable_sort(badges.begin(), badges.end(),
                      [](const Badge& a, const Badge& b) { return a.outputStart < b.outputStart; });
     return std::make_unique<ShortcutBadgeLayer>(std::move(badges), timeline);

@@ -1,4 +1,4 @@
-#include "FontSystem.h"
+#include "HeadlessQt.h"
 
 #include <QGuiApplication>
 
@@ -6,25 +6,20 @@
 
 namespace vantile::cli {
 
-namespace {
-
-int argumentCount = 1;
-char programName[] = "vantile-cli";
-char* arguments[] = {programName, nullptr};
-
-}  // namespace
-
-FontSystem::FontSystem()
+HeadlessQt::HeadlessQt()
 {
-    if (QCoreApplication::instance()) return;
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
     // Qt's notices (such as a missing runtime directory) are noise for a headless tool.
     qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& message) {
         if (type == QtCriticalMsg || type == QtFatalMsg) std::fprintf(stderr, "%s\n", qPrintable(message));
     });
-    application_ = std::make_unique<QGuiApplication>(argumentCount, arguments);
+    // Qt keeps argc by reference for the application's lifetime.
+    static int argc = 1;
+    static char name[] = "vantile-cli";
+    static char* argv[] = {name, nullptr};
+    application_ = std::make_unique<QGuiApplication>(argc, argv);
 }
 
-FontSystem::~FontSystem() = default;
+HeadlessQt::~HeadlessQt() = default;
 
 }  // namespace vantile::cli

@@ -1,0 +1,97 @@
+#include "engine/TextCalloutEdits.h"
+#include "engine/TimelineModel.h"
+
+#include <gtest/gtest.h>
+
+using namespace vantile;
+
+namespace {
+
+RecordingProject project10s()
+{
+    RecordingProject project;
+    project.id = "callouts";
+    project.duration = 10;
+    project.video = {"raw.mov", 1280, 720, 30};
+    project.previewVideoPath = "preview.mp4";
+    return project;
+}
+
+TextCallout callout(double start, double end, std::string text, TextCalloutStyle style = TextCalloutStyle::label)
+{
+    return {start, end, std::move(text), style, std::nullopt, {}};
+}
+
+std::string refusal(const std::function<void()>& edit)
+{
+    try {
+        edit();
+    } catch (const TimelineEditError& error) {
+        return error.what();
+    }
+    return "accepted";
+}
+
+}  // namespace
+
+TEST(TextCalloutEdits, RefusesEmptyTextBadSpansAndOffFramePositionsWithOneLineAndChangesNothing)
+{
+    TimelineModel model(project10s());
+    const std::vector<std::pair<TextCallout, std::string>> cases = {
+        {callout(1, 2, ""), "The text callout's text must not be empty."},
+        {callout(3, 3, "x"), "The text callout's end must be after start."},
+        {callout(-1, 2, "x"), "The text callout's start must be 0 or more."},
+        {callout(8, 10.5, "x"), "The text callout 8 s to 10.5 s lies outside the recording (0 to 10 s)."},
+        {callout(std::nan(""), 2, "x"), "needs finite start and end times"},
+        {TextCallout{1, 2, "x", TextCalloutStyle::title, CodablePoint{0.5, 1.01}, {}}, "between 0 and 1"},
+    };
+    for (const auto& [bad, expected] : cases) {
+        const std::string message = refusal([&] { model.addTextCallout(bad); });
+        EXPECT_NE(message.find(expected), std::string::npos) << message;
+        EXPECT_EQ(message.find('\n'), std::string::npos);
+    }
+    EXPECT_FALSE(model.canUndo());
+    EXPECT_EQ(model.project(), project10s());
+    EXPECT_NE(refusal([&] { model.removeTextCallout(0); }).find("There is no text callout 0"), std::string::npos);
+    EXPECT_NE(refusal([&] { model.changeTextCallout(2, callout(1, 2, "x")); }).find("no text callout 2"),
+              std::string::npos);
+
+    // At the playhead: three seconds, or ending with the recording rather than shrinking.
+    EXPECT_EQ(TextCalloutEdits::calloutAt(4, 10, "a"), callout(4, 7, "a"));
+    EXPECT_EQ(TextCalloutEdits::calloutAt(9.5, 10, "a"), callout(7, 10, "a"));
+    EXPECT_EQ(TextCalloutEdits::calloutAt(1, 2, "a"), callout(0, 2, "a"));
+}
+
+TEST(TextCalloutEdits, AddChangeRemoveAreOneUndoStepEachAndShareTheHistoryWithCuts)
+{
+    TimelineModel model(project10s());
+    const TextCallout first = callout(1, 4, "第一条", TextCalloutStyle::title);
+    EXPECT_EQ(model.addTextCallout(first), 0u);
+    EXPECT_FALSE(model.project().previewVideoPath) << "the preview render no longer shows the timeline";
+    model.cut({5, 6});
+    EXPECT_EQ(model.addTextCallout(callout(6, 9, "second")), 1u);
+    TextCallout moved = first;
+    moved.position = CodablePoint{0.2, 0.8};
+    moved.style = TextCalloutStyle::lowerThird;
+    model.changeTextCallout(0, moved);
+    // Changing to what it is already adds no step.
+    model.changeTextCallout(0, moved);
+    model.removeTextCallout(1);
+    EXPECT_EQ(model.project().textCallouts, (std::vector<TextCallout>{moved}));
+
+    model.undo();  // the removal
+    EXPECT_EQ(model.project().textCallouts, (std::vector<TextCallout>{moved, callout(6, 9, "second")}));
+    model.undo();  // the change
+    EXPECT_EQ(model.project().textCallouts, (std::vector<TextCallout>{first, callout(6, 9, "second")}));
+    model.undo();  // the second add
+    model.undo();  // the cut, which leaves the callout alone
+    EXPECT_EQ(model.project().textCallouts, (std::vector<TextCallout>{first}));
+    EXPECT_TRUE(model.project().cuts.empty());
+    model.undo();
+    EXPECT_TRUE(model.project().textCallouts.empty());
+    EXPECT_FALSE(model.canUndo());
+    for (int step = 0; step < 5; ++step) model.redo();
+    EXPECT_EQ(model.project().textCallouts, (std::vector<TextCallout>{moved}));
+    EXPECT_EQ(model.project().cuts, (std::vector<TimeRange>{{5, 6}}));
+    EXPECT_FALSE(model.canRedo());
+}
