@@ -1,5 +1,6 @@
 #include "engine/TimelineModel.h"
 
+#include "engine/BlurRegionEdits.h"
 #include "engine/CameraPathBuilder.h"
 #include "engine/TimelineEdits.h"
 
@@ -12,7 +13,8 @@ TimelineModel::TimelineModel(RecordingProject project) : project_(std::move(proj
 
 TimelineState TimelineModel::state() const
 {
-    return {project_.trim, project_.cuts, project_.focusSegments, CameraBubbleLook::of(project_.renderSettings)};
+    return {project_.trim, project_.cuts, project_.focusSegments, CameraBubbleLook::of(project_.renderSettings),
+            project_.blurRegions};
 }
 
 void TimelineModel::adopt(RecordingProject project)
@@ -27,6 +29,7 @@ void TimelineModel::restore(const TimelineState& state)
     project_.cuts = state.cuts;
     project_.focusSegments = state.focusSegments;
     project_.renderSettings = state.cameraBubble.appliedTo(project_.renderSettings);
+    project_.blurRegions = state.blurRegions;
     project_.previewVideoPath.reset();
     timeline_ = OutputTimeline(project_);
 }
@@ -165,6 +168,22 @@ void TimelineModel::redo()
     const TimelineState next = std::move(redo_.back());
     redo_.pop_back();
     restore(next);
+}
+
+std::size_t TimelineModel::addBlurRegion(const BlurRegion& region)
+{
+    commit(BlurRegionEdits::withBlurRegion(project_, region));
+    return project_.blurRegions.size() - 1;
+}
+
+void TimelineModel::changeBlurRegion(std::size_t index, const BlurRegion& changed)
+{
+    commit(BlurRegionEdits::withBlurRegionChanged(project_, index, changed));
+}
+
+void TimelineModel::removeBlurRegion(std::size_t index)
+{
+    commit(BlurRegionEdits::withoutBlurRegion(project_, index));
 }
 
 }  // namespace vantile

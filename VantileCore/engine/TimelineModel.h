@@ -19,6 +19,7 @@ struct TimelineState {
     std::vector<TimeRange> cuts;
     std::vector<FocusSegment> focusSegments;
     CameraBubbleLook cameraBubble;
+    std::vector<BlurRegion> blurRegions{};
 
     bool operator==(const TimelineState&) const = default;
 };
@@ -57,6 +58,11 @@ public:
     bool canRedo() const { return !redo_.empty(); }
     void undo();
     void redo();
+
+    // Privacy blur: the rectangle is clipped to the picture; adding returns the new region's index.
+    std::size_t addBlurRegion(const BlurRegion& region);
+    void changeBlurRegion(std::size_t index, const BlurRegion& changed);
+    void removeBlurRegion(std::size_t index);
 
 private:
     void restore(const TimelineState& state);

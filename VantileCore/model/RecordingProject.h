@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/AudioSettings.h"
+#include "model/BlurRegion.h"
 #include "model/CameraRecording.h"
 #include "model/CaptureInfo.h"
 #include "model/CursorFrame.h"
@@ -46,6 +47,8 @@ struct RecordingProject {
     std::vector<TimeRange> cuts;
     // The webcam recorded beside the screen; absent for a take without one.
     std::optional<CameraRecording> camera;
+    // Rectangles made unreadable for a while (privacy blur).
+    std::vector<BlurRegion> blurRegions{};
 
     UnknownKeys unknownKeys{};
 

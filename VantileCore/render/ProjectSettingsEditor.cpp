@@ -99,6 +99,7 @@ void ProjectSettingsEditor::replaceTimeline(const TimelineState& timeline)
     project_.trim = timeline.trim;
     project_.cuts = timeline.cuts;
     project_.focusSegments = timeline.focusSegments;
+    project_.blurRegions = timeline.blurRegions;
     project_.previewVideoPath.reset();
     if (CameraBubbleLook::of(renderSettings_) != timeline.cameraBubble) {
         // Through applyRenderSettings, which saves: the settings changed as from the panel.

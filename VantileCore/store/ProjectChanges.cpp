@@ -46,7 +46,8 @@ RecordingProject mergeProjectChanges(const RecordingProject& base, const Recordi
     };
     using P = RecordingProject;
     takeChanged(&P::id, &P::createdAt, &P::duration, &P::events, &P::focusSegments, &P::cursorFrames,
-                &P::rawVideoPath, &P::previewVideoPath, &P::exportVideoPath, &P::exports, &P::camera);
+                &P::rawVideoPath, &P::previewVideoPath, &P::exportVideoPath, &P::exports, &P::camera,
+                &P::blurRegions);
     if (changed.trim != base.trim || changed.cuts != base.cuts) {
         onDisk.trim = changed.trim;
         onDisk.cuts = changed.cuts;
