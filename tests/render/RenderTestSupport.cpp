@@ -110,6 +110,28 @@ int lineCount(const std::string& text)
     return static_cast<int>(std::count(text.begin(), text.end(), '\n'));
 }
 
+double detailEnergy(const QImage& image, const QRect& area)
+{
+    const QRect inside = area.intersected(image.rect().adjusted(0, 0, -1, -1));
+    if (inside.isEmpty()) return 0;
+    double sum = 0;
+    for (int y = inside.top(); y <= inside.bottom(); ++y) {
+        for (int x = inside.left(); x <= inside.right(); ++x) {
+            const int here = qGray(image.pixel(x, y));
+            sum += std::abs(qGray(image.pixel(x + 1, y)) - here) + std::abs(qGray(image.pixel(x, y + 1)) - here);
+        }
+    }
+    return sum / (static_cast<double>(inside.width()) * inside.height());
+}
+
+void paintTextLike(QImage& image)
+{
+    for (int y = 0; y < image.height(); ++y) {
+        auto* row = reinterpret_cast<QRgb*>(image.scanLine(y));
+        for (int x = 0; x < image.width(); ++x) row[x] = (x / 4 + y / 3) % 2 ? qRgb(235, 235, 235) : qRgb(20, 20, 20);
+    }
+}
+
 bool near(QColor actual, QColor expected, int tolerance)
 {
     return std::abs(actual.red() - expected.red()) <= tolerance &&

@@ -51,6 +51,12 @@ std::vector<std::uint8_t> centrePixels(const std::filesystem::path& movie);
 
 int lineCount(const std::string& text);
 
+// The mean absolute luma difference between horizontal and vertical neighbours inside `area`:
+// text and fine lines score high, a pixelated or blurred area low.
+double detailEnergy(const QImage& image, const QRect& area);
+// Fine black and white cells of 4 × 3 pixels, like lines of small text.
+void paintTextLike(QImage& image);
+
 // A monitor that cancels its own export once `shouldCancel` holds for a progress report.
 struct CancellingMonitor : ExportMonitor {
     explicit CancellingMonitor(std::function<bool(double)> shouldCancel)
