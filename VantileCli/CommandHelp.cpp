@@ -103,7 +103,9 @@ const std::map<std::string, std::string>& helpTexts()
                    "  --duck microphone|system|none  make that track quieter while the other one sounds\n"
                    "                      (needs both tracks; default: none)\n"},
         {"edit", "vantile-cli edit DIR [--trim START END] [--cut START END]... [--zoom START END X Y SCALE]...\n"
-                 "                     [--remove-zoom INDEX]... [--clear-edits] [--json]\n"
+                 "                     [--remove-zoom INDEX]... [--clear-edits]\n"
+                 "                     [--blur START END X Y W H [--blur-style pixelate|blur]]... [--remove-blur INDEX]...\n"
+                 "                     [--json]\n"
                  "  Edits the timeline: options apply in the order given, the project is saved once, and the resulting\n"
                  "  timeline is printed. Times are recording seconds; a refused edit changes nothing.\n"
                  "  --trim START END    keep only this stretch of the recording\n"
@@ -114,6 +116,12 @@ const std::map<std::string, std::string>& helpTexts()
                  "  --remove-zoom INDEX remove segment INDEX (as `info --json` lists focusSegments); a removed\n"
                  "                      zoom leaves the overview in its place\n"
                  "  --clear-edits       no trim, no cuts, and the automatic plan again\n"
+                 "  --blur START END X Y W H\n"
+                 "                      make the rectangle X,Y W x H (raw-video pixels) unreadable from START to END;\n"
+                 "                      it follows the camera's zoom; a rectangle partly outside the picture is clipped\n"
+                 "  --blur-style pixelate|blur\n"
+                 "                      right after --blur: coarse blocks (default) or a strong blur\n"
+                 "  --remove-blur INDEX remove blur region INDEX (as the output lists them)\n"
                  "  --json              print {\"duration\", \"trim\", \"cuts\", \"segments\"}\n"},
         {"plan", "vantile-cli plan --events FILE --duration S --width W --height H [--intensity I] [--fps N]\n"
                  "  Plans a JSON array of input events (video pixels) and prints segments, camera keyframes and cursor frames.\n"

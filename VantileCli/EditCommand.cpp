@@ -2,6 +2,7 @@
 #include "Commands.h"
 #include "TimelineSummary.h"
 
+#include "engine/BlurRegionEdits.h"
 #include "engine/TimelineEdits.h"
 #include "store/ProjectFileManager.h"
 
@@ -34,7 +35,7 @@ std::size_t parseIndex(const std::string& option, const std::string& text)
     const char* end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, parsed);
     if (text.empty() || error != std::errc() || stop != end) {
-        throw UsageError(option + ": expected a segment index (0, 1, ...), got \"" + text + "\"");
+        throw UsageError(option + ": expected an index (0, 1, ...), got \"" + text + "\"");
     }
     return parsed;
 }
@@ -82,6 +83,27 @@ int runEdit(const std::vector<std::string>& arguments)
             edits.push_back([segment](const RecordingProject& p) { return TimelineEdits::withoutSegment(p, segment); });
         } else if (option == "--clear-edits") {
             edits.push_back([](const RecordingProject& p) { return TimelineEdits::withoutEdits(p); });
+        } else if (option == "--blur") {
+            const auto v = values(6);
+            BlurRegion region{v[0], v[1], v[2], v[3], v[4], v[5]};
+            if (index + 1 < arguments.size() && arguments[index + 1] == "--blur-style") {
+                if (index + 2 >= arguments.size()) throw UsageError("option --blur-style needs a value");
+                const std::string& style = arguments[index + 2];
+                try {
+                    region.style = blurStyleTexts.parse(style);
+                } catch (const DecodingError&) {
+                    throw UsageError("--blur-style: expected pixelate or blur, got \"" + style + "\"");
+                }
+                index += 2;
+            }
+            edits.push_back([region](const RecordingProject& p) { return BlurRegionEdits::withBlurRegion(p, region); });
+        } else if (option == "--blur-style") {
+            throw UsageError("option --blur-style must follow --blur START END X Y W H");
+        } else if (option == "--remove-blur") {
+            if (index + 1 >= arguments.size()) throw UsageError("option --remove-blur needs a value");
+            const std::size_t region = parseIndex(option, arguments[++index]);
+            edits.push_back(
+                [region](const RecordingProject& p) { return BlurRegionEdits::withoutBlurRegion(p, region); });
         } else if (option == "--json") {
             json = true;
         } else if (option.rfind("-", 0) == 0 && option.size() > 1) {
@@ -106,7 +128,7 @@ int runEdit(const std::vector<std::string>& arguments)
     if (json) {
         std::cout << ProjectFileManager::encodeDocument(timelineJson(project)) << "\n";
     } else {
-        std::cout << describeTimelineEdit(project) << describeSegments(project);
+        std::cout << describeTimelineEdit(project) << describeSegments(project) << describeBlurRegions(project);
     }
     return 0;
 }

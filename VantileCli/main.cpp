@@ -37,7 +37,8 @@ const std::map<std::string, CommandEntry>& commands()
                                "[--camera-shape S] [--camera-mirror on|off] [--normalize-loudness] [--reduce-noise] "
                                "[--volume system|microphone DB]... [--mute system|microphone]... [--duck microphone|system]"}},
         {"edit", {runEdit, "edit DIR [--trim START END] [--cut START END]... [--zoom START END X Y SCALE]... "
-                           "[--remove-zoom INDEX]... [--clear-edits] [--json]"}},
+                           "[--remove-zoom INDEX]... [--clear-edits] [--blur START END X Y W H [--blur-style S]]... "
+                           "[--remove-blur INDEX]... [--json]"}},
         {"plan", {runPlan, "plan --events FILE --duration S --width W --height H [--intensity light|standard|strong] [--fps N]"}},
     };
     return table;
