@@ -70,6 +70,21 @@ QVariantList ranges(const std::vector<TimeRange>& list)
     return values;
 }
 
+QVariantList blurRegions(const std::vector<BlurRegion>& list)
+{
+    QVariantList values;
+    for (const BlurRegion& region : list) {
+        values.append(QVariantMap{{"start", region.start},
+                                  {"end", region.end},
+                                  {"x", region.x},
+                                  {"y", region.y},
+                                  {"width", region.width},
+                                  {"height", region.height},
+                                  {"style", QString::fromStdString(rawValue(region.style))}});
+    }
+    return values;
+}
+
 // Rows the timeline needs so that no two blocks overlap; at least one.
 int laneCount(const std::vector<FocusSegment>& list)
 {
@@ -94,6 +109,7 @@ QVariantMap project(const RecordingProject& project)
         {"trimStart", project.trim ? project.trim->start : 0.0},
         {"trimEnd", project.trim ? project.trim->end : project.duration},
         {"cuts", ranges(project.cuts)},
+        {"blurRegions", blurRegions(project.blurRegions)},
         {"keptDuration", OutputTimeline(project).duration()},
         {"laneCount", laneCount(project.focusSegments)},
         {"hasCamera", project.camera.has_value()},
