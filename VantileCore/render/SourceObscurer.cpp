@@ -8,7 +8,9 @@ extern "C" {
 }
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <numeric>
 
 namespace vantile {
 
@@ -60,74 +62,104 @@ std::vector<int> blockEdges(int first, int last, int block, double scale, int li
     return edges;
 }
 
+// Packed formats have at most four samples a pixel at 8 bits.
+constexpr int largestStep = 4;
+
 void pixelate(const PlaneView& plane, const SnappedArea& area, int block)
 {
     const std::vector<int> columns = blockEdges(area.left, area.right, block, plane.scaleX, plane.width);
     const std::vector<int> rows = blockEdges(area.top, area.bottom, block, plane.scaleY, plane.height);
-    std::vector<std::uint64_t> sums(static_cast<std::size_t>(plane.step));
+    const int step = plane.step;
     for (std::size_t row = 0; row + 1 < rows.size(); ++row) {
         for (std::size_t column = 0; column + 1 < columns.size(); ++column) {
             const int left = columns[column], right = columns[column + 1];
             const int top = rows[row], bottom = rows[row + 1];
             if (left >= right || top >= bottom) continue;
-            std::fill(sums.begin(), sums.end(), 0);
+            const int samples = (right - left) * step;
+            std::array<std::uint32_t, largestStep> sums{};
             for (int y = top; y < bottom; ++y) {
                 const std::uint8_t* pixel = plane.at(left, y);
-                for (int x = left; x < right; ++x) {
-                    for (int lane = 0; lane < plane.step; ++lane) sums[static_cast<std::size_t>(lane)] += *pixel++;
+                if (step == 1) {
+                    // The planes of planar formats, nearly every frame: no lanes to tell apart.
+                    sums[0] = std::accumulate(pixel, pixel + samples, sums[0]);
+                    continue;
                 }
+                for (int index = 0; index < samples; ++index) sums[static_cast<std::size_t>(index % step)] += pixel[index];
             }
-            const auto count = static_cast<std::uint64_t>(right - left) * static_cast<std::uint64_t>(bottom - top);
-            std::vector<std::uint8_t> mean(sums.size());
-            for (std::size_t lane = 0; lane < sums.size(); ++lane) {
-                mean[lane] = static_cast<std::uint8_t>((sums[lane] + count / 2) / count);
+            const auto count = static_cast<std::uint32_t>((right - left) * (bottom - top));
+            std::array<std::uint8_t, largestStep> mean{};
+            for (int lane = 0; lane < step; ++lane) {
+                mean[static_cast<std::size_t>(lane)] =
+                    static_cast<std::uint8_t>((sums[static_cast<std::size_t>(lane)] + count / 2) / count);
             }
             for (int y = top; y < bottom; ++y) {
                 std::uint8_t* pixel = plane.at(left, y);
-                for (int x = left; x < right; ++x) {
-                    for (std::size_t lane = 0; lane < mean.size(); ++lane) *pixel++ = mean[lane];
+                if (step == 1) {
+                    std::fill_n(pixel, samples, mean[0]);
+                    continue;
                 }
+                for (int index = 0; index < samples; ++index) pixel[index] = mean[static_cast<std::size_t>(index % step)];
             }
         }
     }
 }
 
-// One box pass over `count` samples `stride` bytes apart, the window clamped to the run, so
-// nothing outside the region leaks in and nothing of it leaks out.
-void boxPass(std::uint8_t* first, std::ptrdiff_t stride, int count, int radius, std::vector<std::uint8_t>& scratch)
-{
-    scratch.resize(static_cast<std::size_t>(count));
-    for (int index = 0; index < count; ++index) scratch[static_cast<std::size_t>(index)] = first[index * stride];
-    const auto sample = [&](int index) { return static_cast<int>(scratch[static_cast<std::size_t>(std::clamp(index, 0, count - 1))]); };
-    int sum = 0;
-    for (int index = -radius; index <= radius; ++index) sum += sample(index);
-    const int window = 2 * radius + 1;
-    for (int index = 0; index < count; ++index) {
-        first[index * stride] = static_cast<std::uint8_t>((sum + window / 2) / window);
-        sum += sample(index + radius + 1) - sample(index - radius);
-    }
-}
-
+// Three box passes each way come close to a Gaussian of sigma ≈ the radius. Each window is
+// clamped to the area, so nothing outside the region leaks in and nothing of it leaks out;
+// columns are summed row by row, so every pass reads memory in order.
 void blur(const PlaneView& plane, const SnappedArea& area, int radius)
 {
     const int left = toPlane(area.left, plane.scaleX, plane.width);
     const int right = toPlane(area.right, plane.scaleX, plane.width);
     const int top = toPlane(area.top, plane.scaleY, plane.height);
     const int bottom = toPlane(area.bottom, plane.scaleY, plane.height);
+    if (left >= right || top >= bottom) return;
     const int radiusX = std::max(1, static_cast<int>(std::lround(radius * plane.scaleX)));
     const int radiusY = std::max(1, static_cast<int>(std::lround(radius * plane.scaleY)));
-    if (left >= right || top >= bottom) return;
-    std::vector<std::uint8_t> scratch;
-    // Three box passes each way come close to a Gaussian of sigma ≈ the radius.
+    const int width = right - left;
+    const int height = bottom - top;
+    const int step = plane.step;
+    const int rowLength = width * step;
+    const auto at = [rowLength](std::vector<std::uint16_t>& samples, int x, int y) -> std::uint16_t& {
+        return samples[static_cast<std::size_t>(y * rowLength + x)];
+    };
+    std::vector<std::uint16_t> current(static_cast<std::size_t>(rowLength * height));
+    std::vector<std::uint16_t> across(current.size());
+    for (int y = 0; y < height; ++y) std::copy_n(plane.at(left, top + y), rowLength, &at(current, 0, y));
+    std::vector<int> columnSums(static_cast<std::size_t>(rowLength));
+    const int windowX = 2 * radiusX + 1;
+    const int windowY = 2 * radiusY + 1;
     for (int pass = 0; pass < 3; ++pass) {
-        for (int y = top; y < bottom; ++y) {
-            for (int lane = 0; lane < plane.step; ++lane) {
-                boxPass(plane.at(left, y) + lane, plane.step, right - left, radiusX, scratch);
+        for (int y = 0; y < height; ++y) {
+            for (int lane = 0; lane < step; ++lane) {
+                const auto sample = [&](int x) { return static_cast<int>(at(current, std::clamp(x, 0, width - 1) * step + lane, y)); };
+                int sum = 0;
+                for (int x = -radiusX; x <= radiusX; ++x) sum += sample(x);
+                for (int x = 0; x < width; ++x) {
+                    at(across, x * step + lane, y) = static_cast<std::uint16_t>((sum + windowX / 2) / windowX);
+                    sum += sample(x + radiusX + 1) - sample(x - radiusX);
+                }
             }
         }
-        for (int x = left; x < right; ++x) {
-            for (int lane = 0; lane < plane.step; ++lane) {
-                boxPass(plane.at(x, top) + lane, plane.linesize, bottom - top, radiusY, scratch);
+        const bool last = pass == 2;
+        std::fill(columnSums.begin(), columnSums.end(), 0);
+        for (int y = -radiusY; y <= radiusY; ++y) {
+            const int row = std::clamp(y, 0, height - 1);
+            for (int x = 0; x < rowLength; ++x) columnSums[static_cast<std::size_t>(x)] += at(across, x, row);
+        }
+        for (int y = 0; y < height; ++y) {
+            std::uint8_t* target = plane.at(left, top + y);
+            const int entering = std::min(y + radiusY + 1, height - 1);
+            const int leaving = std::max(y - radiusY, 0);
+            for (int x = 0; x < rowLength; ++x) {
+                int& sum = columnSums[static_cast<std::size_t>(x)];
+                const auto value = static_cast<std::uint16_t>((sum + windowY / 2) / windowY);
+                if (last) {
+                    target[x] = static_cast<std::uint8_t>(value);
+                } else {
+                    at(current, x, y) = value;
+                }
+                sum += at(across, x, entering) - at(across, x, leaving);
             }
         }
     }
@@ -153,7 +185,7 @@ std::vector<PlaneView> planesOf(AVFrame& frame, double videoWidth, double videoH
     std::vector<PlaneView> planes;
     for (int component = 0; component < descriptor->nb_components; ++component) {
         const AVComponentDescriptor& described = descriptor->comp[component];
-        if (described.depth != 8 || described.shift != 0) return {};
+        if (described.depth != 8 || described.shift != 0 || described.step > largestStep) return {};
         const bool subsampled = (component == 1 || component == 2) && !(descriptor->flags & AV_PIX_FMT_FLAG_RGB);
         const int shiftX = subsampled ? descriptor->log2_chroma_w : 0;
         const int shiftY = subsampled ? descriptor->log2_chroma_h : 0;

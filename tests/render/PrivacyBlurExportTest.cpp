@@ -1,6 +1,5 @@
 #include "RenderTestSupport.h"
 
-#include "render/CompositorGeometry.h"
 #include "render/ExportManager.h"
 #include "render/SourceFrameProvider.h"
 #include "render/VideoFileWriter.h"
@@ -23,14 +22,7 @@ QRect outputRect(const RenderJob& job, const BlurRegion& region, double time)
     FrameCompositor compositor(VideoFileWriter::compositorScene(job, source), {});
     const QRectF canvas(0, 0, static_cast<double>(job.renderSettings.outputWidth),
                         static_cast<double>(job.renderSettings.outputHeight));
-    const CompositorGeometry::FrameLayout& layout = compositor.layout(canvas);
-    const CGRectCodable crop = CompositorGeometry::cropRect(static_cast<double>(job.project.video.width),
-                                                            static_cast<double>(job.project.video.height),
-                                                            layout.video, compositor.cameraAt(time));
-    const CodablePoint topLeft = CompositorGeometry::mapToCanvas(region.x, region.y, crop, layout.video);
-    const CodablePoint bottomRight =
-        CompositorGeometry::mapToCanvas(region.x + region.width, region.y + region.height, crop, layout.video);
-    return QRectF(QPointF(topLeft.x, topLeft.y), QPointF(bottomRight.x, bottomRight.y)).toAlignedRect();
+    return test::outputRectOf(compositor, canvas, {region.x, region.y, region.width, region.height}, time);
 }
 
 // Mean absolute grey difference outside `excluded`.

@@ -1,6 +1,5 @@
 #include "RenderTestSupport.h"
 
-#include "render/CompositorGeometry.h"
 #include "render/FrameCompositor.h"
 #include "render/ImageConversion.h"
 #include "render/SourceObscurer.h"
@@ -31,17 +30,6 @@ FrameHandle textLikeFrame()
     frame->colorspace = encoderYuvTagging.colorSpace;
     frame->color_range = encoderYuvTagging.range;
     return frame;
-}
-
-// Where a rectangle of recording pixels lands in the output at `time`.
-QRect outputRect(FrameCompositor& compositor, const QRectF& canvas, const BlurRegion& region, double time)
-{
-    const CompositorGeometry::FrameLayout& layout = compositor.layout(canvas);
-    const CGRectCodable crop = CompositorGeometry::cropRect(videoWidth, videoHeight, layout.video, compositor.cameraAt(time));
-    const CodablePoint topLeft = CompositorGeometry::mapToCanvas(region.x, region.y, crop, layout.video);
-    const CodablePoint bottomRight =
-        CompositorGeometry::mapToCanvas(region.x + region.width, region.y + region.height, crop, layout.video);
-    return QRectF(QPointF(topLeft.x, topLeft.y), QPointF(bottomRight.x, bottomRight.y)).toAlignedRect();
 }
 
 double meanDifference(const QImage& a, const QImage& b, const QRect& area)
@@ -86,7 +74,7 @@ TEST(PrivacyBlurTest, PreviewAndMovieObscureTheSameAreaTheSameWayAndFollowTheZoo
             plain.drawFrame(plainCanvas, time);
             movieInYuv.drawFrame(*frame, std::nullopt, time);
             convertFrameToImage(*frame, movieCanvas);
-            const QRect area = outputRect(movie, canvas, region, time);
+            const QRect area = test::outputRectOf(movie, canvas, {region.x, region.y, region.width, region.height}, time);
             // Bilinear scaling mixes a few pixels at the edges with what lies beside.
             const QRect inside = area.adjusted(5, 5, -5, -5);
             const QRect beside(area.right() + 4, inside.top(), 12, inside.height());

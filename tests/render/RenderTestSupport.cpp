@@ -1,5 +1,6 @@
 #include "RenderTestSupport.h"
 
+#include "render/CompositorGeometry.h"
 #include "render/ImageConversion.h"
 #include "render/MovieWriter.h"
 
@@ -122,6 +123,17 @@ double detailEnergy(const QImage& image, const QRect& area)
         }
     }
     return sum / (static_cast<double>(inside.width()) * inside.height());
+}
+
+QRect outputRectOf(FrameCompositor& compositor, const QRectF& canvas, const CGRectCodable& rect, double time)
+{
+    const CompositorGeometry::FrameLayout& layout = compositor.layout(canvas);
+    const CGRectCodable crop = CompositorGeometry::cropRect(compositor.scene().videoWidth, compositor.scene().videoHeight,
+                                                            layout.video, compositor.cameraAt(time));
+    const CodablePoint topLeft = CompositorGeometry::mapToCanvas(rect.x, rect.y, crop, layout.video);
+    const CodablePoint bottomRight =
+        CompositorGeometry::mapToCanvas(rect.x + rect.width, rect.y + rect.height, crop, layout.video);
+    return QRectF(QPointF(topLeft.x, topLeft.y), QPointF(bottomRight.x, bottomRight.y)).toAlignedRect();
 }
 
 void paintTextLike(QImage& image)
