@@ -248,6 +248,12 @@ public:
     Q_INVOKABLE void dismissIdleProposals();
     QVariantList idleProposalsValue() const;
     bool isFindingIdle() const { return findingIdle_; }
+    // Privacy blur: a rectangle between two raw-video points, made unreadable for
+    // newBlurRegionLength seconds from the playhead; indexes are positions in currentProject.blurRegions.
+    static constexpr double newBlurRegionLength = 3.0;
+    Q_INVOKABLE void addBlurRegion(double playhead, double x1, double y1, double x2, double y2);
+    Q_INVOKABLE void setBlurRegionSpan(int index, double start, double end);
+    Q_INVOKABLE void removeBlurRegion(int index);
     bool canUndo() const;
     bool canRedo() const;
 

@@ -98,6 +98,21 @@ QVariantList speedRegions(const std::vector<SpeedRegion>& list)
     return values;
 }
 
+QVariantList blurRegions(const std::vector<BlurRegion>& list)
+{
+    QVariantList values;
+    for (const BlurRegion& region : list) {
+        values.append(QVariantMap{{"start", region.start},
+                                  {"end", region.end},
+                                  {"x", region.x},
+                                  {"y", region.y},
+                                  {"width", region.width},
+                                  {"height", region.height},
+                                  {"style", QString::fromStdString(rawValue(region.style))}});
+    }
+    return values;
+}
+
 // Rows the timeline needs so that no two blocks overlap; at least one.
 int laneCount(const std::vector<FocusSegment>& list)
 {
@@ -125,6 +140,7 @@ QVariantMap project(const RecordingProject& project)
         {"speedRegions", speedRegions(project.speedRegions)},
         {"shortcutCount", static_cast<qlonglong>(std::ranges::count(project.events, InputEvent::EventType::keyboardShortcut,
                                                                     &InputEvent::type))},
+        {"blurRegions", blurRegions(project.blurRegions)},
         {"keptDuration", OutputTimeline(project).duration()},
         {"laneCount", laneCount(project.focusSegments)},
         {"hasCamera", project.camera.has_value()},

@@ -5,6 +5,7 @@
 #include "engine/IdleFinder.h"
 #include "engine/SpeedRegionEdits.h"
 #include "engine/TextCalloutEdits.h"
+#include "engine/BlurRegionEdits.h"
 #include "engine/TimelineEdits.h"
 #include "render/ScreenChangeScanner.h"
 #include "store/ProjectFileManager.h"
@@ -110,7 +111,7 @@ int runEdit(const std::vector<std::string>& arguments)
             edits.push_back([region](const RecordingProject& p) { return SpeedRegionEdits::withRegion(p, region); });
         } else if (option == "--remove-speed") {
             if (index + 1 >= arguments.size()) throw UsageError("option --remove-speed needs a value");
-            const std::size_t region = parseIndex(option, arguments[++index]);
+            const std::size_t region = parseIndex(option, arguments[++index], "a speed region index");
             edits.push_back([region](const RecordingProject& p) { return SpeedRegionEdits::withoutRegion(p, region); });
         } else if (option == "--skip-idle") {
             IdleSkipping skipping;
@@ -158,6 +159,27 @@ int runEdit(const std::vector<std::string>& arguments)
             if (index + 1 >= arguments.size()) throw UsageError("option --remove-text needs a value");
             const std::size_t callout = parseIndex(option, arguments[++index], "a text callout index");
             edits.push_back([callout](const RecordingProject& p) { return TextCalloutEdits::withoutTextCallout(p, callout); });
+        } else if (option == "--blur") {
+            const auto v = values(6);
+            BlurRegion region{v[0], v[1], v[2], v[3], v[4], v[5]};
+            if (index + 1 < arguments.size() && arguments[index + 1] == "--blur-style") {
+                if (index + 2 >= arguments.size()) throw UsageError("option --blur-style needs a value");
+                const std::string& style = arguments[index + 2];
+                try {
+                    region.style = blurStyleTexts.parse(style);
+                } catch (const DecodingError&) {
+                    throw UsageError("--blur-style: expected pixelate or blur, got \"" + style + "\"");
+                }
+                index += 2;
+            }
+            edits.push_back([region](const RecordingProject& p) { return BlurRegionEdits::withBlurRegion(p, region); });
+        } else if (option == "--blur-style") {
+            throw UsageError("option --blur-style must follow --blur START END X Y W H");
+        } else if (option == "--remove-blur") {
+            if (index + 1 >= arguments.size()) throw UsageError("option --remove-blur needs a value");
+            const std::size_t region = parseIndex(option, arguments[++index], "a blur region index");
+            edits.push_back(
+                [region](const RecordingProject& p) { return BlurRegionEdits::withoutBlurRegion(p, region); });
         } else if (option == "--json") {
             json = true;
         } else if (option.rfind("-", 0) == 0 && option.size() > 1) {
@@ -190,7 +212,7 @@ int runEdit(const std::vector<std::string>& arguments)
     if (json) {
         std::cout << ProjectFileManager::encodeDocument(timelineJson(project)) << "\n";
     } else {
-        std::cout << describeTimelineEdit(project) << describeSegments(project);
+        std::cout << describeTimelineEdit(project) << describeSegments(project) << describeBlurRegions(project);
     }
     return 0;
 }

@@ -99,7 +99,7 @@ void printSummary(const std::filesystem::path& directory, const RecordingProject
         << "source        " << describeSource(project.capture) << "\n"
         << "raw movie     " << describeRawMovie(directory, project) << "\n"
         << "events        " << project.events.size() << "\n"
-        << describeTimelineEdit(project) << describeSegments(project, true)
+        << describeTimelineEdit(project) << describeSegments(project, true) << describeBlurRegions(project)
         << "cursor frames " << project.cursorFrames.size() << "\n"
         << "output        " << settings.outputWidth << "x" << settings.outputHeight << " at " << settings.fps
         << " fps (" << label(settings.aspectRatio) << ", " << label(settings.resolutionPreset) << ")\n"

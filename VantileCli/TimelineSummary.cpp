@@ -73,6 +73,21 @@ std::string describeSegments(const RecordingProject& project, bool onlyEdited)
     return text;
 }
 
+std::string describeBlurRegions(const RecordingProject& project)
+{
+    if (project.blurRegions.empty()) return {};
+    std::string text = "blur         ";
+    for (std::size_t index = 0; index < project.blurRegions.size(); ++index) {
+        const BlurRegion& region = project.blurRegions[index];
+        char item[160];
+        std::snprintf(item, sizeof item, "%s %zu: %.3f - %.3f s at %.0f,%.0f %.0fx%.0f %s", index ? "," : "", index,
+                      region.start, region.end, region.x, region.y, region.width, region.height,
+                      rawValue(region.style).c_str());
+        text += item;
+    }
+    return text + "\n";
+}
+
 Json timelineJson(const RecordingProject& project)
 {
     Json timeline{{"duration", OutputTimeline(project).duration()},
@@ -81,6 +96,7 @@ Json timelineJson(const RecordingProject& project)
                   {"speedRegions", project.speedRegions},
                   {"segments", project.focusSegments}};
     if (!project.textCallouts.empty()) timeline["textCallouts"] = project.textCallouts;
+    if (!project.blurRegions.empty()) timeline["blurRegions"] = project.blurRegions;
     return timeline;
 }
 

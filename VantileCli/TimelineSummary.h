@@ -11,8 +11,9 @@ std::string describeTimelineEdit(const RecordingProject& project);
 // A count, then one line per focus segment (or per edited one): index (as `info --json` lists
 // them), times, type, focus point, scale, edited.
 std::string describeSegments(const RecordingProject& project, bool onlyEdited = false);
-// {"duration": kept seconds, "trim": {"start","end"}, "cuts": [...], "segments": [...]}, and
-// "textCallouts": [...] when the project has any.
+// One "blur" line listing the privacy-blur regions (index, span, rectangle, style); nothing without any.
+std::string describeBlurRegions(const RecordingProject& project);
+// {"duration": kept seconds, "trim": {"start","end"}, "cuts": [...], "segments": [...]}, and "blurRegions" and "textCallouts" when there are any
 Json timelineJson(const RecordingProject& project);
 
 }  // namespace vantile::cli

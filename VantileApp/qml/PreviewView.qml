@@ -138,6 +138,35 @@ Item {
                         }
                     }
                 }
+                // "隐私模糊": a drag on the picture marks a rectangle to obscure from the playhead on.
+                MouseArea {
+                    id: blurDraw
+                    objectName: "blurDrawArea"
+                    anchors.fill: preview
+                    property bool drawing: false
+                    property point from
+                    property point to
+                    enabled: drawing
+                    cursorShape: enabled ? Qt.CrossCursor : Qt.ArrowCursor
+                    onPressed: (mouse) => { from = Qt.point(mouse.x, mouse.y); to = from }
+                    onPositionChanged: (mouse) => to = Qt.point(mouse.x, mouse.y)
+                    onReleased: {
+                        drawing = false
+                        const a = preview.videoPointAt(from.x, from.y)
+                        const b = preview.videoPointAt(to.x, to.y)
+                        if (a.x !== undefined && b.x !== undefined) appState.addBlurRegion(preview.currentTime, a.x, a.y, b.x, b.y)
+                    }
+                    Rectangle {
+                        visible: parent.pressed
+                        x: Math.min(parent.from.x, parent.to.x)
+                        y: Math.min(parent.from.y, parent.to.y)
+                        width: Math.abs(parent.to.x - parent.from.x)
+                        height: Math.abs(parent.to.y - parent.from.y)
+                        color: "#40f59e0b"
+                        border.color: Theme.warning
+                        border.width: 2
+                    }
+                }
                 Text {
                     anchors.centerIn: parent
                     visible: !preview.ready
@@ -183,6 +212,13 @@ Item {
                         width: 16; height: 16; radius: 8
                         color: timeline.pressed ? "#dbeafe" : "white"
                     }
+                }
+                VantileButton {
+                    objectName: "privacyBlurButton"
+                    text: blurDraw.drawing ? "取消框选" : "隐私模糊"
+                    variant: "darkSecondary"
+                    enabled: preview.ready
+                    onClicked: blurDraw.drawing = !blurDraw.drawing
                 }
                 Text {
                     objectName: "playbackTime"

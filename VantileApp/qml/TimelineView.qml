@@ -360,6 +360,62 @@ ColumnLayout {
         }
     }
 
+    // Privacy-blur regions on a thin track of their own: drag an edge to change the span, × removes one.
+    Item {
+        id: blurTrack
+        objectName: "blurTrack"
+        visible: (root.project.blurRegions || []).length > 0
+        Layout.fillWidth: true
+        Layout.preferredHeight: visible ? 16 : 0
+        Repeater {
+            model: root.project.blurRegions || []
+            delegate: Rectangle {
+                id: blurBlock
+                objectName: "blurRegion"
+                readonly property int regionIndex: index
+                property real leftOffset: 0
+                property real rightOffset: 0
+                x: root.xOf(modelData.start) + leftOffset
+                width: Math.max(12, root.xOf(modelData.end) - root.xOf(modelData.start) - leftOffset + rightOffset)
+                height: blurTrack.height
+                radius: 3
+                color: "#60f59e0b"
+                border.color: Theme.warning
+                Text {
+                    anchors.centerIn: parent
+                    visible: parent.width > 30
+                    text: "×"
+                    color: Theme.text
+                    font.pixelSize: 12
+                    MouseArea { anchors.fill: parent; anchors.margins: -3; onClicked: appState.removeBlurRegion(blurBlock.regionIndex) }
+                }
+                Repeater {
+                    model: 2
+                    delegate: MouseArea {
+                        readonly property bool leftEdge: index === 0
+                        x: leftEdge ? 0 : blurBlock.width - 6
+                        width: 6
+                        height: blurBlock.height
+                        cursorShape: Qt.SizeHorCursor
+                        property real pressX: 0
+                        onPressed: (mouse) => { pressX = mouse.x }
+                        onPositionChanged: (mouse) => {
+                            if (leftEdge) blurBlock.leftOffset += mouse.x - pressX
+                            else blurBlock.rightOffset += mouse.x - pressX
+                        }
+                        onReleased: {
+                            const start = modelData.start + blurBlock.leftOffset / track.width * root.duration
+                            const end = modelData.end + blurBlock.rightOffset / track.width * root.duration
+                            blurBlock.leftOffset = 0
+                            blurBlock.rightOffset = 0
+                            appState.setBlurRegionSpan(blurBlock.regionIndex, start, end)
+                        }
+                    }
+                }
+            }
+        }
+    }
+
     RowLayout {
         Layout.fillWidth: true
         spacing: 6

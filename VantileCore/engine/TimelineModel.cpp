@@ -1,5 +1,6 @@
 #include "engine/TimelineModel.h"
 
+#include "engine/BlurRegionEdits.h"
 #include "engine/CameraPathBuilder.h"
 #include "engine/SpeedRegionEdits.h"
 #include "engine/TextCalloutEdits.h"
@@ -15,7 +16,7 @@ TimelineModel::TimelineModel(RecordingProject project) : project_(std::move(proj
 TimelineState TimelineModel::state() const
 {
     return {project_.trim, project_.cuts, project_.focusSegments, CameraBubbleLook::of(project_.renderSettings),
-            project_.speedRegions, project_.textCallouts};
+            project_.speedRegions, project_.textCallouts, project_.blurRegions};
 }
 
 void TimelineModel::adopt(RecordingProject project)
@@ -32,6 +33,7 @@ void TimelineModel::restore(const TimelineState& state)
     project_.renderSettings = state.cameraBubble.appliedTo(project_.renderSettings);
     project_.speedRegions = state.speedRegions;
     project_.textCallouts = state.textCallouts;
+    project_.blurRegions = state.blurRegions;
     project_.previewVideoPath.reset();
     timeline_ = OutputTimeline(project_);
 }
@@ -211,6 +213,22 @@ void TimelineModel::changeTextCallout(std::size_t index, const TextCallout& chan
 void TimelineModel::removeTextCallout(std::size_t index)
 {
     commit(TextCalloutEdits::withoutTextCallout(project_, index));
+}
+
+std::size_t TimelineModel::addBlurRegion(const BlurRegion& region)
+{
+    commit(BlurRegionEdits::withBlurRegion(project_, region));
+    return project_.blurRegions.size() - 1;
+}
+
+void TimelineModel::changeBlurRegion(std::size_t index, const BlurRegion& changed)
+{
+    commit(BlurRegionEdits::withBlurRegionChanged(project_, index, changed));
+}
+
+void TimelineModel::removeBlurRegion(std::size_t index)
+{
+    commit(BlurRegionEdits::withoutBlurRegion(project_, index));
 }
 
 }  // namespace vantile

@@ -21,6 +21,7 @@ struct TimelineState {
     CameraBubbleLook cameraBubble;
     std::vector<SpeedRegion> speedRegions;
     std::vector<TextCallout> textCallouts;
+    std::vector<BlurRegion> blurRegions{};
 
     bool operator==(const TimelineState&) const = default;
 };
@@ -70,6 +71,10 @@ public:
     std::size_t addTextCallout(const TextCallout& callout);
     void changeTextCallout(std::size_t index, const TextCallout& changed);
     void removeTextCallout(std::size_t index);
+    // Privacy blur: the rectangle is clipped to the picture; adding returns the new region's index.
+    std::size_t addBlurRegion(const BlurRegion& region);
+    void changeBlurRegion(std::size_t index, const BlurRegion& changed);
+    void removeBlurRegion(std::size_t index);
 
 private:
     void restore(const TimelineState& state);

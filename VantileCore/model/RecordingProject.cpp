@@ -87,6 +87,7 @@ void to_json(Json& json, const RecordingProject& project)
     if (!project.speedRegions.empty()) json["speedRegions"] = project.speedRegions;
     encodeOptionalKey(json, "camera", project.camera);
     if (!project.textCallouts.empty()) json["textCallouts"] = project.textCallouts;
+    if (!project.blurRegions.empty()) json["blurRegions"] = project.blurRegions;
     encodeUnknownKeys(json, project.unknownKeys);
 }
 
@@ -112,6 +113,15 @@ void requirePlausibleValues(const RecordingProject& project)
     requireSize("renderSettings.outputHeight", project.renderSettings.outputHeight, 4320);
     if (!(project.capture.region.width > 0 && project.capture.region.height > 0)) {
         throw DecodingError("capture.region", "has no area");
+    }
+    for (std::size_t index = 0; index < project.blurRegions.size(); ++index) {
+        const BlurRegion& region = project.blurRegions[index];
+        const std::string key = "blurRegions[" + std::to_string(index) + "]";
+        if (region.end > project.duration) throw DecodingError(key + ".end", "lies after the recording's end");
+        if (region.x >= static_cast<double>(project.video.width) || region.y >= static_cast<double>(project.video.height) ||
+            region.x + region.width <= 0 || region.y + region.height <= 0) {
+            throw DecodingError(key, "lies outside the recording's picture");
+        }
     }
 }
 
@@ -146,10 +156,11 @@ void decodeValue(const Json& json, RecordingProject& project)
     decodeKeyOrKeep(json, "speedRegions", project.speedRegions);
     decodeOptionalKey(json, "camera", project.camera);
     decodeKeyOrKeep(json, "textCallouts", project.textCallouts);
+    decodeKeyOrKeep(json, "blurRegions", project.blurRegions);
     project.unknownKeys = unknownKeysOf(json, {"id", "createdAt", "duration", "capture", "video", "events",
                                                "focusSegments", "cursorFrames", "renderSettings", "audioSettings",
                                                "rawVideoPath", "previewVideoPath", "exportVideoPath", "exports", "trim",
-                                               "cuts", "camera", "speedRegions", "textCallouts"});
+                                               "cuts", "camera", "speedRegions", "textCallouts", "blurRegions"});
     requirePlausibleValues(project);
 }
 

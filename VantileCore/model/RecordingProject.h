@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/AudioSettings.h"
+#include "model/BlurRegion.h"
 #include "model/CameraRecording.h"
 #include "model/CaptureInfo.h"
 #include "model/CursorFrame.h"
@@ -52,6 +53,8 @@ struct RecordingProject {
     std::optional<CameraRecording> camera;
     // Captions over the output frame, in the order they were added.
     std::vector<TextCallout> textCallouts;
+    // Rectangles made unreadable for a while (privacy blur).
+    std::vector<BlurRegion> blurRegions{};
 
     UnknownKeys unknownKeys{};
 

@@ -22,7 +22,8 @@ CompositorScene CompositorScene::of(const RecordingProject& project, const Rende
     return {width, height, settings,
             CameraPathBuilder::buildKeyframes(project.focusSegments, project.duration, width, height),
             project.cursorFrames,
-            projectDirectory.empty() ? nullptr : BackgroundPicture::forSettings(settings, projectDirectory)};
+            projectDirectory.empty() ? nullptr : BackgroundPicture::forSettings(settings, projectDirectory),
+            project.blurRegions};
 }
 
 namespace {
@@ -74,6 +75,7 @@ FrameCompositor::FrameCompositor(CompositorScene scene, SourceImageLookup source
       preset_(RenderPreset::forSettings(scene_.settings)),
       palette_(CursorPalette::forTheme(scene_.settings.cursorTheme)),
       source_(std::move(source)),
+      obscurer_(scene_.blurRegions, scene_.videoWidth, scene_.videoHeight),
       camera_(scene_.keyframes),
       cursor_(scene_.cursorFrames)
 {
@@ -531,8 +533,8 @@ QRegion FrameCompositor::drawDynamic(QPainter& painter, const QRectF& canvas, do
     const CameraKeyframe camera = camera_.state(time);
     bool drawn = false;
     const QImage* image = nullptr;
-    const AVFrame* decoded = decodedSource_ ? decodedSource_(time) : nullptr;
-    if (!decoded && source_) image = source_(time);
+    const AVFrame* decoded = obscurer_.obscured(decodedSource_ ? decodedSource_(time) : nullptr, time);
+    if (!decoded && source_) image = obscurer_.obscured(source_(time), time);
     const std::vector<CameraKeyframe> cameras = shutterCameras(time, camera);
     if (cameras.size() > 1 && (decoded || (image && !image->isNull()))) {
         drawBlurredVideo(painter, canvas, cameras, decoded, image);

@@ -8,6 +8,7 @@
 #include "render/CropScaler.h"
 #include "render/CursorPalette.h"
 #include "render/FrameProviders.h"
+#include "render/SourceObscurer.h"
 #include "render/layers/OverlayLayer.h"
 
 #include <QImage>
@@ -31,6 +32,8 @@ struct CompositorScene {
     std::vector<CursorFrame> cursorFrames;
     // The picture of an image background, read once; null for every other background.
     std::shared_ptr<const BackgroundPicture> backgroundPicture;
+    // Made unreadable in the source picture before it is placed (privacy blur).
+    std::vector<BlurRegion> blurRegions{};
 
     // What a project's frames are drawn from with `settings`: its video, its camera path and cursor.
     // An image background is read from `projectDirectory`; without one it is left out.
@@ -57,6 +60,8 @@ public:
     // last frame changed is restored from the static layer. Returns the area where this frame
     // differs from the static layer (the whole canvas when it is not cached).
     QRegion drawFrame(QImage& canvas, double time);
+
+    const CompositorScene& scene() const { return scene_; }
 
     // Draws from decoded frames instead of the image lookup.
     void setDecodedSource(DecodedFrameLookup source) { decodedSource_ = std::move(source); }
@@ -119,6 +124,7 @@ private:
     CursorPalette palette_;
     SourceImageLookup source_;
     DecodedFrameLookup decodedSource_;
+    SourceObscurer obscurer_;
     CropScaler cropScaler_;
     QImage convertedSource_;  // a decoded frame the crop scaler could not take, as an image
     QImage blurredMoment_;    // one moment of a blurred frame's video

@@ -101,6 +101,7 @@ void ProjectSettingsEditor::replaceTimeline(const TimelineState& timeline)
     project_.focusSegments = timeline.focusSegments;
     project_.speedRegions = timeline.speedRegions;
     project_.textCallouts = timeline.textCallouts;
+    project_.blurRegions = timeline.blurRegions;
     project_.previewVideoPath.reset();
     if (CameraBubbleLook::of(renderSettings_) != timeline.cameraBubble) {
         // Through applyRenderSettings, which saves: the settings changed as from the panel.

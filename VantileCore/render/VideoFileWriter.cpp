@@ -153,6 +153,7 @@ CompositorScene compositorScene(const RenderJob& job, const SourceFrameProvider&
                                                         scene.videoHeight);
     scene.cursorFrames = job.cursorFrames;
     scene.backgroundPicture = BackgroundPicture::forSettings(job.renderSettings, job.rawVideoURL.parent_path());
+    scene.blurRegions = project.blurRegions;
     return scene;
 }
 

@@ -133,7 +133,9 @@ QRegion edgesOfRedrawnRows(const std::vector<bool>& redraw, const QRect& window,
 }  // namespace
 
 YuvFrameCompositor::YuvFrameCompositor(FrameCompositor& compositor, DecodedFrameLookup source)
-    : compositor_(compositor), source_(std::move(source))
+    : compositor_(compositor),
+      source_(std::move(source)),
+      obscurer_(compositor.scene().blurRegions, compositor.scene().videoWidth, compositor.scene().videoHeight)
 {
 }
 
@@ -178,7 +180,7 @@ QRegion YuvFrameCompositor::drawFrameInRgb(AVFrame& frame, double time)
 
 QRegion YuvFrameCompositor::drawFrame(AVFrame& frame, const std::optional<QRegion>& previous, double time)
 {
-    const AVFrame* decoded = source_ ? source_(time) : nullptr;
+    const AVFrame* decoded = obscurer_.obscured(source_ ? source_(time) : nullptr, time);
     if (!decoded || !passesThrough(*decoded) || frame.format != AV_PIX_FMT_YUV420P) {
         return drawFrameInRgb(frame, time);
     }

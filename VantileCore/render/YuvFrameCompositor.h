@@ -90,6 +90,7 @@ private:
 
     FrameCompositor& compositor_;
     DecodedFrameLookup source_;
+    SourceObscurer obscurer_;
     CropScaler cropScaler_;
     FrameHandle staticFrame_;  // the static layer in yuv420p
     QRectF staticCanvas_;

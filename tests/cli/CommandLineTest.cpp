@@ -187,6 +187,49 @@ TEST(RefusedCommandLines, FailWithOneLineNamingTheProblemAndWriteNothing)
     EXPECT_FALSE(fs::exists(root / "projects"));
 }
 
+// Privacy blur through `edit`: clipped, listed, removable, kept by later edits and by `info`;
+// bad spans, rectangles and styles refused with nothing written.
+TEST(EditCommand, BlurRegionsAreAddedClippedListedAndRemovedByIndex)
+{
+    TemporaryDirectory root;
+    const fs::path directory = root / "project";
+    ASSERT_EQ(runCli({"sample", directory.string(), "--duration", "6", "--width", "640", "--height", "360"}).exitCode, 0);
+    const ProjectFileManager store(root.path());
+    const auto added = runCli({"edit", directory.string(), "--blur", "1", "3", "600", "-20", "100", "60", "--blur",
+                               "2", "5.5", "10", "10", "50", "40", "--blur-style", "blur", "--json"});
+    ASSERT_EQ(added.exitCode, 0) << added.standardError;
+    const std::vector<BlurRegion> expected{{1, 3, 600, 0, 40, 40, BlurRegion::Style::pixelate},
+                                           {2, 5.5, 10, 10, 50, 40, BlurRegion::Style::blur}};
+    EXPECT_EQ(Json::parse(added.standardOutput).at("blurRegions"), Json(expected));
+    EXPECT_EQ(store.loadProject(directory).blurRegions, expected);
+    ASSERT_EQ(runCli({"edit", directory.string(), "--cut", "0.5", "1"}).exitCode, 0);
+    const auto info = runCli({"info", directory.string()});
+    EXPECT_NE(info.standardOutput.find("blur          0: 1.000 - 3.000 s at 600,0 40x40 pixelate, 1: 2.000 - 5.500 s"),
+              std::string::npos)
+        << info.standardOutput;
+
+    const auto before = snapshotFiles(directory);
+    const std::vector<std::pair<std::vector<std::string>, std::string>> refused = {
+        {{"--blur", "1", "9", "10", "10", "50", "40"}, "lies outside the recording (0 to 6 s)"},
+        {{"--blur", "3", "2", "10", "10", "50", "40"}, "must end after it starts"},
+        {{"--blur", "1", "2", "700", "10", "50", "40"}, "lies outside the recording's picture (640 x 360)"},
+        {{"--blur", "1", "2", "10", "10", "0", "40"}, "width and a height above 0"},
+        {{"--blur", "1", "2", "10", "10", "50", "40", "--blur-style", "smear"}, "expected pixelate or blur"},
+        {{"--blur-style", "blur"}, "must follow --blur"},
+        {{"--blur", "1", "2", "10", "10", "50"}, "needs 6 values"},
+        {{"--remove-blur", "0", "--remove-blur", "1"}, "There is no blur region 1"},
+    };
+    for (auto [options, message] : refused) {
+        options.insert(options.begin(), {"edit", directory.string()});
+        const CommandResult result = runCli(options);
+        EXPECT_NE(result.exitCode, 0) << message;
+        EXPECT_NE(result.standardError.find(message), std::string::npos) << result.standardError;
+        EXPECT_EQ(snapshotFiles(directory), before) << message;
+    }
+    ASSERT_EQ(runCli({"edit", directory.string(), "--remove-blur", "0"}).exitCode, 0);
+    EXPECT_EQ(store.loadProject(directory).blurRegions, std::vector<BlurRegion>{expected[1]});
+}
+
 // The options apply in order and the project is saved once, or, when one is refused, not at all.
 TEST(EditCommand, AppliesOptionsInOrderSavesOnceAndPrintsTheTimeline)
 {

@@ -394,3 +394,43 @@ TEST(TextCalloutCoding, AbsentWithoutCalloutsRoundTripsWithThemAndRefusesOddValu
         EXPECT_NE(failure.find(expected), std::string::npos) << callouts << " -> " << failure;
     }
 }
+
+TEST(BlurRegionCoding, RegionsAreWrittenOnlyWhenPresentRoundTripAndOddValuesFail)
+{
+    RecordingProject project = richProject();
+    const Json plain = project;
+    EXPECT_FALSE(plain.contains("blurRegions"));
+    EXPECT_EQ(decodeDocument<RecordingProject>(Json::parse(plain.dump())).blurRegions.size(), 0u);
+
+    project.blurRegions = {{0.1, 0.2 + 0.1, 10.5, 20, 300, 40, BlurRegion::Style::pixelate},
+                           {0, 0.3, 700, 500, 200, 200, BlurRegion::Style::blur}};
+    const Json withRegions = project;
+    EXPECT_EQ(withRegions.at("blurRegions").at(0),
+              Json::parse(R"({"start":0.1,"end":0.30000000000000004,"x":10.5,"y":20.0,"width":300.0,"height":40.0,)"
+                          R"("style":"pixelate"})"));
+    EXPECT_EQ(decodeDocument<RecordingProject>(Json::parse(withRegions.dump())), project);
+
+    // The style may be left out; pixelating is the default.
+    Json json = minimalProjectJson();
+    json["blurRegions"] = Json::parse(R"([{"start":1,"end":2,"x":0,"y":0,"width":10,"height":10}])");
+    EXPECT_EQ(decodeDocument<RecordingProject>(json).blurRegions.at(0).style, BlurRegion::Style::pixelate);
+
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {R"({"start":2,"end":2,"x":0,"y":0,"width":10,"height":10})", "blurRegions[0].end: must come after start"},
+        {R"({"start":-1,"end":2,"x":0,"y":0,"width":10,"height":10})", "blurRegions[0].start: must be 0 or more"},
+        {R"({"start":1,"end":2,"x":0,"y":0,"width":0,"height":10})", "blurRegions[0].width: must be greater than 0"},
+        {R"({"start":1,"end":2,"x":0,"y":0,"width":10,"height":-3})", "blurRegions[0].height: must be greater than 0"},
+        {R"({"start":1,"end":2,"x":0,"y":0,"width":10,"height":10,"style":"smudge"})",
+         "blurRegions[0].style: unknown value \"smudge\""},
+        {R"({"start":1,"end":20,"x":0,"y":0,"width":10,"height":10})", "blurRegions[0].end: lies after the recording"},
+        {R"({"start":1,"end":2,"x":1280,"y":0,"width":10,"height":10})", "blurRegions[0]: lies outside the recording"},
+        {R"({"start":1,"end":2,"x":-20,"y":5,"width":20,"height":10})", "blurRegions[0]: lies outside the recording"},
+        {R"({"start":1,"end":2,"x":0,"width":10,"height":10})", "blurRegions[0].y: missing required key"},
+    };
+    for (const auto& [region, expected] : cases) {
+        Json refused = minimalProjectJson();
+        refused["blurRegions"] = Json::array({Json::parse(region)});
+        const std::string failure = decodeFailure(refused);
+        EXPECT_EQ(failure.rfind(expected, 0), 0u) << failure;
+    }
+}

@@ -1,5 +1,6 @@
 #include "RenderTestSupport.h"
 
+#include "render/CompositorGeometry.h"
 #include "render/ImageConversion.h"
 #include "render/MovieWriter.h"
 
@@ -113,6 +114,39 @@ std::vector<std::uint8_t> centrePixels(const std::filesystem::path& movie)
 int lineCount(const std::string& text)
 {
     return static_cast<int>(std::count(text.begin(), text.end(), '\n'));
+}
+
+double detailEnergy(const QImage& image, const QRect& area)
+{
+    const QRect inside = area.intersected(image.rect().adjusted(0, 0, -1, -1));
+    if (inside.isEmpty()) return 0;
+    double sum = 0;
+    for (int y = inside.top(); y <= inside.bottom(); ++y) {
+        for (int x = inside.left(); x <= inside.right(); ++x) {
+            const int here = qGray(image.pixel(x, y));
+            sum += std::abs(qGray(image.pixel(x + 1, y)) - here) + std::abs(qGray(image.pixel(x, y + 1)) - here);
+        }
+    }
+    return sum / (static_cast<double>(inside.width()) * inside.height());
+}
+
+QRect outputRectOf(FrameCompositor& compositor, const QRectF& canvas, const CGRectCodable& rect, double time)
+{
+    const CompositorGeometry::FrameLayout& layout = compositor.layout(canvas);
+    const CGRectCodable crop = CompositorGeometry::cropRect(compositor.scene().videoWidth, compositor.scene().videoHeight,
+                                                            layout.video, compositor.cameraAt(time));
+    const CodablePoint topLeft = CompositorGeometry::mapToCanvas(rect.x, rect.y, crop, layout.video);
+    const CodablePoint bottomRight =
+        CompositorGeometry::mapToCanvas(rect.x + rect.width, rect.y + rect.height, crop, layout.video);
+    return QRectF(QPointF(topLeft.x, topLeft.y), QPointF(bottomRight.x, bottomRight.y)).toAlignedRect();
+}
+
+void paintTextLike(QImage& image)
+{
+    for (int y = 0; y < image.height(); ++y) {
+        auto* row = reinterpret_cast<QRgb*>(image.scanLine(y));
+        for (int x = 0; x < image.width(); ++x) row[x] = (x / 4 + y / 3) % 2 ? qRgb(235, 235, 235) : qRgb(20, 20, 20);
+    }
 }
 
 bool near(QColor actual, QColor expected, int tolerance)

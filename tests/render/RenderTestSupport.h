@@ -53,6 +53,14 @@ int lineCount(const std::string& text);
 
 // Starts Qt's font system (offscreen) once for this process: text layers draw with it.
 void ensureGuiApplication();
+// The mean absolute luma difference between horizontal and vertical neighbours inside `area`:
+// text and fine lines score high, a pixelated or blurred area low.
+double detailEnergy(const QImage& image, const QRect& area);
+// Where a rectangle of recording pixels lands in `compositor`'s output on `canvas` at `time`,
+// through its layout and camera.
+QRect outputRectOf(FrameCompositor& compositor, const QRectF& canvas, const CGRectCodable& rect, double time);
+// Fine black and white cells of 4 × 3 pixels, like lines of small text.
+void paintTextLike(QImage& image);
 
 // A monitor that cancels its own export once `shouldCancel` holds for a progress report.
 struct CancellingMonitor : ExportMonitor {

@@ -312,6 +312,20 @@ TEST(YuvFrameCompositorTest, ReusedFramesKeepOnlyTheRowsWhoseSourceStayedTheSame
     scene.cursorFrames = {{0, 2, 3, true, true},        {0.1, 2, 3, true, false},     {0.25, 2, 3, true, false},
                           {0.35, 200, 150, true, false}, {0.6, 200, 150, true, false}, {1.0, 350, 165, true, true},
                           {1.3, 955, 537, true, false},  {2.2, 600, 400, true, true}};
+    // Privacy blur that starts and ends while one source frame is shown (output frames 12 | 13
+    // and 51 | 52), so the same source rows are drawn plain and obscured in turn.
+    scene.blurRegions = {{0.42, 0.95, 250, 100, 180, 120, BlurRegion::Style::pixelate},
+                         {1.1, 1.72, 600, 300, 200, 150, BlurRegion::Style::blur}};
+    const auto checksum = [&] {
+        std::uint64_t sum = 0;
+        for (const FrameHandle& frame : sources) {
+            for (int row = 0; row < 540; ++row) {
+                for (int x = 0; x < 960; ++x) sum = sum * 31 + frame->data[0][row * frame->linesize[0] + x];
+            }
+        }
+        return sum;
+    };
+    const std::uint64_t sourcesBefore = checksum();
     for (const QSize size : {QSize(1280, 720), QSize(1002, 566)}) {
         SCOPED_TRACE(std::to_string(size.width()) + " x " + std::to_string(size.height()));
         // The source advances at 20 frames a second while the output draws 30.
@@ -338,6 +352,7 @@ TEST(YuvFrameCompositorTest, ReusedFramesKeepOnlyTheRowsWhoseSourceStayedTheSame
             ASSERT_EQ(largestDifference(frame, *clean), 0) << "frame " << i;
         }
     }
+    EXPECT_EQ(checksum(), sourcesBefore) << "the decoded frames were written to";
 }
 
 TEST(YuvFrameCompositorTest, TheVideoNeverReachesTheCardsRoundedCorners)

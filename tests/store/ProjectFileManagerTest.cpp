@@ -259,7 +259,7 @@ TEST(TimelineEditStore, OlderProjectsWithoutEditsRoundTripByteForByte)
         files.saveProject(project, root / name);
         const auto saved = snapshotFiles(root / name);
         for (const auto& [file, text] : saved) {
-            for (const char* key : {"\"trim\"", "\"cuts\"", "\"edited\"", "\"camera"}) {
+            for (const char* key : {"\"trim\"", "\"cuts\"", "\"edited\"", "\"camera", "\"blurRegions\""}) {
                 EXPECT_EQ(text.find(key), std::string::npos) << name << "/" << file << " gained " << key;
             }
         }
