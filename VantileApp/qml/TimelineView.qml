@@ -419,16 +419,24 @@ ColumnLayout {
     RowLayout {
         Layout.fillWidth: true
         spacing: 6
+        // One button for what can be added at the playhead, so the row fits beside the panel.
         VantileButton {
-            text: "添加缩放"
+            objectName: "addAtPlayhead"
+            text: "添加…"
             variant: "darkSecondary"
-            onClicked: appState.addTimelineSegment(root.preview ? root.preview.currentTime : 0)
-        }
-        VantileButton {
-            objectName: "addTextCalloutButton"
-            text: "添加文字"
-            variant: "darkSecondary"
-            onClicked: root.selectedText = appState.addTextCallout(root.preview ? root.preview.currentTime : 0)
+            onClicked: addMenu.popup()
+            Menu {
+                id: addMenu
+                MenuItem {
+                    text: "缩放"
+                    onTriggered: appState.addTimelineSegment(root.preview ? root.preview.currentTime : 0)
+                }
+                MenuItem {
+                    objectName: "addTextCalloutButton"
+                    text: "文字"
+                    onTriggered: root.selectedText = appState.addTextCallout(root.preview ? root.preview.currentTime : 0)
+                }
+            }
         }
         VantileButton {
             text: "剪掉选区"

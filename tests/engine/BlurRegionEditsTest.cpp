@@ -1,6 +1,8 @@
 #include "engine/BlurRegionEdits.h"
 #include "engine/TimelineModel.h"
 
+#include "support/EditRefusal.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -21,15 +23,7 @@ RecordingProject project10s()
     return project;
 }
 
-std::string refusal(const std::function<void()>& edit)
-{
-    try {
-        edit();
-    } catch (const TimelineEditError& error) {
-        return error.what();
-    }
-    return "accepted";
-}
+using vantile::testing::refusal;
 
 }  // namespace
 

@@ -1,6 +1,8 @@
 #include "engine/TextCalloutEdits.h"
 #include "engine/TimelineModel.h"
 
+#include "support/EditRefusal.h"
+
 #include <gtest/gtest.h>
 
 using namespace vantile;
@@ -22,15 +24,7 @@ TextCallout callout(double start, double end, std::string text, TextCalloutStyle
     return {start, end, std::move(text), style, std::nullopt, {}};
 }
 
-std::string refusal(const std::function<void()>& edit)
-{
-    try {
-        edit();
-    } catch (const TimelineEditError& error) {
-        return error.what();
-    }
-    return "accepted";
-}
+using vantile::testing::refusal;
 
 }  // namespace
 

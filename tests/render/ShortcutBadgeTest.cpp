@@ -84,7 +84,7 @@ TEST(ShortcutBadge, BadgesShowAtTheBottomCentreForTheirTimeAndNotWhenHidden)
     const QRect first = box(0.9);
     ASSERT_FALSE(first.isEmpty());
     EXPECT_NEAR(first.center().x(), width / 2.0, 3);
-    EXPECT_NEAR(first.bottom(), height - 0.07 * height, 4);
+    EXPECT_NEAR(first.bottom(), height - 0.07 * height, 6);
     EXPECT_LT(first.height(), height / 6);
     // The second replaces the first: a shorter chord, so a narrower badge, still centred.
     const QRect second = box(1.8);
