@@ -2,10 +2,8 @@
 
 #include "capture/InputEventRecorder.h"
 #include "capture/KeyShortcut.h"
-#include "capture/ShortcutChord.h"
 #include "capture/x11/X11GlobalShortcut.h"
 #include "capture/x11/X11InputSource.h"
-#include "capture/x11/X11ShortcutChords.h"
 
 #include <poll.h>
 
@@ -96,22 +94,6 @@ TEST_F(StopShortcutInputTest, OnlyChordsWithCtrlAltOrSuperAreNamedAndTypingStays
     input.recordShortcuts(false);
     const auto plain = logKeysThenClick(input, "ctrl+shift+p");
     EXPECT_EQ(std::ranges::count(plain, Type::keyboardShortcut, &InputEvent::type), 0);
-}
-
-// Key names as badges show them; modifiers and unnamed keys make no chord.
-TEST(ShortcutChordTest, ChordsNeedCtrlAltOrSuperAndANamedKey)
-{
-    EXPECT_EQ(shortcutChord({.control = true, .shift = true}, "P"), "Ctrl+Shift+P");
-    EXPECT_EQ(shortcutChord({.control = true, .alt = true, .super = true}, "Delete"), "Ctrl+Alt+Super+Delete");
-    EXPECT_FALSE(shortcutChord({.shift = true}, "A"));
-    EXPECT_FALSE(shortcutChord({}, "A"));
-    EXPECT_FALSE(shortcutChord({.control = true}, ""));
-    EXPECT_EQ(keyNameOfKeysym('q'), "Q");
-    EXPECT_EQ(keyNameOfKeysym('7'), "7");
-    EXPECT_EQ(keyNameOfKeysym(0xffc2), "F5");
-    EXPECT_EQ(keyNameOfKeysym(0xff51), "←");
-    EXPECT_EQ(keyNameOfKeysym(0xffe3), "");  // Control_L
-    EXPECT_EQ(keyNameOfKeysym(0xffeb), "");  // Super_L
 }
 
 }  // namespace

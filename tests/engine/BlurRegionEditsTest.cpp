@@ -39,10 +39,7 @@ TEST(BlurRegionEdits, RectanglesAreClippedToThePictureAndEmptyOrOutsideOnesAndBa
         {{1, 2, 1280, 0, 10, 10}, "The blur rectangle 1280, 0, 10 x 10 lies outside the recording's picture"},
         {{1, 2, -30, 0, 30, 10}, "lies outside the recording's picture (1280 x 720)."},
         {{1, 2, 10, 10, 0, 10}, "The blur region needs a rectangle with a width and a height above 0."},
-        {{1, 2, 10, 10, 10, -5}, "The blur region needs a rectangle"},
         {{3, 3, 10, 10, 10, 10}, "The blur region's time span 3 s to 3 s must end after it starts."},
-        {{5, 4, 10, 10, 10, 10}, "must end after it starts."},
-        {{-1, 4, 10, 10, 10, 10}, "lies outside the recording (0 to 10 s)."},
         {{9, 10.5, 10, 10, 10, 10}, "lies outside the recording (0 to 10 s)."},
         {{std::nan(""), 4, 10, 10, 10, 10}, "must end after it starts."},
     };

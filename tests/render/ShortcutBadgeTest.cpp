@@ -98,16 +98,3 @@ TEST(ShortcutBadge, BadgesShowAtTheBottomCentreForTheirTimeAndNotWhenHidden)
     EXPECT_LT(contrast(2.35), 0.6 * contrast(1.8));
     EXPECT_GT(contrast(2.35), 0.1 * contrast(1.8));
 }
-
-// A badge's keycaps hold the chord's text: different chords draw different pictures of their size.
-TEST(ShortcutBadge, EachPartOfTheChordIsAKeycap)
-{
-    ensureGuiApplication();
-    const QImage three = ShortcutBadgeLayer::paintBadge("Ctrl+Shift+P", 1080);
-    const QImage two = ShortcutBadgeLayer::paintBadge("Ctrl+P", 1080);
-    const QImage half = ShortcutBadgeLayer::paintBadge("Ctrl+Shift+P", 540);
-    EXPECT_GT(three.width(), two.width());
-    EXPECT_NEAR(half.width(), three.width() / 2.0, 3);
-    EXPECT_EQ(three.height(), two.height());
-    EXPECT_NE(ShortcutBadgeLayer::paintBadge("Ctrl+Q", 1080), two);
-}
