@@ -254,6 +254,9 @@ public:
     Q_INVOKABLE void addBlurRegion(double playhead, double x1, double y1, double x2, double y2);
     Q_INVOKABLE void setBlurRegionSpan(int index, double start, double end);
     Q_INVOKABLE void removeBlurRegion(int index);
+    // The crop, in raw-video pixels (taken inward to even pixels); each call is one undo step.
+    Q_INVOKABLE void setCrop(double x, double y, double width, double height);
+    Q_INVOKABLE void clearCrop();
     bool canUndo() const;
     bool canRedo() const;
 

@@ -2,6 +2,7 @@
 
 #include "AppState.h"
 #include "PreviewGeometry.h"
+#include "render/CompositorGeometry.h"
 
 #include <QQuickWindow>
 #include <QSGImageNode>
@@ -130,6 +131,45 @@ void LivePreviewItem::releaseCameraBubble(double x, double y)
     appState_->endCameraBubbleGesture();
 }
 
+namespace {
+
+// The recording uncropped and held in the overview, so every part of it can be chosen.
+RecordingProject wholePicture(RecordingProject project)
+{
+    project.crop.reset();
+    const auto width = static_cast<double>(project.video.width);
+    const auto height = static_cast<double>(project.video.height);
+    project.focusSegments = {{0, project.duration, FocusSegment::SegmentType::overview, width / 2, height / 2, 1}};
+    return project;
+}
+
+}  // namespace
+
+void LivePreviewItem::setShowsWholePicture(bool shows)
+{
+    if (showsWholePicture_ == shows) return;
+    showsWholePicture_ = shows;
+    updateScene();
+    emit showsWholePictureChanged();
+}
+
+QRectF LivePreviewItem::wholePictureArea() const
+{
+    if (!appState_ || !appState_->currentProject() || canvasRect_.isEmpty()) return {};
+    RenderSettings settings = appState_->renderSettings();
+    settings.layout = VideoLayout::card;
+    const auto outputWidth = static_cast<double>(settings.outputWidth);
+    const auto outputHeight = static_cast<double>(settings.outputHeight);
+    const VideoInfo& video = appState_->currentProject()->video;
+    const CGRectCodable shown = CompositorGeometry::frameLayout({0, 0, outputWidth, outputHeight},
+                                                                static_cast<double>(video.width),
+                                                                static_cast<double>(video.height), settings)
+                                    .video;
+    const double scale = canvasRect_.width() / std::max(outputWidth, 1.0);
+    return {canvasRect_.x() + shown.x * scale, canvasRect_.y() + shown.y * scale, shown.width * scale,
+            shown.height * scale};
+}
+
 void LivePreviewItem::updateScene()
 {
     if (!appState_ || !appState_->currentProject()) {
@@ -137,8 +177,12 @@ void LivePreviewItem::updateScene()
         timeline_ = OutputTimeline(0, std::nullopt, {});
         return;
     }
-    const RecordingProject& project = *appState_->currentProject();
-    const RenderSettings& settings = appState_->renderSettings();
+    RecordingProject project = *appState_->currentProject();
+    RenderSettings settings = appState_->renderSettings();
+    if (showsWholePicture_) {
+        project = wholePicture(std::move(project));
+        settings.layout = VideoLayout::card;
+    }
     std::optional<RenderJob> overlays;
     if (const auto movie = appState_->previewVideoURL()) overlays = PreviewFrameRenderer::overlaysFor(project, settings, *movie);
     player_.setScene(PreviewFrameRenderer::sceneFor(project, settings, appState_->projectDirectory()),

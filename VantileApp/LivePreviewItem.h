@@ -28,6 +28,8 @@ class LivePreviewItem : public QQuickItem {
     // The finished movie's clock: the playhead and length after the trim and the cuts.
     Q_PROPERTY(double outputTime READ outputTime NOTIFY playbackChanged)
     Q_PROPERTY(double outputDuration READ outputDuration NOTIFY playbackChanged)
+    // While the crop is chosen: the whole recording, uncropped and unzoomed, on the card.
+    Q_PROPERTY(bool showsWholePicture READ showsWholePicture WRITE setShowsWholePicture NOTIFY showsWholePictureChanged)
 
 public:
     explicit LivePreviewItem(QQuickItem* parent = nullptr);
@@ -44,6 +46,8 @@ public:
     PreviewPlayer& player() { return player_; }
     double outputTime() const { return timeline_.outputTimeAtOrAfter(currentTime()); }
     double outputDuration() const { return timeline_.duration(); }
+    bool showsWholePicture() const { return showsWholePicture_; }
+    void setShowsWholePicture(bool shows);
 
     Q_INVOKABLE void togglePlayback();
     Q_INVOKABLE void play() { player_.play(); }
@@ -66,12 +70,15 @@ public:
     Q_INVOKABLE bool pressCameraBubble(double x, double y);
     Q_INVOKABLE void dragCameraBubble(double x, double y);
     Q_INVOKABLE void releaseCameraBubble(double x, double y);
+    // Where the whole recording lies in this item while showsWholePicture, for the crop's handles.
+    Q_INVOKABLE QRectF wholePictureArea() const;
 
 signals:
     void appStateChanged();
     void playbackChanged();
     void readyChanged();
     void canvasRectChanged();
+    void showsWholePictureChanged();
 
 protected:
     QSGNode* updatePaintNode(QSGNode* node, UpdatePaintNodeData* data) override;
@@ -95,6 +102,7 @@ private:
     double scrubTime_ = 0;
     QRectF canvasRect_;
     std::optional<CameraBubbleDrag> cameraBubbleDrag_;
+    bool showsWholePicture_ = false;
     OutputTimeline timeline_{0, std::nullopt, {}};
 };
 

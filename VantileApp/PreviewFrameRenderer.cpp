@@ -26,7 +26,7 @@ RenderJob PreviewFrameRenderer::overlaysFor(const RecordingProject& project, con
     job.project = project;
     job.rawVideoURL = rawMovie;
     job.renderSettings = settings;
-    return job;
+    return croppedJob(std::move(job));
 }
 
 void PreviewFrameRenderer::setScene(CompositorScene scene, std::optional<RenderJob> overlays)
@@ -47,6 +47,18 @@ void PreviewFrameRenderer::render(QImage& target, const QImage* source, double t
     }
     lastTime_ = time;
     source_ = source;
+    const std::optional<RecordingCrop> crop = overlays_ ? overlays_->sourceCrop : std::nullopt;
+    if (source && crop) {
+        const QRect part(static_cast<int>(crop->x), static_cast<int>(crop->y), static_cast<int>(crop->width),
+                         static_cast<int>(crop->height));
+        if (source->depth() == 32 && source->rect().contains(part)) {
+            croppedSource_ = QImage(source->constBits() + part.y() * source->bytesPerLine() + part.x() * 4,
+                                    part.width(), part.height(), source->bytesPerLine(), source->format());
+        } else {
+            croppedSource_ = source->copy(part);
+        }
+        source_ = &croppedSource_;
+    }
 
     const double outputWidth = static_cast<double>(scene_->settings.outputWidth);
     const double outputHeight = static_cast<double>(scene_->settings.outputHeight);

@@ -31,7 +31,8 @@ public:
     bool hasScene() const { return scene_.has_value(); }
 
     // Draws the output frame at `time` over the whole of `target`; `source` is the raw
-    // movie's picture at that time, or null for the placeholder.
+    // movie's whole picture at that time (the project's crop is applied here), or null for the
+    // placeholder.
     void render(QImage& target, const QImage* source, double time);
 
 private:
@@ -39,6 +40,8 @@ private:
     std::optional<RenderJob> overlays_;
     std::unique_ptr<FrameCompositor> compositor_;
     const QImage* source_ = nullptr;
+    // The crop's part of the raw picture, sharing its pixels.
+    QImage croppedSource_;
     double lastTime_ = 0;
 };
 

@@ -1,6 +1,7 @@
 #include "PreviewGeometry.h"
 
 #include "engine/CameraPathBuilder.h"
+#include "engine/CroppedRecording.h"
 #include "render/CompositorGeometry.h"
 #include "render/FrameProviders.h"
 
@@ -40,9 +41,11 @@ CameraKeyframe cameraState(const RecordingProject& project, const RenderSettings
 
 }  // namespace
 
-std::optional<CodablePoint> videoPointAt(const RecordingProject& project, const RenderSettings& settings,
+std::optional<CodablePoint> videoPointAt(const RecordingProject& whole, const RenderSettings& settings,
                                          double canvasWidth, double canvasHeight, double x, double y, double time)
 {
+    // The preview shows what the crop leaves; the answer is in the whole recording's pixels.
+    const RecordingProject project = CroppedRecording::view(whole);
     const VideoSize video = sourceVideoSize(project);
     const auto layout =
         CompositorGeometry::frameLayout({0, 0, canvasWidth, canvasHeight}, video.width, video.height, settings);
@@ -53,8 +56,9 @@ std::optional<CodablePoint> videoPointAt(const RecordingProject& project, const 
     }
     const CGRectCodable crop =
         CompositorGeometry::cropRect(video.width, video.height, shown, cameraState(project, settings, shown, time));
-    return CodablePoint{crop.x + (x - shown.x) / shown.width * crop.width,
-                        crop.y + (y - shown.y) / shown.height * crop.height};
+    return CroppedRecording::pointInRecording({crop.x + (x - shown.x) / shown.width * crop.width,
+                                               crop.y + (y - shown.y) / shown.height * crop.height},
+                                              whole.crop);
 }
 
 std::string formatPlaybackTime(double time)

@@ -141,6 +141,11 @@ QVariantMap project(const RecordingProject& project)
         {"shortcutCount", static_cast<qlonglong>(std::ranges::count(project.events, InputEvent::EventType::keyboardShortcut,
                                                                     &InputEvent::type))},
         {"blurRegions", blurRegions(project.blurRegions)},
+        {"crop", project.crop ? QVariant(QVariantMap{{"x", static_cast<qlonglong>(project.crop->x)},
+                                                     {"y", static_cast<qlonglong>(project.crop->y)},
+                                                     {"width", static_cast<qlonglong>(project.crop->width)},
+                                                     {"height", static_cast<qlonglong>(project.crop->height)}})
+                              : QVariant()},
         {"keptDuration", OutputTimeline(project).duration()},
         {"laneCount", laneCount(project.focusSegments)},
         {"hasCamera", project.camera.has_value()},

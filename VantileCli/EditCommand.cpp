@@ -6,6 +6,7 @@
 #include "engine/SpeedRegionEdits.h"
 #include "engine/TextCalloutEdits.h"
 #include "engine/BlurRegionEdits.h"
+#include "engine/CropEdits.h"
 #include "engine/TimelineEdits.h"
 #include "render/ScreenChangeScanner.h"
 #include "store/ProjectFileManager.h"
@@ -180,6 +181,13 @@ int runEdit(const std::vector<std::string>& arguments)
             const std::size_t region = parseIndex(option, arguments[++index], "a blur region index");
             edits.push_back(
                 [region](const RecordingProject& p) { return BlurRegionEdits::withoutBlurRegion(p, region); });
+        } else if (option == "--crop") {
+            const auto v = values(4);
+            edits.push_back([v](const RecordingProject& p) {
+                return CropEdits::withCrop(p, CropEdits::fitted(p, v[0], v[1], v[2], v[3]));
+            });
+        } else if (option == "--clear-crop") {
+            edits.push_back([](const RecordingProject& p) { return CropEdits::withCrop(p, std::nullopt); });
         } else if (option == "--json") {
             json = true;
         } else if (option.rfind("-", 0) == 0 && option.size() > 1) {

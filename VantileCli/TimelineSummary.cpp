@@ -34,6 +34,14 @@ std::string describeTextCallouts(const RecordingProject& project)
     return text + "\n";
 }
 
+// One line, and none for an uncropped project, which reads as before.
+std::string describeCrop(const std::optional<RecordingCrop>& crop)
+{
+    if (!crop) return {};
+    return "crop          " + std::to_string(crop->width) + "x" + std::to_string(crop->height) + " at " +
+           std::to_string(crop->x) + "," + std::to_string(crop->y) + "\n";
+}
+
 }  // namespace
 
 std::string describeTimelineEdit(const RecordingProject& project)
@@ -52,7 +60,7 @@ std::string describeTimelineEdit(const RecordingProject& project)
            "trim          " + (project.trim ? range(*project.trim) : std::string("none")) + "\n" +
            "cuts          " + (cuts.empty() ? std::string("none") : cuts) + "\n" +
            "speed         " + (speeds.empty() ? std::string("none") : speeds) + "\n" +
-           describeTextCallouts(project);
+           describeCrop(project.crop) + describeTextCallouts(project);
 }
 
 std::string describeSegments(const RecordingProject& project, bool onlyEdited)
@@ -97,6 +105,7 @@ Json timelineJson(const RecordingProject& project)
                   {"segments", project.focusSegments}};
     if (!project.textCallouts.empty()) timeline["textCallouts"] = project.textCallouts;
     if (!project.blurRegions.empty()) timeline["blurRegions"] = project.blurRegions;
+    if (project.crop) timeline["crop"] = *project.crop;
     return timeline;
 }
 

@@ -13,7 +13,7 @@ std::string describeTimelineEdit(const RecordingProject& project);
 std::string describeSegments(const RecordingProject& project, bool onlyEdited = false);
 // One "blur" line listing the privacy-blur regions (index, span, rectangle, style); nothing without any.
 std::string describeBlurRegions(const RecordingProject& project);
-// {"duration": kept seconds, "trim": {"start","end"}, "cuts": [...], "segments": [...]}, and "blurRegions" and "textCallouts" when there are any
+// {"duration": kept seconds, "trim": {"start","end"}, "cuts": [...], "segments": [...]}, and "blurRegions", "textCallouts" and "crop" when there are any
 Json timelineJson(const RecordingProject& project);
 
 }  // namespace vantile::cli

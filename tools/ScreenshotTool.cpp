@@ -200,6 +200,20 @@ int main(int argc, char** argv)
         ok &= save(grab(screens), out / "06-preview-shortcuts.png");
         QMetaObject::invokeMethod(shortcuts, "close");
     }
+    // Crop mode over the whole picture with a frame held to 4:3, then the cropped preview.
+    if (auto* crop = screens.window()->findChild<QObject*>("cropOverlay")) {
+        QMetaObject::invokeMethod(crop, "begin");
+        crop->setProperty("cropX", 300);
+        crop->setProperty("cropY", 120);
+        crop->setProperty("cropWidth", 1200);
+        crop->setProperty("cropHeight", 900);
+        QTest::qWait(600);
+        ok &= save(grab(screens), out / "06-preview-crop.png");
+        QMetaObject::invokeMethod(crop, "apply");
+        QTest::qWait(800);
+        ok &= save(grab(screens), out / "06-preview-cropped.png");
+        screens.state->clearCrop();
+    }
 
     screens.state->changeRenderSetting("templateName", "cleanLight");
     screens.state->updateAspectRatio("portrait9x16");

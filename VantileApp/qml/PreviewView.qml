@@ -52,6 +52,7 @@ Item {
                     anchors.fill: parent
                     anchors.margins: 12
                     controller: appState
+                    showsWholePicture: cropOverlay.active
                 }
                 // A press on the camera bubble drags it; a press elsewhere goes on to what lies below.
                 MouseArea {
@@ -167,6 +168,15 @@ Item {
                         border.width: 2
                     }
                 }
+                CropOverlay {
+                    id: cropOverlay
+                    objectName: "cropOverlay"
+                    preview: preview
+                    x: preview.x
+                    y: preview.y
+                    width: preview.width
+                    height: preview.height
+                }
                 Text {
                     anchors.centerIn: parent
                     visible: !preview.ready
@@ -176,9 +186,16 @@ Item {
                 }
             }
 
+            CropControls {
+                objectName: "cropControls"
+                Layout.fillWidth: true
+                visible: cropOverlay.active
+                overlay: cropOverlay
+            }
             RowLayout {
                 Layout.fillWidth: true
                 spacing: 12
+                visible: !cropOverlay.active
                 VantileButton {
                     objectName: "playButton"
                     text: preview.playing ? "暂停" : "播放"
@@ -212,6 +229,13 @@ Item {
                         width: 16; height: 16; radius: 8
                         color: timeline.pressed ? "#dbeafe" : "white"
                     }
+                }
+                VantileButton {
+                    objectName: "cropButton"
+                    text: "裁剪"
+                    variant: "darkSecondary"
+                    enabled: preview.ready
+                    onClicked: cropOverlay.begin()
                 }
                 VantileButton {
                     objectName: "privacyBlurButton"

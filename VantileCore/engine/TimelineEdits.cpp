@@ -1,5 +1,6 @@
 #include "engine/TimelineEdits.h"
 
+#include "engine/CroppedRecording.h"
 #include "engine/FocusPlanner.h"
 #include "engine/OutputTimeline.h"
 #include "engine/SegmentFitting.h"
@@ -211,13 +212,15 @@ RecordingProject withoutEdits(const RecordingProject& project)
 
 std::vector<FocusSegment> plannedSegments(const RecordingProject& project)
 {
+    // The director plans what the crop leaves, the way the movie will show it.
+    const RecordingProject view = CroppedRecording::view(project);
     FocusPlannerInput input;
-    input.duration = project.duration;
-    input.videoWidth = static_cast<double>(project.video.width);
-    input.videoHeight = static_cast<double>(project.video.height);
-    input.events = project.events;
-    input.zoomIntensity = project.renderSettings.zoomIntensity;
-    return FocusPlanner().plan(input).segments;
+    input.duration = view.duration;
+    input.videoWidth = static_cast<double>(view.video.width);
+    input.videoHeight = static_cast<double>(view.video.height);
+    input.events = view.events;
+    input.zoomIntensity = view.renderSettings.zoomIntensity;
+    return CroppedRecording::segmentsInRecording(FocusPlanner().plan(input).segments, project.crop);
 }
 
 std::vector<FocusSegment> replannedSegments(const RecordingProject& project)

@@ -2,6 +2,7 @@
 
 #include "engine/BlurRegionEdits.h"
 #include "engine/CameraPathBuilder.h"
+#include "engine/CropEdits.h"
 #include "engine/SpeedRegionEdits.h"
 #include "engine/TextCalloutEdits.h"
 #include "engine/TimelineEdits.h"
@@ -16,7 +17,7 @@ TimelineModel::TimelineModel(RecordingProject project) : project_(std::move(proj
 TimelineState TimelineModel::state() const
 {
     return {project_.trim, project_.cuts, project_.focusSegments, CameraBubbleLook::of(project_.renderSettings),
-            project_.speedRegions, project_.textCallouts, project_.blurRegions};
+            project_.speedRegions, project_.textCallouts, project_.blurRegions, project_.crop};
 }
 
 void TimelineModel::adopt(RecordingProject project)
@@ -34,6 +35,7 @@ void TimelineModel::restore(const TimelineState& state)
     project_.speedRegions = state.speedRegions;
     project_.textCallouts = state.textCallouts;
     project_.blurRegions = state.blurRegions;
+    project_.crop = state.crop;
     project_.previewVideoPath.reset();
     timeline_ = OutputTimeline(project_);
 }
@@ -229,6 +231,13 @@ void TimelineModel::changeBlurRegion(std::size_t index, const BlurRegion& change
 void TimelineModel::removeBlurRegion(std::size_t index)
 {
     commit(BlurRegionEdits::withoutBlurRegion(project_, index));
+}
+
+void TimelineModel::setCrop(const std::optional<RecordingCrop>& crop)
+{
+    RecordingProject edited = CropEdits::withCrop(project_, crop);
+    if (edited.crop == project_.crop) return;
+    commit(std::move(edited));
 }
 
 }  // namespace vantile

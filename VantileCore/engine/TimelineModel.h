@@ -22,6 +22,7 @@ struct TimelineState {
     std::vector<SpeedRegion> speedRegions;
     std::vector<TextCallout> textCallouts;
     std::vector<BlurRegion> blurRegions{};
+    std::optional<RecordingCrop> crop{};
 
     bool operator==(const TimelineState&) const = default;
 };
@@ -75,6 +76,9 @@ public:
     std::size_t addBlurRegion(const BlurRegion& region);
     void changeBlurRegion(std::size_t index, const BlurRegion& changed);
     void removeBlurRegion(std::size_t index);
+    // Sets or clears the crop in one undo step; the automatic zooms are planned again for it.
+    // Nothing happens when the crop is the project's already.
+    void setCrop(const std::optional<RecordingCrop>& crop);
 
 private:
     void restore(const TimelineState& state);

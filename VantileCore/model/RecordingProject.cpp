@@ -88,6 +88,7 @@ void to_json(Json& json, const RecordingProject& project)
     encodeOptionalKey(json, "camera", project.camera);
     if (!project.textCallouts.empty()) json["textCallouts"] = project.textCallouts;
     if (!project.blurRegions.empty()) json["blurRegions"] = project.blurRegions;
+    encodeOptionalKey(json, "crop", project.crop);
     encodeUnknownKeys(json, project.unknownKeys);
 }
 
@@ -113,6 +114,11 @@ void requirePlausibleValues(const RecordingProject& project)
     requireSize("renderSettings.outputHeight", project.renderSettings.outputHeight, 4320);
     if (!(project.capture.region.width > 0 && project.capture.region.height > 0)) {
         throw DecodingError("capture.region", "has no area");
+    }
+    if (project.crop && (project.crop->x + project.crop->width > project.video.width ||
+                         project.crop->y + project.crop->height > project.video.height)) {
+        throw DecodingError("crop", "reaches outside the " + std::to_string(project.video.width) + "x" +
+                                        std::to_string(project.video.height) + " recording");
     }
     for (std::size_t index = 0; index < project.blurRegions.size(); ++index) {
         const BlurRegion& region = project.blurRegions[index];
@@ -157,10 +163,12 @@ void decodeValue(const Json& json, RecordingProject& project)
     decodeOptionalKey(json, "camera", project.camera);
     decodeKeyOrKeep(json, "textCallouts", project.textCallouts);
     decodeKeyOrKeep(json, "blurRegions", project.blurRegions);
+    decodeOptionalKey(json, "crop", project.crop);
     project.unknownKeys = unknownKeysOf(json, {"id", "createdAt", "duration", "capture", "video", "events",
                                                "focusSegments", "cursorFrames", "renderSettings", "audioSettings",
                                                "rawVideoPath", "previewVideoPath", "exportVideoPath", "exports", "trim",
-                                               "cuts", "camera", "speedRegions", "textCallouts", "blurRegions"});
+                                               "cuts", "camera", "speedRegions", "textCallouts", "blurRegions",
+                                               "crop"});
     requirePlausibleValues(project);
 }
 

@@ -8,6 +8,7 @@
 #include "model/ExportRecord.h"
 #include "model/FocusSegment.h"
 #include "model/InputEvent.h"
+#include "model/RecordingCrop.h"
 #include "model/RenderSettings.h"
 #include "model/SpeedRegion.h"
 #include "model/TextCallout.h"
@@ -55,6 +56,8 @@ struct RecordingProject {
     std::vector<TextCallout> textCallouts;
     // Rectangles made unreadable for a while (privacy blur).
     std::vector<BlurRegion> blurRegions{};
+    // The part of the picture kept; everything from planning to export sees only it.
+    std::optional<RecordingCrop> crop{};
 
     UnknownKeys unknownKeys{};
 

@@ -1,6 +1,7 @@
 #include "render/FrameCompositor.h"
 
 #include "engine/CameraPathBuilder.h"
+#include "engine/CroppedRecording.h"
 #include "render/GeneratedWallpaper.h"
 #include "render/ImageConversion.h"
 #include "render/ShadowPainter.h"
@@ -17,13 +18,14 @@ namespace vantile {
 CompositorScene CompositorScene::of(const RecordingProject& project, const RenderSettings& settings,
                                     const std::filesystem::path& projectDirectory)
 {
-    const double width = static_cast<double>(project.video.width);
-    const double height = static_cast<double>(project.video.height);
+    const RecordingProject view = CroppedRecording::view(project);
+    const double width = static_cast<double>(view.video.width);
+    const double height = static_cast<double>(view.video.height);
     return {width, height, settings,
-            CameraPathBuilder::buildKeyframes(project.focusSegments, project.duration, width, height),
-            project.cursorFrames,
+            CameraPathBuilder::buildKeyframes(view.focusSegments, view.duration, width, height),
+            view.cursorFrames,
             projectDirectory.empty() ? nullptr : BackgroundPicture::forSettings(settings, projectDirectory),
-            project.blurRegions};
+            view.blurRegions};
 }
 
 namespace {

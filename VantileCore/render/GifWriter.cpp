@@ -177,10 +177,11 @@ private:
 };
 
 // Draws every frame of the job at the output size, in order, for one pass over the movie.
-void drawFrames(const RenderJob& job, std::int64_t count, int fps, ExportMonitor* monitor, double progressStart,
+void drawFrames(const RenderJob& wholeJob, std::int64_t count, int fps, ExportMonitor* monitor, double progressStart,
                 double progressEnd, const std::function<void(AVFrame&)>& take)
 {
-    SourceFrameProvider source(job.rawVideoURL);
+    const RenderJob job = croppedJob(wholeJob);
+    SourceFrameProvider source(job.rawVideoURL, MovieReader::Fidelity::exact, job.sourceCrop);
     FrameCompositor compositor(VideoFileWriter::compositorScene(job, source), {});
     addOverlayLayers(compositor, job);
     const DecodedFrameLookup decoded = [&source](double time) { return source.decodedFrame(time); };

@@ -1,5 +1,6 @@
 #include "render/ProjectSettingsEditor.h"
 
+#include "engine/CroppedRecording.h"
 #include "engine/CursorPathSmoother.h"
 #include "engine/TimelineEdits.h"
 #include "render/RenderError.h"
@@ -36,14 +37,14 @@ void ProjectSettingsEditor::updateAspectRatio(AspectRatio ratio)
 {
     RenderSettings settings = renderSettings_;
     settings.aspectRatio = ratio;
-    applyRenderSettings(settings.sizedFor(project_.video));
+    applyRenderSettings(settings.sizedFor(CroppedRecording::view(project_).video));
 }
 
 void ProjectSettingsEditor::updateResolutionPreset(ResolutionPreset preset)
 {
     RenderSettings settings = renderSettings_;
     settings.resolutionPreset = preset;
-    applyRenderSettings(settings.sizedFor(project_.video));
+    applyRenderSettings(settings.sizedFor(CroppedRecording::view(project_).video));
 }
 
 void ProjectSettingsEditor::applyRenderSettings(const RenderSettings& settings)
@@ -102,6 +103,7 @@ void ProjectSettingsEditor::replaceTimeline(const TimelineState& timeline)
     project_.speedRegions = timeline.speedRegions;
     project_.textCallouts = timeline.textCallouts;
     project_.blurRegions = timeline.blurRegions;
+    project_.crop = timeline.crop;
     project_.previewVideoPath.reset();
     if (CameraBubbleLook::of(renderSettings_) != timeline.cameraBubble) {
         // Through applyRenderSettings, which saves: the settings changed as from the panel.

@@ -1,14 +1,40 @@
 #include "render/SourceFrameProvider.h"
 
+#include "render/RenderError.h"
+
 #include <cmath>
+#include <string>
 
 namespace vantile {
 
-SourceFrameProvider::SourceFrameProvider(const std::filesystem::path& url, MovieReader::Fidelity fidelity)
+SourceFrameProvider::SourceFrameProvider(const std::filesystem::path& url, MovieReader::Fidelity fidelity,
+                                         std::optional<RecordingCrop> crop)
+    : crop_(std::move(crop))
 {
     std::error_code error;
     if (!std::filesystem::exists(url, error)) return;
     reader_ = std::make_unique<MovieReader>(url, fidelity);
+    if (crop_ && (crop_->x < 0 || crop_->y < 0 || crop_->x + crop_->width > reader_->width() ||
+                  crop_->y + crop_->height > reader_->height())) {
+        throw RenderError(RenderError::Kind::sizeMismatch,
+                          "The crop " + std::to_string(crop_->width) + " x " + std::to_string(crop_->height) + " at " +
+                              std::to_string(crop_->x) + "," + std::to_string(crop_->y) + " does not fit the " +
+                              std::to_string(reader_->width()) + " x " + std::to_string(reader_->height()) +
+                              " raw movie.");
+    }
+    if (crop_) croppedFrame_ = allocateFrame();
+}
+
+int SourceFrameProvider::width() const
+{
+    if (!reader_) return 0;
+    return crop_ ? static_cast<int>(crop_->width) : reader_->width();
+}
+
+int SourceFrameProvider::height() const
+{
+    if (!reader_) return 0;
+    return crop_ ? static_cast<int>(crop_->height) : reader_->height();
 }
 
 const SourceFrameProvider::TimedFrame* SourceFrameProvider::sequentialNearest(double time)
@@ -61,7 +87,20 @@ const SourceFrameProvider::TimedFrame* SourceFrameProvider::nearest(double time)
 const AVFrame* SourceFrameProvider::decodedFrame(double time)
 {
     const TimedFrame* timed = nearest(time);
-    return timed ? timed->frame.get() : nullptr;
+    if (!timed) return nullptr;
+    if (!crop_) return timed->frame.get();
+    const AVFrame& whole = *timed->frame;
+    av_frame_unref(croppedFrame_.get());
+    if (av_frame_ref(croppedFrame_.get(), &whole) < 0) throw RenderError::pixelBufferCreationFailed();
+    croppedFrame_->crop_left = static_cast<std::size_t>(crop_->x);
+    croppedFrame_->crop_top = static_cast<std::size_t>(crop_->y);
+    croppedFrame_->crop_right = static_cast<std::size_t>(whole.width - crop_->x - crop_->width);
+    croppedFrame_->crop_bottom = static_cast<std::size_t>(whole.height - crop_->y - crop_->height);
+    // Even offsets keep 4:2:0 chroma whole, so the unaligned pointers are exact.
+    if (av_frame_apply_cropping(croppedFrame_.get(), AV_FRAME_CROP_UNALIGNED) < 0) {
+        throw RenderError::pixelBufferCreationFailed();
+    }
+    return croppedFrame_.get();
 }
 
 }  // namespace vantile

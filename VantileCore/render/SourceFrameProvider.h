@@ -1,5 +1,6 @@
 #pragma once
 
+#include "model/RecordingCrop.h"
 #include "render/MovieReader.h"
 
 #include <filesystem>
@@ -14,12 +15,15 @@ class SourceFrameProvider {
 public:
     // A missing file gives a provider that answers nothing (the compositor draws its placeholder);
     // a file that exists but cannot be read throws RenderError(unreadableMovie).
+    // With a crop, every frame (and the size) is that part of the movie's picture; a crop the
+    // movie cannot hold throws RenderError(sizeMismatch).
     explicit SourceFrameProvider(const std::filesystem::path& url,
-                                 MovieReader::Fidelity fidelity = MovieReader::Fidelity::exact);
+                                 MovieReader::Fidelity fidelity = MovieReader::Fidelity::exact,
+                                 std::optional<RecordingCrop> crop = std::nullopt);
 
     bool hasMovie() const { return reader_ != nullptr; }
-    int width() const { return reader_ ? reader_->width() : 0; }
-    int height() const { return reader_ ? reader_->height() : 0; }
+    int width() const;
+    int height() const;
     // Seconds, 0 when there is no movie or it does not say.
     double duration() const { return reader_ ? reader_->duration() : 0; }
 
@@ -39,6 +43,9 @@ private:
     std::optional<TimedFrame> lastFrame_;
     std::optional<TimedFrame> nextFrame_;
     TimedFrame grabbed_;
+    std::optional<RecordingCrop> crop_;
+    // A reference to the shown frame's buffers with the crop applied; the decoded frames stay whole.
+    FrameHandle croppedFrame_;
 };
 
 }  // namespace vantile

@@ -157,11 +157,12 @@ CompositorScene compositorScene(const RenderJob& job, const SourceFrameProvider&
     return scene;
 }
 
-void writeRenderedVideoOnly(const RenderJob& job, const VideoPassOptions& options)
+void writeRenderedVideoOnly(const RenderJob& wholeJob, const VideoPassOptions& options)
 {
-    removeExisting(job.outputURL);
+    removeExisting(wholeJob.outputURL);
+    const RenderJob job = croppedJob(wholeJob);
     const RecordingProject& project = job.project;
-    SourceFrameProvider source(job.rawVideoURL);
+    SourceFrameProvider source(job.rawVideoURL, MovieReader::Fidelity::exact, job.sourceCrop);
     CompositorScene scene = compositorScene(job, source);
     FrameCompositor compositor(std::move(scene), {});
     addOverlayLayers(compositor, job);

@@ -230,6 +230,37 @@ TEST(EditCommand, BlurRegionsAreAddedClippedListedAndRemovedByIndex)
     EXPECT_EQ(store.loadProject(directory).blurRegions, std::vector<BlurRegion>{expected[1]});
 }
 
+// A crop through `edit`: taken inward to even pixels, listed, kept in the project, refused when
+// it does not fit (nothing written), and cleared again.
+TEST(EditCommand, CropIsTakenInwardListedRefusedWhenItDoesNotFitAndCleared)
+{
+    TemporaryDirectory root;
+    const fs::path directory = root / "project";
+    ASSERT_EQ(runCli({"sample", directory.string(), "--duration", "4", "--width", "640", "--height", "360"}).exitCode, 0);
+    const ProjectFileManager store(root.path());
+    const auto cropped = runCli({"edit", directory.string(), "--crop", "11", "9", "320", "180"});
+    ASSERT_EQ(cropped.exitCode, 0) << cropped.standardError;
+    EXPECT_NE(cropped.standardOutput.find("crop          318x178 at 12,10\n"), std::string::npos) << cropped.standardOutput;
+    EXPECT_EQ(store.loadProject(directory).crop, (RecordingCrop{12, 10, 318, 178}));
+
+    const auto before = snapshotFiles(directory);
+    for (const auto& [options, message] : std::vector<std::pair<std::vector<std::string>, std::string>>{
+             {{"--crop", "400", "0", "320", "180"}, "reaches outside the 640x360 recording"},
+             {{"--crop", "0", "0", "63", "180"}, "is too small"},
+             {{"--crop", "0", "0", "320"}, "needs 4 values"}}) {
+        std::vector<std::string> arguments{"edit", directory.string()};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        const CommandResult result = runCli(arguments);
+        EXPECT_NE(result.exitCode, 0) << message;
+        EXPECT_NE(result.standardError.find(message), std::string::npos) << result.standardError;
+        EXPECT_EQ(snapshotFiles(directory), before) << message;
+    }
+    const auto cleared = runCli({"edit", directory.string(), "--clear-crop", "--json"});
+    ASSERT_EQ(cleared.exitCode, 0) << cleared.standardError;
+    EXPECT_FALSE(Json::parse(cleared.standardOutput).contains("crop"));
+    EXPECT_FALSE(store.loadProject(directory).crop);
+}
+
 // The options apply in order and the project is saved once, or, when one is refused, not at all.
 TEST(EditCommand, AppliesOptionsInOrderSavesOnceAndPrintsTheTimeline)
 {

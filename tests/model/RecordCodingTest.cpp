@@ -434,3 +434,29 @@ TEST(BlurRegionCoding, RegionsAreWrittenOnlyWhenPresentRoundTripAndOddValuesFail
         EXPECT_EQ(failure.rfind(expected, 0), 0u) << failure;
     }
 }
+
+TEST(CropCoding, WrittenOnlyWhenSetRoundTripsAndRefusesOddOrOutsideRectangles)
+{
+    RecordingProject project = richProject();
+    EXPECT_FALSE(Json(project).contains("crop"));
+    project.crop = RecordingCrop{100, 60, 640, 360};
+    const Json cropped = project;
+    EXPECT_EQ(cropped.at("crop"), Json::parse(R"({"x":100,"y":60,"width":640,"height":360})"));
+    EXPECT_EQ(decodeDocument<RecordingProject>(Json::parse(cropped.dump())), project);
+
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {R"({"x":1,"y":0,"width":640,"height":360})", "crop.x: must be an even number"},
+        {R"({"x":0,"y":-2,"width":640,"height":360})", "crop.y: must be an even number"},
+        {R"({"x":0,"y":0,"width":62,"height":360})", "crop.width: must be an even number of at least 64"},
+        {R"({"x":0,"y":0,"width":640,"height":361})", "crop.height: must be an even number"},
+        {R"({"x":642,"y":0,"width":640,"height":360})", "crop: reaches outside the 1280x800 recording"},
+        {R"({"x":0,"y":442,"width":640,"height":360})", "crop: reaches outside the 1280x800 recording"},
+        {R"({"x":0,"y":0,"width":640})", "crop.height: missing required key"},
+    };
+    for (const auto& [crop, expected] : cases) {
+        Json refused = minimalProjectJson();
+        refused["crop"] = Json::parse(crop);
+        const std::string failure = decodeFailure(refused);
+        EXPECT_EQ(failure.rfind(expected, 0), 0u) << failure;
+    }
+}
