@@ -22,7 +22,8 @@ public:
     // The activity since the last call, in time order.
     virtual std::vector<RawInput> readPending() = 0;
     // With a layout, chords with Ctrl, Alt or Super are also read by name, their keys named in
-    // that layout; nullopt (the default) reads no key's identity. Takes effect at the next open().
+    // that layout; nullopt, as before any call, reads no key's identity. Takes effect at the next
+    // open() at the latest.
     virtual void recordShortcuts(const std::optional<KeyboardLayout>& layout) = 0;
 };
 
