@@ -1,5 +1,6 @@
 // vantile-input-helper: reads the kernel's input devices as root, for a user who may not, and
-// writes nothing but button, wheel and key activity (never which key) to its standard output.
+// writes nothing but button, wheel and key activity (never which key) to its standard output;
+// with --shortcuts, also the names of chords held with Ctrl, Alt or Super, never plain typing.
 // Started by Vantile through pkexec; ends with Vantile, with the pipe, or after one recording's
 // longest time.
 
@@ -54,8 +55,9 @@ int main(int argc, char** argv)
     if (parent == 1) return 1;  // orphaned before it began
 
     InputDeviceSet devices = devicesToRead(options);
+    devices.recordShortcuts(options.shortcuts);
     devices.open();
-    if (!writeInputHelperGreeting(STDOUT_FILENO)) return 0;
+    if (!writeInputHelperGreeting(STDOUT_FILENO, options.shortcuts.has_value())) return 0;
     runInputHelper(devices, STDOUT_FILENO,
                    {.parent = parent, .deadline = std::chrono::steady_clock::now() + inputHelperTimeLimit});
     return 0;

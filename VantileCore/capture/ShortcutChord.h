@@ -21,4 +21,8 @@ struct ChordModifiers {
 // typing and get no name, so nothing of what was typed is kept.
 std::optional<std::string> shortcutChord(const ChordModifiers& held, std::string_view keyName);
 
+// Whether `chord` is a name shortcutChord() gives for a key that keyNameOfKeysym() names: what a
+// reader of names from elsewhere accepts.
+bool isShortcutChordName(std::string_view chord);
+
 }  // namespace vantile

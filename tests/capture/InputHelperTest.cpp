@@ -7,7 +7,9 @@
 #include "capture/wayland/WaylandInputSource.h"
 
 #include "capture/RecordedInputStream.h"
+#include "capture/ShortcutSession.h"
 #include "support/RunCommand.h"
+#include "support/ScopedEnvironment.h"
 #include "support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -83,36 +85,61 @@ std::string readAvailable(int fd)
     return bytes;
 }
 
-std::vector<RawInput> readBack(const std::string& bytes)
+std::vector<RawInput> readBack(const std::string& bytes, bool shortcutsAsked = false)
 {
     std::vector<RawInput> activity;
-    InputHelperRecordReader reader;
+    InputHelperRecordReader reader(shortcutsAsked);
     EXPECT_TRUE(reader.append(reinterpret_cast<const std::byte*>(bytes.data()), bytes.size(), activity));
     return activity;
 }
 
-// What the helper writes for a recorded device stream, through the functions the program runs.
-std::string helperOutput(const RecordedInputStream& recorded)
+// What the helper writes for recorded device streams, one device each, through the functions the
+// program runs.
+std::string helperOutput(const std::vector<const RecordedInputStream*>& recorded,
+                         const std::optional<KeyboardLayout>& shortcuts = std::nullopt)
 {
     TemporaryDirectory directory;
-    const auto device = directory / "event3";
-    EXPECT_EQ(mkfifo(device.c_str(), 0600), 0);
+    std::vector<std::filesystem::path> nodes;
+    for (std::size_t index = 0; index < recorded.size(); ++index) {
+        nodes.push_back(directory / ("event" + std::to_string(index + 3)));
+        EXPECT_EQ(mkfifo(nodes.back().c_str(), 0600), 0);
+    }
     InputDeviceSet devices(directory.path(), &InputEventStream::open);
+    devices.recordShortcuts(shortcuts);
     devices.open();
-    const int writer = ::open(device.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    std::vector<int> writers;
+    for (std::size_t index = 0; index < recorded.size(); ++index) {
+        writers.push_back(::open(nodes[index].c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
+        const auto bytes = recorded[index]->events().size() * sizeof(input_event);
+        EXPECT_EQ(::write(writers.back(), recorded[index]->events().data(), bytes), static_cast<ssize_t>(bytes));
+    }
     int output[2];
     EXPECT_EQ(pipe2(output, O_CLOEXEC | O_NONBLOCK), 0);
-    const auto bytes = recorded.events().size() * sizeof(input_event);
-    EXPECT_EQ(::write(writer, recorded.events().data(), bytes), static_cast<ssize_t>(bytes));
     pollfd ready{devices.fileDescriptor(), POLLIN, 0};
     EXPECT_EQ(poll(&ready, 1, 5000), 1);
-    EXPECT_TRUE(writeInputHelperGreeting(output[1]));
+    EXPECT_TRUE(writeInputHelperGreeting(output[1], shortcuts.has_value()));
     EXPECT_TRUE(forwardInputActivity(devices, output[1]));
-    ::close(writer);
+    for (const int writer : writers) ::close(writer);
     ::close(output[1]);
     const std::string written = readAvailable(output[0]);
     ::close(output[0]);
     return written;
+}
+
+std::string helperOutput(const RecordedInputStream& recorded) { return helperOutput({&recorded}); }
+
+// Key activity as the first version of the helper wrote it, spelled out byte by byte.
+std::string firstVersionBytes(const std::vector<RawInput>& keyActivity)
+{
+    std::string bytes = "VANTILE-INPUT-1\n";
+    for (const RawInput& input : keyActivity) {
+        std::string record(16, '\0');
+        record[0] = input.kind == Kind::keyDown ? 5 : 6;
+        auto nanoseconds = std::chrono::duration_cast<std::chrono::nanoseconds>(input.time->time_since_epoch()).count();
+        for (std::size_t index = 8; index < 16; ++index, nanoseconds >>= 8) record[index] = static_cast<char>(nanoseconds & 0xff);
+        bytes += record;
+    }
+    return bytes;
 }
 
 TEST(InputHelperTest, ForwardsButtonsWheelsAndKeyActivityAndNoKeyCodeChangesAByte)
@@ -211,6 +238,110 @@ TEST(InputHelperTest, OnlyInputEventDevicesAreAccepted)
     } catch (const InputHelperError& error) {
         EXPECT_NE(std::string(error.what()).find("“/dev/input/../../etc/shadow”"), std::string::npos) << error.what();
     }
+}
+
+TEST(InputHelperTest, WithShortcutsTheHelperAddsExactlyTheChordsInOrderAndWithoutThemWritesTheFirstVersionsBytes)
+{
+    const testing::ShortcutSession session(epoch);
+    const std::vector<const RecordedInputStream*> keyboards{&session.keyboard, &session.secondKeyboard};
+    const std::string plain = helperOutput(keyboards);
+    EXPECT_EQ(plain, firstVersionBytes(session.keyActivity(false)));
+
+    const std::string named = helperOutput(keyboards, KeyboardLayout{.layout = "us"});
+    ASSERT_TRUE(named.starts_with("VANTILE-INPUT-2\n"));
+    EXPECT_EQ(readBack(named, true), session.keyActivity(true));
+    // The chords' records are all there is besides what the first version wrote: the typing
+    // records carry nothing more.
+    std::string withoutChords = "VANTILE-INPUT-1\n";
+    for (std::size_t offset = InputHelperProtocol::shortcutsGreeting.size(); offset + 16 <= named.size();) {
+        const bool chord = named[offset] == 8;
+        const std::size_t size = 16 + (chord ? static_cast<unsigned char>(named[offset + 1]) : 0);
+        if (!chord) withoutChords += named.substr(offset, size);
+        offset += size;
+    }
+    EXPECT_EQ(withoutChords, plain);
+}
+
+// A chord's record as the second version lays it out, claiming `length` bytes of name.
+std::string chordRecord(const std::string& name, std::size_t length, double seconds)
+{
+    RawInput input{.kind = Kind::keyDown, .time = epoch + std::chrono::milliseconds(static_cast<int>(seconds * 1000))};
+    const auto keyDown = InputHelperProtocol::encode(input);
+    std::string record(reinterpret_cast<const char*>(keyDown->data()), keyDown->size());
+    record[0] = 8;
+    record[1] = static_cast<char>(length);
+    return record + name;
+}
+
+TEST(InputHelperTest, ChordsAreReadOnlyWhenAskedForAndOnlyWithNamesAChordCanHave)
+{
+    const auto keyRecord = [](Kind kind, double seconds) {
+        const auto record = InputHelperProtocol::encode({.kind = kind, .time = epoch + std::chrono::milliseconds(static_cast<int>(seconds * 1000))});
+        return std::string(reinterpret_cast<const char*>(record->data()), record->size());
+    };
+    const std::string records = keyRecord(Kind::keyDown, 1) + chordRecord("Ctrl+Shift+P", 12, 1) +
+                                chordRecord("Super+←", 9, 2) + keyRecord(Kind::keyUp, 3);
+    const std::string stream = std::string(InputHelperProtocol::shortcutsGreeting) + records;
+    const auto time = [](double seconds) { return epoch + std::chrono::milliseconds(static_cast<int>(seconds * 1000)); };
+    const std::vector<RawInput> expected{{.kind = Kind::keyDown, .time = time(1)},
+                                         {.kind = Kind::shortcut, .keys = "Ctrl+Shift+P", .time = time(1)},
+                                         {.kind = Kind::shortcut, .keys = "Super+←", .time = time(2)},
+                                         {.kind = Kind::keyUp, .time = time(3)}};
+    InputHelperRecordReader pieces(true);
+    std::vector<RawInput> activity;
+    for (std::size_t offset = 0; offset < stream.size(); offset += 5)
+        ASSERT_TRUE(pieces.append(reinterpret_cast<const std::byte*>(stream.data() + offset),
+                                  std::min<std::size_t>(5, stream.size() - offset), activity));
+    EXPECT_EQ(activity, expected);
+    const auto encoded = InputHelperProtocol::encode(expected[1]);
+    ASSERT_TRUE(encoded);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(encoded->data()), encoded->size()), chordRecord("Ctrl+Shift+P", 12, 1));
+
+    const auto breaks = [](const std::string& bytes, bool shortcutsAsked) {
+        InputHelperRecordReader reader(shortcutsAsked);
+        std::vector<RawInput> read;
+        return !reader.append(reinterpret_cast<const std::byte*>(bytes.data()), bytes.size(), read) && reader.broken();
+    };
+    const std::string greeting(InputHelperProtocol::shortcutsGreeting);
+    EXPECT_FALSE(breaks(stream, true));
+    EXPECT_TRUE(breaks(stream, false));  // chords nobody asked for
+    EXPECT_TRUE(breaks(std::string(InputHelperProtocol::greeting) + records, true));
+    EXPECT_TRUE(breaks(std::string(InputHelperProtocol::greeting) + records, false));
+    for (const std::string name : {"Shift+P", "P", "Ctrl+p", "Ctrl+Hello", "Ctrl+", "Alt+Ctrl+P", "Ctrl+Ctrl+P",
+                                    "Ctrl+\x1b[2J", "Ctrl+\x07", "Ctrl+P\n", "Ctrl+F25", "Ctrl+F0"})
+        EXPECT_TRUE(breaks(greeting + chordRecord(name, name.size(), 1), true)) << name;
+    EXPECT_TRUE(breaks(greeting + chordRecord("", 0, 1), true));
+    const std::string overLong = "Ctrl+Alt+Super+Shift+ScrollLock+X";
+    EXPECT_TRUE(breaks(greeting + chordRecord(overLong, overLong.size(), 1), true));
+    // A length past any chord's breaks the stream at once, before its name could arrive.
+    EXPECT_TRUE(breaks(greeting + chordRecord("", 200, 1), true));
+    std::string wheelByte = greeting + chordRecord("Ctrl+P", 6, 1);
+    wheelByte[greeting.size() + 2] = 1;
+    EXPECT_TRUE(breaks(wheelByte, true));
+    for (const std::string& name : std::vector<std::string>{"H", "Shift+H", overLong})
+        EXPECT_FALSE(InputHelperProtocol::encode({.kind = Kind::shortcut, .keys = name, .time = epoch})) << name;
+}
+
+TEST(InputHelperTest, ShortcutArgumentsCarryOnlyPlainLayoutNames)
+{
+    const KeyboardLayout layout{.model = "pc105", .layout = "de,us", .variant = "nodeadkeys,", .options = "grp:alt_shift_toggle"};
+    const auto arguments = inputHelperShortcutArguments(layout);
+    EXPECT_EQ(parseInputHelperArguments(arguments, true).shortcuts, layout);
+    EXPECT_EQ(parseInputHelperArguments({"--shortcuts"}, true).shortcuts, KeyboardLayout{});
+    EXPECT_EQ(parseInputHelperArguments({"/dev/input/event3"}, true).shortcuts, std::nullopt);
+    for (const std::vector<std::string>& refused :
+         std::vector<std::vector<std::string>>{{"--xkb-layout", "us"},
+                                               {"--shortcuts", "--xkb-layout", "../../../etc/shadow"},
+                                               {"--shortcuts", "--xkb-rules", "/etc/shadow"},
+                                               {"--shortcuts", "--xkb-layout", "us/../../x"},
+                                               {"--shortcuts", "--xkb-variant", "a b"},
+                                               {"--shortcuts", "--xkb-layout", "us", "--xkb-layout", "de"},
+                                               {"--shortcuts", "--xkb-layout"}})
+        EXPECT_THROW(parseInputHelperArguments(refused, true), InputHelperError) << refused.back();
+    const auto result = testing::runCommand(
+        {"timeout", "10", VANTILE_INPUT_HELPER, "--shortcuts", "--xkb-layout", "../../../etc/shadow"});
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_EQ(result.standardOutput, "");
 }
 
 // The built helper, copied where the user a replay runs as can start it. A replay is refused to
@@ -391,6 +522,19 @@ TEST(InputHelperProgramTest, RefusesEveryPathButInputEventDevicesBeforeOpeningAn
     }
 }
 
+// Dispatches as the source signals, until done() or ten seconds pass.
+template <typename Done>
+bool dispatchUntil(WaylandInputSource& source, Done done)
+{
+    const auto giveUp = std::chrono::steady_clock::now() + 10s;
+    while (!done() && std::chrono::steady_clock::now() < giveUp) {
+        pollfd ready{source.fileDescriptor(), POLLIN, 0};
+        poll(&ready, 1, 50);
+        source.dispatchPending();
+    }
+    return done();
+}
+
 TEST(InputHelperProgramTest, TheAppGetsClicksWithTheirPointerPositionsThroughTheHelper)
 {
     const HelperProgram helper;
@@ -400,23 +544,14 @@ TEST(InputHelperProgramTest, TheAppGetsClicksWithTheirPointerPositionsThroughThe
     WaylandInputSource source(tracker, std::move(process));
     std::vector<RawInput> received;
     ASSERT_TRUE(source.install([&](const RawInput& input) { received.push_back(input); }));
-    const auto dispatchUntil = [&](auto done) {
-        const auto giveUp = std::chrono::steady_clock::now() + 10s;
-        while (!done() && std::chrono::steady_clock::now() < giveUp) {
-            pollfd ready{source.fileDescriptor(), POLLIN, 0};
-            poll(&ready, 1, 50);
-            source.dispatchPending();
-        }
-        return done();
-    };
-    ASSERT_TRUE(dispatchUntil([&] { return running->greeted(); })) << "the helper did not start";
+    ASSERT_TRUE(dispatchUntil(source, [&] { return running->greeted(); })) << "the helper did not start";
 
     // Long past, so nothing waits for later pointer positions.
     RecordedInputStream click(std::chrono::steady_clock::now() - 10s);
     tracker->update({300, 200}, click.timeAt(0.5));
     click.at(1).press(BTN_LEFT, 1).at(1.1).press(BTN_LEFT, 0).at(1.2).press(KEY_H, 1);
     helper.write(click);
-    ASSERT_TRUE(dispatchUntil([&] { return received.size() >= 4; }));
+    ASSERT_TRUE(dispatchUntil(source, [&] { return received.size() >= 4; }));
     const CodablePoint where{300, 200};
     EXPECT_EQ(received, (std::vector<RawInput>{
                             {.kind = Kind::mouseMoved, .time = click.timeAt(0.5), .location = where},
@@ -427,6 +562,29 @@ TEST(InputHelperProgramTest, TheAppGetsClicksWithTheirPointerPositionsThroughThe
 
     source.remove();
     EXPECT_TRUE(running->ended()) << "the helper was not stopped with the recording";
+}
+
+TEST(InputHelperProgramTest, TheAppGetsChordsThroughTheHelperOnlyWhenItAsksForThem)
+{
+    // The helper clears its environment: the layout must reach it as arguments.
+    const auto layout = testing::usKeyboardLayout();
+    for (const bool shortcuts : {false, true}) {
+        const HelperProgram helper;
+        auto process = std::make_unique<InputHelperProcess>(helper.replayCommand());
+        InputHelperProcess* running = process.get();
+        WaylandInputSource source(std::make_shared<PointerTracker>(), std::move(process));
+        source.recordShortcuts(shortcuts);
+        std::vector<RawInput> received;
+        ASSERT_TRUE(source.install([&](const RawInput& input) { received.push_back(input); }));
+        ASSERT_TRUE(dispatchUntil(source, [&] { return running->greeted(); })) << "the helper did not start";
+
+        const testing::ShortcutSession session(std::chrono::steady_clock::now() - 10s);
+        helper.write(session.keyboard);
+        const auto expected = session.keyActivity(shortcuts, false);
+        ASSERT_TRUE(dispatchUntil(source, [&] { return received.size() >= expected.size(); }));
+        source.remove();
+        EXPECT_EQ(testing::ShortcutSession::keyActivityOf(received), expected) << (shortcuts ? "with" : "without");
+    }
 }
 
 TEST(InputHelperProgramTest, ConsentIsWhetherTheHelperGotToRun)

@@ -10,10 +10,11 @@
 
 namespace vantile {
 
-// Readable failures: kind, deltas, time in seconds and location.
+// Readable failures: kind, deltas, keys, time in seconds and location.
 inline void PrintTo(const RawInput& input, std::ostream* out)
 {
     *out << "{kind " << static_cast<int>(input.kind) << ", delta " << input.scrollingDeltaX << "/" << input.scrollingDeltaY;
+    if (!input.keys.empty()) *out << ", keys " << input.keys;
     if (input.time) *out << ", at " << std::chrono::duration<double>(input.time->time_since_epoch()).count();
     if (input.location) *out << ", (" << input.location->x << "," << input.location->y << ")";
     *out << "}";

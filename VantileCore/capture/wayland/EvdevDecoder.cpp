@@ -48,6 +48,12 @@ void EvdevDecoder::button(bool pressed, bool& held, RawInput::Kind down, RawInpu
     frame_.push_back({.kind = pressed ? down : up, .time = timeOf(event)});
 }
 
+void EvdevDecoder::recordShortcuts(std::shared_ptr<const EvdevKeymap> keymap)
+{
+    chords_.reset();
+    if (keymap) chords_.emplace(std::move(keymap));
+}
+
 void EvdevDecoder::feed(const input_event& event, std::vector<RawInput>& activity)
 {
     if (event.type == EV_SYN) {
@@ -62,6 +68,7 @@ void EvdevDecoder::feed(const input_event& event, std::vector<RawInput>& activit
             horizontal_.wholeNotches = horizontal_.highResolutionUnits = 0;
             vertical_.reportedHighResolution = horizontal_.reportedHighResolution = false;
             droppingUntilReport_ = true;
+            if (chords_) chords_->forgetHeld();
         } else if (event.code == SYN_REPORT) {
             if (droppingUntilReport_)
                 droppingUntilReport_ = false;
@@ -78,8 +85,12 @@ void EvdevDecoder::feed(const input_event& event, std::vector<RawInput>& activit
             button(event.value != 0, leftHeld_, Kind::leftMouseDown, Kind::leftMouseUp, event);
         } else if (event.code == BTN_RIGHT) {
             button(event.value != 0, rightHeld_, Kind::rightMouseDown, Kind::rightMouseUp, event);
-        } else if (isKeyboardKey(event.code) && event.value != 2) {  // 2 is auto-repeat, not a new press
-            frame_.push_back({.kind = event.value ? Kind::keyDown : Kind::keyUp, .time = timeOf(event)});
+        } else if (isKeyboardKey(event.code)) {
+            if (event.value != 2)  // 2 is auto-repeat, not a new press
+                frame_.push_back({.kind = event.value ? Kind::keyDown : Kind::keyUp, .time = timeOf(event)});
+            if (!chords_) return;
+            if (auto chord = chords_->keyChanged(event.code, event.value))
+                frame_.push_back({.kind = Kind::shortcut, .keys = std::move(*chord), .time = timeOf(event)});
         }
         return;
     }

@@ -1,18 +1,26 @@
 #pragma once
 
 #include "capture/InputSource.h"
+#include "capture/wayland/EvdevShortcutChords.h"
 
 #include <linux/input.h>
 
+#include <memory>
+#include <optional>
 #include <vector>
 
 namespace vantile {
 
 // Turns the event stream of one input device into button, wheel and key activity stamped with
 // the events' own times (the monotonic clock once the device reports on it). A key's code is
-// looked at only to tell keys from buttons; it is never kept or passed on.
+// looked at only to tell keys from buttons, and, while shortcuts are recorded, by the chord
+// namer; it is never kept or passed on.
 class EvdevDecoder {
 public:
+    // With a keymap, chords with Ctrl, Alt or Super are also reported by name (`shortcut`), right
+    // after their key's press; nullptr stops that.
+    void recordShortcuts(std::shared_ptr<const EvdevKeymap> keymap);
+
     // Activity is appended when the frame that reported it ends (SYN_REPORT).
     void feed(const input_event& event, std::vector<RawInput>& activity);
 
@@ -46,6 +54,7 @@ private:
     bool leftHeldReported_ = false;
     bool rightHeldReported_ = false;
     bool droppingUntilReport_ = false;
+    std::optional<EvdevShortcutChords> chords_;
 };
 
 }  // namespace vantile

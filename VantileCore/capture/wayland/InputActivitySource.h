@@ -1,7 +1,9 @@
 #pragma once
 
 #include "capture/InputSource.h"
+#include "capture/wayland/KeyboardLayout.h"
 
+#include <optional>
 #include <vector>
 
 namespace vantile {
@@ -19,6 +21,10 @@ public:
     virtual int fileDescriptor() const = 0;
     // The activity since the last call, in time order.
     virtual std::vector<RawInput> readPending() = 0;
+    // With a layout, chords with Ctrl, Alt or Super are also read by name, their keys named in
+    // that layout; nullopt, as before any call, reads no key's identity. Takes effect at the next
+    // open() at the latest.
+    virtual void recordShortcuts(const std::optional<KeyboardLayout>& layout) = 0;
 };
 
 }  // namespace vantile

@@ -67,7 +67,15 @@ void InputDeviceSet::openDevice(const std::string& name)
     if (!device) return;
     epoll_event ready{.events = EPOLLIN, .data = {.fd = device->fileDescriptor()}};
     if (epoll_ctl(pollFd_, EPOLL_CTL_ADD, device->fileDescriptor(), &ready) < 0) return;
-    devices_.emplace(name, OpenDevice{std::move(device), {}});
+    OpenDevice& opened = devices_.emplace(name, OpenDevice{std::move(device), {}}).first->second;
+    opened.decoder.recordShortcuts(keymap_);
+}
+
+void InputDeviceSet::recordShortcuts(const std::optional<KeyboardLayout>& layout)
+{
+    keymap_ = nullptr;
+    if (layout && !(keymap_ = EvdevKeymap::compile(*layout))) keymap_ = EvdevKeymap::compile({});
+    for (auto& [name, open] : devices_) open.decoder.recordShortcuts(keymap_);
 }
 
 void InputDeviceSet::closeDevice(const std::string& name)

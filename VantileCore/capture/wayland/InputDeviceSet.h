@@ -32,6 +32,8 @@ public:
 
     // The activity of every device since the last call, in time order.
     std::vector<RawInput> readPending() override;
+    // A layout xkbcommon cannot compile is replaced by its default "us" one.
+    void recordShortcuts(const std::optional<KeyboardLayout>& layout) override;
 
     std::size_t openDeviceCount() const { return devices_.size(); }
 
@@ -50,6 +52,7 @@ private:
     int pollFd_ = -1;
     int watchFd_ = -1;
     std::map<std::string, OpenDevice> devices_;  // by entry name
+    std::shared_ptr<const EvdevKeymap> keymap_;  // while shortcuts are recorded
 };
 
 }  // namespace vantile

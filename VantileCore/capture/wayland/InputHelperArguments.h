@@ -1,5 +1,7 @@
 #pragma once
 
+#include "capture/wayland/KeyboardLayout.h"
+
 #include <filesystem>
 #include <optional>
 #include <stdexcept>
@@ -22,6 +24,9 @@ struct InputHelperOptions {
     // Recorded device streams instead of the kernel's (every event* entry of this directory).
     // Tests only, and never with root's rights, where it would read files for the caller.
     std::optional<std::filesystem::path> replayDirectory;
+    // Chords with Ctrl, Alt or Super named in this layout (--shortcuts with --xkb-rules, -model,
+    // -layout, -variant, -options); nullopt writes no key's identity, as the first version did.
+    std::optional<KeyboardLayout> shortcuts;
 
     bool operator==(const InputHelperOptions&) const = default;
 };
@@ -31,7 +36,10 @@ struct InputHelperOptions {
 bool isInputEventDevicePath(const std::string& path);
 
 // Throws InputHelperError for anything else: unknown options, other paths, a replay with root's
-// rights (`privileged`).
+// rights (`privileged`), layout names that are not plain rule names.
 InputHelperOptions parseInputHelperArguments(const std::vector<std::string>& arguments, bool privileged);
+
+// The arguments that ask the helper for chords named in `layout`.
+std::vector<std::string> inputHelperShortcutArguments(const KeyboardLayout& layout);
 
 }  // namespace vantile

@@ -1,5 +1,7 @@
 #include "capture/wayland/InputHelperProcess.h"
 
+#include "capture/wayland/InputHelperArguments.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -8,8 +10,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <iterator>
 #include <system_error>
 #include <thread>
 
@@ -45,14 +49,16 @@ InputHelperProcess::~InputHelperProcess()
 void InputHelperProcess::open()
 {
     close();
-    reader_ = {};
+    reader_ = InputHelperRecordReader(shortcuts_.has_value());
     int pipe[2];
     if (pipe2(pipe, O_CLOEXEC) != 0) return;
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, pipe[1], STDOUT_FILENO);
+    std::vector<std::string> command = command_;
+    if (shortcuts_) std::ranges::copy(inputHelperShortcutArguments(*shortcuts_), std::back_inserter(command));
     std::vector<char*> arguments;
-    for (std::string& argument : command_) arguments.push_back(argument.data());
+    for (std::string& argument : command) arguments.push_back(argument.data());
     arguments.push_back(nullptr);
     // Spawned from the thread that will outlive the recording: the helper watches this thread.
     const int spawned = posix_spawn(&child_, arguments.front(), &actions, nullptr, arguments.data(), environ);
@@ -122,6 +128,8 @@ std::vector<RawInput> InputHelperProcess::readPending()
     }
     return activity;
 }
+
+void InputHelperProcess::recordShortcuts(const std::optional<KeyboardLayout>& layout) { shortcuts_ = layout; }
 
 bool InputHelperProcess::authorize(const std::vector<std::string>& command, std::chrono::milliseconds patience)
 {

@@ -35,6 +35,8 @@ public:
     void close() override;
     int fileDescriptor() const override { return pollFd_; }
     std::vector<RawInput> readPending() override;
+    // Asks the helper for chords (its --shortcuts) at the next open(), and only then.
+    void recordShortcuts(const std::optional<KeyboardLayout>& layout) override;
 
     // Since the last open: the helper said it runs, or it ended (refused, or the output broke).
     bool greeted() const { return reader_.greeted(); }
@@ -50,6 +52,7 @@ private:
     void reap();
 
     std::vector<std::string> command_;
+    std::optional<KeyboardLayout> shortcuts_;
     int pollFd_ = -1;
     int output_ = -1;  // the read end of the helper's standard output
     pid_t child_ = 0;

@@ -37,9 +37,9 @@ bool writeAll(int output, const std::byte* bytes, std::size_t size)
 
 }  // namespace
 
-bool writeInputHelperGreeting(int output)
+bool writeInputHelperGreeting(int output, bool shortcuts)
 {
-    const auto& greeting = InputHelperProtocol::greeting;
+    const auto& greeting = shortcuts ? InputHelperProtocol::shortcutsGreeting : InputHelperProtocol::greeting;
     return writeAll(output, reinterpret_cast<const std::byte*>(greeting.data()), greeting.size());
 }
 

@@ -20,9 +20,11 @@ enum class InputHelperEnd { readerGone, parentGone, timeLimit };
 // A recording lasts at most this long, so the helper never outlives one.
 inline constexpr std::chrono::seconds inputHelperTimeLimit{600};
 
-// Both false once nobody reads `output` any more.
-bool writeInputHelperGreeting(int output);
-// Reads what waits on `devices` and writes a record for each button, wheel and key activity.
+// Both false once nobody reads `output` any more. The greeting names the second version of the
+// records only when the helper was asked for `shortcuts`.
+bool writeInputHelperGreeting(int output, bool shortcuts = false);
+// Reads what waits on `devices` and writes a record for each button, wheel and key activity, and
+// for each chord the devices name.
 bool forwardInputActivity(InputActivitySource& devices, int output);
 
 // Forwards activity until the reader closes the output, the parent is gone or the deadline

@@ -1,5 +1,8 @@
 #include "capture/wayland/WaylandInputSource.h"
 
+#include "capture/KeysymName.h"
+#include "capture/ShortcutChord.h"
+
 #include <sys/epoll.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
@@ -81,6 +84,19 @@ void WaylandInputSource::remove()
     handler_ = nullptr;
 }
 
+void WaylandInputSource::recordShortcuts(bool enabled)
+{
+    activity_->recordShortcuts(enabled ? std::optional(KeyboardLayout::fromEnvironment()) : std::nullopt);
+}
+
+void WaylandInputSource::leaveOutShortcut(const KeyShortcut& shortcut)
+{
+    // Badges name a letter key by its unshifted (lower-case) symbol.
+    const std::uint32_t keysym = shortcut.keysym >= 'A' && shortcut.keysym <= 'Z' ? shortcut.keysym - 'A' + 'a' : shortcut.keysym;
+    const ChordModifiers held{.control = shortcut.control, .alt = shortcut.alt, .super = shortcut.super, .shift = shortcut.shift};
+    stopChord_ = shortcutChord(held, keyNameOfKeysym(keysym)).value_or("");
+}
+
 CodablePoint WaylandInputSource::pointerLocation() { return pointer_->latest().value_or(CodablePoint{}); }
 
 void WaylandInputSource::dispatchPending()
@@ -139,6 +155,9 @@ void WaylandInputSource::deliver(RawInput input)
     case Kind::leftMouseUp: left_.set(input.kind == Kind::leftMouseDown, time); break;
     case Kind::rightMouseDown:
     case Kind::rightMouseUp: right_.set(input.kind == Kind::rightMouseDown, time); break;
+    case Kind::shortcut:
+        if (input.keys == stopChord_) return;
+        break;
     default: break;
     }
     if (!input.location) input.location = pointer_->positionAt(time);

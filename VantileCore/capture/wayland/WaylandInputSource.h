@@ -8,6 +8,7 @@
 #include <chrono>
 #include <filesystem>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace vantile {
@@ -37,6 +38,12 @@ public:
     CodablePoint pointerLocation() override;
     int fileDescriptor() const override { return pollFd_; }
     void dispatchPending() override;
+    // Chords are named in the layout the environment gives (KeyboardLayout::fromEnvironment), by
+    // this process's decoders or by the helper; from the next install() on.
+    void recordShortcuts(bool enabled) override;
+    // The stop shortcut's own chord gets no badge; its presses stay typing activity, since the
+    // kernel's devices cannot tell them from others.
+    void leaveOutShortcut(const KeyShortcut& shortcut) override;
 
     // The devices read by this process itself; none when another source reads them.
     std::size_t openDeviceCount() const { return deviceSet_ ? deviceSet_->openDeviceCount() : 0; }
@@ -69,6 +76,7 @@ private:
     bool flushing_ = false;
     ButtonState left_;
     ButtonState right_;
+    std::string stopChord_;  // the chord left out, empty for none
 };
 
 }  // namespace vantile

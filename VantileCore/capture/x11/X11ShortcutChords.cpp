@@ -3,38 +3,8 @@
 #include <xcb/xproto.h>
 
 #include <algorithm>
-#include <array>
 
 namespace vantile {
-
-namespace {
-
-struct NamedKey {
-    std::uint32_t keysym;
-    const char* name;
-};
-
-constexpr std::array<NamedKey, 22> namedKeys{{
-    {0x0020, "Space"},  {0xff09, "Tab"},     {0xfe20, "Tab"},    {0xff0d, "Enter"},  {0xff8d, "Enter"},
-    {0xff1b, "Esc"},    {0xff08, "Backspace"}, {0xffff, "Delete"}, {0xff63, "Insert"}, {0xff50, "Home"},
-    {0xff57, "End"},    {0xff55, "PageUp"},  {0xff56, "PageDown"}, {0xff51, "←"},     {0xff52, "↑"},
-    {0xff53, "→"},      {0xff54, "↓"},       {0xff61, "Print"},  {0xff13, "Pause"},  {0xff14, "ScrollLock"},
-    {0xff67, "Menu"},   {0xff6b, "Break"},
-}};
-
-}  // namespace
-
-std::string keyNameOfKeysym(std::uint32_t keysym)
-{
-    if (keysym >= 'a' && keysym <= 'z') return std::string(1, static_cast<char>(keysym - 'a' + 'A'));
-    // Digits and the printable ASCII punctuation name themselves.
-    if (keysym > 0x20 && keysym < 0x7f && !(keysym >= 'A' && keysym <= 'Z')) {
-        return std::string(1, static_cast<char>(keysym));
-    }
-    if (keysym >= 0xffbe && keysym <= 0xffd5) return "F" + std::to_string(keysym - 0xffbe + 1);
-    const auto named = std::ranges::find(namedKeys, keysym, &NamedKey::keysym);
-    return named == namedKeys.end() ? std::string() : named->name;
-}
 
 X11ShortcutChords::X11ShortcutChords(std::vector<std::uint32_t> keysyms,
                                      std::vector<std::pair<std::uint8_t, std::uint16_t>> modifiers)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "capture/KeysymName.h"
 #include "capture/ShortcutChord.h"
 
 #include <cstdint>
@@ -9,10 +10,6 @@
 #include <vector>
 
 namespace vantile {
-
-// The badge name of a key by its unshifted X keysym: "P", "7", "F5", "Tab", "Enter", "←", ",".
-// Empty for modifiers and for keys a badge would not name.
-std::string keyNameOfKeysym(std::uint32_t keysym);
 
 // Follows the modifier keys from raw key events and names the chords pressed with Ctrl, Alt or
 // Super. A plain key's identity is looked at only while one of those is held.
