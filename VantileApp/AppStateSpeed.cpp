@@ -55,10 +55,10 @@ void AppState::findIdleStretches(double minimumSeconds)
     const std::string projectId = currentProject_->id;
     runOffMainThread(
         workers(), this,
-        [movie = *raw]() {
+        [movie = *raw, crop = currentProject_->crop]() {
             Scan scan;
             try {
-                scan.changes = ScreenChangeScanner::changeTimes(movie);
+                scan.changes = ScreenChangeScanner::changeTimes(movie, crop);
             } catch (...) {
                 scan.error = std::current_exception();
             }

@@ -204,7 +204,7 @@ int runEdit(const std::vector<std::string>& arguments)
     const ProjectFileManager store(directory.parent_path());
     if (idleSkipping) {
         const RecordingProject before = store.loadProject(directory);
-        const std::vector<double> changes = ScreenChangeScanner::changeTimes(rawMovieOf(directory, before));
+        const std::vector<double> changes = ScreenChangeScanner::changeTimes(rawMovieOf(directory, before), before.crop);
         edits.push_back([skipping = *idleSkipping, changes](const RecordingProject& p) {
             const auto stretches = IdleFinder::idleStretches(p.events, changes, p.duration, skipping.minimumSeconds);
             return IdleFinder::withIdleRemoved(p, stretches, skipping.removal);

@@ -58,7 +58,7 @@ Item {
         }
         Text {
             visible: appState.permissionStatus.inputHelperOffered === true && !appState.permissionStatus.inputMonitoringGranted
-            text: "“授权读取点击”会在输入管理员密码后启动一个小助手（vantile-input-helper），由它读取输入设备。它只告诉 Vantile 鼠标按键何时按下和抬起、滚轮何时滚动、以及“有一个键”何时按下和抬起；按了哪个键、输入的文字、密码、剪贴板和网页内容从不读取，也不会离开助手。Vantile 退出、录制结束或最长 10 分钟后，助手自动退出。"
+            text: "“授权读取点击”会在输入管理员密码后启动一个小助手（vantile-input-helper），由它读取输入设备。它只告诉 Vantile 鼠标按键何时按下和抬起、滚轮何时滚动、以及“有一个键”何时按下和抬起；按了哪个键从不告诉 Vantile，只有这一次录制打开了“记录键盘快捷键”时，助手才会说出按住 Ctrl、Alt 或 Super 时按下的组合键名称（如 Ctrl+Shift+P）；输入的文字、密码、剪贴板和网页内容从不读取，也不会离开助手。Vantile 退出、录制结束或最长 10 分钟后，助手自动退出。"
             color: Theme.secondaryText
             font.pixelSize: 13
             lineHeight: 1.3

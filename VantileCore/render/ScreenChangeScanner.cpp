@@ -13,11 +13,13 @@ extern "C" {
 
 namespace vantile {
 
-std::vector<double> ScreenChangeScanner::changeTimes(const std::filesystem::path& movie, const ExportMonitor* monitor)
+std::vector<double> ScreenChangeScanner::changeTimes(const std::filesystem::path& movie,
+                                                     const std::optional<RecordingCrop>& crop,
+                                                     const ExportMonitor* monitor)
 {
     MovieReader reader(movie);
-    const int width = std::max(reader.width() / 4, 16);
-    const int height = std::max(reader.height() / 4, 16);
+    const int width = std::max((crop ? static_cast<int>(crop->width) : reader.width()) / 4, 16);
+    const int height = std::max((crop ? static_cast<int>(crop->height) : reader.height()) / 4, 16);
     const double duration = reader.duration();
     SwsContextHandle scaler;
     std::vector<std::uint8_t> previous;
@@ -26,6 +28,15 @@ std::vector<double> ScreenChangeScanner::changeTimes(const std::filesystem::path
     std::vector<double> changes;
     while (FrameHandle frame = reader.readFrame()) {
         if (monitor && monitor->isCancelled()) throw RenderError::cancelled();
+        if (crop && crop->x + crop->width <= frame->width && crop->y + crop->height <= frame->height) {
+            frame->crop_left = static_cast<std::size_t>(crop->x);
+            frame->crop_top = static_cast<std::size_t>(crop->y);
+            frame->crop_right = static_cast<std::size_t>(frame->width - crop->x - crop->width);
+            frame->crop_bottom = static_cast<std::size_t>(frame->height - crop->y - crop->height);
+            if (av_frame_apply_cropping(frame.get(), AV_FRAME_CROP_UNALIGNED) < 0) {
+                throw RenderError(RenderError::Kind::unreadableMovie, "Cannot read the recording's frames.");
+            }
+        }
         scaler.reset(sws_getCachedContext(scaler.release(), frame->width, frame->height,
                                           static_cast<AVPixelFormat>(frame->format), width, height, AV_PIX_FMT_GRAY8,
                                           SWS_AREA, nullptr, nullptr, nullptr));

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "model/RecordingCrop.h"
 #include "render/ExportMonitor.h"
 
 #include <filesystem>
+#include <optional>
 #include <vector>
 
 namespace vantile {
@@ -17,8 +19,11 @@ public:
     // ...and the frame changed when more than this share of the reduced frame's pixels did.
     static constexpr double changedShare = 0.0005;
 
+    // Only the `crop` of each frame is compared, when there is one: a change cut away is no change.
     // Throws RenderError when the movie cannot be read; stops early when `monitor` is cancelled.
-    static std::vector<double> changeTimes(const std::filesystem::path& movie, const ExportMonitor* monitor = nullptr);
+    static std::vector<double> changeTimes(const std::filesystem::path& movie,
+                                           const std::optional<RecordingCrop>& crop = std::nullopt,
+                                           const ExportMonitor* monitor = nullptr);
 };
 
 }  // namespace vantile

@@ -24,12 +24,17 @@ bool screenStill(double time)
 
 // A white page with a black bar that moves every frame, except while the screen is still; a
 // text caret blinks the whole time.
+int barXAt(int frame)
+{
+    int shown = frame;
+    while (shown > 0 && screenStill(shown / fps)) --shown;
+    return (shown * 6) % (width - 40);
+}
+
 void paintPage(QImage& canvas, int frame)
 {
     canvas.fill(Qt::white);
-    int shown = frame;
-    while (shown > 0 && screenStill(shown / fps)) --shown;
-    const int barX = (shown * 6) % (width - 40);
+    const int barX = barXAt(frame);
     for (int y = 0; y < height; ++y) {
         for (int x = barX; x < barX + 40; ++x) canvas.setPixel(x, y, qRgb(0, 0, 0));
     }
@@ -71,6 +76,15 @@ TEST(IdleSkip, ProposalsLandOnTheKnownIdleStretchesAndBecomeRegionsOrCuts)
     }
     // Every frame of the bar's motion after the first: 6 s of it at 30 fps.
     EXPECT_NEAR(static_cast<double>(changes.size()), 6 * fps - 1, 1);
+    // With a crop of the left edge, only the frames where the bar enters, crosses or leaves it change.
+    const std::vector<double> croppedChanges = ScreenChangeScanner::changeTimes(raw, RecordingCrop{0, 0, 64, height});
+    EXPECT_FALSE(croppedChanges.empty());
+    EXPECT_LT(croppedChanges.size(), changes.size() / 4);
+    const auto barInCrop = [](int frame) { return barXAt(frame) < 64; };
+    for (const double change : croppedChanges) {
+        const int frame = static_cast<int>(std::lround(change * fps));
+        EXPECT_TRUE(barInCrop(frame) || barInCrop(frame - 1)) << "a change at " << change << " outside the crop";
+    }
 
     const std::vector<InputEvent> events = pointerEvents();
     const auto idle = IdleFinder::idleStretches(events, changes, 14, 3);
