@@ -257,6 +257,8 @@ public:
     // The crop, in raw-video pixels (taken inward to even pixels); each call is one undo step.
     Q_INVOKABLE void setCrop(double x, double y, double width, double height);
     Q_INVOKABLE void clearCrop();
+    // Hides or shows one shortcut badge (numbered as currentProject.shortcuts lists them); one undo step.
+    Q_INVOKABLE void setShortcutHidden(int index, bool hidden);
     bool canUndo() const;
     bool canRedo() const;
 

@@ -113,6 +113,21 @@ QVariantList blurRegions(const std::vector<BlurRegion>& list)
     return values;
 }
 
+// The recorded keyboard shortcuts in the order pressed (their numbers), with whether each badge is hidden.
+QVariantList shortcuts(const RecordingProject& project)
+{
+    QVariantList values;
+    std::int64_t number = 0;
+    for (const InputEvent& event : project.events) {
+        if (event.type != InputEvent::EventType::keyboardShortcut) continue;
+        values.append(QVariantMap{{"time", event.time},
+                                  {"keys", QString::fromStdString(event.keys.value_or(""))},
+                                  {"hidden", std::ranges::binary_search(project.hiddenShortcuts, number)}});
+        ++number;
+    }
+    return values;
+}
+
 // Rows the timeline needs so that no two blocks overlap; at least one.
 int laneCount(const std::vector<FocusSegment>& list)
 {
@@ -141,6 +156,7 @@ QVariantMap project(const RecordingProject& project)
         {"shortcutCount", static_cast<qlonglong>(std::ranges::count(project.events, InputEvent::EventType::keyboardShortcut,
                                                                     &InputEvent::type))},
         {"blurRegions", blurRegions(project.blurRegions)},
+        {"shortcuts", shortcuts(project)},
         {"crop", project.crop ? QVariant(QVariantMap{{"x", static_cast<qlonglong>(project.crop->x)},
                                                      {"y", static_cast<qlonglong>(project.crop->y)},
                                                      {"width", static_cast<qlonglong>(project.crop->width)},

@@ -112,7 +112,8 @@ const std::map<std::string, std::string>& helpTexts()
                  "                     [--skip-idle [SECONDS] [--as speed|cut]] [--clear-edits]\n"
                  "                     [--text START END TEXT [--text-style S] [--text-position X Y]]...\n"
                  "                     [--remove-text INDEX]... [--blur START END X Y W H [--blur-style pixelate|blur]]...\n"
-                 "                     [--remove-blur INDEX]... [--crop X Y W H] [--clear-crop] [--json]\n"
+                 "                     [--remove-blur INDEX]... [--crop X Y W H] [--clear-crop]\n"
+                 "                     [--hide-shortcut N]... [--show-shortcut N]... [--json]\n"
                  "  Edits the timeline: options apply in the order given, the project is saved once, and the resulting\n"
                  "  timeline is printed. Times are recording seconds; a refused edit changes nothing.\n"
                  "  --trim START END    keep only this stretch of the recording\n"
@@ -147,6 +148,8 @@ const std::map<std::string, std::string>& helpTexts()
                  "                      inward to even pixels, sides of at least 64): zooms, cursor and export see\n"
                  "                      only it, and the automatic zooms are planned again for it\n"
                  "  --clear-crop        show the whole recording again\n"
+                 "  --hide-shortcut N   no badge for keyboard shortcut N (numbered from 0 in the order pressed,\n"
+                 "                      as `info --json` lists them); --show-shortcut N shows it again\n"
                  "  --json              print {\"duration\", \"trim\", \"cuts\", \"speedRegions\", \"segments\"} (and\n"
                  "                      \"textCallouts\", \"blurRegions\" when any)\n"},
         {"plan", "vantile-cli plan --events FILE --duration S --width W --height H [--intensity I] [--fps N]\n"

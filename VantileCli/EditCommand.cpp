@@ -7,6 +7,7 @@
 #include "engine/TextCalloutEdits.h"
 #include "engine/BlurRegionEdits.h"
 #include "engine/CropEdits.h"
+#include "engine/ShortcutBadgeEdits.h"
 #include "engine/TimelineEdits.h"
 #include "render/ScreenChangeScanner.h"
 #include "store/ProjectFileManager.h"
@@ -188,6 +189,12 @@ int runEdit(const std::vector<std::string>& arguments)
             });
         } else if (option == "--clear-crop") {
             edits.push_back([](const RecordingProject& p) { return CropEdits::withCrop(p, std::nullopt); });
+        } else if (option == "--hide-shortcut" || option == "--show-shortcut") {
+            if (index + 1 >= arguments.size()) throw UsageError("option " + option + " needs a value");
+            const std::size_t shortcut = parseIndex(option, arguments[++index], "a shortcut number");
+            edits.push_back([shortcut, hidden = option == "--hide-shortcut"](const RecordingProject& p) {
+                return ShortcutBadgeEdits::withShortcutHidden(p, shortcut, hidden);
+            });
         } else if (option == "--json") {
             json = true;
         } else if (option.rfind("-", 0) == 0 && option.size() > 1) {

@@ -106,6 +106,7 @@ Json timelineJson(const RecordingProject& project)
     if (!project.textCallouts.empty()) timeline["textCallouts"] = project.textCallouts;
     if (!project.blurRegions.empty()) timeline["blurRegions"] = project.blurRegions;
     if (project.crop) timeline["crop"] = *project.crop;
+    if (!project.hiddenShortcuts.empty()) timeline["hiddenShortcuts"] = project.hiddenShortcuts;
     return timeline;
 }
 

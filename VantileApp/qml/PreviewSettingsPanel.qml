@@ -118,6 +118,27 @@ ScrollView {
             checked: panel.settings.showShortcuts
             onToggled: value => appState.changeRenderSetting("showShortcuts", value)
         }
+        // Each recorded shortcut with its time; a click hides its badge or shows it again.
+        Flow {
+            objectName: "shortcutBadgeList"
+            Layout.fillWidth: true
+            visible: panel.settings.showShortcuts && (appState.currentProject.shortcutCount || 0) > 0
+            spacing: 6
+            Repeater {
+                model: appState.currentProject.shortcuts || []
+                delegate: VantileButton {
+                    required property var modelData
+                    required property int index
+                    objectName: "shortcutBadge" + index
+                    compact: true
+                    text: Math.floor(modelData.time / 60) + ":" + String(Math.floor(modelData.time % 60)).padStart(2, "0")
+                          + " " + modelData.keys
+                    variant: modelData.hidden ? "darkSecondary" : "primary"
+                    opacity: modelData.hidden ? 0.6 : 1
+                    onClicked: appState.setShortcutHidden(index, !modelData.hidden)
+                }
+            }
+        }
         SettingPicker {
             Layout.fillWidth: true
             title: "光标跟随"

@@ -3,6 +3,7 @@
 #include "engine/BlurRegionEdits.h"
 #include "engine/CameraPathBuilder.h"
 #include "engine/CropEdits.h"
+#include "engine/ShortcutBadgeEdits.h"
 #include "engine/SpeedRegionEdits.h"
 #include "engine/TextCalloutEdits.h"
 #include "engine/TimelineEdits.h"
@@ -17,7 +18,7 @@ TimelineModel::TimelineModel(RecordingProject project) : project_(std::move(proj
 TimelineState TimelineModel::state() const
 {
     return {project_.trim, project_.cuts, project_.focusSegments, CameraBubbleLook::of(project_.renderSettings),
-            project_.speedRegions, project_.textCallouts, project_.blurRegions, project_.crop};
+            project_.speedRegions, project_.textCallouts, project_.blurRegions, project_.crop, project_.hiddenShortcuts};
 }
 
 void TimelineModel::adopt(RecordingProject project)
@@ -36,6 +37,7 @@ void TimelineModel::restore(const TimelineState& state)
     project_.textCallouts = state.textCallouts;
     project_.blurRegions = state.blurRegions;
     project_.crop = state.crop;
+    project_.hiddenShortcuts = state.hiddenShortcuts;
     project_.previewVideoPath.reset();
     timeline_ = OutputTimeline(project_);
 }
@@ -231,6 +233,11 @@ void TimelineModel::changeBlurRegion(std::size_t index, const BlurRegion& change
 void TimelineModel::removeBlurRegion(std::size_t index)
 {
     commit(BlurRegionEdits::withoutBlurRegion(project_, index));
+}
+
+void TimelineModel::setShortcutHidden(std::size_t index, bool hidden)
+{
+    commit(ShortcutBadgeEdits::withShortcutHidden(project_, index, hidden));
 }
 
 void TimelineModel::setCrop(const std::optional<RecordingCrop>& crop)

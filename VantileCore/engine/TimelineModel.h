@@ -23,6 +23,7 @@ struct TimelineState {
     std::vector<TextCallout> textCallouts;
     std::vector<BlurRegion> blurRegions{};
     std::optional<RecordingCrop> crop{};
+    std::vector<std::int64_t> hiddenShortcuts{};
 
     bool operator==(const TimelineState&) const = default;
 };
@@ -79,6 +80,9 @@ public:
     // Sets or clears the crop in one undo step; the automatic zooms are planned again for it.
     // Nothing happens when the crop is the project's already.
     void setCrop(const std::optional<RecordingCrop>& crop);
+    // Hides or shows the badge of shortcut `index` (in the order pressed) in one undo step;
+    // refused for a shortcut the recording does not have.
+    void setShortcutHidden(std::size_t index, bool hidden);
 
 private:
     void restore(const TimelineState& state);

@@ -89,6 +89,7 @@ void to_json(Json& json, const RecordingProject& project)
     if (!project.textCallouts.empty()) json["textCallouts"] = project.textCallouts;
     if (!project.blurRegions.empty()) json["blurRegions"] = project.blurRegions;
     encodeOptionalKey(json, "crop", project.crop);
+    if (!project.hiddenShortcuts.empty()) json["hiddenShortcuts"] = project.hiddenShortcuts;
     encodeUnknownKeys(json, project.unknownKeys);
 }
 
@@ -119,6 +120,13 @@ void requirePlausibleValues(const RecordingProject& project)
                          project.crop->y + project.crop->height > project.video.height)) {
         throw DecodingError("crop", "reaches outside the " + std::to_string(project.video.width) + "x" +
                                         std::to_string(project.video.height) + " recording");
+    }
+    for (std::size_t index = 0; index < project.hiddenShortcuts.size(); ++index) {
+        const std::int64_t number = project.hiddenShortcuts[index];
+        if (number < 0 || (index > 0 && number <= project.hiddenShortcuts[index - 1])) {
+            throw DecodingError("hiddenShortcuts[" + std::to_string(index) + "]",
+                                "must be a shortcut number of 0 or more, in increasing order");
+        }
     }
     for (std::size_t index = 0; index < project.blurRegions.size(); ++index) {
         const BlurRegion& region = project.blurRegions[index];
@@ -164,11 +172,12 @@ void decodeValue(const Json& json, RecordingProject& project)
     decodeKeyOrKeep(json, "textCallouts", project.textCallouts);
     decodeKeyOrKeep(json, "blurRegions", project.blurRegions);
     decodeOptionalKey(json, "crop", project.crop);
+    decodeKeyOrKeep(json, "hiddenShortcuts", project.hiddenShortcuts);
     project.unknownKeys = unknownKeysOf(json, {"id", "createdAt", "duration", "capture", "video", "events",
                                                "focusSegments", "cursorFrames", "renderSettings", "audioSettings",
                                                "rawVideoPath", "previewVideoPath", "exportVideoPath", "exports", "trim",
                                                "cuts", "camera", "speedRegions", "textCallouts", "blurRegions",
-                                               "crop"});
+                                               "crop", "hiddenShortcuts"});
     requirePlausibleValues(project);
 }
 

@@ -58,6 +58,9 @@ struct RecordingProject {
     std::vector<BlurRegion> blurRegions{};
     // The part of the picture kept; everything from planning to export sees only it.
     std::optional<RecordingCrop> crop{};
+    // The keyboard shortcuts (numbered in the order they were pressed, from 0) whose badges are
+    // not shown; sorted, each once.
+    std::vector<std::int64_t> hiddenShortcuts{};
 
     UnknownKeys unknownKeys{};
 

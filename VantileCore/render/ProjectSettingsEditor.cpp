@@ -104,6 +104,7 @@ void ProjectSettingsEditor::replaceTimeline(const TimelineState& timeline)
     project_.textCallouts = timeline.textCallouts;
     project_.blurRegions = timeline.blurRegions;
     project_.crop = timeline.crop;
+    project_.hiddenShortcuts = timeline.hiddenShortcuts;
     project_.previewVideoPath.reset();
     if (CameraBubbleLook::of(renderSettings_) != timeline.cameraBubble) {
         // Through applyRenderSettings, which saves: the settings changed as from the panel.

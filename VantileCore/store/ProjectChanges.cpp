@@ -47,7 +47,8 @@ RecordingProject mergeProjectChanges(const RecordingProject& base, const Recordi
     using P = RecordingProject;
     takeChanged(&P::id, &P::createdAt, &P::duration, &P::events, &P::focusSegments, &P::cursorFrames,
                 &P::rawVideoPath, &P::previewVideoPath, &P::exportVideoPath, &P::exports, &P::camera,
-                &P::speedRegions, &P::textCallouts, &P::blurRegions, &P::crop);
+                &P::speedRegions, &P::textCallouts, &P::blurRegions, &P::crop,
+                &P::hiddenShortcuts);
     if (changed.trim != base.trim || changed.cuts != base.cuts) {
         onDisk.trim = changed.trim;
         onDisk.cuts = changed.cuts;

@@ -1,8 +1,10 @@
+#include "engine/ShortcutBadgeEdits.h"
 #include "engine/TimelineEdits.h"
 #include "render/RenderJob.h"
 #include "render/RenderTestSupport.h"
 #include "render/VideoFileWriter.h"
 #include "render/layers/ShortcutBadgeLayer.h"
+#include "support/EditRefusal.h"
 
 #include <gtest/gtest.h>
 
@@ -10,6 +12,7 @@
 
 using namespace vantile;
 using namespace vantile::test;
+using vantile::testing::refusal;
 namespace fs = std::filesystem;
 
 namespace {
@@ -97,4 +100,20 @@ TEST(ShortcutBadge, BadgesShowAtTheBottomCentreForTheirTimeAndNotWhenHidden)
     };
     EXPECT_LT(contrast(2.35), 0.6 * contrast(1.8));
     EXPECT_GT(contrast(2.35), 0.1 * contrast(1.8));
+
+    // The first badge hidden on its own (as the app and `edit --hide-shortcut 0` do): nothing
+    // while it would show, and the second one as before.
+    project = ShortcutBadgeEdits::withShortcutHidden(project, 0, true);
+    EXPECT_EQ(project.hiddenShortcuts, std::vector<std::int64_t>{0});
+    const fs::path oneHidden = exportWith(true, "one-hidden.mp4");
+    EXPECT_TRUE(differingBox(decodeFrame(oneHidden, 0.9), decodeFrame(without, 0.9)).isEmpty());
+    // The encoder's soft edges may move it by a pixel.
+    const QRect secondAlone = differingBox(decodeFrame(oneHidden, 1.8), decodeFrame(without, 1.8));
+    for (const auto& [edge, expected] : {std::pair{secondAlone.left(), second.left()}, {secondAlone.top(), second.top()},
+                                         {secondAlone.right(), second.right()}, {secondAlone.bottom(), second.bottom()}}) {
+        EXPECT_NEAR(edge, expected, 2);
+    }
+    EXPECT_EQ(ShortcutBadgeEdits::withShortcutHidden(project, 0, false).hiddenShortcuts, std::vector<std::int64_t>{});
+    EXPECT_EQ(refusal([&] { ShortcutBadgeEdits::withShortcutHidden(project, 3, true); }),
+              "There is no shortcut 3; the recording has 3 (numbered from 0).");
 }

@@ -26,8 +26,12 @@ std::unique_ptr<ShortcutBadgeLayer> ShortcutBadgeLayer::forJob(const RenderJob& 
     if (!job.renderSettings.showShortcuts) return nullptr;
     const OutputTimeline timeline(job.project);
     std::vector<Badge> badges;
+    std::int64_t number = -1;
     for (const InputEvent& event : job.project.events) {
-        if (event.type != InputEvent::EventType::keyboardShortcut || !event.keys || event.keys->empty()) continue;
+        if (event.type != InputEvent::EventType::keyboardShortcut) continue;
+        ++number;
+        const bool hidden = std::ranges::binary_search(job.project.hiddenShortcuts, number);
+        if (!event.keys || event.keys->empty() || hidden) continue;
         // A shortcut pressed in a stretch that was cut shows nowhere.
         if (const auto start = timeline.outputTime(event.time)) badges.push_back({*start, *event.keys});
     }
