@@ -11,20 +11,18 @@ RowLayout {
         model: [["自由", 0], ["16:9", 16 / 9], ["4:3", 4 / 3], ["1:1", 1], ["9:16", 9 / 16]]
         delegate: VantileButton {
             required property var modelData
-            compact: true
             text: modelData[0]
             variant: Math.abs(controls.overlay.ratio - modelData[1]) < 1e-6 ? "primary" : "darkSecondary"
             onClicked: controls.overlay.holdRatio(modelData[1])
         }
     }
     Item { Layout.fillWidth: true }
-    VantileButton { objectName: "applyCropButton"; compact: true; text: "应用裁剪"; variant: "primary"; onClicked: controls.overlay.apply() }
+    VantileButton { objectName: "applyCropButton"; text: "应用裁剪"; variant: "primary"; onClicked: controls.overlay.apply() }
     VantileButton {
         objectName: "wholePictureButton"
-        compact: true
         text: "整幅画面"
         variant: "darkSecondary"
         onClicked: { controls.overlay.active = false; appState.clearCrop() }
     }
-    VantileButton { compact: true; text: "取消"; variant: "darkSecondary"; onClicked: controls.overlay.active = false }
+    VantileButton { text: "取消"; variant: "darkSecondary"; onClicked: controls.overlay.active = false }
 }

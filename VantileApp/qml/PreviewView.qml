@@ -186,6 +186,7 @@ Item {
                 }
             }
 
+            // In place of the playback row, with buttons as tall as its own, so the picture stays put.
             CropControls {
                 objectName: "cropControls"
                 Layout.fillWidth: true

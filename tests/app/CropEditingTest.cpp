@@ -30,7 +30,12 @@ TEST(CropEditing, DraggingACornerAndApplyingCropsToThatPartAndUndoBringsTheWhole
     QQuickItem* button = screen.item("cropButton");
     ASSERT_TRUE(button);
     QTest::mouseClick(screen.window(), Qt::LeftButton, {}, button->mapToScene({button->width() / 2, 10}).toPoint());
-    ASSERT_TRUE(waitFor([&] { return preview->showsWholePicture(); }));
+    // The frame's handles sit on the picture once the overlay has the preview's settled layout.
+    QObject* overlay = screen.window()->findChild<QObject*>("cropOverlay");
+    ASSERT_TRUE(overlay);
+    ASSERT_TRUE(waitFor([&] {
+        return preview->showsWholePicture() && overlay->property("area").toRectF() == preview->wholePictureArea();
+    }));
     const QRectF area = preview->wholePictureArea();
     ASSERT_GT(area.width(), 100);
     const QPoint corner = preview->mapToScene(area.bottomRight() - QPointF(1, 1)).toPoint();
