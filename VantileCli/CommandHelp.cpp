@@ -72,7 +72,8 @@ const std::map<std::string, std::string>& helpTexts()
                    "  --cursor-theme C    " + choices(cursorThemeTexts) + "\n"
                    "  --cursor-effect E   " + choices(cursorEffectTexts) + "\n"
                    "  --quality Q         " + choices(exportQualityTexts) +
-                       " (x264 veryfast crf 23, medium crf 23, slow crf 18; default: standard)\n"
+                       " (x264 veryfast crf 23, medium crf 23 with ref 1 and subme 5 above 30 fps,\n"
+                       "                      slow crf 18; default: standard)\n"
                    "  --window-chrome W   template (the template's own), " + choices(windowChromeTexts) + "\n"
                    "  --cursor-smoothing S " + choices(cursorSmoothingTexts) +
                        " (precise: the cursor lands where the pointer rests and clicks)\n"

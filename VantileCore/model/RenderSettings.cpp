@@ -282,17 +282,22 @@ void decodeValue(const Json& json, RenderSettings& settings)
     settings.unknownKeys = unknownKeysOf(json, {"aspectRatio", "templateName", "zoomIntensity", "resolutionPreset", "backgroundEnabled", "showCursor", "showClickRipple", "cursorTheme", "cursorEffect", "dynamicCursorScale", "outputWidth", "outputHeight", "fps", "exportQuality", "windowChrome", "cursorSmoothing", "cameraVisible", "cameraPosition", "cameraCenterX", "cameraCenterY", "cameraSize", "cameraShape", "cameraMirror", "cameraShadow", "motionBlur", "backgroundColor", "backgroundImage", "backgroundGenerated", "backgroundBlur", "cardPadding", "cardCornerRadius", "shadowStrength", "cursorSize", "layout", "normalizeLoudness", "reduceNoise", "systemAudioVolume", "microphoneVolume", "systemAudioMuted", "microphoneMuted", "duckedTrack", "showShortcuts"});
 }
 
-EncoderTuning encoderTuning(ExportQuality quality)
+EncoderTuning encoderTuning(ExportQuality quality, std::int64_t fps)
 {
     switch (quality) {
     case ExportQuality::draft:
-        return {"veryfast", 23};
+        return {"veryfast", 23, ""};
     case ExportQuality::high:
-        return {"slow", 18};
+        return {"slow", 18, ""};
     case ExportQuality::standard:
         break;
     }
-    return {"medium", 23};
+    // At 60 fps neighbouring frames are half as far apart, so the nearest one predicts nearly as
+    // well as three and a lighter subpixel search finds the same motion. On zoomed, scrolling
+    // text this costs about 0.8 dB of SSIM and saves about 30% of the encoder's time, which
+    // would otherwise be twice a 30 fps export's.
+    if (fps > 30) return {"medium", 23, "ref=1:subme=5"};
+    return {"medium", 23, ""};
 }
 
 }  // namespace vantile

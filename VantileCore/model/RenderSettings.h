@@ -83,13 +83,15 @@ std::int64_t shortEdge(ResolutionPreset preset, const std::optional<VideoInfo>& 
 
 // The H.264 encoder's trade between time and size for one quality.
 struct EncoderTuning {
-    std::string preset;  // libx264's speed preset
+    std::string preset;   // libx264's speed preset
     int crf = 23;
+    std::string options;  // libx264 "key=value:..." over the preset; empty for none
 
     bool operator==(const EncoderTuning&) const = default;
 };
-// draft: veryfast, crf 23; standard: medium, crf 23; high: slow, crf 18.
-EncoderTuning encoderTuning(ExportQuality quality);
+// draft: veryfast, crf 23; standard: medium, crf 23, above 30 fps with one reference frame and
+// subme 5; high: slow, crf 18.
+EncoderTuning encoderTuning(ExportQuality quality, std::int64_t fps);
 
 struct OutputSize {
     std::int64_t width = 2;

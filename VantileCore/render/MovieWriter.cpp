@@ -96,6 +96,7 @@ MovieWriter::MovieWriter(const std::filesystem::path& path, const VideoEncoderSe
         if (!settings.preset.empty()) av_opt_set(video.priv_data, "preset", settings.preset.c_str(), 0);
         if (settings.crf >= 0) av_opt_set_double(video.priv_data, "crf", settings.crf, 0);
         if (!settings.tune.empty()) av_opt_set(video.priv_data, "tune", settings.tune.c_str(), 0);
+        if (!settings.options.empty()) av_opt_set(video.priv_data, "x264-params", settings.options.c_str(), 0);
     }
     if (const int code = avcodec_open2(&video, videoCodec, nullptr); code < 0) {
         fail(h264 ? "H.264 encoder" : "VP9 encoder", code);

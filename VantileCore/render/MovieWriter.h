@@ -21,6 +21,7 @@ struct VideoEncoderSettings {
     std::string preset;  // empty: libx264's own default (medium)
     int crf = -1;        // negative: libx264's own default (23)
     std::string tune;    // empty: none
+    std::string options;  // libx264 "key=value:..." over the preset; empty: none
 
     bool operator==(const VideoEncoderSettings&) const = default;
 };

@@ -96,7 +96,7 @@ void writeMovie(const std::filesystem::path& url, int width, int height, double 
     const std::int64_t count = std::max<std::int64_t>(1, std::min(frameCount(duration, fps), options.frameLimit));
     ExportMonitor* monitor = options.monitor;
     const SmallPagesWhileEncoding smallPages;
-    MovieWriter writer(url, VideoEncoderSettings{width, height, fps, options.encoderPreset, options.crf, ""});
+    MovieWriter writer(url, VideoEncoderSettings{width, height, fps, options.encoderPreset, options.crf, "", options.encoderOptions});
 
     const std::size_t capacity = queueCapacity();
     RenderFrameQueue<RenderedFrame> rendered(capacity);
@@ -180,11 +180,12 @@ void writeRenderedVideoOnly(const RenderJob& wholeJob, const VideoPassOptions& o
                               : timeline.duration();
     VideoPassOptions tuned = options;
     // The standard quality leaves the encoder at its defaults, so its movies stay as they were.
+    const EncoderTuning tuning = encoderTuning(job.renderSettings.exportQuality, fps);
     if (job.renderSettings.exportQuality != ExportQuality::standard) {
-        const EncoderTuning tuning = encoderTuning(job.renderSettings.exportQuality);
         tuned.encoderPreset = tuning.preset;
         tuned.crf = tuning.crf;
     }
+    tuned.encoderOptions = tuning.options;
     writeMovie(
         job.outputURL, static_cast<int>(job.renderSettings.outputWidth), static_cast<int>(job.renderSettings.outputHeight),
         duration, static_cast<int>(fps),

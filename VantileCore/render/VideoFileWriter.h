@@ -39,6 +39,7 @@ struct VideoPassOptions {
     // libx264's speed preset and crf; empty and negative keep the encoder's defaults (medium, 23).
     std::string encoderPreset;
     int crf = -1;
+    std::string encoderOptions;  // libx264 "key=value:..." over the preset
 };
 
 // The whole export: video pass into a hidden temporary movie, then the audio merge into

@@ -57,7 +57,7 @@ void writeRawMovie(const std::filesystem::path& url, const SampleScript& script,
     const bool system = capturesSystemAudio(audio);
     const bool microphone = capturesMicrophone(audio);
     // Like a live capture: a fast preset with high quality, since the export re-encodes it.
-    MovieWriter writer(url, VideoEncoderSettings{width, height, sampleFps, "veryfast", 18, ""},
+    MovieWriter writer(url, VideoEncoderSettings{width, height, sampleFps, "veryfast", 18, "", ""},
                        (system ? 1 : 0) + (microphone ? 1 : 0));
     SampleScreenPainter screen(script);
     QImage canvas(width, height, QImage::Format_RGB32);

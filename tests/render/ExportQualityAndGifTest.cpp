@@ -40,22 +40,27 @@ TEST(ExportQualityTest, PresetsReachTheEncoderAndTheProjectKeepsOnlyAChoice)
 {
     TemporaryDirectory directory;
     test::writeRawMovie(directory.path() / "raw.mov", 320, 180, 0.3, 0, paintMoving);
-    // libx264 records its settings in the stream: speed presets differ in subme and ref.
+    // libx264 records its settings in the stream: speed presets differ in subme and ref. Standard
+    // lightens both above 30 fps, and only there.
     const struct {
         ExportQuality quality;
+        std::int64_t fps;
         const char* settings[3];
     } expectations[] = {
-        {ExportQuality::draft, {"subme=2 ", "ref=1 ", "crf=23.0"}},
-        {ExportQuality::standard, {"subme=7 ", "ref=3 ", "crf=23.0"}},
-        {ExportQuality::high, {"subme=8 ", "ref=5 ", "crf=18.0"}},
+        {ExportQuality::draft, 30, {"subme=2 ", "ref=1 ", "crf=23.0"}},
+        {ExportQuality::standard, 30, {"subme=7 ", "ref=3 ", "crf=23.0"}},
+        {ExportQuality::standard, 60, {"subme=5 ", "ref=1 ", "crf=23.0"}},
+        {ExportQuality::high, 60, {"subme=8 ", "ref=5 ", "crf=18.0"}},
     };
     for (const auto& expected : expectations) {
         RecordingProject project = test::makeProject(320, 180, 0.3);
         project.renderSettings.exportQuality = expected.quality;
+        project.renderSettings.fps = expected.fps;
         const auto output = ExportManager().exportMovie(test::makeJob(directory.path(), project, "quality.mp4"));
         const std::string bytes = test::readText(output);
         for (const char* setting : expected.settings) {
-            EXPECT_NE(bytes.find(setting), std::string::npos) << exportQualityTexts.text(expected.quality) << " " << setting;
+            EXPECT_NE(bytes.find(setting), std::string::npos)
+                << exportQualityTexts.text(expected.quality) << " at " << expected.fps << " fps: " << setting;
         }
     }
 
