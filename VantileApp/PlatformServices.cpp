@@ -95,7 +95,7 @@ public:
         startedSource_.reset();
         CaptureSource prepared;
         try {
-            prepared = shared_->backend->platform().prepare(source);
+            prepared = shared_->backend->platform().prepare(source, static_cast<int>(fps));
         } catch (...) {
             // Nothing was recorded (the share dialog was declined): the new project directory goes too.
             std::error_code ignored;

@@ -24,7 +24,7 @@ public:
     // Settles the source before anything is written: where the system's own dialog makes the
     // final choice, this asks it and returns the source with the region its stream really has.
     // Throws RecordingError (screenShareCancelled when the user says no).
-    virtual CaptureSource prepare(const CaptureSource& source) { return source; }
+    virtual CaptureSource prepare(const CaptureSource& source, int /*fps*/) { return source; }
     // Whether the pointer is drawn into the captured pictures, so the movie must not draw another.
     virtual bool cursorInPicture() const { return false; }
 };

@@ -53,7 +53,7 @@ RecordingOutcome RecordingRun::run(const std::function<bool()>& stopRequested, c
     for (const std::string& notice : backend->notices(permissions)) progress_(notice);
     CapturePlatform& platform = backend->platform();
     // Before the project directory exists, so a declined system dialog leaves nothing behind.
-    const CaptureSource source = platform.prepare(chooseSource(*backend));
+    const CaptureSource source = platform.prepare(chooseSource(*backend), static_cast<int>(request_.fps));
     RenderSettings renderSettings = request_.renderSettings;
     if (platform.cursorInPicture()) {
         renderSettings.showCursor = false;

@@ -23,7 +23,7 @@ constexpr int bodyY = 80;
 
 DesktopDriver::DesktopDriver(HeadlessDesktop& desktop)
     : input_(desktop.busAddress()),
-      screen_(desktop.openPipeWire(), input_.node(), nullptr)
+      screen_(desktop.openPipeWire(), input_.node(), 30, nullptr)
 {
     if (!screen_.waitForFirstPicture(10s)) throw std::runtime_error("the monitor stream shows nothing");
 }

@@ -3,7 +3,7 @@
 // Usage: camera_recording_bench [SECONDS]   (default 20 s)
 
 #include "capture/camera/CameraRecorder.h"
-#include "capture/camera/CameraStream.h"
+#include "../support/SyntheticCamera.h"
 
 #include <sys/resource.h>
 
@@ -29,64 +29,6 @@ double cpuSeconds()
            static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
 
-// A webcam's picture: a gradient that drifts, with sensor noise, from a pool made beforehand so
-// making pictures costs nothing while measuring.
-class SyntheticCamera : public CameraStream {
-public:
-    explicit SyntheticCamera(int width, int height)
-    {
-        std::mt19937 random(7);
-        std::normal_distribution<double> noise(0, 4);
-        for (int index = 0; index < 30; ++index) {
-            PlanarFrame frame(width, height);
-            for (int y = 0; y < height; ++y) {
-                for (int x = 0; x < width; ++x) {
-                    const double value = 60 + 100.0 * ((x + index * 8) % width) / width + 30.0 * y / height + noise(random);
-                    frame.luma[std::size_t(y) * std::size_t(width) + std::size_t(x)] =
-                        static_cast<std::uint8_t>(std::clamp(value, 16.0, 235.0));
-                }
-            }
-            pool_.push_back(std::move(frame));
-        }
-        thread_ = std::thread([this] {
-            auto due = SteadyClock::now();
-            std::uint64_t sequence = 0;
-            while (!stop_) {
-                {
-                    const std::lock_guard lock(mutex_);
-                    newest_.frame = pool_[sequence % pool_.size()];
-                    newest_.sequence = ++sequence;
-                    newest_.time = SteadyClock::now();
-                }
-                due += std::chrono::microseconds(33333);
-                std::this_thread::sleep_until(due);
-            }
-        });
-    }
-    ~SyntheticCamera() override
-    {
-        stop_ = true;
-        thread_.join();
-    }
-
-    bool waitForFirstPicture(std::chrono::milliseconds) override { return true; }
-    bool takeNewest(CameraPicture& into) override
-    {
-        const std::lock_guard lock(mutex_);
-        if (newest_.sequence <= into.sequence) return false;
-        into = newest_;
-        return true;
-    }
-    bool ended() const override { return false; }
-
-private:
-    std::vector<PlanarFrame> pool_;
-    std::mutex mutex_;
-    CameraPicture newest_;
-    std::atomic<bool> stop_{false};
-    std::thread thread_;
-};
-
 }  // namespace
 
 int main(int argc, char** argv)
@@ -95,7 +37,7 @@ int main(int argc, char** argv)
     const std::filesystem::path directory = std::filesystem::temp_directory_path() / "vantile-camera-bench";
     std::filesystem::remove_all(directory);
     std::filesystem::create_directories(directory);
-    auto camera = std::make_unique<SyntheticCamera>(1280, 720);
+    auto camera = std::make_unique<bench::SyntheticCamera>(1280, 720);
     // Settle the picture maker before measuring.
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     const double idleStart = cpuSeconds();

@@ -1,9 +1,12 @@
 // Records a virtual display whose whole picture changes every frame and reports whether capture
 // keeps up: frames captured against the recording's clock, frames dropped, and the recorder's CPU.
-// Usage: capture_bench [SECONDS [WIDTHxHEIGHT@FPS ...]]
-//   (default 60 s; 1920x1080@30, 1920x1080@60, 2560x1600@30, 3840x2160@30)
+// Usage: capture_bench [SECONDS [WIDTHxHEIGHT@FPS[+camera] ...]]
+//   (default 60 s; 1920x1080@30, 1920x1080@60, 2560x1600@30, 3840x2160@30, 1920x1080@30+camera)
+// "+camera" records a 720p30 camera beside the screen, as a recording with a camera does.
 
+#include "../support/SyntheticCamera.h"
 #include "capture/ScreenRecorder.h"
+#include "capture/camera/CameraRecorder.h"
 #include "support/VirtualDisplay.h"
 #include "capture/x11/X11CapturePlatform.h"
 #include "capture/x11/X11Connection.h"
@@ -46,6 +49,7 @@ struct Scenario {
     int width = 1920;
     int height = 1080;
     int fps = 30;
+    bool camera = false;
 };
 
 // Like a page scrolled without pause under a playing video: each frame the whole screen moves up
@@ -109,11 +113,21 @@ bool run(Scenario scenario, double seconds)
     X11CapturePlatform platform(display.name());
     ScreenRecorder recorder(platform);
 
+    const std::filesystem::path cameraDirectory = std::filesystem::temp_directory_path() / "vantile-capture-bench-camera";
+    std::filesystem::create_directories(cameraDirectory);
+    std::optional<CameraRecorder> camera;
     const double cpuBefore = cpuSeconds();
     const auto start = std::chrono::steady_clock::now();
     recorder.start(source, movie, {}, scenario.fps);
+    if (scenario.camera) {
+        camera.emplace(std::make_unique<bench::SyntheticCamera>(1280, 720), cameraDirectory);
+        camera->startClock(start);
+    }
     std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
     const RecordingResult result = recorder.stop();
+    if (camera) camera->finish(std::chrono::steady_clock::now());
+    camera.reset();
+    std::filesystem::remove_all(cameraDirectory);
     const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     running = false;
     painter.join();
@@ -126,7 +140,8 @@ bool run(Scenario scenario, double seconds)
                                 static_cast<double>(statistics.capturedFrames + statistics.droppedFrames);
     const bool keptUp = droppedShare <= 0.5;
     const bool cheap = cpu / wall < 1.5;
-    std::printf("%dx%d at %d fps, %.0f s, whole screen scrolling\n", width, height, scenario.fps, seconds);
+    std::printf("%dx%d at %d fps, %.0f s, whole screen scrolling%s\n", width, height, scenario.fps, seconds,
+                scenario.camera ? ", a 720p30 camera recorded beside it" : "");
     std::printf("  %-28s %10.0f   (expected %.0f)\n", "frames captured", double(statistics.capturedFrames), expected);
     std::printf("  %-28s %10lld   %.2f%%   target <= 0.5%%  %s\n", "frames dropped",
                 static_cast<long long>(statistics.droppedFrames), droppedShare, keptUp ? "ok" : "MISSED");
@@ -148,6 +163,13 @@ std::optional<Scenario> parseScenario(const std::string& text)
     if (!(input >> scenario.width >> separator >> scenario.height >> at >> scenario.fps) || separator != 'x' ||
         at != '@' || !RecordingFrameRate::isOffered(scenario.fps))
         return std::nullopt;
+    std::string rest;
+    input >> rest;
+    if (rest == "+camera") {
+        scenario.camera = true;
+    } else if (!rest.empty()) {
+        return std::nullopt;
+    }
     return scenario;
 }
 
@@ -160,12 +182,15 @@ int main(int argc, char** argv)
     for (int index = 2; index < argc; ++index) {
         const auto scenario = parseScenario(argv[index]);
         if (!scenario) {
-            std::fprintf(stderr, "capture_bench: \"%s\" is not WIDTHxHEIGHT@FPS with FPS 30 or 60\n", argv[index]);
+            std::fprintf(stderr, "capture_bench: \"%s\" is not WIDTHxHEIGHT@FPS[+camera] with FPS 30 or 60\n",
+                         argv[index]);
             return 2;
         }
         scenarios.push_back(*scenario);
     }
-    if (scenarios.empty()) scenarios = {{1920, 1080, 30}, {1920, 1080, 60}, {2560, 1600, 30}, {3840, 2160, 30}};
+    if (scenarios.empty()) {
+        scenarios = {{1920, 1080, 30}, {1920, 1080, 60}, {2560, 1600, 30}, {3840, 2160, 30}, {1920, 1080, 30, true}};
+    }
     bool allHeld = true;
     try {
         for (const Scenario& scenario : scenarios) allHeld = run(scenario, seconds) && allHeld;

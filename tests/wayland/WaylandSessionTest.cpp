@@ -316,12 +316,14 @@ TEST_F(WaylandRecording, WindowStreamIsTheWindowAndItsPointerIsWindowLocal)
     std::vector<StreamPointer> pointers;
     WindowCast cast(session->desktop.busAddress());
     ASSERT_NE(cast.node, 0u);
-    PipeWireStream stream(session->desktop.openPipeWire(), cast.node, [&](const StreamPointer& pointer) {
+    PipeWireStream stream(session->desktop.openPipeWire(), cast.node, 60, [&](const StreamPointer& pointer) {
         const std::lock_guard lock(mutex);
         pointers.push_back(pointer);
     });
     const auto size = stream.waitForFirstPicture(10s);
     ASSERT_TRUE(size);
+    // A 60 fps recording asks the compositor for up to 60 pictures a second, not 30.
+    EXPECT_EQ(stream.negotiatedRate(), 60);
     // The picture is the window's content, as the monitor shows it.
     EXPECT_NEAR(size->width, right - left + 1, 2);
     EXPECT_NEAR(size->height, bottom - contentTop + 1, 2);

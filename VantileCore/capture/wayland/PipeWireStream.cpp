@@ -51,7 +51,7 @@ struct PipeWireStream::Listeners {
     pw_stream_events streamEvents{};
 };
 
-PipeWireStream::PipeWireStream(int descriptor, std::uint32_t node, PointerHandler onPointer)
+PipeWireStream::PipeWireStream(int descriptor, std::uint32_t node, int fps, PointerHandler onPointer)
     : onPointer_(std::move(onPointer)), listeners_(std::make_unique<Listeners>())
 {
     static std::once_flag initialised;
@@ -106,10 +106,11 @@ PipeWireStream::PipeWireStream(int descriptor, std::uint32_t node, PointerHandle
     spa_rectangle defaultSize{1920, 1080};
     spa_rectangle minimumSize{1, 1};
     spa_rectangle maximumSize{16384, 16384};
-    // Thirty pictures a second is all the raw movie keeps; asking for no more spares the compositor.
-    spa_fraction defaultRate{30, 1};
+    // The raw movie keeps no more pictures a second than the recording's rate; asking for no
+    // more spares the compositor.
+    spa_fraction defaultRate{static_cast<std::uint32_t>(fps), 1};
     spa_fraction minimumRate{0, 1};
-    spa_fraction maximumRate{30, 1};
+    spa_fraction maximumRate{static_cast<std::uint32_t>(fps), 1};
     const spa_pod* params[1];
     params[0] = static_cast<const spa_pod*>(spa_pod_builder_add_object(
         &builder, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat, SPA_FORMAT_mediaType, SPA_POD_Id(SPA_MEDIA_TYPE_video),
@@ -156,6 +157,9 @@ void PipeWireStream::onParamChanged(void* data, std::uint32_t id, const spa_pod*
     if (spa_format_video_raw_parse(param, &info) < 0) return;
     self->format_ = info.format;
     self->size_ = {static_cast<int>(info.size.width), static_cast<int>(info.size.height)};
+    // A compositor that sends pictures on change states a variable rate (0) and its ceiling.
+    const spa_fraction rate = info.framerate.num > 0 ? info.framerate : info.max_framerate;
+    self->negotiatedRate_.store(rate.denom > 0 ? static_cast<int>(rate.num / rate.denom) : 0);
 
     std::uint8_t buffer[1024];
     spa_pod_builder builder = SPA_POD_BUILDER_INIT(buffer, sizeof buffer);

@@ -3,6 +3,7 @@
 #include "capture/wayland/ScreenCastPortal.h"
 #include "model/Geometry.h"
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -46,13 +47,15 @@ public:
     using PointerHandler = std::function<void(const StreamPointer&)>;
 
     // Takes ownership of descriptor. onPointer runs on the stream's thread.
-    PipeWireStream(int descriptor, std::uint32_t node, PointerHandler onPointer);
+    PipeWireStream(int descriptor, std::uint32_t node, int fps, PointerHandler onPointer);
     ~PipeWireStream();
     PipeWireStream(const PipeWireStream&) = delete;
     PipeWireStream& operator=(const PipeWireStream&) = delete;
 
     // The first picture's size, or nothing when none came in time or the stream ended.
     std::optional<PixelSize> waitForFirstPicture(std::chrono::milliseconds timeout);
+    // Pictures a second agreed with the compositor (its ceiling when it sends on change); 0 before.
+    int negotiatedRate() const { return negotiatedRate_.load(); }
     // Swaps a newer picture than into's into it; false when there is none.
     bool takeNewest(StreamPicture& into);
     bool ended() const;
@@ -87,6 +90,7 @@ private:
     // Stream thread only.
     std::uint32_t format_ = 0;
     PixelSize size_;
+    std::atomic<int> negotiatedRate_{0};
     std::optional<CGRectCodable> crop_;
     StreamPicture working_;
     std::uint64_t sequence_ = 0;

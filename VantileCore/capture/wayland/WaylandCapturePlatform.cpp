@@ -46,7 +46,7 @@ WaylandCapturePlatform::~WaylandCapturePlatform()
     portal_.reset();
 }
 
-CaptureSource WaylandCapturePlatform::prepare(const CaptureSource& source)
+CaptureSource WaylandCapturePlatform::prepare(const CaptureSource& source, int fps)
 {
     stream_.reset();
     portal_.reset();
@@ -82,7 +82,7 @@ CaptureSource WaylandCapturePlatform::prepare(const CaptureSource& source)
         const std::lock_guard lock(regionMutex_);
         region_ = region;
     }
-    stream_ = std::make_shared<PipeWireStream>(grant.pipewireDescriptor, granted.node,
+    stream_ = std::make_shared<PipeWireStream>(grant.pipewireDescriptor, granted.node, fps,
                                                [this](const StreamPointer& pointer) {
                                                    CGRectCodable region;
                                                    {

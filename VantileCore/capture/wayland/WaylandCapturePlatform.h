@@ -28,7 +28,7 @@ public:
                            std::chrono::milliseconds dialogTimeout = std::chrono::minutes(5));
     ~WaylandCapturePlatform() override;
 
-    CaptureSource prepare(const CaptureSource& source) override;
+    CaptureSource prepare(const CaptureSource& source, int fps) override;
     std::unique_ptr<ScreenGrabber> openGrabber(const CaptureSource& source) override;
     std::unique_ptr<AudioSource> openAudio(AudioSourceKind kind,
                                            const std::optional<std::string>& deviceName) override;

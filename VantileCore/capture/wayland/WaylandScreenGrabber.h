@@ -7,7 +7,7 @@
 
 namespace vantile {
 
-// Hands the newest picture of a screen-cast stream to the 30 fps capture clock; between
+// Hands the newest picture of a screen-cast stream to the recording's capture clock; between
 // pictures (nothing changed on screen) it hands the last one again.
 class WaylandScreenGrabber : public ScreenGrabber {
 public:
