@@ -46,7 +46,7 @@ void row(const char* what, double milliseconds, const char* target)
 // recorder encodes the camera.
 void writeCamera(const fs::path& path)
 {
-    MovieWriter writer(path, VideoEncoderSettings{1280, 720, 30, "ultrafast", 23, ""});
+    MovieWriter writer(path, VideoEncoderSettings{1280, 720, 30, "ultrafast", 23, "", ""});
     QImage canvas(1280, 720, QImage::Format_RGB32);
     FrameHandle frame = writer.makeVideoFrame();
     for (int index = 0; index < seconds * 30; ++index) {

@@ -115,14 +115,14 @@ bool run(Scenario scenario, double seconds)
 
     const std::filesystem::path cameraDirectory = std::filesystem::temp_directory_path() / "vantile-capture-bench-camera";
     std::filesystem::create_directories(cameraDirectory);
+    // The camera's pictures are made before measuring; its recorder starts with the screen's.
+    auto pictures = scenario.camera ? std::make_unique<bench::SyntheticCamera>(1280, 720) : nullptr;
     std::optional<CameraRecorder> camera;
     const double cpuBefore = cpuSeconds();
     const auto start = std::chrono::steady_clock::now();
+    if (pictures) camera.emplace(std::move(pictures), cameraDirectory);
     recorder.start(source, movie, {}, scenario.fps);
-    if (scenario.camera) {
-        camera.emplace(std::make_unique<bench::SyntheticCamera>(1280, 720), cameraDirectory);
-        camera->startClock(start);
-    }
+    if (camera) camera->startClock(start);
     std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
     const RecordingResult result = recorder.stop();
     if (camera) camera->finish(std::chrono::steady_clock::now());
