@@ -15,11 +15,18 @@ namespace vantile {
 
 TimelineModel::TimelineModel(RecordingProject project) : project_(std::move(project)), timeline_(project_) {}
 
-TimelineState TimelineModel::state() const
+namespace {
+
+TimelineState timelineStateOf(const RecordingProject& project)
 {
-    return {project_.trim, project_.cuts, project_.focusSegments, CameraBubbleLook::of(project_.renderSettings),
-            project_.speedRegions, project_.textCallouts, project_.blurRegions, project_.crop, project_.hiddenShortcuts};
+    return {project.trim,         project.cuts,        project.focusSegments, CameraBubbleLook::of(project.renderSettings),
+            project.speedRegions, project.textCallouts, project.blurRegions,   project.crop,
+            project.hiddenShortcuts};
 }
+
+}  // namespace
+
+TimelineState TimelineModel::state() const { return timelineStateOf(project_); }
 
 void TimelineModel::adopt(RecordingProject project)
 {
@@ -44,7 +51,11 @@ void TimelineModel::restore(const TimelineState& state)
 
 void TimelineModel::commit(RecordingProject edited)
 {
-    undo_.push_back(state());
+    // An edit that leaves the timeline as it was (a segment moved onto its own place) is no step:
+    // undoing it would seem to do nothing.
+    TimelineState before = state();
+    if (timelineStateOf(edited) == before) return;
+    undo_.push_back(std::move(before));
     if (undo_.size() > undoLimit) undo_.pop_front();
     redo_.clear();
     project_ = std::move(edited);
@@ -154,7 +165,6 @@ void TimelineModel::cut(TimeRange removed)
 
 void TimelineModel::setCameraBubble(const CameraBubbleLook& look)
 {
-    if (CameraBubbleLook::of(project_.renderSettings) == look) return;
     RecordingProject edited = project_;
     edited.renderSettings = look.appliedTo(edited.renderSettings);
     commit(std::move(edited));
@@ -176,7 +186,6 @@ void TimelineModel::addSpeedRegion(const SpeedRegion& region)
 
 void TimelineModel::changeSpeedRegion(std::size_t index, const SpeedRegion& changed)
 {
-    if (index < project_.speedRegions.size() && project_.speedRegions[index] == changed) return;
     commit(SpeedRegionEdits::withRegionChanged(project_, index, changed));
 }
 
@@ -210,7 +219,6 @@ std::size_t TimelineModel::addTextCallout(const TextCallout& callout)
 
 void TimelineModel::changeTextCallout(std::size_t index, const TextCallout& changed)
 {
-    if (index < project_.textCallouts.size() && project_.textCallouts[index] == changed) return;
     commit(TextCalloutEdits::withTextCalloutChanged(project_, index, changed));
 }
 

@@ -29,7 +29,8 @@ struct TimelineState {
 };
 
 // The editing timeline behind the app's timeline view: gestures become validated edits of the
-// project, each one undoable. A refused edit throws TimelineEditError and changes nothing.
+// project, each one undoable. A refused edit throws TimelineEditError and changes nothing; one
+// that leaves the timeline as it was adds no undo step.
 class TimelineModel {
 public:
     static constexpr std::size_t undoLimit = 100;

@@ -209,11 +209,9 @@ TEST(EditCommand, BlurRegionsAreAddedClippedListedAndRemovedByIndex)
         << info.standardOutput;
 
     const auto before = snapshotFiles(directory);
+    // The edit's own refusals are the engine tests'; one shows they reach the user, the rest are parsing.
     const std::vector<std::pair<std::vector<std::string>, std::string>> refused = {
-        {{"--blur", "1", "9", "10", "10", "50", "40"}, "lies outside the recording (0 to 6 s)"},
-        {{"--blur", "3", "2", "10", "10", "50", "40"}, "must end after it starts"},
         {{"--blur", "1", "2", "700", "10", "50", "40"}, "lies outside the recording's picture (640 x 360)"},
-        {{"--blur", "1", "2", "10", "10", "0", "40"}, "width and a height above 0"},
         {{"--blur", "1", "2", "10", "10", "50", "40", "--blur-style", "smear"}, "expected pixelate or blur"},
         {{"--blur-style", "blur"}, "must follow --blur"},
         {{"--blur", "1", "2", "10", "10", "50"}, "needs 6 values"},
@@ -246,7 +244,6 @@ TEST(EditCommand, CropIsTakenInwardListedRefusedWhenItDoesNotFitAndCleared)
     const auto before = snapshotFiles(directory);
     for (const auto& [options, message] : std::vector<std::pair<std::vector<std::string>, std::string>>{
              {{"--crop", "400", "0", "320", "180"}, "reaches outside the 640x360 recording"},
-             {{"--crop", "0", "0", "63", "180"}, "is too small"},
              {{"--crop", "0", "0", "320"}, "needs 4 values"}}) {
         std::vector<std::string> arguments{"edit", directory.string()};
         arguments.insert(arguments.end(), options.begin(), options.end());

@@ -50,39 +50,3 @@ TEST(BlurRegionEdits, RectanglesAreClippedToThePictureAndEmptyOrOutsideOnesAndBa
     EXPECT_NE(refusal([&] { BlurRegionEdits::withoutBlurRegion(project, 0); }).find("There is no blur region 0"),
               std::string::npos);
 }
-
-TEST(BlurRegionEdits, AddChangeAndRemoveAreEachOneUndoStepBesideTheOtherTimelineEdits)
-{
-    RecordingProject start = project10s();
-    start.previewVideoPath = "preview.mp4";
-    TimelineModel model(start);
-    EXPECT_EQ(model.addBlurRegion({1, 3, 100, 100, 200, 80}), 0u);
-    EXPECT_FALSE(model.project().previewVideoPath) << "an old preview no longer shows the picture";
-    model.cut({5, 6});
-    EXPECT_EQ(model.addBlurRegion({4, 9, 1200, 600, 200, 200, Style::blur}), 1u);
-    EXPECT_EQ(model.project().blurRegions.at(1), (BlurRegion{4, 9, 1200, 600, 80, 120, Style::blur}));
-    model.changeBlurRegion(0, {0.5, 3, 100, 100, 200, 80});
-    model.removeBlurRegion(1);
-    EXPECT_EQ(model.project().blurRegions, (std::vector<BlurRegion>{{0.5, 3, 100, 100, 200, 80}}));
-
-    // A refused edit is no step.
-    EXPECT_THROW(model.changeBlurRegion(3, {1, 2, 0, 0, 10, 10}), TimelineEditError);
-    EXPECT_THROW(model.addBlurRegion({1, 2, 5000, 0, 10, 10}), TimelineEditError);
-
-    model.undo();  // the removal
-    EXPECT_EQ(model.project().blurRegions.size(), 2u);
-    model.undo();  // the change
-    EXPECT_EQ(model.project().blurRegions.at(0).start, 1);
-    model.undo();  // the second region
-    EXPECT_EQ(model.project().blurRegions.size(), 1u);
-    model.undo();  // the cut, which kept the region
-    EXPECT_TRUE(model.project().cuts.empty());
-    EXPECT_EQ(model.project().blurRegions.size(), 1u);
-    model.undo();
-    EXPECT_TRUE(model.project().blurRegions.empty());
-    EXPECT_FALSE(model.canUndo());
-    for (int step = 0; step < 5; ++step) model.redo();
-    EXPECT_EQ(model.project().blurRegions, (std::vector<BlurRegion>{{0.5, 3, 100, 100, 200, 80}}));
-    EXPECT_EQ(model.project().cuts, (std::vector<TimeRange>{{5, 6}}));
-    EXPECT_FALSE(model.canRedo());
-}

@@ -53,37 +53,3 @@ TEST(TextCalloutEdits, RefusesEmptyTextBadSpansAndOffFramePositionsWithOneLineAn
     EXPECT_EQ(TextCalloutEdits::calloutAt(9.5, 10, "a"), callout(7, 10, "a"));
     EXPECT_EQ(TextCalloutEdits::calloutAt(1, 2, "a"), callout(0, 2, "a"));
 }
-
-TEST(TextCalloutEdits, AddChangeRemoveAreOneUndoStepEachAndShareTheHistoryWithCuts)
-{
-    TimelineModel model(project10s());
-    const TextCallout first = callout(1, 4, "第一条", TextCalloutStyle::title);
-    EXPECT_EQ(model.addTextCallout(first), 0u);
-    EXPECT_FALSE(model.project().previewVideoPath) << "the preview render no longer shows the timeline";
-    model.cut({5, 6});
-    EXPECT_EQ(model.addTextCallout(callout(6, 9, "second")), 1u);
-    TextCallout moved = first;
-    moved.position = CodablePoint{0.2, 0.8};
-    moved.style = TextCalloutStyle::lowerThird;
-    model.changeTextCallout(0, moved);
-    // Changing to what it is already adds no step.
-    model.changeTextCallout(0, moved);
-    model.removeTextCallout(1);
-    EXPECT_EQ(model.project().textCallouts, (std::vector<TextCallout>{moved}));
-
-    model.undo();  // the removal
-    EXPECT_EQ(model.project().textCallouts, (std::vector<TextCallout>{moved, callout(6, 9, "second")}));
-    model.undo();  // the change
-    EXPECT_EQ(model.project().textCallouts, (std::vector<TextCallout>{first, callout(6, 9, "second")}));
-    model.undo();  // the second add
-    model.undo();  // the cut, which leaves the callout alone
-    EXPECT_EQ(model.project().textCallouts, (std::vector<TextCallout>{first}));
-    EXPECT_TRUE(model.project().cuts.empty());
-    model.undo();
-    EXPECT_TRUE(model.project().textCallouts.empty());
-    EXPECT_FALSE(model.canUndo());
-    for (int step = 0; step < 5; ++step) model.redo();
-    EXPECT_EQ(model.project().textCallouts, (std::vector<TextCallout>{moved}));
-    EXPECT_EQ(model.project().cuts, (std::vector<TimeRange>{{5, 6}}));
-    EXPECT_FALSE(model.canRedo());
-}

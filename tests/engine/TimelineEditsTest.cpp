@@ -53,8 +53,9 @@ RecordingProject plannedProject()
 
 TimelineState stateOf(const RecordingProject& project)
 {
-    return {project.trim, project.cuts, project.focusSegments, CameraBubbleLook::of(project.renderSettings),
-            project.speedRegions, project.textCallouts};
+    return {project.trim,         project.cuts,        project.focusSegments, CameraBubbleLook::of(project.renderSettings),
+            project.speedRegions, project.textCallouts, project.blurRegions,   project.crop,
+            project.hiddenShortcuts};
 }
 
 // The obvious version: walk output time through the kept ranges one by one.
@@ -255,18 +256,27 @@ TEST(TimelineModel, AddMoveResizeDepthDeleteThenUndoStepsBackAndANewEditDropsRed
     EXPECT_FALSE(model.canRedo());
 }
 
-TEST(TimelineModel, GeneratedEditSequencesWithBubbleEditsUndoToTheStartAndRedoToTheEndBeyondFiftySteps)
+// Every kind of timeline edit shares one history: each change is one step, an edit that changes
+// nothing is none, a refused one changes nothing, and the preview render goes stale.
+TEST(TimelineModel, GeneratedEditSequencesOfEveryKindUndoToTheStartAndRedoToTheEndBeyondFiftySteps)
 {
     std::mt19937 random(77);
     std::uniform_real_distribution<double> unit(0, 1);
     for (int round = 0; round < 8; ++round) {
-        TimelineModel model(plannedProject());
+        RecordingProject start = plannedProject();
+        start.previewVideoPath = "preview.mp4";
+        for (int chord = 0; chord < 4; ++chord) {
+            start.events.push_back({3.0 + 5 * chord, InputEvent::EventType::keyboardShortcut, 0, 0, {}, {}, {}, "Ctrl+S"});
+        }
+        TimelineModel model(start);
         std::vector<TimelineState> history{stateOf(model.project())};
         while (history.size() < 61) {
             const auto count = model.project().focusSegments.size();
             const std::size_t index = count ? static_cast<std::size_t>(unit(random) * count) % count : 0;
+            const auto pick = [&](std::size_t size) { return static_cast<std::size_t>(unit(random) * (size + 1)); };
+            const double time = 29 * unit(random);
             try {
-                switch (static_cast<int>(unit(random) * 8)) {
+                switch (static_cast<int>(unit(random) * 14)) {
                 case 0: model.addSegment(29 * unit(random)); break;
                 case 1: model.moveSegment(index, 30 * unit(random)); break;
                 case 2: {
@@ -290,12 +300,29 @@ TEST(TimelineModel, GeneratedEditSequencesWithBubbleEditsUndoToTheStartAndRedoTo
                     model.setCameraBubble(look);
                     break;
                 }
+                // Indices may be one past the end: refused.
+                case 7: model.addTextCallout({time, time + 3 * unit(random), "callout", TextCalloutStyle::label, {}}); break;
+                case 8: model.removeTextCallout(pick(model.project().textCallouts.size())); break;
+                case 9: {
+                    // Partly off the picture: kept clipped.
+                    model.addBlurRegion({time, time + 2, 1280 * unit(random) - 100, 720 * unit(random), 200, 150});
+                    break;
+                }
+                case 10: model.removeBlurRegion(pick(model.project().blurRegions.size())); break;
+                case 11: {
+                    const std::int64_t x = 2 * static_cast<std::int64_t>(400 * unit(random));
+                    model.setCrop(unit(random) < 0.3 ? std::nullopt : std::optional(RecordingCrop{x, 0, 640, 720}));
+                    break;
+                }
+                case 12: model.setShortcutHidden(pick(4), unit(random) < 0.5); break;
                 default: model.setFocusPoint(index, 1280 * unit(random), 720 * unit(random)); break;
                 }
             } catch (const TimelineEditError&) {
                 ASSERT_EQ(stateOf(model.project()), history.back()) << "a refused edit changed the timeline";
                 continue;
             }
+            if (stateOf(model.project()) == history.back()) continue;  // no step, as undo below checks
+            ASSERT_FALSE(model.project().previewVideoPath) << "an edit left the old preview render";
             history.push_back(stateOf(model.project()));
             // Edited segments never overlap each other, and every segment stays inside the recording.
             const auto& segments = model.project().focusSegments;
