@@ -25,19 +25,16 @@ void SourcesFlow::loadSources()
     struct Loaded {
         std::vector<CaptureSource> sources;
         std::optional<std::string> failure;
-        std::vector<CameraDevice> cameras;
     };
     runOffMainThread(
         state_.workers(), &state_,
-        [provider = provider_.get(), cameras = cameras_]() -> Loaded {
+        [provider = provider_.get()]() -> Loaded {
             Loaded loaded;
             try {
                 loaded.sources = provider->loadSources();
             } catch (...) {
                 loaded.failure = describeError(std::current_exception());
             }
-            // Listing cameras never fails: a desktop without any simply offers none.
-            if (cameras) loaded.cameras = cameras->listCameras();
             return loaded;
         },
         [this](Loaded loaded) {
@@ -48,10 +45,24 @@ void SourcesFlow::loadSources()
                 if (!state_.selectedSource() && !state_.sources().empty())
                     state_.setSelectedSource(state_.sources().front());
             }
-            state_.setAvailableCameras(std::move(loaded.cameras));
+            state_.setBusy(false);
+        });
+    loadCameras();
+}
+
+void SourcesFlow::loadCameras()
+{
+    if (!cameras_ || loadingCameras_) return;
+    loadingCameras_ = true;
+    runOffMainThread(
+        state_.workers(), &state_,
+        // Listing cameras never fails: a desktop without any simply offers none.
+        [cameras = cameras_] { return cameras->listCameras(); },
+        [this](std::vector<CameraDevice> cameras) {
+            loadingCameras_ = false;
+            state_.setAvailableCameras(std::move(cameras));
             // A chosen camera that went away is forgotten, as a microphone is.
             if (const auto& chosen = state_.selectedCameraId()) selectCamera(*chosen);
-            state_.setBusy(false);
         });
 }
 

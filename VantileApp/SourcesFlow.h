@@ -23,9 +23,13 @@ public:
     void selectCamera(const std::string& id);
 
 private:
+    // The camera portal may ask the user first: the screens do not wait for that answer.
+    void loadCameras();
+
     AppState& state_;
     std::unique_ptr<SourceService> provider_;
     std::shared_ptr<CameraService> cameras_;
+    bool loadingCameras_ = false;
 };
 
 }  // namespace vantile

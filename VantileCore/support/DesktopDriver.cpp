@@ -18,6 +18,12 @@ constexpr int shareX = 212;
 constexpr int cancelX = -210;
 constexpr int buttonsY = -128;
 constexpr int bodyY = 80;
+// The access dialog ("Turn On Camera?"): a plain spot of its body, and its two buttons.
+constexpr int accessBodyX = 260;
+constexpr int accessBodyY = -40;
+constexpr int grantX = 149;
+constexpr int denyX = -149;
+constexpr int accessButtonsY = 78;
 
 }  // namespace
 
@@ -124,6 +130,22 @@ void DesktopDriver::answerDialog(bool share)
         input_.click(middleX + cancelX, middleY + buttonsY);
     }
     if (!waitUntil([&] { return !dialogShown(); }, 10s)) throw std::runtime_error("the screen-share dialog stayed open");
+}
+
+bool DesktopDriver::accessDialogShown()
+{
+    const StreamPicture& shown = picture();
+    const ShownPixel body = pixel(shown.width / 2 + accessBodyX, shown.height / 2 + accessBodyY);
+    return body.red > 220 && body.green > 220 && body.blue > 220;
+}
+
+void DesktopDriver::answerAccessDialog(bool grant)
+{
+    if (!waitUntil([&] { return accessDialogShown(); }, 30s)) throw std::runtime_error("no access dialog appeared");
+    const double middleX = picture().width / 2;
+    const double middleY = picture().height / 2;
+    input_.click(middleX + (grant ? grantX : denyX), middleY + accessButtonsY);
+    if (!waitUntil([&] { return !accessDialogShown(); }, 10s)) throw std::runtime_error("the access dialog stayed open");
 }
 
 }  // namespace vantile

@@ -54,6 +54,11 @@ public:
     // Picks the first entry of the dialog and shares it, or cancels; throws when no dialog comes.
     void answerDialog(bool share);
 
+    // The portal's access dialog (a camera's, for instance), centred on the monitor like the other.
+    bool accessDialogShown();
+    // Grants or denies; throws when no access dialog comes.
+    void answerAccessDialog(bool grant);
+
     static bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds timeout);
 
 private:

@@ -103,6 +103,12 @@ HeadlessDesktop::HeadlessDesktop(const Options& options)
                      10s, *bus))
             throw std::runtime_error("the headless desktop's session bus did not start");
 
+        if (!options.pipewireConfiguration.empty()) {
+            // PipeWire reads the drop-ins under the user's configuration directory after its own file.
+            const std::filesystem::path dropIns = homeDirectory_ / ".config" / "pipewire" / "pipewire.conf.d";
+            std::filesystem::create_directories(dropIns);
+            std::ofstream(dropIns / "vantile-test.conf") << options.pipewireConfiguration;
+        }
         auto& pipewire = parts_.emplace_back(start({"pipewire"}));
         if (!waitFor([&] { return std::filesystem::exists(runtimeDirectory_ / "pipewire-0"); }, 10s, *pipewire))
             throw std::runtime_error("PipeWire did not start");
@@ -123,6 +129,10 @@ HeadlessDesktop::HeadlessDesktop(const Options& options)
         auto& store = parts_.emplace_back(start({"/usr/libexec/xdg-permission-store"}));
         if (!waitFor([&] { return nameOwned(busAddress_, "org.freedesktop.impl.portal.PermissionStore"); }, 10s, *store))
             throw std::runtime_error("the portal permission store did not start");
+        // GNOME's access dialogs (the camera's among them) come from the GTK back end.
+        auto& gtk = parts_.emplace_back(start({"/usr/libexec/xdg-desktop-portal-gtk"}));
+        if (!waitFor([&] { return nameOwned(busAddress_, "org.freedesktop.impl.portal.desktop.gtk"); }, 15s, *gtk))
+            throw std::runtime_error("the GTK desktop portal did not start");
         portalBackendPart_ = parts_.size();
         parts_.push_back(nullptr);
         startPortalBackend();

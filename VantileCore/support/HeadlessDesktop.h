@@ -20,6 +20,8 @@ public:
         int width = 1920;
         int height = 1080;
         std::string user = "nobody";
+        // Added to the session's PipeWire configuration, e.g. to publish a test camera.
+        std::string pipewireConfiguration;
     };
 
     // Throws std::runtime_error naming the part that did not come up.

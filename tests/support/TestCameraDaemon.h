@@ -45,27 +45,14 @@ public:
     pid_t pid() const { return daemon_ ? daemon_->pid() : -1; }
     const std::filesystem::path& runtimeDirectory() const { return directory_.path(); }
 
-private:
-    static std::string configuration()
+    // The camera alone, as a PipeWire configuration fragment: what a session's daemon adds to
+    // its own configuration to publish it too.
+    static std::string cameraConfiguration()
     {
-        return std::string(R"(context.properties = {
-    core.daemon = true
-    core.name = pipewire-0
-    support.dbus = false
-    mem.allow-mlock = false
-}
-context.spa-libs = {
+        return std::string(R"(context.spa-libs = {
     support.* = support/libspa-support
     videotestsrc = videotestsrc/libspa-videotestsrc
 }
-context.modules = [
-    { name = libpipewire-module-protocol-native }
-    { name = libpipewire-module-client-node }
-    { name = libpipewire-module-adapter }
-    { name = libpipewire-module-spa-node-factory }
-    { name = libpipewire-module-access }
-    { name = libpipewire-module-link-factory }
-]
 context.objects = [
     { factory = spa-node-factory
         args = {
@@ -82,6 +69,26 @@ context.objects = [
     }
 ]
 )";
+    }
+
+private:
+    static std::string configuration()
+    {
+        return R"(context.properties = {
+    core.daemon = true
+    core.name = pipewire-0
+    support.dbus = false
+    mem.allow-mlock = false
+}
+context.modules = [
+    { name = libpipewire-module-protocol-native }
+    { name = libpipewire-module-client-node }
+    { name = libpipewire-module-adapter }
+    { name = libpipewire-module-spa-node-factory }
+    { name = libpipewire-module-access }
+    { name = libpipewire-module-link-factory }
+]
+)" + cameraConfiguration();
     }
 
     void start()

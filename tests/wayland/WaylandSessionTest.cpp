@@ -13,6 +13,8 @@
 #include "support/RemoteDesktopSession.h"
 #include "support/RunCommand.h"
 #include "support/TemporaryDirectory.h"
+#include "support/TestCameraDaemon.h"
+#include "store/ProjectFileManager.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -49,7 +51,10 @@ const std::string& sessionCli()
 // The session, a client window, and a driver that sees the monitor and clicks.
 struct Session {
     // A small monitor keeps the recorder's work light on a busy test machine.
-    Session() : desktop({.width = width, .height = height}), driver(desktop)
+    // Its PipeWire publishes a test camera as WirePlumber publishes real ones.
+    Session()
+        : desktop({.width = width, .height = height, .pipewireConfiguration = TestCameraDaemon::cameraConfiguration()}),
+          driver(desktop)
     {
         terminal = desktop.launch({"foot", "--window-size-pixels=800x500"});
         // The terminal's dark background covers part of the blue desktop once it maps.
@@ -150,25 +155,44 @@ protected:
         return recording;
     }
 
+    // The portal asks once a session for the camera; listing the sources is enough to be asked.
+    void grantCameraOnce()
+    {
+        if (cameraGranted) return;
+        auto lister = session->desktop.launch({sessionCli(), "sources", "--json"}, {"VANTILE_BACKEND=wayland"}, true);
+        session->driver.answerAccessDialog(true);
+        while (lister->readLine(20s)) {
+        }
+        cameraGranted = true;
+    }
+
     // Shared by all tests of the run: the first answered dialog leaves the token the later ones reuse.
     static inline TemporaryDirectory sharedState;
+    // The session's portal remembers the camera once granted and asks no more.
+    static inline bool cameraGranted = false;
     TemporaryDirectory directory;
 };
 
 }  // namespace
 
-TEST_F(WaylandRecording, SourcesListTheMonitorAndTheDialogWindow)
+// Listing asks the camera portal, whose dialog the user grants once for the session. The portal
+// shows the camera but not its ports, so its sizes are not known before recording.
+TEST_F(WaylandRecording, SourcesListTheMonitorTheDialogWindowAndTheGrantedCamera)
 {
     auto lister = session->desktop.launch(
         {sessionCli(), "sources", "--json"}, {"VANTILE_BACKEND=wayland"}, true);
+    session->driver.answerAccessDialog(true);
+    cameraGranted = true;
     std::string printed;
     while (auto line = lister->readLine(20s)) printed += *line;
     const auto sources = nlohmann::json::parse(printed);
-    ASSERT_EQ(sources.size(), 2u) << printed;
+    ASSERT_EQ(sources.size(), 3u) << printed;
     EXPECT_EQ(sources[0]["id"], "display-1");
     EXPECT_EQ(numberOf(sources[0]["region"]["width"]), Session::width);
     EXPECT_EQ(numberOf(sources[0]["region"]["height"]), Session::height);
     EXPECT_EQ(sources[1]["kind"], "window");
+    EXPECT_EQ(sources[2], nlohmann::json::parse(R"({"id": "camera-test-camera", "kind": "camera", "title": "Test Camera",
+                                                     "sizes": []})"));
 }
 
 TEST_F(WaylandRecording, CancelledDialogLeavesNoProject)
@@ -254,6 +278,33 @@ TEST_F(WaylandRecording, MonitorRecordingHasRealFramesAndExactPointerMoves)
     for (double each : offsets) EXPECT_NEAR(each, offset, 0.25) << events.dump();
     EXPECT_GT(offsets.front(), 0.3);
     EXPECT_LT(offsets.back() + std::chrono::duration<double>(injected.back() - injected.front()).count(), 5.5);
+}
+
+// The screen starts from the token; the camera comes from the session's PipeWire through the
+// portal, granted once for the session.
+TEST_F(WaylandRecording, ThePortalsCameraRecordsBesideTheScreenEquallyLong)
+{
+    ASSERT_TRUE(std::filesystem::exists(state() / "vantile" / "screencast-monitor.token"))
+        << "the first recording must have run";
+    grantCameraOnce();
+    auto recorder = startRecording({"--duration", "4", "--camera", "camera-test-camera"}, "camera");
+    const Recording recording = finish(*recorder, "camera", 30s);
+    ASSERT_EQ(recording.status, 0) << recording.errors;
+    EXPECT_EQ(recording.errors.find("摄像头"), std::string::npos) << recording.errors;
+    ASSERT_TRUE(recording.project);
+    const auto camera = videoOf(*recording.project / "camera.mov");
+    ASSERT_FALSE(camera.is_null()) << recording.errors;
+    EXPECT_EQ(camera["r_frame_rate"], "30/1");
+    EXPECT_EQ(camera["width"], 320);
+    const RecordingProject project = ProjectFileManager(directory / "camera").loadProject(*recording.project);
+    ASSERT_TRUE(project.camera);
+    const double startOffset = project.camera->startOffset;
+    EXPECT_EQ(*project.camera, (CameraRecording{.path = "camera.mov", .width = 320, .height = 240, .fps = 30,
+                                                .startOffset = startOffset}));
+    EXPECT_GE(startOffset, 0);
+    const double screenSeconds = videoPacketSeconds(*recording.project / "raw.mov");
+    EXPECT_GT(screenSeconds, 3.9);
+    EXPECT_NEAR(startOffset + videoPacketSeconds(*recording.project / "camera.mov"), screenSeconds, 1.0 / 30 + 1e-3);
 }
 
 // What the portal asks of mutter for a window, without the dialog (whose window list needs
@@ -394,6 +445,9 @@ protected:
             session->desktop, session->driver, VANTILE_APP,
             std::vector<std::string>{"XDG_VIDEOS_DIR=" + directory.path().string(), "XDG_STATE_HOME=" + state().string()});
         EXPECT_TRUE(app->waitForMainWindow(60s)) << app->log();
+        // The source picker lists the cameras. The portal's dialog would open behind the app's
+        // window here (without GNOME Shell it is an ordinary window), so it is answered before.
+        grantCameraOnce();
         app->clickLowestPrimaryButton();
         // The main window hides once the recording runs.
         EXPECT_TRUE(DesktopDriver::waitUntil([&] {

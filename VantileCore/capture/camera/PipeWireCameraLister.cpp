@@ -48,6 +48,10 @@ struct Listing {
     std::vector<std::unique_ptr<OutputPort>> ports;
     int pendingSync = -1;
     bool askedFormats = false;
+    // A portal's remote shows the cameras only once the session manager has granted them, a
+    // moment after connecting: until the first one appears, the listing is not done.
+    bool awaitCamera = false;
+    bool awaitingCamera = false;
 
     ~Listing()
     {
@@ -122,11 +126,16 @@ std::vector<CameraDevice> PipeWireCameraLister::cameras()
                                : pw_context_connect(listing.context, nullptr, 0);
     if (!listing.core) return {};
     reachedDaemon_ = true;
+    listing.awaitCamera = static_cast<bool>(openRemote_);
 
     listing.coreEvents.version = PW_VERSION_CORE_EVENTS;
     listing.coreEvents.done = [](void* data, std::uint32_t id, int sequence) {
         auto* self = static_cast<Listing*>(data);
         if (id != PW_ID_CORE || sequence != self->pendingSync) return;
+        if (self->awaitCamera && self->cameras.empty()) {
+            self->awaitingCamera = true;
+            return;
+        }
         if (self->askedFormats) {
             pw_main_loop_quit(self->loop);
             return;
@@ -168,6 +177,10 @@ std::vector<CameraDevice> PipeWireCameraLister::cameras()
             if (node.title.empty()) node.title = property(properties, PW_KEY_NODE_NICK);
             if (node.title.empty()) node.title = node.name;
             self->cameras[id] = std::move(node);
+            if (self->awaitingCamera) {
+                self->awaitingCamera = false;
+                self->pendingSync = pw_core_sync(self->core, PW_ID_CORE, 0);
+            }
         } else if (std::strcmp(type, PW_TYPE_INTERFACE_Port) == 0 &&
                    std::strcmp(property(properties, PW_KEY_PORT_DIRECTION), "out") == 0) {
             const char* node = property(properties, PW_KEY_NODE_ID);
