@@ -3,6 +3,7 @@
 #include "ProjectThumbnails.h"
 #include "engine/OutputTimeline.h"
 #include "engine/RecordingDurationFormatter.h"
+#include "engine/ShortcutBadgeEdits.h"
 #include "engine/TimelineLayout.h"
 
 #include <QUrl>
@@ -153,8 +154,7 @@ QVariantMap project(const RecordingProject& project)
         {"trimEnd", project.trim ? project.trim->end : project.duration},
         {"cuts", ranges(project.cuts)},
         {"speedRegions", speedRegions(project.speedRegions)},
-        {"shortcutCount", static_cast<qlonglong>(std::ranges::count(project.events, InputEvent::EventType::keyboardShortcut,
-                                                                    &InputEvent::type))},
+        {"shortcutCount", static_cast<qlonglong>(ShortcutBadgeEdits::shortcutCount(project))},
         {"blurRegions", blurRegions(project.blurRegions)},
         {"shortcuts", shortcuts(project)},
         {"crop", project.crop ? QVariant(QVariantMap{{"x", static_cast<qlonglong>(project.crop->x)},
