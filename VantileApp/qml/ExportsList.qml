@@ -4,14 +4,16 @@ import QtQuick.Layouts
 import "."
 
 // The open project's exports, newest first: name, format, time and size, each with reveal
-// and move-to-trash. Its height does not change with the number of exports.
+// and move-to-trash. Its height (`rows` exports) does not change with the number of exports.
 Rectangle {
     id: list
     // The export waiting for the trash question, by its recorded key.
     property string trashKey
     property string trashName
 
-    implicitHeight: 112
+    property int rows: 3
+
+    implicitHeight: rows * 34 + 10
     radius: 10
     color: Theme.panel
     border.color: Theme.border

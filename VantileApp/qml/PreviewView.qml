@@ -6,6 +6,11 @@ import Vantile
 import "."
 
 Item {
+    id: view
+    // On a short screen (a 1280x720 display, a laptop at 125%) the picture keeps the height the
+    // fixed rows would otherwise take.
+    readonly property bool compact: height < 860
+
     EditorShortcuts {
         objectName: "editorShortcuts"
         anchors.fill: parent
@@ -263,6 +268,7 @@ Item {
             }
 
             Text {
+                visible: !view.compact
                 text: "实时预览使用原始录制；点击导出时生成最终镜头。"
                 color: Theme.secondaryText
                 font.pixelSize: 13
@@ -335,6 +341,7 @@ Item {
             ExportsList {
                 objectName: "exportsPanel"
                 Layout.fillWidth: true
+                rows: view.compact ? 1 : 3
             }
         }
 
