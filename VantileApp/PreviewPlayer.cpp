@@ -278,11 +278,11 @@ void PreviewPlayer::run()
         if (!playing) continue;
 
         // The clock runs at the speed of the stretch it started in; where that stretch ends it
-        // starts again at the next one's speed.
+        // starts again at the next one's speed (also out of a stretch at normal speed).
         const auto played = timeline ? timeline->playedRangeAt(mediaStart) : std::nullopt;
         const double speed = played ? played->speed : 1.0;
         double now = mediaStart + speed * std::chrono::duration<double>(Clock::now() - clockStart).count();
-        if (played && speed != 1 && !clockPending && now >= played->range.end &&
+        if (played && !clockPending && now >= played->range.end &&
             timeline->outputTime(played->range.end)) {
             clockStart += std::chrono::duration_cast<Clock::duration>(
                 std::chrono::duration<double>((played->range.end - mediaStart) / speed));

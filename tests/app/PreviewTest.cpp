@@ -4,6 +4,7 @@
 #include "PreviewPlayer.h"
 #include "SampleProject.h"
 
+#include "engine/SpeedRegionEdits.h"
 #include "engine/TimelineEdits.h"
 #include "render/CompositorGeometry.h"
 #include "render/FrameCompositor.h"
@@ -254,6 +255,40 @@ TEST(PreviewTimeline, PlaybackSkipsCutsAndTrimmedEndsLikeTheExport)
     EXPECT_TRUE(sawBeforeCut);
     EXPECT_TRUE(sawAfterCut);
     EXPECT_LT(shown.back(), 3.4 + frame) << "played past the trim's end";
+}
+
+// Playing into a 16x stretch speeds the clock up there, as the export plays it: the whole take
+// takes its output length, and the pictures shown come from along the stretch.
+TEST(PreviewTimeline, PlaybackRunsFastThroughASpeedStretch)
+{
+    testing::TemporaryDirectory directory;
+    RecordingProject project = testing::makeSampleProject(directory.path(), 1280, 720, 20);
+    project = SpeedRegionEdits::withRegion(project, {1, 19, 16});
+    const OutputTimeline timeline(project);
+    ASSERT_NEAR(timeline.duration(), 1 + 18.0 / 16 + 1, 1e-9);
+
+    PreviewPlayer player;
+    std::vector<double> shown;
+    QObject::connect(&player, &PreviewPlayer::frameReady, [&] { shown.push_back(player.currentTime()); });
+    player.open(directory.path() / "raw.mov", project.duration);
+    player.setScene(PreviewFrameRenderer::sceneFor(project, project.renderSettings));
+    player.setTimeline(timeline);
+    player.setCanvasSize(QSize(320, 180));
+    ASSERT_TRUE(testing::waitFor([&] { return !shown.empty(); }));
+    shown.clear();
+    const auto started = std::chrono::steady_clock::now();
+    player.play();
+    ASSERT_TRUE(testing::waitFor([&] { return player.isPlaying(); }));
+    ASSERT_TRUE(testing::waitFor([&] { return !player.isPlaying(); }, 30000));
+    const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+
+    // At normal speed the stretch alone would take 18 s.
+    EXPECT_GT(wall, timeline.duration() - 0.5);
+    EXPECT_LT(wall, timeline.duration() + 2);
+    EXPECT_TRUE(std::any_of(shown.begin(), shown.end(), [](double time) { return time > 5 && time < 15; }))
+        << "nothing shown from the middle of the stretch";
+    ASSERT_FALSE(shown.empty());
+    EXPECT_GT(shown.back(), 19);
 }
 
 }  // namespace
