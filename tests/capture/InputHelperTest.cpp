@@ -1,3 +1,4 @@
+#include "capture/wayland/DesktopKeyboardLayout.h"
 #include "capture/wayland/InputDeviceSet.h"
 #include "capture/wayland/InputEventStream.h"
 #include "capture/wayland/InputHelperArguments.h"
@@ -13,6 +14,8 @@
 #include "support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
+
+#include <fstream>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -342,6 +345,55 @@ TEST(InputHelperTest, ShortcutArgumentsCarryOnlyPlainLayoutNames)
         {"timeout", "10", VANTILE_INPUT_HELPER, "--shortcuts", "--xkb-layout", "../../../etc/shadow"});
     EXPECT_EQ(result.exitCode, 2);
     EXPECT_EQ(result.standardOutput, "");
+}
+
+// Shortcuts are named in the layout the desktop types with: GNOME's active input source, KDE's
+// first layout, and from either only names the helper accepts.
+TEST(InputHelperTest, TheDesktopsActiveLayoutNamesShortcuts)
+{
+    EXPECT_EQ(gnomeKeyboardLayout("[('xkb', 'us'), ('xkb', 'de+nodeadkeys'), ('ibus', 'anthy')]\n",
+                                  "[('ibus', 'anthy'), ('xkb', 'de+nodeadkeys'), ('xkb', 'us')]\n",
+                                  "['ctrl:nocaps', 'compose:ralt']\n"),
+              (KeyboardLayout{.layout = "de", .variant = "nodeadkeys", .options = "ctrl:nocaps,compose:ralt"}));
+    // Before the first switch the recent list is empty: the first configured source is active.
+    EXPECT_EQ(gnomeKeyboardLayout("[('xkb', 'fr'), ('xkb', 'us')]", "@a(ss) []", "@as []"), KeyboardLayout{.layout = "fr"});
+    EXPECT_EQ(gnomeKeyboardLayout("[('ibus', 'mozc-jp')]", "@a(ss) []", "@as []"), std::nullopt);
+    EXPECT_EQ(gnomeKeyboardLayout("", "", ""), std::nullopt);
+    EXPECT_EQ(gnomeKeyboardLayout("[('xkb', '../../etc/shadow+x y')]", "", "['/etc/passwd']"), KeyboardLayout{});
+
+    const std::string kxkbrc = "[$Version]\nupdate_info=kxkb.upd:remove-empty-lists\n\n[Other]\nLayoutList=ru\n\n"
+                               "[Layout]\nDisplayNames=,\nLayoutList=de,us\nOptions=grp:alt_shift_toggle\n"
+                               "ResetOldOptions=true\nUse=true\nVariantList=nodeadkeys,\n";
+    EXPECT_EQ(kdeKeyboardLayout(kxkbrc),
+              (KeyboardLayout{.layout = "de", .variant = "nodeadkeys", .options = "grp:alt_shift_toggle"}));
+    EXPECT_EQ(kdeKeyboardLayout("[Layout]\nLayoutList=de\nUse=false\n"), std::nullopt);
+    EXPECT_EQ(kdeKeyboardLayout(""), std::nullopt);
+
+    // The session's own names come first; without them, KDE's file is read.
+    TemporaryDirectory configuration;
+    std::ofstream(configuration / "kxkbrc") << kxkbrc;
+    {
+        const testing::ScopedEnvironment kde{{"XKB_DEFAULT_LAYOUT", std::nullopt}, {"XKB_DEFAULT_VARIANT", std::nullopt},
+                                             {"XKB_DEFAULT_OPTIONS", std::nullopt}, {"XDG_CURRENT_DESKTOP", "KDE"},
+                                             {"XDG_CONFIG_HOME", configuration.path().string()}};
+        EXPECT_EQ(desktopKeyboardLayout().layout, "de");
+    }
+    // GNOME's through its own settings tool, here from a key file instead of dconf.
+    std::filesystem::create_directories(configuration / "glib-2.0" / "settings");
+    std::ofstream(configuration / "glib-2.0" / "settings" / "keyfile")
+        << "[org/gnome/desktop/input-sources]\nsources=[('xkb', 'us'), ('xkb', 'de+nodeadkeys')]\n"
+           "mru-sources=[('xkb', 'de+nodeadkeys')]\nxkb-options=['ctrl:nocaps']\n";
+    {
+        const testing::ScopedEnvironment gnome{{"XKB_DEFAULT_LAYOUT", std::nullopt}, {"XKB_DEFAULT_VARIANT", std::nullopt},
+                                               {"XKB_DEFAULT_OPTIONS", std::nullopt}, {"XDG_CURRENT_DESKTOP", "ubuntu:GNOME"},
+                                               {"GSETTINGS_BACKEND", "keyfile"},
+                                               {"XDG_CONFIG_HOME", configuration.path().string()}};
+        EXPECT_EQ(desktopKeyboardLayout(),
+                  (KeyboardLayout{.layout = "de", .variant = "nodeadkeys", .options = "ctrl:nocaps"}));
+    }
+    const testing::ScopedEnvironment named{{"XKB_DEFAULT_LAYOUT", "fr"}, {"XDG_CURRENT_DESKTOP", "KDE"},
+                                           {"XDG_CONFIG_HOME", configuration.path().string()}};
+    EXPECT_EQ(desktopKeyboardLayout().layout, "fr");
 }
 
 // The built helper, copied where the user a replay runs as can start it. A replay is refused to

@@ -16,8 +16,7 @@ struct KeyboardLayout {
     bool operator==(const KeyboardLayout&) const = default;
 
     // The layout Wayland compositors and xkbcommon itself take from XKB_DEFAULT_RULES, _MODEL,
-    // _LAYOUT, _VARIANT and _OPTIONS. Desktops that keep the layout in their own settings and
-    // export none of these get the default "us" names.
+    // _LAYOUT, _VARIANT and _OPTIONS (desktopKeyboardLayout() also asks GNOME and KDE).
     static KeyboardLayout fromEnvironment();
 };
 

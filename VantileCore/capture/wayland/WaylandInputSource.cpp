@@ -2,6 +2,7 @@
 
 #include "capture/KeysymName.h"
 #include "capture/ShortcutChord.h"
+#include "capture/wayland/DesktopKeyboardLayout.h"
 
 #include <sys/epoll.h>
 #include <sys/timerfd.h>
@@ -86,7 +87,7 @@ void WaylandInputSource::remove()
 
 void WaylandInputSource::recordShortcuts(bool enabled)
 {
-    activity_->recordShortcuts(enabled ? std::optional(KeyboardLayout::fromEnvironment()) : std::nullopt);
+    activity_->recordShortcuts(enabled ? std::optional(desktopKeyboardLayout()) : std::nullopt);
 }
 
 void WaylandInputSource::leaveOutShortcut(const KeyShortcut& shortcut)
