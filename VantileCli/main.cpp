@@ -27,21 +27,28 @@ const std::map<std::string, CommandEntry>& commands()
     static const std::map<std::string, CommandEntry> table = {
         {"info", {runInfo, "info DIR [--json]"}},
         {"sources", {runSources, "sources [--json]"}},
-        {"record", {runRecord, "record [--source ID] [--audio MODE] [--microphone ID] [--duration S] [--fps 30|60] [--record-shortcuts] [--root DIR]"}},
+        {"record", {runRecord, "record [--source ID] [--audio MODE] [--microphone ID] [--camera ID|default]"
+                               " [--duration S] [--fps 30|60] [--record-shortcuts] [--root DIR]"}},
         {"recover", {runRecover, "recover DIR"}},
-        {"demo", {runDemo, "demo [--root DIR]"}},
+        {"demo", {runDemo, "demo [--root DIR] [--camera ID|default]"}},
         {"sample", {runSample, "sample DIR [--duration S] [--width W] [--height H] [--audio MODE]"}},
-        {"export", {runExport, "export DIR [-o FILE] [--aspect A] [--resolution R] [--template T] [--zoom Z] [--fps N] "
-                               "[--cursor-theme C] [--cursor-effect E] [--no-background] [--no-cursor] [--no-ripple] "
-                               "[--no-dynamic-cursor] [--no-shortcuts] [--camera on|off] [--camera-position P] [--camera-size F] "
-                               "[--camera-shape S] [--camera-mirror on|off] [--normalize-loudness] [--reduce-noise] "
-                               "[--volume system|microphone DB]... [--mute system|microphone]... [--duck microphone|system]"}},
-        {"edit", {runEdit, "edit DIR [--trim START END] [--cut START END]... [--zoom START END X Y SCALE]... "
-                           "[--remove-zoom INDEX]... [--speed START END FACTOR]... [--remove-speed INDEX]... "
-                           "[--skip-idle [SECONDS] [--as speed|cut]] [--clear-edits] [--text START END TEXT [--text-style S] "
-                           "[--text-position X Y]]... [--remove-text INDEX]... [--blur START END X Y W H [--blur-style S]]... "
-                           "[--remove-blur INDEX]... [--json]"}},
-        {"plan", {runPlan, "plan --events FILE --duration S --width W --height H [--intensity light|standard|strong] [--fps N]"}},
+        {"export", {runExport, "export DIR [-o FILE] [--aspect A] [--resolution R] [--template T] [--zoom Z] [--fps N]"
+                               " [--cursor-theme C] [--cursor-effect E] [--quality Q] [--window-chrome W]"
+                               " [--cursor-smoothing S] [--camera on|off] [--camera-position P] [--camera-size F]"
+                               " [--camera-shape S] [--camera-mirror on|off] [--motion-blur A] [--background B]"
+                               " [--background-blur PX] [--padding F] [--corner-radius PX] [--shadow S]"
+                               " [--cursor-size F] [--layout card|fill] [--no-background] [--no-cursor] [--no-ripple]"
+                               " [--no-dynamic-cursor] [--no-shortcuts] [--normalize-loudness] [--reduce-noise]"
+                               " [--volume system|microphone DB]... [--mute system|microphone]..."
+                               " [--duck microphone|system|none]"}},
+        {"edit", {runEdit, "edit DIR [--trim START END] [--cut START END]... [--zoom START END X Y SCALE]..."
+                           " [--remove-zoom INDEX]... [--speed START END FACTOR]... [--remove-speed INDEX]..."
+                           " [--skip-idle [SECONDS] [--as speed|cut]] [--clear-edits] [--text START END TEXT"
+                           " [--text-style S] [--text-position X Y]]... [--remove-text INDEX]..."
+                           " [--blur START END X Y W H [--blur-style S]]... [--remove-blur INDEX]..."
+                           " [--crop X Y W H] [--clear-crop] [--hide-shortcut N]... [--show-shortcut N]... [--json]"}},
+        {"plan", {runPlan, "plan --events FILE --duration S --width W --height H [--intensity light|standard|strong]"
+                           " [--fps N]"}},
     };
     return table;
 }

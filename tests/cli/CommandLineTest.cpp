@@ -27,9 +27,10 @@ const fs::path examples = fs::path(VANTILE_SOURCE_DIR) / "examples";
 }  // namespace
 
 // Every option a command's usage line names is explained by that command's own --help, so an
-// option added without help fails here.
+// option added without help fails here; and the README's command table gives the same usage.
 TEST(HelpCommand, EachCommandExplainsEveryOptionOfItsUsage)
 {
+    const std::string readme = readText(fs::path(VANTILE_SOURCE_DIR) / "README.md");
     const auto overview = runCli({"--help"});
     ASSERT_EQ(overview.exitCode, 0);
     std::istringstream lines(overview.standardOutput);
@@ -43,6 +44,10 @@ TEST(HelpCommand, EachCommandExplainsEveryOptionOfItsUsage)
         ++commands;
         const std::string name = match[1];
         const std::string usage = match[2];
+        std::string documented = "| `vantile-cli " + name + usage + "` |";
+        for (std::size_t bar = documented.find('|', 2); bar + 4 < documented.size(); bar = documented.find('|', bar + 2))
+            documented.insert(bar, "\\");
+        EXPECT_TRUE(contains(readme, documented)) << "the README documents another usage than " << line;
         const auto help = runCli({name, "--help"});
         ASSERT_EQ(help.exitCode, 0) << name;
         EXPECT_TRUE(help.standardOutput.starts_with("vantile-cli " + name)) << help.standardOutput;
