@@ -103,6 +103,13 @@ void AppState::setBusy(bool busy)
     emit isBusyChanged();
 }
 
+void AppState::setLoadingCameras(bool loading)
+{
+    if (isLoadingCameras_ == loading) return;
+    isLoadingCameras_ = loading;
+    emit isLoadingCamerasChanged();
+}
+
 void AppState::setStatusMessage(const std::string& message)
 {
     if (statusMessage_ == message) return;

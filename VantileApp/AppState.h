@@ -63,6 +63,7 @@ class AppState : public QObject {
     Q_PROPERTY(bool hasProject READ hasProject NOTIFY currentProjectChanged)
     Q_PROPERTY(QString projectDirectory READ projectDirectoryText NOTIFY projectDirectoryChanged)
     Q_PROPERTY(bool isBusy READ isBusy NOTIFY isBusyChanged)
+    Q_PROPERTY(bool isLoadingCameras READ isLoadingCameras NOTIFY isLoadingCamerasChanged)
     Q_PROPERTY(QString statusMessage READ statusMessageText NOTIFY statusMessageChanged)
     Q_PROPERTY(QString errorMessage READ errorMessageText NOTIFY errorMessageChanged)
     Q_PROPERTY(QVariantMap renderSettings READ renderSettingsValue NOTIFY renderSettingsChanged)
@@ -123,6 +124,8 @@ public:
     const std::optional<RecordingProject>& currentProject() const { return currentProject_; }
     const std::optional<std::filesystem::path>& projectDirectory() const { return projectDirectory_; }
     bool isBusy() const { return isBusy_; }
+    // The cameras are listed apart from the screens: a camera portal may first ask the user.
+    bool isLoadingCameras() const { return isLoadingCameras_; }
     const std::string& statusMessage() const { return statusMessage_; }
     const std::optional<std::string>& errorMessage() const { return errorMessage_; }
     const RenderSettings& renderSettings() const { return renderSettings_; }
@@ -152,6 +155,7 @@ public:
     void setCurrentProject(std::optional<RecordingProject> project);
     void setProjectDirectory(std::optional<std::filesystem::path> directory);
     void setBusy(bool busy);
+    void setLoadingCameras(bool loading);
     void setStatusMessage(const std::string& message);
     void setErrorMessage(std::optional<std::string> message);
     void setRenderSettings(const RenderSettings& settings);
@@ -352,6 +356,7 @@ signals:
     void currentProjectChanged();
     void projectDirectoryChanged();
     void isBusyChanged();
+    void isLoadingCamerasChanged();
     void statusMessageChanged();
     void errorMessageChanged();
     void renderSettingsChanged();
@@ -412,6 +417,7 @@ private:
     std::optional<RecordingProject> currentProject_;
     std::optional<std::filesystem::path> projectDirectory_;
     bool isBusy_ = false;
+    bool isLoadingCameras_ = false;
     std::string statusMessage_;
     std::optional<std::string> errorMessage_;
     RenderSettings renderSettings_ = RenderSettings::defaultLandscape();

@@ -52,14 +52,14 @@ void SourcesFlow::loadSources()
 
 void SourcesFlow::loadCameras()
 {
-    if (!cameras_ || loadingCameras_) return;
-    loadingCameras_ = true;
+    if (!cameras_ || state_.isLoadingCameras()) return;
+    state_.setLoadingCameras(true);
     runOffMainThread(
         state_.workers(), &state_,
         // Listing cameras never fails: a desktop without any simply offers none.
         [cameras = cameras_] { return cameras->listCameras(); },
         [this](std::vector<CameraDevice> cameras) {
-            loadingCameras_ = false;
+            state_.setLoadingCameras(false);
             state_.setAvailableCameras(std::move(cameras));
             // A chosen camera that went away is forgotten, as a microphone is.
             if (const auto& chosen = state_.selectedCameraId()) selectCamera(*chosen);

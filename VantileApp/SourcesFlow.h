@@ -29,7 +29,6 @@ private:
     AppState& state_;
     std::unique_ptr<SourceService> provider_;
     std::shared_ptr<CameraService> cameras_;
-    bool loadingCameras_ = false;
 };
 
 }  // namespace vantile

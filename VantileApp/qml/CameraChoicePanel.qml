@@ -52,9 +52,12 @@ Rectangle {
             }
         }
         Text {
-            text: appState.availableCameras.length === 0
-                  ? "没有找到摄像头。连接摄像头后点“重新加载”。"
-                  : "摄像头画面以气泡显示在录屏上，录制后可以移动、缩放或隐藏。"
+            objectName: "cameraHint"
+            text: appState.availableCameras.length > 0
+                  ? "摄像头画面以气泡显示在录屏上，录制后可以移动、缩放或隐藏。"
+                  : appState.isLoadingCameras
+                    ? "正在查找摄像头…桌面若询问能否使用摄像头，请选择允许。"
+                    : "没有找到摄像头。连接摄像头后点“重新加载”。"
             color: Theme.tertiaryText
             font.pixelSize: 12
             wrapMode: Text.WordWrap

@@ -34,6 +34,32 @@ struct CameraApp : AppFixture {
     }
 };
 
+// A camera portal may ask the user before it lists anything: the screens are offered meanwhile.
+TEST(CameraRecordingFlowTest, ScreensAreOfferedWhileTheCamerasAreStillBeingListed)
+{
+    AppFixture app;
+    {
+        std::lock_guard lock(app.fakeCameras->mutex);
+        app.fakeCameras->cameras = {{testCameraId, "Test Camera", {{640, 480}}, 7}};
+    }
+    {
+        std::lock_guard lock(app.sources->mutex);
+        app.sources->sources = {testing::sampleDisplay()};
+    }
+    app.fakeCameras->gate.close();
+    app.state->loadSources();
+    ASSERT_TRUE(waitFor([&] { return !app.state->isBusy(); }));
+    EXPECT_EQ(app.state->sources().size(), 1u);
+    EXPECT_TRUE(app.state->isLoadingCameras());
+    EXPECT_TRUE(app.state->availableCameras().empty());
+    // Another load meanwhile does not ask again.
+    app.state->loadSources();
+    app.fakeCameras->gate.open();
+    ASSERT_TRUE(waitFor([&] { return !app.state->isLoadingCameras(); }));
+    ASSERT_EQ(app.state->availableCameras().size(), 1u);
+    EXPECT_EQ(app.state->availableCameras().front().id, testCameraId);
+}
+
 TEST(CameraRecordingFlowTest, TheChosenCameraIsListedRecordedBesideTheScreenAndNoCameraLeavesNoKey)
 {
     TestCameraDaemon daemon;

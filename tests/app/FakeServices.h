@@ -142,11 +142,13 @@ class FakeCameras : public CameraService {
 public:
     std::vector<CameraDevice> listCameras() override
     {
+        gate.pass();
         std::lock_guard lock(mutex);
         return cameras;
     }
     std::unique_ptr<CameraStream> start(const std::string&) override { throw CameraError::noPicture(); }
 
+    Gate gate;  // closed: the listing waits, as for a camera portal's question
     std::mutex mutex;
     std::vector<CameraDevice> cameras;
 };
@@ -392,7 +394,7 @@ struct AppFixture {
         }
         waitFor([&] { return !state->isBusy(); });
         state->loadSources();
-        waitFor([&] { return !state->isBusy(); });
+        waitFor([&] { return !state->isBusy() && !state->isLoadingCameras(); });
     }
 
     // Starts a recording of the first listed source and waits until it runs.
