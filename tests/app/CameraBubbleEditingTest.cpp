@@ -121,7 +121,9 @@ TEST(CameraBubbleEditing, PanelChangesAndSliderGesturesAreEachOneUndoStepBackToT
     EXPECT_EQ(screen.savedProject().renderSettings, original);
 }
 
-TEST(CameraBubbleEditing, DraggingTheBubbleMovesItAsOneUndoStepAndSnapsNearACorner)
+// Where a drag may take the bubble, what a press off it grabs and when it snaps to a corner are
+// CameraBubbleDragTest's; here, that a drag on the preview reaches the settings as one step.
+TEST(CameraBubbleEditing, DraggingTheBubbleMovesItAsOneUndoStep)
 {
     BubbleScreen screen;
     ASSERT_TRUE(screen.preview);
@@ -130,11 +132,6 @@ TEST(CameraBubbleEditing, DraggingTheBubbleMovesItAsOneUndoStepAndSnapsNearACorn
 
     // The preview draws the bubble where the settings place it, and follows it when it moves.
     EXPECT_TRUE(waitFor([&] { return screen.showsBubble(); }));
-    // A drag from off the bubble moves nothing and leaves no step.
-    screen.drag(screen.onFrame(0.2, 0.2), screen.onFrame(0.5, 0.5));
-    EXPECT_EQ(state.renderSettings(), original);
-    EXPECT_FALSE(state.canUndo());
-
     // Carried to the middle of the frame: custom, centred under the pointer.
     screen.drag(screen.onBubble(), screen.onFrame(0.5, 0.45));
     const RenderSettings moved = state.renderSettings();
@@ -147,13 +144,6 @@ TEST(CameraBubbleEditing, DraggingTheBubbleMovesItAsOneUndoStepAndSnapsNearACorn
     EXPECT_EQ(state.renderSettings(), original) << "the drag's moves were more than one step";
     EXPECT_FALSE(state.canUndo());
     state.redoTimelineEdit();
-    EXPECT_EQ(state.renderSettings(), moved);
-
-    // Let go 2% of the frame from the top left corner's place: it goes to that corner.
-    const QPoint corner = screen.onFrame(0.04 * 360 / 640 + 0.125 * 360 / 640 + 0.02, 0.04 + 0.125 + 0.02);
-    screen.drag(screen.onBubble(), corner);
-    EXPECT_EQ(state.renderSettings().cameraPosition, CameraPosition::topLeft);
-    state.undoTimelineEdit();
     EXPECT_EQ(state.renderSettings(), moved);
 }
 

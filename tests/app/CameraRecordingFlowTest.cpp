@@ -2,7 +2,6 @@
 
 #include "DesktopCameraService.h"
 #include "capture/camera/CameraRecorder.h"
-#include "support/MediaProbe.h"
 #include "support/TestCameraDaemon.h"
 
 #include <gtest/gtest.h>
@@ -83,10 +82,8 @@ TEST(CameraRecordingFlowTest, TheChosenCameraIsListedRecordedBesideTheScreenAndN
         ASSERT_TRUE(project.camera);
         EXPECT_EQ(project.camera->path, "camera.mov");
         EXPECT_EQ(project.camera->fps, 30);
-        const auto video = testing::streamOfType(testing::probe(directory / "camera.mov"), "video");
-        ASSERT_FALSE(video.is_null());
-        EXPECT_EQ(video["width"], project.camera->width);
-        EXPECT_GE(std::stoi(video["nb_read_frames"].get<std::string>()), 30);
+        // What the camera's movie holds is CameraRecordingTest's to check with ffprobe.
+        EXPECT_TRUE(std::filesystem::exists(directory / "camera.mov"));
         EXPECT_FALSE(CameraRecorder::readNote(directory)) << "the note outlived the saved project";
     }
     {

@@ -2,7 +2,6 @@
 
 #include "engine/CoordinateMapper.h"
 #include "store/ProjectFileManager.h"
-#include "support/RunCommand.h"
 
 #include <gtest/gtest.h>
 
@@ -259,10 +258,6 @@ TEST(RecordingFlowTest, TheStopGestureIsTrimmedAndInputOverTheControlIsNotLogged
         EXPECT_NEAR(project.trim->end, 4.8, 1e-6);  // where the pointer set off
         EXPECT_TRUE(std::ranges::none_of(project.events, [&](const InputEvent& event) { return insideControl(event, project); }));
         EXPECT_EQ(std::ranges::count(project.events, InputEvent::EventType::leftMouseDown, &InputEvent::type), 1);
-        // An ordinary trim of the project, as the command line shows it.
-        const auto info = testing::runCli({"info", app.state->projectDirectory()->string(), "--json"});
-        ASSERT_EQ(info.exitCode, 0) << info.standardError;
-        EXPECT_EQ(Json::parse(info.standardOutput)["trim"]["end"].get<double>(), project.trim->end);
     }
     {
         // A tray icon beyond the recorded display: the logged pointer heads for the display's corner.

@@ -36,7 +36,8 @@ Case generatedCase(std::mt19937& random)
     return made;
 }
 
-TEST(CameraBubbleDrag, GeneratedDragsNeverLeaveTheMarginAndFollowThePointerWhereThereIsRoom)
+// That no placement leaves the margin is CompositorGeometryTest's, for every centre.
+TEST(CameraBubbleDrag, GeneratedDragsStoreWhereTheBubbleIsDrawnAndFollowThePointerWhereThereIsRoom)
 {
     std::mt19937 random(23);
     std::uniform_real_distribution<double> unit(0, 1);
@@ -55,10 +56,6 @@ TEST(CameraBubbleDrag, GeneratedDragsNeverLeaveTheMarginAndFollowThePointerWhere
 
         const double margin = std::round(0.04 * std::min(canvas.width, canvas.height));
         const CGRectCodable bubble = CompositorGeometry::cameraBubbleRect(canvas, moved);
-        EXPECT_GE(bubble.minX(), canvas.minX() + margin) << "round " << round;
-        EXPECT_GE(bubble.minY(), canvas.minY() + margin) << "round " << round;
-        EXPECT_LE(bubble.maxX(), canvas.maxX() - margin) << "round " << round;
-        EXPECT_LE(bubble.maxY(), canvas.maxY() - margin) << "round " << round;
         // The stored centre is where the bubble is drawn, so the next drag starts from there
         // (within the pixel that keeps the bubble on whole chroma samples).
         EXPECT_NEAR(canvas.x + moved.cameraCenterX * canvas.width, centreOf(bubble).x, 1.01) << "round " << round;

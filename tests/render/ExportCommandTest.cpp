@@ -117,13 +117,7 @@ TEST(ExportCommandTest, CameraOptionsPlaceShapeMirrorAndHideTheBubbleAndBadValue
     EXPECT_EQ(after.renderSettings.motionBlur, 0.5);
     EXPECT_NE(runCommand({VANTILE_CLI, "info", project.string()}).standardOutput.find("motion blur   0.5\n"),
               std::string::npos);
-    // At 1280 x 720: a square of 216 pixels, 29 from the top left corner.
-    const QImage frame = test::decodeFrame(project / "export.mp4", 0.5);
-    ASSERT_EQ(frame.width(), 1280);
-    EXPECT_TRUE(test::near(frame.pixelColor(32, 32), magenta, 12)) << test::describe(frame.pixelColor(32, 32));
-    EXPECT_TRUE(test::near(frame.pixelColor(29 + 212, 29 + 212), magenta, 12));
-    EXPECT_FALSE(test::near(frame.pixelColor(29 + 230, 29 + 108), magenta, 60));
-    EXPECT_FALSE(test::near(frame.pixelColor(29 + 108, 29 + 230), magenta, 60));
+    // Where and how the bubble is drawn is CameraBubbleExportTest's.
 
     // A centre given as fractions, then the bubble hidden; info says so.
     ASSERT_EQ(runCommand({VANTILE_CLI, "export", project.string(), "--camera-position", "0.25,0.75"}).exitCode, 0);

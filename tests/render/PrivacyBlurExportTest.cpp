@@ -41,8 +41,9 @@ double differenceOutside(const QImage& a, const QImage& b, const QRect& excluded
 }
 
 // A text-like recording with a block moving over it, so no two frames are the same, exported
-// with a privacy region from 0.6 s to 1.4 s: movie and GIF; then with a zoom onto the region.
-TEST(PrivacyBlurExport, TheRegionIsUnreadableForItsWholeSpanOnlyThereAndFollowsTheZoom)
+// with a privacy region from 0.6 s to 1.4 s: movie and GIF. How the region follows a zoom is the
+// compositor's (PrivacyBlurTest), which draws the export's frames.
+TEST(PrivacyBlurExport, TheRegionIsUnreadableForItsWholeSpanAndOnlyThere)
 {
     test::TemporaryDirectory directory;
     test::writeRawMovie(directory.path() / "raw.mov", 640, 360, 2.0, 0, [](QImage& canvas, int frame) {
@@ -58,13 +59,10 @@ TEST(PrivacyBlurExport, TheRegionIsUnreadableForItsWholeSpanOnlyThereAndFollowsT
     const BlurRegion region{0.6, 1.4, 200, 100, 160, 120, BlurRegion::Style::pixelate};
     project.blurRegions = {region};
     const RenderJob blurredJob = test::makeJob(directory.path(), project, "blurred.mp4");
-    RenderJob zoomedJob = test::makeJob(directory.path(), project, "zoomed.mp4");
-    zoomedJob.focusSegments = {{0.1, 1.9, FocusSegment::SegmentType::clickFocus, 280, 160, 2, true}};
     ExportManager exports;
     const fs::path plain = exports.exportMovie(plainJob);
     const fs::path blurred = exports.exportMovie(blurredJob);
     const fs::path gif = exports.exportMovie(test::makeJob(directory.path(), project, "blurred.gif"));
-    const fs::path zoomed = exports.exportMovie(zoomedJob);
 
     // Frame times well inside and just outside the span (frames are 1/30 s apart).
     for (const double time : {0.5, 0.65, 0.8, 1.0, 1.2, 1.35, 1.45, 1.7}) {
@@ -96,18 +94,6 @@ TEST(PrivacyBlurExport, TheRegionIsUnreadableForItsWholeSpanOnlyThereAndFollowsT
             EXPECT_LT(test::detailEnergy(fromGif, inside), gifSource * 0.1) << "the GIF shows the text";
         }
     }
-
-    // Fully zoomed, the region covers twice the width and height, and all of it is obscured.
-    const QRect unzoomedArea = outputRect(blurredJob, region, 1.0);
-    const QRect zoomedArea = outputRect(zoomedJob, region, 1.0);
-    EXPECT_NEAR(zoomedArea.width(), unzoomedArea.width() * 2, 4);
-    EXPECT_NEAR(zoomedArea.height(), unzoomedArea.height() * 2, 4);
-    const QImage zoomedFrame = test::decodeFrame(zoomed, 1.0);
-    EXPECT_LT(test::detailEnergy(zoomedFrame, zoomedArea.adjusted(3, 3, -3, -3)), 6);
-    const QRect beside(zoomedArea.right() + 3, zoomedArea.top() + 3, 16, zoomedArea.height() - 6);
-    EXPECT_GT(test::detailEnergy(zoomedFrame, beside), 15) << "the obscured area spills past the zoomed region";
-    EXPECT_GT(test::detailEnergy(test::decodeFrame(zoomed, 1.7), zoomedArea.adjusted(3, 3, -3, -3)), 15)
-        << "obscured after the span";
 }
 
 }  // namespace

@@ -50,9 +50,8 @@ TEST(SoundExportCommand, SoundOptionsAreSavedInTheProjectAndRefusedOnesChangeNot
     EXPECT_TRUE(saved.renderSettings.systemAudioMuted);
     EXPECT_FALSE(saved.renderSettings.microphoneMuted);
     EXPECT_EQ(saved.renderSettings.duckedTrack, AudioTrackRole::microphone);
-    const Json probed = test::probe(project / "clip.mp4");
-    ASSERT_EQ(probed["streams"].size(), 3U) << probed.dump();
-    EXPECT_LT(vantile::testing::integratedLoudness(project / "clip.mp4", 0), -60) << "system audio was muted";
+    // What the choices do to the sound is SoundCleanupTest's.
+    EXPECT_EQ(test::probe(project / "clip.mp4")["streams"].size(), 3U);
 
     // Everything back off: the project file has its first bytes again, apart from the export record.
     ASSERT_EQ(runCommand(exportCommand(project, {"--no-normalize-loudness", "--no-reduce-noise", "--volume",

@@ -17,17 +17,6 @@ namespace {
 constexpr int width = 320;
 constexpr int height = 180;
 constexpr double frameSeconds = 1.0 / 30;
-// Recording times of the white flashes, each with a tone burst of the same length.
-const std::vector<double> flashes = {1.5, 3.0, 5.0, 8.5, 10.5};
-constexpr double flashLength = 0.1;
-
-bool flashing(double time)
-{
-    for (const double flash : flashes) {
-        if (time >= flash - 1e-9 && time < flash + flashLength - 1e-9) return true;
-    }
-    return false;
-}
 
 // Every frame tells its index by colour: red steps 4 per frame within a 60-frame cycle, green per cycle.
 QColor clockColour(int frame)
@@ -44,23 +33,20 @@ int frameFromColour(const std::uint8_t* rgb)
 
 }  // namespace
 
-TEST(TimelineExport, TrimAndCutsKeepDurationSyncCameraAndTheRightFramesAtEachCut)
+// A trim, two cuts and an edited zoom after them. Which recording frame and sound each output
+// moment shows across trims, cuts and speeds is SpeedExportTest's; here, that the zoom is placed
+// in recording time, so it shows where the cuts put it.
+TEST(TimelineExport, TrimAndCutsKeepTheDurationAndAnEditedZoomAfterThemShowsAtItsTime)
 {
     TemporaryDirectory directory;
     const fs::path raw = directory.path() / "raw.mov";
-    writeRawMovie(
-        raw, width, height, 12, 1,
-        [](QImage& canvas, int frame) {
-            const double time = frame * frameSeconds;
-            canvas.fill(flashing(time) ? QColor(Qt::white) : clockColour(frame));
-            // A blue marker that only a zoom onto it brings to the centre.
-            if (!flashing(time)) {
-                for (int y = 20; y < 50; ++y) {
-                    for (int x = 30; x < 70; ++x) canvas.setPixel(x, y, qRgb(0, 0, 255));
-                }
-            }
-        },
-        [](int, double time) { return flashing(time) ? static_cast<float>(0.6 * std::sin(2 * M_PI * 880 * time)) : 0.0F; });
+    writeRawMovie(raw, width, height, 12, 1, [](QImage& canvas, int frame) {
+        canvas.fill(clockColour(frame));
+        // A blue marker that only a zoom onto it brings to the centre.
+        for (int y = 20; y < 50; ++y) {
+            for (int x = 30; x < 70; ++x) canvas.setPixel(x, y, qRgb(0, 0, 255));
+        }
+    });
 
     RecordingProject project = makeProject(width, height, 12);
     project.renderSettings.showCursor = false;
@@ -90,35 +76,7 @@ TEST(TimelineExport, TrimAndCutsKeepDurationSyncCameraAndTheRightFramesAtEachCut
 
     const std::vector<std::uint8_t> pixels = centrePixels(output);
     ASSERT_GE(pixels.size(), 194U * 3);
-    const auto frameCount = pixels.size() / 3;
-    // Flashes in kept ranges appear at their output time; the one at 3.0 s was cut.
-    std::vector<double> flashStarts;
-    for (std::size_t frame = 0; frame < frameCount; ++frame) {
-        const bool white = pixels[3 * frame] > 240 && pixels[3 * frame + 1] > 240 && pixels[3 * frame + 2] > 240;
-        const bool wasWhite = frame > 0 && pixels[3 * frame - 3] > 240 && pixels[3 * frame - 2] > 240 &&
-                              pixels[3 * frame - 1] > 240;
-        if (white && !wasWhite) flashStarts.push_back(static_cast<double>(frame) * frameSeconds);
-    }
-    const std::vector<double> expectedFlashes = {0.5, 2.0, 3.5, 5.5};
-    ASSERT_EQ(flashStarts.size(), expectedFlashes.size());
-    const std::vector<double> tones = toneOnsets(vantile::testing::audioSamples(output), 880);
-    ASSERT_EQ(tones.size(), expectedFlashes.size());
-    for (std::size_t index = 0; index < expectedFlashes.size(); ++index) {
-        EXPECT_NEAR(flashStarts[index], expectedFlashes[index], frameSeconds + 1e-6) << "flash " << index;
-        EXPECT_NEAR(tones[index], flashStarts[index], frameSeconds + 1e-6) << "tone " << index << " out of sync";
-    }
-
-    // Hard cuts: the last frame before each cut and the first after it show their own recording times.
-    const auto recordingFrameAt = [&](double outputTime) {
-        const auto frame = static_cast<std::size_t>(std::lround(outputTime / frameSeconds));
-        return frameFromColour(&pixels[3 * frame]);
-    };
-    for (const double cutAt : {1.0, 3.0}) {
-        const double before = cutAt - frameSeconds;
-        EXPECT_NEAR(recordingFrameAt(before), timeline.recordingTime(before) * 30, 1) << "before the cut at " << cutAt;
-        EXPECT_NEAR(recordingFrameAt(cutAt), timeline.recordingTime(cutAt) * 30, 1) << "after the cut at " << cutAt;
-    }
-    EXPECT_NEAR(recordingFrameAt(0), 30, 1);
+    EXPECT_NEAR(frameFromColour(&pixels[0]), 30, 1);  // the trim's start
 
     // The edited zoom: one second into it the blue marker fills the centre; before it, the clock does.
     const std::size_t zoomed = static_cast<std::size_t>(std::lround(*timeline.outputTime(11.0) / frameSeconds));
