@@ -26,14 +26,6 @@ std::string gnomeSetting(const char* key)
     return text;
 }
 
-std::string textOf(const std::filesystem::path& path)
-{
-    std::ifstream file(path);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
 bool desktopIs(const char* name)
 {
     const char* desktops = std::getenv("XDG_CURRENT_DESKTOP");
@@ -118,12 +110,11 @@ KeyboardLayout desktopKeyboardLayout()
     if (desktopIs("KDE")) {
         const char* configuration = std::getenv("XDG_CONFIG_HOME");
         const char* home = std::getenv("HOME");
-        const std::filesystem::path directory = configuration && *configuration ? std::filesystem::path(configuration)
-                                                : home ? std::filesystem::path(home) / ".config"
-                                                       : std::filesystem::path();
-        if (!directory.empty()) {
-            if (auto layout = kdeKeyboardLayout(textOf(directory / "kxkbrc"))) return *layout;
-        }
+        const std::filesystem::path directory =
+            configuration && *configuration ? configuration : std::filesystem::path(home ? home : "") / ".config";
+        std::ostringstream kxkbrc;
+        kxkbrc << std::ifstream(directory / "kxkbrc").rdbuf();
+        if (auto layout = kdeKeyboardLayout(kxkbrc.str())) return *layout;
     }
     return environment;
 }
